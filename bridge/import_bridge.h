@@ -1,0 +1,159 @@
+// ZELCaRepositoryDsOdbcImportBridge: one import of a PCD file into a host
+// model. The interface object creates one per run, on its stack, calls run()
+// once and destroys it.
+//
+// The class is split over several files by concern:
+//   bridge/import_bridge.cpp        construction, run, clean-up
+//   pcd/line_primitives.cpp         cursor primitives and text lines
+//   pcd/stream_driver.cpp           processStream, loadParserHashTable
+//   pcd/record_scanners.cpp         the 28 record scanners and scanTable
+//   builder/node_resolution.cpp     processNodes, getAssertNode
+//   builder/object_user_data.cpp    user data on model objects, deleteUnusedObjects
+//   builder/catalog_schema_table.cpp, builder/columns_and_types.cpp,
+//   builder/keys_and_indexes.cpp, builder/foreign_keys.cpp,
+//   builder/procedures.cpp          the process operations by record kind
+#pragma once
+
+#include <fstream>
+
+#include "pcd/node_tables.h"
+#include "pcd/record_nodes.h"
+#include "zel_log.h"
+#include "zel_object_name_hashtable.h"
+#include "zel_options.h"
+#include "zel_string.h"
+#include "model/zel_model.h"
+
+class ZELCaRepositoryDsOdbcImportBridge {
+ public:
+  using Node = CaRepositoryDsOdbcImport::Node;
+  // A record scanner: checks one whole "E" or "R" line and returns its new
+  // node, owned by the caller.
+  using Scanner = Node* (*)(ZELCaRepositoryDsOdbcImportBridge* bridge, const char* line);
+
+  explicit ZELCaRepositoryDsOdbcImportBridge(ZELLog* log);
+  ~ZELCaRepositoryDsOdbcImportBridge();
+  ZELCaRepositoryDsOdbcImportBridge(const ZELCaRepositoryDsOdbcImportBridge&) = delete;
+  ZELCaRepositoryDsOdbcImportBridge& operator=(const ZELCaRepositoryDsOdbcImportBridge&) = delete;
+
+  // Imports the file named by the BP_FILE option into `model`. Returns true;
+  // every failure leaves by an exception, after the bridge's own clean-up.
+  bool run(ZELModel* model, ZELOptionList* options, const ZELString& bridgeId);
+  void cleanup(bool success);
+
+  // --- Line primitives: each takes a cursor into the current line and
+  // returns the cursor behind what it consumed. Violations throw the PCD
+  // error with the current line number.
+  const char* assertObjectType(const char* line, const char* letter);
+  const char* assertName(const char* cursor, const char* literal);
+  const char* scanToken(const char* cursor, long* value);
+  const char* assertNumAttributes(const char* cursor, long expected);
+  const char* assertAttrTypeAndReadVal(const char* cursor, const char* typeLetter, long* value);
+  const char* scanString(const char* cursor, ZELString& value, long length);
+  void scanText(Node* lastNode, const char* line);
+  [[noreturn]] void throwPcdError() const;
+
+  // --- Stream driver.
+  void loadParserHashTable();
+  void processStream();
+  // Scanners by index (see loadParserHashTable); entry 28 is null.
+  static const Scanner scanTable[29];
+  static Node* scanSCHEM_AT(ZELCaRepositoryDsOdbcImportBridge* bridge, const char* line);
+  static Node* scanREL_DT(ZELCaRepositoryDsOdbcImportBridge* bridge, const char* line);
+  static Node* scanINDEX_AT(ZELCaRepositoryDsOdbcImportBridge* bridge, const char* line);
+  static Node* scanSCHEMA(ZELCaRepositoryDsOdbcImportBridge* bridge, const char* line);
+  static Node* scanTBL_COL(ZELCaRepositoryDsOdbcImportBridge* bridge, const char* line);
+  static Node* scanSUPTS_DT(ZELCaRepositoryDsOdbcImportBridge* bridge, const char* line);
+  static Node* scanTABLE(ZELCaRepositoryDsOdbcImportBridge* bridge, const char* line);
+  static Node* scanVW_CL_AT(ZELCaRepositoryDsOdbcImportBridge* bridge, const char* line);
+  static Node* scanTABLE_AT(ZELCaRepositoryDsOdbcImportBridge* bridge, const char* line);
+  static Node* scanREL_COL(ZELCaRepositoryDsOdbcImportBridge* bridge, const char* line);
+  static Node* scanKEY_COL(ZELCaRepositoryDsOdbcImportBridge* bridge, const char* line);
+  static Node* scanPARM(ZELCaRepositoryDsOdbcImportBridge* bridge, const char* line);
+  static Node* scanDATABASE(ZELCaRepositoryDsOdbcImportBridge* bridge, const char* line);
+  static Node* scanVIEW_COL(ZELCaRepositoryDsOdbcImportBridge* bridge, const char* line);
+  static Node* scanTB_CL_AT(ZELCaRepositoryDsOdbcImportBridge* bridge, const char* line);
+  static Node* scanFGN_KEY(ZELCaRepositoryDsOdbcImportBridge* bridge, const char* line);
+  static Node* scanREL_SYS(ZELCaRepositoryDsOdbcImportBridge* bridge, const char* line);
+  static Node* scanUDEF_DT(ZELCaRepositoryDsOdbcImportBridge* bridge, const char* line);
+  static Node* scanOBJ_AT(ZELCaRepositoryDsOdbcImportBridge* bridge, const char* line);
+  static Node* scanDBPROC(ZELCaRepositoryDsOdbcImportBridge* bridge, const char* line);
+  static Node* scanVIEW(ZELCaRepositoryDsOdbcImportBridge* bridge, const char* line);
+  static Node* scanSERVTYPE(ZELCaRepositoryDsOdbcImportBridge* bridge, const char* line);
+  static Node* scanKEY(ZELCaRepositoryDsOdbcImportBridge* bridge, const char* line);
+  static Node* scanDB_AT(ZELCaRepositoryDsOdbcImportBridge* bridge, const char* line);
+  static Node* scanSERVINST(ZELCaRepositoryDsOdbcImportBridge* bridge, const char* line);
+  static Node* scanPRIM_KEY(ZELCaRepositoryDsOdbcImportBridge* bridge, const char* line);
+  static Node* scanFK_TB_AT(ZELCaRepositoryDsOdbcImportBridge* bridge, const char* line);
+  static Node* scanELEMENT(ZELCaRepositoryDsOdbcImportBridge* bridge, const char* line);
+
+  // --- Node resolution and processing order.
+  void processNodes();
+  // The node registered under `id`; throws the missing-object error.
+  Node* getAssertNode(long id);
+  // The node under `id` whose record name is `type`; throws the missing-object
+  // or bad-object-type error.
+  Node* getAssertNode(long id, ZELString type);
+
+  // --- The builder's record on a model object's general pointer.
+  class ObjectUserData {
+   public:
+    virtual ~ObjectUserData() = default;
+    Node* sourceNode = nullptr;                   // not owned
+    ZELDesignPackage* designPackage = nullptr;    // not owned; schemas only
+  };
+  // Takes every ObjectUserData off the objects of a model.
+  class ResetGeneralPointerOperation : public ZELTraversalOperation {
+   public:
+    bool pre_process(ZELObject* object, void*& argument) override;
+    void post_process(ZELObject* object, void* argument) override;
+  };
+  // Frees user data, kind vectors, nodes and the entries of all four tables.
+  void deleteUnusedObjects(bool success);
+
+  // --- Process operations, by record kind, in dispatch order.
+  void processDb_atNode(CaRepositoryDsOdbcImport::Db_atNode* node);
+  void processServinstNode(CaRepositoryDsOdbcImport::ServinstNode* node);
+  void processSchem_atNode(CaRepositoryDsOdbcImport::Schem_atNode* node);
+  void processTable_atNode(CaRepositoryDsOdbcImport::Table_atNode* node);
+  void processTbl_colNode(CaRepositoryDsOdbcImport::Tbl_colNode* node);
+  void processView_colNode(CaRepositoryDsOdbcImport::View_colNode* node);
+  void processKey_colNode(CaRepositoryDsOdbcImport::Key_colNode* node);
+  void processFk_tb_atNode(CaRepositoryDsOdbcImport::Fk_tb_atNode* node);
+  void processIndex_atNode(CaRepositoryDsOdbcImport::Index_atNode* node);
+  void processObj_atNode(CaRepositoryDsOdbcImport::Obj_atNode* node);
+  void processParmNode(CaRepositoryDsOdbcImport::ParmNode* node);
+
+  // --- Data types.
+  ZELString lookupDataType(ZELString nativeName);
+  ZELBaseType* getBaseType(const ZELString& dataType);
+  ZELBaseType* getUndefinedBaseType();
+
+  // --- Steps shared by several process operations.
+  // The schema that receives an object placed at `location` (a schema, or a
+  // catalog whose first child package is taken, or which gets a new
+  // "Default Schema" with its "Default Package").
+  ZELDatabaseSchema* schemaForLocation(ZELObject* location);
+  // The derived type of a column or parameter: named after the native type
+  // (with "_" and the length when it is not 0), length, scale, data type,
+  // native data type, derived from the shared base type of its data type.
+  ZELDerivedType* makeDerivedType(const CaRepositoryDsOdbcImport::Rel_colNode* column,
+                                  const CaRepositoryDsOdbcImport::Rel_dtNode* dataType);
+  // Deletes the model object of a KEY node with its user data and clears the
+  // node's modelObject.
+  void removeKeyObject(CaRepositoryDsOdbcImport::KeyNode* keyNode);
+
+  // --- State of one import, in declaration order.
+  ZELModel* model = nullptr;                 // borrowed; set by run
+  ZELLog* log;                               // borrowed
+  ZELString fileName;                        // local encoding
+  std::ifstream input;
+  long lineNumber = 0;                       // lines read so far, the first included
+  ZELObjectNameHashtable baseTypeTable;      // base types by name; not owned
+  ZELStringNodeHashtable scannerIndexTable;  // record name -> scanner index
+  ZELLongNodeHashtable idRegistry;           // object id -> node; owns the nodes
+  ZELStringNodeHashtable kindTable;          // record name -> ZELVector* of nodes; owns the vectors
+};
+
+// The builder's user data of `object`, created (empty) on first request.
+ZELCaRepositoryDsOdbcImportBridge::ObjectUserData* getObjectUserData(ZELObject* object);

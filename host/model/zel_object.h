@@ -1,0 +1,301 @@
+// ZELObject, the root of every model object, and the two kinds of link that
+// join model objects:
+//
+// - Ownership (ZELOwnedList): an object is owned by at most one list of one
+//   owner. Deleting an owner deletes what it owns; depthTraversal walks it.
+// - Reference (ZELReference, ZELReferenceList): a non-owning pointer from a
+//   holder to a target. Every target keeps the list of references that point
+//   to it, so that deleting either side unlinks the other in O(1).
+//
+// Both are intrusive, doubly linked and ordered by insertion, so deleting an
+// object costs time proportional to its own links, never to the model's size.
+// Model objects are not thread-safe; a model belongs to one thread at a time.
+#pragma once
+
+#include <cstddef>
+#include <iterator>
+
+#include "model/zel_element_type.h"
+#include "zel_string.h"
+
+class ZELObject;
+class ZELOwnedListBase;
+class ZELReferenceListBase;
+
+// A depth-first walk over an object and everything it owns. pre_process is
+// called before an object's owned objects are visited and may change the
+// argument handed to them; returning false skips them. post_process is called
+// after them (also when pre_process returned false), with the argument that
+// the object itself received.
+class ZELTraversalOperation {
+ public:
+  virtual ~ZELTraversalOperation() = default;
+  virtual bool pre_process(ZELObject* object, void*& argument) = 0;
+  virtual void post_process(ZELObject* object, void* argument) = 0;
+};
+
+// A non-owning link from a holder object to a target object. Lives inside its
+// holder (a data member) or inside a ZELReferenceList entry. When the target
+// is deleted a member reference becomes null and a list entry leaves its list.
+class ZELReference {
+ public:
+  explicit ZELReference(ZELObject* holder) noexcept : holder_(holder) {}
+  ~ZELReference() { reset(); }
+  ZELReference(const ZELReference&) = delete;
+  ZELReference& operator=(const ZELReference&) = delete;
+
+  ZELObject* get() const noexcept { return target_; }
+  ZELObject* holder() const noexcept { return holder_; }
+  // Points the reference at `target` (null unsets it).
+  void set(ZELObject* target);
+  void reset() noexcept { set(nullptr); }
+  // The next reference that points at the same target.
+  const ZELReference* nextReferrer() const noexcept { return next_; }
+
+ private:
+  friend class ZELObject;
+  friend class ZELReferenceListBase;
+  ZELObject* holder_;
+  ZELObject* target_ = nullptr;
+  ZELReference* prev_ = nullptr;
+  ZELReference* next_ = nullptr;
+  ZELReferenceListBase* list_ = nullptr;  // set for list entries
+};
+
+// A typed member reference.
+template <class T>
+class ZELRef : public ZELReference {
+ public:
+  explicit ZELRef(ZELObject* holder) noexcept : ZELReference(holder) {}
+  T* get() const noexcept { return static_cast<T*>(ZELReference::get()); }
+  T* operator->() const noexcept { return get(); }
+  explicit operator bool() const noexcept { return get() != nullptr; }
+};
+
+// Owns model objects, in insertion order. The owner object names the list's
+// owner; the list is a data member of it. Destroying the list deletes every
+// object in it.
+class ZELOwnedListBase {
+ public:
+  explicit ZELOwnedListBase(ZELObject* owner) noexcept;
+  ~ZELOwnedListBase() { deleteAll(); }
+  ZELOwnedListBase(const ZELOwnedListBase&) = delete;
+  ZELOwnedListBase& operator=(const ZELOwnedListBase&) = delete;
+
+  ZELObject* owner() const noexcept { return owner_; }
+  long count() const noexcept { return count_; }
+  bool isEmpty() const noexcept { return count_ == 0; }
+  ZELObject* firstObject() const noexcept { return first_; }
+  ZELObject* lastObject() const noexcept { return last_; }
+  // The object at `index`, or null. Sequential access (index i, then i+1) is
+  // O(1); random access walks from the nearer remembered position.
+  ZELObject* objectAt(long index) const;
+
+  // Appends `object`, taking it from the list that owned it before, if any.
+  // An object already in this list stays where it is.
+  void append(ZELObject* object);
+  // Takes `object` out of the list without deleting it; the caller owns it.
+  void release(ZELObject* object) noexcept;
+  // Deletes every object of the list.
+  void deleteAll();
+
+ private:
+  friend class ZELObject;
+  ZELObject* owner_;
+  ZELObject* first_ = nullptr;
+  ZELObject* last_ = nullptr;
+  long count_ = 0;
+  ZELOwnedListBase* nextListOfOwner_ = nullptr;  // the owner's chain of lists
+  mutable ZELObject* cachedObject_ = nullptr;    // remembered position of objectAt
+  mutable long cachedIndex_ = -1;
+};
+
+// Iterates objects of type T through a sibling chain.
+template <class T, class Step>
+class ZELChainIterator {
+ public:
+  using iterator_category = std::forward_iterator_tag;
+  using value_type = T*;
+  using difference_type = std::ptrdiff_t;
+  using pointer = T**;
+  using reference = T*;
+  explicit ZELChainIterator(const void* at) noexcept : at_(at) {}
+  T* operator*() const noexcept { return Step::value(at_); }
+  ZELChainIterator& operator++() noexcept {
+    at_ = Step::next(at_);
+    return *this;
+  }
+  bool operator==(const ZELChainIterator& other) const noexcept { return at_ == other.at_; }
+  bool operator!=(const ZELChainIterator& other) const noexcept { return at_ != other.at_; }
+
+ private:
+  const void* at_;
+};
+
+template <class T>
+class ZELOwnedList : public ZELOwnedListBase {
+  struct Step;
+
+ public:
+  using iterator = ZELChainIterator<T, Step>;
+  explicit ZELOwnedList(ZELObject* owner) noexcept : ZELOwnedListBase(owner) {}
+  T* first() const noexcept { return static_cast<T*>(firstObject()); }
+  T* at(long index) const { return static_cast<T*>(objectAt(index)); }
+  void append(T* object) { ZELOwnedListBase::append(object); }
+  iterator begin() const noexcept { return iterator(firstObject()); }
+  iterator end() const noexcept { return iterator(nullptr); }
+
+ private:
+  struct Step {
+    static T* value(const void* at) noexcept;
+    static const void* next(const void* at) noexcept;
+  };
+};
+
+// An ordered list of references held by one object. The same target may be
+// listed more than once. An entry leaves the list when its target is deleted.
+class ZELReferenceListBase {
+ public:
+  explicit ZELReferenceListBase(ZELObject* holder) noexcept : holder_(holder) {}
+  virtual ~ZELReferenceListBase() { clear(); }
+  ZELReferenceListBase(const ZELReferenceListBase&) = delete;
+  ZELReferenceListBase& operator=(const ZELReferenceListBase&) = delete;
+
+  ZELObject* holder() const noexcept { return holder_; }
+  long count() const noexcept { return count_; }
+  bool isEmpty() const noexcept { return count_ == 0; }
+  void append(ZELObject* target);
+  // Removes the first entry that points at `target`; false when none does.
+  bool remove(ZELObject* target);
+  void clear() noexcept;
+
+  struct Entry {
+    explicit Entry(ZELObject* holder) noexcept : reference(holder) {}
+    ZELReference reference;
+    Entry* prev = nullptr;
+    Entry* next = nullptr;
+  };
+  const Entry* firstEntry() const noexcept { return first_; }
+
+ protected:
+  // Called when an entry's target is being deleted, before the entry leaves
+  // the list. Lets a holder keep derived state (a name index) in step.
+  virtual void entryLost(ZELObject* /*target*/) {}
+
+ private:
+  friend class ZELObject;
+  void unlinkEntry(Entry* entry) noexcept;
+  ZELObject* holder_;
+  Entry* first_ = nullptr;
+  Entry* last_ = nullptr;
+  long count_ = 0;
+};
+
+template <class T>
+class ZELReferenceList : public ZELReferenceListBase {
+  struct Step {
+    static T* value(const void* at) noexcept {
+      return static_cast<T*>(static_cast<const Entry*>(at)->reference.get());
+    }
+    static const void* next(const void* at) noexcept {
+      return static_cast<const Entry*>(at)->next;
+    }
+  };
+
+ public:
+  using iterator = ZELChainIterator<T, Step>;
+  explicit ZELReferenceList(ZELObject* holder) noexcept : ZELReferenceListBase(holder) {}
+  void append(T* target) { ZELReferenceListBase::append(target); }
+  iterator begin() const noexcept { return iterator(firstEntry()); }
+  iterator end() const noexcept { return iterator(nullptr); }
+};
+
+class ZELObject {
+ public:
+  ZELObject() noexcept = default;
+  // Deleting an object deletes everything it owns, takes it out of its
+  // owner's list, unsets every reference that points at it (list entries
+  // leave their lists) and unlinks its own references. The general pointer is
+  // the client's and is not touched.
+  virtual ~ZELObject();
+  ZELObject(const ZELObject&) = delete;
+  ZELObject& operator=(const ZELObject&) = delete;
+
+  virtual ZELElementType getElementType() const { return ZEL_ET_OBJECT; }
+  // True when the object is of `type` or of a type that specialises it.
+  virtual bool isInstanceOf(ZELElementType type) const {
+    return zelElementTypeIsA(getElementType(), type);
+  }
+
+  virtual void setName(const ZELString& name) { name_ = name; }
+  virtual const ZELString& getName() const { return name_; }
+
+  // One pointer for the host's clients to hang their own data on. The model
+  // neither reads nor frees it.
+  void* getGeneralPointer() const noexcept { return generalPointer_; }
+  void setGeneralPointer(void* pointer) noexcept { generalPointer_ = pointer; }
+
+  // The object that owns this one, or null.
+  ZELObject* getOwner() const noexcept;
+  // The first reference that points at this object (walk on with
+  // ZELReference::nextReferrer).
+  const ZELReference* firstReferrer() const noexcept { return referrers_; }
+
+  // Visits this object and, depth first, everything it owns, in the order of
+  // the owned lists and of the objects in each list.
+  void depthTraversal(ZELTraversalOperation& operation, void* argument);
+
+  // Links `object` to this receiver through `link`; when the receiver refuses
+  // it (link returns false), renames the object to the first free name among
+  // NAME + separator + 1, NAME + separator + 2, ... and links it under that
+  // name. Returns whether the object was linked in the end.
+  template <class Receiver, class Arg>
+  bool addLinkUniqueName(bool (Receiver::*link)(Arg*), Arg* object, char separator) {
+    Receiver* receiver = static_cast<Receiver*>(this);
+    if ((receiver->*link)(object)) return true;
+    const ZELString base = object->getName();
+    for (unsigned long counter = firstUniqueNameCounter(base);; ++counter) {
+      ZELString candidate = base;
+      candidate.append(separator);
+      candidate += ZELString(static_cast<long>(counter));
+      object->setName(candidate);
+      if ((receiver->*link)(object)) {
+        noteUniqueNameCounter(base, counter);
+        return true;
+      }
+    }
+  }
+
+ protected:
+  // Where addLinkUniqueName starts counting for `base`: 1 unless the receiver
+  // remembers the last counter it handed out for that base (it then starts
+  // just after it, so that many equal names cost O(1) each).
+  virtual unsigned long firstUniqueNameCounter(const ZELString& /*base*/) { return 1; }
+  virtual void noteUniqueNameCounter(const ZELString& /*base*/, unsigned long /*counter*/) {}
+
+ private:
+  friend class ZELOwnedListBase;
+  friend class ZELReference;
+  template <class T>
+  friend class ZELOwnedList;
+
+  ZELString name_;
+  void* generalPointer_ = nullptr;
+  // Membership in the owner's list.
+  ZELOwnedListBase* ownerList_ = nullptr;
+  ZELObject* prevSibling_ = nullptr;
+  ZELObject* nextSibling_ = nullptr;
+  // Lists this object owns (chained through ZELOwnedListBase::nextListOfOwner_).
+  ZELOwnedListBase* ownedLists_ = nullptr;
+  // References that point at this object.
+  ZELReference* referrers_ = nullptr;
+};
+
+template <class T>
+T* ZELOwnedList<T>::Step::value(const void* at) noexcept {
+  return static_cast<T*>(static_cast<ZELObject*>(const_cast<void*>(at)));
+}
+template <class T>
+const void* ZELOwnedList<T>::Step::next(const void* at) noexcept {
+  return static_cast<const ZELObject*>(at)->nextSibling_;
+}
