@@ -15,6 +15,7 @@
 #pragma once
 
 #include <fstream>
+#include <memory>
 
 #include "pcd/node_tables.h"
 #include "pcd/record_nodes.h"
@@ -137,8 +138,13 @@ class ZELCaRepositoryDsOdbcImportBridge {
   // The derived type of a column or parameter: named after the native type
   // (with "_" and the length when it is not 0), length, scale, data type,
   // native data type, derived from the shared base type of its data type.
-  ZELDerivedType* makeDerivedType(const CaRepositoryDsOdbcImport::Rel_colNode* column,
-                                  const CaRepositoryDsOdbcImport::Rel_dtNode* dataType);
+  std::unique_ptr<ZELDerivedType> makeDerivedType(
+      const CaRepositoryDsOdbcImport::Rel_colNode* column,
+      const CaRepositoryDsOdbcImport::Rel_dtNode* dataType);
+  // Registers an element in the design package of `schema`, under a unique
+  // name when the package refuses its own. Returns false when the schema has
+  // no design package.
+  bool registerInDesignPackage(ZELDatabaseSchema* schema, ZELModelElement* element);
   // Deletes the model object of a KEY node with its user data and clears the
   // node's modelObject.
   void removeKeyObject(CaRepositoryDsOdbcImport::KeyNode* keyNode);

@@ -19,7 +19,7 @@ class Node {
   Node& operator=(const Node&) = delete;
 
   // Accepts one text line addressed to this record; most records ignore text.
-  virtual void setText(ZELString name, ZELString value) {}
+  virtual void setText(ZELString /*name*/, ZELString /*value*/) {}
 
   long id = 0;                        // object id, key of the id registry
   ZELString type;                     // record name, e.g. "TBL_COL"

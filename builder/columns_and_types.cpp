@@ -1,0 +1,108 @@
+// Columns of tables and views, each with a derived type of its own over a
+// shared base type, and the base-type table.
+#include <memory>
+
+#include "bridge/import_bridge.h"
+#include "builder/record_values.h"
+#include "zel_type_helpers.h"
+
+using namespace CaRepositoryDsOdbcImport;
+using Bridge = ZELCaRepositoryDsOdbcImportBridge;
+
+namespace {
+
+const ZELString kUndefined("undefined");
+const ZELString kNotNullable("N");
+
+}  // namespace
+
+ZELString Bridge::lookupDataType(ZELString nativeName) {
+  // "NUMBER(10,2)" is looked up as "NUMBER"; nothing else is trimmed.
+  long parenthesis = nativeName.indexOf('(');
+  if (parenthesis >= 0) nativeName = nativeName.left(static_cast<unsigned>(parenthesis));
+  return ZELString(getDataTypeByName(nativeName));
+}
+
+ZELBaseType* Bridge::getBaseType(const ZELString& dataType) {
+  ZELString name = getDefaultLogicalName(dataType);
+  if (ZELObject* found = baseTypeTable.find(name.c_str())) return static_cast<ZELBaseType*>(found);
+  std::unique_ptr<ZELBaseType> base(createBaseType(name));
+  model->addType(base.get());
+  ZELBaseType* linked = base.release();
+  baseTypeTable.add(linked, true, nullptr);
+  return linked;
+}
+
+ZELBaseType* Bridge::getUndefinedBaseType() {
+  if (ZELObject* found = baseTypeTable.find(kUndefined.c_str())) {
+    return static_cast<ZELBaseType*>(found);
+  }
+  std::unique_ptr<ZELBaseType> base(createBaseType(kUndefined));
+  base->addModel(model);
+  ZELBaseType* linked = base.release();
+  baseTypeTable.add(linked, true, nullptr);
+  return linked;
+}
+
+std::unique_ptr<ZELDerivedType> Bridge::makeDerivedType(const Rel_colNode* column,
+                                                        const Rel_dtNode* dataType) {
+  auto type = std::make_unique<ZELDerivedType>();
+  type->setName(dataType->name);
+  type->Length = static_cast<int>(column->length != 0 ? column->length : column->attr4L);
+  if (type->getLength() != 0) {
+    ZELString name = type->getName();
+    name += "_";
+    name += ZELString(static_cast<long>(type->getLength()));
+    type->setName(name);
+  }
+  type->Scale = static_cast<int>(column->scale);
+  ZELString hostType = lookupDataType(dataType->name);
+  type->DataType = hostType;
+  type->NativeDataType = dataType->name;
+  type->addDerivedFromConcreteType(getBaseType(hostType));
+  return type;
+}
+
+void Bridge::processTbl_colNode(Tbl_colNode* node) {
+  Node* table = getAssertNode(node->fromId, RecordName::TABLE);
+  auto* column = static_cast<Rel_colNode*>(getAssertNode(node->toId, RecordName::REL_COL));
+  auto* dataType = static_cast<Rel_dtNode*>(getAssertNode(column->toId, RecordName::REL_DT));
+  // A table that was never placed has no class to take the column.
+  if (table->modelObject == nullptr) return;
+
+  auto attribute = std::make_unique<ZELAttribute>();
+  node->modelObject = attribute.get();
+  attribute->setName(column->name);
+  static_cast<ZELClassifier*>(table->modelObject)->addFeature(attribute.get());
+  ZELAttribute* linked = attribute.release();
+  linked->setPosition(low16(node->position));
+  linked->setDescription(node->comment.isEmpty() ? column->comment : node->comment);
+  if (!(node->nullable == kNotNullable)) linked->setOptional(true);
+
+  std::unique_ptr<ZELDerivedType> type = makeDerivedType(column, dataType);
+  linked->addType(type.get());
+  model->addType(type.get());
+  type.release();
+  getObjectUserData(linked)->sourceNode = node;
+}
+
+void Bridge::processView_colNode(View_colNode* node) {
+  Node* view = getAssertNode(node->fromId, RecordName::VIEW);
+  auto* column = static_cast<Rel_colNode*>(getAssertNode(node->toId, RecordName::REL_COL));
+  auto* dataType = static_cast<Rel_dtNode*>(getAssertNode(column->toId, RecordName::REL_DT));
+  if (view->modelObject == nullptr) return;
+
+  auto attribute = std::make_unique<ZELSQLViewAttribute>();
+  node->modelObject = attribute.get();
+  attribute->setName(column->name);
+  static_cast<ZELClassifier*>(view->modelObject)->addFeature(attribute.get());
+  ZELSQLViewAttribute* linked = attribute.release();
+  linked->setPosition(low16(node->position));
+  linked->setDescription(column->comment);
+
+  std::unique_ptr<ZELDerivedType> type = makeDerivedType(column, dataType);
+  linked->addType(type.get());
+  model->addType(type.get());
+  type.release();
+  getObjectUserData(linked)->sourceNode = node;
+}

@@ -1,0 +1,113 @@
+// Grouping the record nodes by kind and dispatching the relationship records
+// in their fixed order; resolving the ids that records carry.
+#include <algorithm>
+#include <memory>
+#include <vector>
+
+#include "bridge/import_bridge.h"
+#include "bridge/messages/tav_cards.h"
+#include "zel_vector.h"
+
+using namespace CaRepositoryDsOdbcImport;
+
+namespace {
+
+struct IteratorDeleter {
+  ZELHashtable* table;
+  void operator()(ZELContainer::Iterator* iterator) const { table->deleteIterator(iterator); }
+};
+
+// One dispatch step: the record name and the process operation of its nodes.
+struct DispatchStep {
+  const ZELString* recordName;
+  void (*process)(ZELCaRepositoryDsOdbcImportBridge* bridge, Node* node);
+};
+
+template <class NodeClass, void (ZELCaRepositoryDsOdbcImportBridge::*Operation)(NodeClass*)>
+void dispatch(ZELCaRepositoryDsOdbcImportBridge* bridge, Node* node) {
+  // Every node in a kind vector was made by the scanner of that kind.
+  (bridge->*Operation)(static_cast<NodeClass*>(node));
+}
+
+using Bridge = ZELCaRepositoryDsOdbcImportBridge;
+
+// Catalogs before schemas, schemas before tables, tables before columns,
+// columns before keys; foreign keys before indexes; procedures last.
+const DispatchStep kDispatchOrder[] = {
+    {&RecordName::DB_AT, dispatch<Db_atNode, &Bridge::processDb_atNode>},
+    {&RecordName::SERVINST, dispatch<ServinstNode, &Bridge::processServinstNode>},
+    {&RecordName::SCHEM_AT, dispatch<Schem_atNode, &Bridge::processSchem_atNode>},
+    {&RecordName::TABLE_AT, dispatch<Table_atNode, &Bridge::processTable_atNode>},
+    {&RecordName::TBL_COL, dispatch<Tbl_colNode, &Bridge::processTbl_colNode>},
+    {&RecordName::VIEW_COL, dispatch<View_colNode, &Bridge::processView_colNode>},
+    {&RecordName::KEY_COL, dispatch<Key_colNode, &Bridge::processKey_colNode>},
+    {&RecordName::FK_TB_AT, dispatch<Fk_tb_atNode, &Bridge::processFk_tb_atNode>},
+    {&RecordName::INDEX_AT, dispatch<Index_atNode, &Bridge::processIndex_atNode>},
+    {&RecordName::OBJ_AT, dispatch<Obj_atNode, &Bridge::processObj_atNode>},
+    {&RecordName::PARM, dispatch<ParmNode, &Bridge::processParmNode>},
+};
+
+}  // namespace
+
+void ZELCaRepositoryDsOdbcImportBridge::processNodes() {
+  // Collect the nodes that own their id: when two records share an id, the
+  // later one replaces the earlier for look-ups, so only it is processed.
+  std::vector<Node*> nodes;
+  nodes.reserve(static_cast<size_t>(idRegistry.count()));
+  {
+    std::unique_ptr<ZELContainer::Iterator, IteratorDeleter> iterator(idRegistry.newIterator(true),
+                                                                      IteratorDeleter{&idRegistry});
+    for (void* item = iterator->get(); item != nullptr; item = iterator->next(1)) {
+      auto* entry = static_cast<ZELLongNodeHashtable::Entry*>(item);
+      auto* node = static_cast<Node*>(entry->value);
+      if (node != nullptr && idRegistry.find(entry->key) == node) nodes.push_back(node);
+    }
+  }
+  // Nodes of one kind are processed in ascending object id. Files usually
+  // list ids in ascending order already, so the sort is mostly skipped.
+  auto byId = [](const Node* a, const Node* b) { return a->id < b->id; };
+  if (!std::is_sorted(nodes.begin(), nodes.end(), byId)) {
+    std::sort(nodes.begin(), nodes.end(), byId);
+  }
+
+  // Grouping: one vector of nodes per record name.
+  ZELVector* lastKind = nullptr;
+  const Node* lastNode = nullptr;
+  for (Node* node : nodes) {
+    // Runs of one kind are common; reuse the vector found for the last node.
+    if (lastNode == nullptr || !(lastNode->type == node->type)) {
+      lastKind = static_cast<ZELVector*>(kindTable.find(node->type));
+      if (lastKind == nullptr) {
+        auto kind = std::make_unique<ZELVector>(10);
+        kindTable.add(node->type, kind.get());
+        lastKind = kind.release();
+      }
+    }
+    lastKind->append(node);
+    lastNode = node;
+  }
+  std::vector<Node*>().swap(nodes);
+
+  // Dispatch.
+  for (const DispatchStep& step : kDispatchOrder) {
+    auto* kind = static_cast<ZELVector*>(kindTable.find(*step.recordName));
+    if (kind == nullptr) continue;
+    for (long index = 0; index < kind->count(); ++index) {
+      step.process(this, static_cast<Node*>(kind->get(index)));
+    }
+  }
+}
+
+Node* ZELCaRepositoryDsOdbcImportBridge::getAssertNode(long id) {
+  auto* node = static_cast<Node*>(idRegistry.find(id));
+  if (node == nullptr) TAV_CARDS::CAREPOSITORY_I_MISSING_OBJECT.throwException(ZELString(id));
+  return node;
+}
+
+Node* ZELCaRepositoryDsOdbcImportBridge::getAssertNode(long id, ZELString type) {
+  Node* node = getAssertNode(id);
+  if (!(node->type == type)) {
+    TAV_CARDS::CAREPOSITORY_I_BAD_OBJECT_TYPE.throwException(ZELString(id), node->type, type);
+  }
+  return node;
+}

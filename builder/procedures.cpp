@@ -1,0 +1,73 @@
+// Stored procedures placed in schemas, and their typed arguments.
+#include <memory>
+
+#include "bridge/import_bridge.h"
+#include "bridge/messages/tav_cards.h"
+#include "builder/record_values.h"
+
+using namespace CaRepositoryDsOdbcImport;
+using Bridge = ZELCaRepositoryDsOdbcImportBridge;
+
+namespace {
+
+// The name quoted when something other than a procedure is placed twice.
+const ZELString kUnknownName("?");
+
+}  // namespace
+
+void Bridge::processObj_atNode(Obj_atNode* node) {
+  Node* placed = getAssertNode(node->fromId);
+  Node* locationNode = getAssertNode(node->toId);
+  ZELObject* location = locationNode->modelObject;
+  const bool isProcedure = placed->type == RecordName::DBPROC;
+  const ZELString& name = isProcedure ? static_cast<DbprocNode*>(placed)->name : kUnknownName;
+
+  if (placed->modelObject != nullptr) {
+    // The first placement stands, whatever kind of object it placed.
+    TAV_CARDS::CAREPOSITORY_I_MULTIPLE_PROCEDURE_LOCATIONS.log(*log, name);
+    return;
+  }
+  if (location == nullptr) return;
+  ZELDatabaseSchema* schema = schemaForLocation(location);
+  if (schema == nullptr || !isProcedure) return;  // a default schema made above stays
+
+  auto* procedureNode = static_cast<DbprocNode*>(placed);
+  auto procedure = std::make_unique<ZELStoredProcedure>();
+  procedure->setName(procedureNode->name);
+  procedure->setDescription(procedureNode->description);
+  procedureNode->modelObject = procedure.get();
+  schema->addModelObject(procedure.get());
+  ZELStoredProcedure* linked = procedure.release();
+
+  if (ZELDesignPackage* designPackage = getObjectUserData(schema)->designPackage) {
+    if (!designPackage->addStoredProcedure(linked)) {
+      designPackage->addLinkUniqueName(&ZELDesignPackage::addStoredProcedure, linked, '_');
+    }
+  }
+  node->modelObject = linked;
+  getObjectUserData(linked)->sourceNode = procedureNode;
+}
+
+void Bridge::processParmNode(ParmNode* node) {
+  // Parameters of anything but a procedure are not modelled.
+  if (!(getAssertNode(node->fromId)->type == RecordName::DBPROC)) return;
+  Node* procedureNode = getAssertNode(node->fromId, RecordName::DBPROC);
+  auto* column = static_cast<Rel_colNode*>(getAssertNode(node->toId, RecordName::REL_COL));
+  auto* dataType = static_cast<Rel_dtNode*>(getAssertNode(column->toId, RecordName::REL_DT));
+  // A procedure that no record placed has no object to take the argument.
+  if (procedureNode->modelObject == nullptr) return;
+
+  auto argument = std::make_unique<ZELArgument>();
+  node->modelObject = argument.get();
+  argument->setName(column->name);
+  static_cast<ZELOperation*>(procedureNode->modelObject)->addArgument(argument.get());
+  ZELArgument* linked = argument.release();
+  linked->setPosition(low16(node->position));
+  linked->setDescription(column->comment);
+
+  std::unique_ptr<ZELDerivedType> type = makeDerivedType(column, dataType);
+  linked->addType(type.get());
+  model->addType(type.get());
+  type.release();
+  getObjectUserData(linked)->sourceNode = node;
+}

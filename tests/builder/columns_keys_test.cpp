@@ -1,0 +1,238 @@
+// Columns with their derived types, keys with their position indexes, and
+// index-only keys.
+#include <gtest/gtest.h>
+
+#include "model_queries.h"
+#include "pcd_writer.h"
+
+namespace {
+
+TEST(Columns, TypesAreNamedByNativeTypeAndLengthAndShareBaseTypes) {
+  PcdWriter pcd;
+  pcd.basicCatalog()
+      .table(10, "T")
+      .tableAt(11, 10, 4)
+      .relDt(20, "NUMBER(10,2)")
+      .relDt(21, "CHAR (10)")
+      .relDt(22, "MYSTERY")
+      .relCol(30, 9, "ALT_LENGTH", 0, 12)
+      .tblCol(31, 10, 30, "N", 1)
+      .relCol(32, 9, "NO_LENGTH", 0, 0)
+      .tblCol(33, 10, 32, "Y", 2)
+      .relCol(34, 20, "AMOUNT", 10, 0, 2)
+      .tblCol(35, 10, 34, "n", 3)
+      .relCol(36, 21, "CODE", 0)
+      .tblCol(37, 10, 36, "NO", 65537)
+      .relCol(38, 22, "ODD", 0)
+      .tblCol(39, 10, 38, "", 40000)
+      .relCol(40, 9, "OTHER", 0, 12)
+      .tblCol(41, 10, 40, "N", 6);
+  ImportResult result = pcd.import();
+  ASSERT_EQ(result.error, "");
+  ZELClass* table = onlyClass(*result.model, "T");
+  ASSERT_NE(table, nullptr);
+
+  ZELDerivedType* alt = typeOf(columnOf(table, "ALT_LENGTH"));
+  EXPECT_STREQ(alt->getName().c_str(), "VARCHAR_12");
+  EXPECT_EQ(alt->Length, 12);
+  EXPECT_STREQ(typeOf(columnOf(table, "NO_LENGTH"))->getName().c_str(), "VARCHAR");
+  ZELDerivedType* amount = typeOf(columnOf(table, "AMOUNT"));
+  EXPECT_STREQ(amount->getName().c_str(), "NUMBER(10,2)_10");
+  EXPECT_STREQ(amount->NativeDataType.c_str(), "NUMBER(10,2)");
+  EXPECT_STREQ(amount->DataType.c_str(), "NUMERIC");
+  EXPECT_EQ(amount->Scale, 2);
+  EXPECT_STREQ(typeOf(columnOf(table, "CODE"))->DataType.c_str(), "CHAR");
+  ZELDerivedType* odd = typeOf(columnOf(table, "ODD"));
+  EXPECT_STREQ(odd->getDerivedFromConcreteType()->getName().c_str(), "undefined");
+
+  // Positions keep their low 16 bits; only "N" leaves a column required.
+  EXPECT_EQ(columnOf(table, "CODE")->getPosition(), 1);
+  EXPECT_EQ(columnOf(table, "ODD")->getPosition(), -25536);
+  EXPECT_FALSE(columnOf(table, "ALT_LENGTH")->isOptional());
+  for (const char* name : {"NO_LENGTH", "AMOUNT", "CODE", "ODD"}) {
+    EXPECT_TRUE(columnOf(table, name)->isOptional()) << name;
+  }
+
+  // Equal per-column types are factorized after the build: ALT_LENGTH and
+  // OTHER share VARCHAR_12. One base type per logical name, one "undefined".
+  EXPECT_EQ(typeOf(columnOf(table, "OTHER")), alt);
+  int undefined = 0, derived = 0;
+  for (ZELType* type : result.model->types()) {
+    if (type->getName() == "undefined") ++undefined;
+    if (type->getElementType() == ZEL_ET_DERIVED_TYPE) ++derived;
+  }
+  EXPECT_EQ(undefined, 1);
+  EXPECT_EQ(derived, 5);
+}
+
+TEST(Columns, DescriptionsComeFromTheColumnOrElseItsDefinition) {
+  PcdWriter pcd;
+  pcd.basicCatalog()
+      .table(10, "T")
+      .tableAt(11, 10, 4)
+      .view(12, "V")
+      .tableAt(13, 12, 4)
+      .relCol(20, 9, "A", 5, 0, 0, "from definition")
+      .tblCol(21, 10, 20, "N", 1, "own ")
+      .text(21, "COLUMN_COMMENTS", "text")
+      .relCol(22, 9, "B", 5, 0, 0, "from definition")
+      .tblCol(23, 10, 22, "N", 2)
+      .relCol(24, 9, "C", 5)
+      .tblCol(25, 10, 24, "N", 3)
+      .viewCol(26, 12, 20, 7);
+  ImportResult result = pcd.import();
+  ASSERT_EQ(result.error, "");
+  ZELClass* table = onlyClass(*result.model, "T");
+  EXPECT_STREQ(columnOf(table, "A")->getDescription().c_str(), "own text");
+  EXPECT_STREQ(columnOf(table, "B")->getDescription().c_str(), "from definition");
+  EXPECT_STREQ(columnOf(table, "C")->getDescription().c_str(), "");
+
+  auto* view =
+      findByName<ZELSQLViewEntity>(schemaOf(*result.model, "DB", "S")->modelObjects(), "V");
+  ASSERT_EQ(view->features().count(), 1);
+  auto* viewColumn = view->features().first();
+  EXPECT_EQ(viewColumn->getElementType(), ZEL_ET_SQL_VIEW_ATTRIBUTE);
+  EXPECT_STREQ(viewColumn->getName().c_str(), "A");
+  EXPECT_STREQ(viewColumn->getDescription().c_str(), "from definition");
+  EXPECT_EQ(static_cast<ZELAttribute*>(viewColumn)->getPosition(), 7);
+}
+
+TEST(Columns, ColumnsOfWrongKindsEndTheImport) {
+  PcdWriter pcd;
+  pcd.basicCatalog().view(10, "V").relCol(20, 9, "A", 5).tblCol(21, 10, 20, "N", 1);
+  EXPECT_EQ(pcd.import().error,
+            "[TAV_CARDS_F0010] Bad Object Type for (10) (got (VIEW), expected (TABLE))");
+  PcdWriter dangling;
+  dangling.basicCatalog()
+      .table(10, "T")
+      .tableAt(11, 10, 4)
+      .relCol(20, 99, "A", 5)
+      .tblCol(21, 10, 20, "N", 1);
+  EXPECT_EQ(dangling.import().error, "[TAV_CARDS_F0009] Missing Object (99)");
+}
+
+// Table T with columns A, B, C (positions 1-3).
+PcdWriter tableWithThreeColumns() {
+  PcdWriter pcd;
+  pcd.basicCatalog()
+      .table(10, "T")
+      .tableAt(11, 10, 4)
+      .relCol(20, 9, "A", 5)
+      .tblCol(21, 10, 20, "N", 1)
+      .relCol(22, 9, "B", 5)
+      .tblCol(23, 10, 22, "N", 2)
+      .relCol(24, 9, "C", 5)
+      .tblCol(25, 10, 24, "N", 3);
+  return pcd;
+}
+
+std::vector<std::string> memberColumns(const ZELIndex* index) {
+  std::vector<std::string> names;
+  for (ZELIndexMember* member : index->members()) {
+    names.push_back(member->getAttribute()->getName().c_str());
+  }
+  return names;
+}
+
+TEST(Keys, KindLettersMakeCandidateKeysForeignKeysAndIndexes) {
+  PcdWriter pcd = tableWithThreeColumns();
+  pcd.key(30, "PK", "P")
+      .keyCol(31, 30, 23, 2)
+      .keyCol(32, 30, 21, 1, "D")
+      .key(33, "AK", "A")
+      .keyCol(34, 33, 25, 65537, "d")
+      .key(35, "FK", "F")
+      .keyCol(36, 35, 21, 1)
+      .key(37, "IX", "I")
+      .keyCol(38, 37, 21, 1)
+      .keyCol(39, 37, 23, 2)
+      .keyCol(40, 37, 25, 3, "")
+      .key(41, "LOWER", "p")
+      .keyCol(42, 41, 21, 1)
+      .key(43, "LONG", "PK")
+      .keyCol(44, 43, 21, 1);
+  ImportResult result = pcd.import();
+  ASSERT_EQ(result.error, "");
+  ZELClass* table = onlyClass(*result.model, "T");
+  EXPECT_EQ(namesOf(table->keys()), (std::vector<std::string>{"PK", "AK", "FK"}));
+  EXPECT_EQ(namesOf(table->indexes()),
+            (std::vector<std::string>{"PK_POSITION", "AK_POSITION", "FK_POSITION", "IX"}));
+
+  auto* primary = findByName<ZELCandidateKey>(table->keys(), "PK");
+  EXPECT_EQ(table->getPrimaryKey(), primary);
+  EXPECT_TRUE(primary->uniqueKey);
+  EXPECT_EQ(primary->getElementType(), ZEL_ET_CANDIDATE_KEY);
+  EXPECT_EQ(namesOf(primary->attributes()), (std::vector<std::string>{"B", "A"}));
+  ZELIndex* position = primary->getIndex();
+  ASSERT_NE(position, nullptr);
+  EXPECT_FALSE(position->indexFlag2);
+  // Members keep record order, not position order.
+  EXPECT_EQ(memberColumns(position), (std::vector<std::string>{"B", "A"}));
+  EXPECT_EQ(position->members().at(0)->position, 2);
+  EXPECT_EQ(position->members().at(0)->sortOrder, 1);
+  EXPECT_EQ(position->members().at(1)->sortOrder, 2);
+
+  auto* alternate = findByName<ZELCandidateKey>(table->keys(), "AK");
+  EXPECT_TRUE(alternate->uniqueKey);
+  EXPECT_EQ(alternate->getIndex()->members().first()->position, 1);
+  EXPECT_EQ(alternate->getIndex()->members().first()->sortOrder, 1);
+  EXPECT_EQ(findByName<ZELKey>(table->keys(), "FK")->getElementType(), ZEL_ET_FOREIGN_KEY);
+
+  auto* indexOnly = findByName<ZELIndex>(table->indexes(), "IX");
+  EXPECT_EQ(memberColumns(indexOnly), (std::vector<std::string>{"A", "B", "C"}));
+  EXPECT_EQ(indexOnly->members().at(2)->sortOrder, 1);
+  // Unknown kind letters ("p", "PK") make nothing and say nothing.
+  EXPECT_EQ(result.logTexts().size(), 3u);
+}
+
+TEST(Keys, IndexFlagsApplyToIndexOnlyKeysAndOtherKeysAreRemoved) {
+  PcdWriter pcd = tableWithThreeColumns();
+  pcd.key(30, "PK", "P")
+      .keyCol(31, 30, 21, 1)
+      .key(33, "IX", "I")
+      .keyCol(34, 33, 23, 1)
+      .key(35, "IY", "I")
+      .keyCol(36, 35, 25, 1)
+      .key(37, "NOCOLUMNS", "I")
+      .indexAt(40, 33, "Y", "N")
+      .indexAt(41, 35, "N", "Y")
+      .indexAt(42, 30, "Y", "N")
+      .indexAt(43, 30, "Y", "Y")
+      .indexAt(44, 37, "Y", "Y");
+  ImportResult result = pcd.import();
+  ASSERT_EQ(result.error, "");
+  ZELClass* table = onlyClass(*result.model, "T");
+  auto* ix = findByName<ZELIndex>(table->indexes(), "IX");
+  auto* iy = findByName<ZELIndex>(table->indexes(), "IY");
+  EXPECT_TRUE(ix->indexFlag1);
+  EXPECT_FALSE(ix->indexFlag3);
+  EXPECT_FALSE(iy->indexFlag1);
+  EXPECT_TRUE(iy->indexFlag3);
+  // The primary key is gone (once: the second INDEX_AT finds nothing), its
+  // position index stays with the class.
+  EXPECT_TRUE(table->keys().isEmpty());
+  EXPECT_EQ(table->getPrimaryKey(), nullptr);
+  EXPECT_NE(findByName<ZELIndex>(table->indexes(), "PK_POSITION"), nullptr);
+  auto texts = result.logTexts();
+  EXPECT_EQ(std::count(texts.begin(), texts.end(), "Unexpected type for key (PK); skipping"), 1);
+}
+
+TEST(Keys, TwoPrimaryKeysOnOneClassLeaveTheLaterAsPrimary) {
+  PcdWriter pcd = tableWithThreeColumns();
+  pcd.key(30, "PK1", "P")
+      .keyCol(31, 30, 21, 1)
+      .key(32, "PK2", "P")
+      .keyCol(33, 32, 23, 1)
+      .key(34, "DUP", "A")
+      .keyCol(35, 34, 21, 1)
+      .keyCol(36, 34, 21, 2);
+  ImportResult result = pcd.import();
+  ASSERT_EQ(result.error, "");
+  ZELClass* table = onlyClass(*result.model, "T");
+  EXPECT_STREQ(table->getPrimaryKey()->getName().c_str(), "PK2");
+  auto* duplicate = findByName<ZELKey>(table->keys(), "DUP");
+  EXPECT_EQ(namesOf(duplicate->attributes()), (std::vector<std::string>{"A", "A"}));
+  EXPECT_EQ(duplicate->getIndex()->members().count(), 2);
+}
+
+}  // namespace

@@ -1,0 +1,154 @@
+// Processing order, duplicate ids, procedures' arguments, and what a failed
+// or finished build leaves behind.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+
+#include "bridge/import_bridge.h"
+#include "bridge/messages/tav_cards.h"
+#include "model_queries.h"
+#include "pcd_writer.h"
+
+namespace {
+
+TEST(Order, NodesOfOneKindAreProcessedInAscendingIdWhateverTheFileOrder) {
+  PcdWriter pcd;
+  pcd.basicCatalog()
+      .table(60, "LATE")
+      .table(40, "EARLY")
+      .tableAt(71, 60, 4)
+      .tableAt(70, 40, 4)
+      .relCol(80, 9, "B", 5)
+      .relCol(81, 9, "A", 5)
+      .tblCol(92, 40, 80, "N", 1)
+      .tblCol(91, 40, 81, "N", 2);
+  ImportResult result = pcd.import();
+  ASSERT_EQ(result.error, "");
+  ZELDatabaseSchema* schema = schemaOf(*result.model, "DB", "S");
+  EXPECT_EQ(namesOf(tablesOf(*schema)), (std::vector<std::string>{"EARLY", "LATE"}));
+  EXPECT_EQ(namesOf(onlyClass(*result.model, "EARLY")->features()),
+            (std::vector<std::string>{"A", "B"}));
+}
+
+TEST(Order, ALaterRecordWithTheSameIdReplacesTheEarlierOne) {
+  PcdWriter pcd;
+  pcd.basicCatalog()
+      .table(10, "OLD")
+      .table(10, "NEW")
+      .tableAt(11, 10, 4)
+      .tableAt(12, 10, 4)
+      .tableAt(12, 10, 4);  // a duplicated placement counts once
+  ImportResult result = pcd.import();
+  ASSERT_EQ(result.error, "");
+  EXPECT_EQ(namesOf(tablesOf(*schemaOf(*result.model, "DB", "S"))),
+            std::vector<std::string>{"NEW"});
+  auto texts = result.logTexts();
+  EXPECT_EQ(std::count(texts.begin(), texts.end(), "Table () at multiple locations not supported"),
+            1);
+}
+
+TEST(Procedures, ArgumentsAreTypedAndKeepTheirLowPositionBits) {
+  PcdWriter pcd;
+  pcd.basicCatalog()
+      .relDt(20, "CHAR")
+      .dbProc(30, "PROC")
+      .objAt(31, 30, 4)
+      .relCol(40, 20, "CODE", 0, 10, 0, "a code")
+      .parm(41, 30, 40, 70000)
+      .relCol(42, 20, "FLAG", 0, 0)
+      .parm(43, 30, 42, 1)
+      .parm(44, 30, 40, 3)
+      .table(50, "T")
+      .tableAt(51, 50, 4)
+      .parm(52, 50, 40, 1);  // not a procedure: ignored
+  ImportResult result = pcd.import();
+  ASSERT_EQ(result.error, "");
+  auto* schema = schemaOf(*result.model, "DB", "S");
+  auto* procedure = findByName<ZELStoredProcedure>(schema->modelObjects(), "PROC");
+  ASSERT_NE(procedure, nullptr);
+  EXPECT_EQ(namesOf(procedure->arguments()), (std::vector<std::string>{"CODE", "FLAG", "CODE"}));
+  ZELArgument* code = procedure->arguments().at(0);
+  EXPECT_EQ(code->getPosition(), 4464);
+  EXPECT_STREQ(code->getDescription().c_str(), "a code");
+  auto* codeType = static_cast<ZELDerivedType*>(code->getType());
+  EXPECT_STREQ(codeType->getName().c_str(), "CHAR_10");
+  EXPECT_EQ(codeType->Length, 10);
+  EXPECT_STREQ(
+      static_cast<ZELDerivedType*>(procedure->arguments().at(1)->getType())->getName().c_str(),
+      "CHAR");
+  EXPECT_EQ(namesOf(designPackagesOf(*result.model)[0]->elements()),
+            (std::vector<std::string>{"T", "PROC"}));
+}
+
+// Counts objects that still carry a general pointer.
+class GeneralPointerCounter : public ZELTraversalOperation {
+ public:
+  bool pre_process(ZELObject* object, void*& /*argument*/) override {
+    ++visited;
+    if (object->getGeneralPointer() != nullptr) ++withPointer;
+    return true;
+  }
+  void post_process(ZELObject* /*object*/, void* /*argument*/) override {}
+  int visited = 0;
+  int withPointer = 0;
+};
+
+TEST(Failures, ADanglingIdEndsTheImportAndLeavesNoBridgeDataBehind) {
+  PcdWriter pcd;
+  pcd.basicCatalog()
+      .table(10, "T")
+      .tableAt(11, 10, 4)
+      .relCol(20, 9, "A", 5)
+      .tblCol(21, 10, 20, "N", 1)
+      .key(30, "PK", "P")
+      .keyCol(31, 30, 21, 1)
+      .tableAt(40, 999, 4);
+  ImportResult result = pcd.import();
+  EXPECT_EQ(result.error, "[TAV_CARDS_F0009] Missing Object (999)");
+  EXPECT_FALSE(result.returned);
+  // The bridge itself does not empty the model; it only takes its user data
+  // off what was built before the failure (the sanitizer build checks that
+  // nodes and user data are freed).
+  ASSERT_EQ(catalogsOf(*result.model).size(), 1u);
+  GeneralPointerCounter counter;
+  result.model->depthTraversal(counter, nullptr);
+  EXPECT_GT(counter.visited, 3);
+  EXPECT_EQ(counter.withPointer, 0);
+  EXPECT_EQ(result.logTexts(), std::vector<std::string>{"Importing the model..."});
+}
+
+TEST(Failures, ASuccessfulImportLeavesNoUserDataAndTheBridgeNoNodes) {
+  PcdWriter pcd;
+  pcd.basicCatalog()
+      .table(10, "T")
+      .tableAt(11, 10, 4)
+      .relCol(20, 9, "A", 5)
+      .tblCol(21, 10, 20, "N", 1)
+      .key(30, "PK", "P")
+      .keyCol(31, 30, 21, 1)
+      .dbProc(40, "P")
+      .objAt(41, 40, 4)
+      .parm(42, 40, 20, 1);
+  PcdFile file(pcd.lines());
+  ZELModel model;
+  ZELMemoryLog log;
+  ZELOptionList options;
+  const char* extensions[] = {"pcd", nullptr};
+  ZELBridgeOption* option = TAV_CARDS::BP_FILE.generateOption(true, extensions, "Default", true);
+  option->setValue(file.path().c_str());
+  options.options.append(option);
+  ZELCaRepositoryDsOdbcImportBridge bridge(&log);
+  ASSERT_TRUE(bridge.run(&model, &options, "CaRepositoryDsOdbcImport"));
+  EXPECT_EQ(bridge.idRegistry.count(), 0);
+  EXPECT_EQ(bridge.kindTable.count(), 0);
+  EXPECT_EQ(bridge.scannerIndexTable.count(), 0);
+  EXPECT_EQ(bridge.baseTypeTable.count(), 0);
+  GeneralPointerCounter counter;
+  model.depthTraversal(counter, nullptr);
+  EXPECT_EQ(counter.withPointer, 0);
+  // A second clean-up finds nothing to do.
+  bridge.cleanup(true);
+  model.recursiveDelete();
+}
+
+}  // namespace
