@@ -7,6 +7,7 @@
 // add and find, growing as needed, at any size.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <vector>
 
@@ -36,6 +37,7 @@ class ZELHashtable : public ZELContainer {
   // moved to the entry found (or past the end).
   void* findFirst(const void* key, Iterator* where);
   // Removes `entry` (the very pointer) if held; the entry is not freed.
+  // Iterators stay valid: one on the removed entry yields null until moved.
   bool remove(const void* entry);
 
   long count() const override { return static_cast<long>(live_); }
@@ -46,9 +48,13 @@ class ZELHashtable : public ZELContainer {
   class TableIterator;
   void rebuildIndex(size_t slotCount);
   size_t findSlotOf(const void* entry) const;
+  size_t homeSlot(unsigned long hash) const noexcept;
+  void compactIfSparse();
 
   std::vector<const void*> entries_;  // insertion order; null where removed
   std::vector<uint32_t> slots_;       // index+1 into entries_, 0 = free
   size_t live_ = 0;
   size_t initialSize_;
+  unsigned shift_ = 0;        // 64 - log2(slots_.size())
+  size_t openIterators_ = 0;  // entries_ is not compacted while iterators exist
 };

@@ -12,11 +12,21 @@ class ZELDOMElement;  // an element of a localisation document; opaque here
 class ZELTextParameters {
  public:
   static constexpr int kCount = 3;
-  const ZELString& value(int index) const { return values_[index]; }
-  void set(int index, const ZELString& value) { values_[index] = value; }
+  // The value of `index` ("" when unset or out of range).
+  const ZELString& value(int index) const { return inRange(index) ? values_[index] : emptyString; }
+  // Whether a value was set for `index`, even an empty one.
+  bool isSet(int index) const { return inRange(index) && set_[index]; }
+  // Indexes out of range are ignored.
+  void set(int index, const ZELString& value) {
+    if (!inRange(index)) return;
+    values_[index] = value;
+    set_[index] = true;
+  }
 
  private:
+  static bool inRange(int index) { return index >= 0 && index < kCount; }
   ZELString values_[kCount];
+  bool set_[kCount] = {false, false, false};
 };
 
 // A named text. Construction keeps the id and text; update() replaces the

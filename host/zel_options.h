@@ -2,6 +2,8 @@
 // shows its user, and the list a bridge fills.
 #pragma once
 
+#include <vector>
+
 #include "zel_literals.h"
 #include "zel_vector.h"
 
@@ -14,6 +16,9 @@ class ZELBridgeOption {
   ZELBridgeOption(const ZELString& key, const ZELString& name, const ZELString& displayName,
                   const ZELString& description, Kind kind, const char* const* fileExtensions,
                   const ZELString& group, bool required, const ZELString& defaultValue);
+  // Not copyable: fileExtensions_ points into the option's own texts.
+  ZELBridgeOption(const ZELBridgeOption&) = delete;
+  ZELBridgeOption& operator=(const ZELBridgeOption&) = delete;
 
   const ZELString& getKey() const { return key_; }
   const ZELString& getName() const { return name_; }
@@ -21,7 +26,7 @@ class ZELBridgeOption {
   const ZELString& getDescription() const { return description_; }
   Kind getKind() const { return kind_; }
   // Null-terminated list of file extensions (without dot); empty for text options.
-  const char* const* getFileExtensions() const { return fileExtensions_; }
+  const char* const* getFileExtensions() const { return fileExtensions_.data(); }
   const ZELString& getGroup() const { return group_; }
   bool isRequired() const { return required_; }
   const ZELString& getDefaultValue() const { return defaultValue_; }
@@ -32,7 +37,10 @@ class ZELBridgeOption {
 
  private:
   ZELString key_, name_, displayName_, description_, group_, defaultValue_, value_;
-  const char* const* fileExtensions_;
+  // The option keeps its own copy of the extensions: it may outlive the
+  // plug-in whose static list it was made from.
+  std::vector<ZELString> extensionTexts_;
+  std::vector<const char*> fileExtensions_;  // into extensionTexts_, null-terminated
   Kind kind_;
   bool required_;
 };
@@ -76,6 +84,8 @@ class ZELOptionVector : public ZELVector {
  public:
   ZELOptionVector() : ZELVector(4) {}
   int compare2Key(const void* element, const void* key) const override;
+  // Two options are equal when their keys are.
+  int compare2Object(const void* elementA, const void* elementB) const override;
   ZELBridgeOption* option(long index) const { return static_cast<ZELBridgeOption*>(get(index)); }
 };
 

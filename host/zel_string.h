@@ -14,7 +14,7 @@
 
 class ZELString {
  public:
-  ZELString() noexcept : rep_(nullptr) {}
+  constexpr ZELString() noexcept : rep_(nullptr) {}
   // From a NUL-terminated byte string; null gives the empty string.
   ZELString(const char* text);  // NOLINT(google-explicit-constructor): strings convert freely
   ZELString(const char* bytes, size_t count);
@@ -50,6 +50,15 @@ class ZELString {
   void clear() noexcept;
   // Makes room for `capacity` bytes without changing the content.
   void reserve(size_t capacity);
+  // Bytes the buffer holds without growing (0 for the empty string).
+  size_t capacity() const noexcept { return rep_ ? rep_->capacity : 0; }
+
+  // Direct filling, for readers that write into the string's own buffer:
+  // writableBuffer makes the buffer unshared with room for `capacity` bytes
+  // (content kept) and returns it; after writing, setLength(n) with
+  // n <= capacity() fixes the length and writes the terminator.
+  char* writableBuffer(size_t capacity);
+  void setLength(size_t length) noexcept;
 
   ZELString& operator+=(const ZELString& other);
   ZELString& operator+=(const char* text);

@@ -13,7 +13,7 @@ class ZELVector : public ZELContainer {
   // Appends `element` (duplicates allowed); returns true.
   bool append(const void* element);
   // Adds `element` at the end. With allowDuplicates false an element that
-  // compare2Key already finds equal is refused (returns false). `where`, when
+  // compare2Object finds equal to one already held is refused (returns false). `where`, when
   // given, is moved to the new element.
   bool add(const void* element, bool allowDuplicates, Iterator* where);
   // The first element for which compare2Key(element, key) is 0, or null;
@@ -30,9 +30,14 @@ class ZELVector : public ZELContainer {
   void* operator[](long index) const { return get(index); }
   Iterator* newIterator(bool fromStart) override;
 
-  // Element-to-key comparison used by findFirst and add; the default compares
-  // the pointers themselves.
+  // Element-to-key comparison used by findFirst; the default compares the
+  // pointers themselves.
   virtual int compare2Key(const void* element, const void* key) const;
+  // Element-to-element comparison used by add to refuse duplicates; the
+  // default is compare2Key, for vectors whose keys are their elements.
+  virtual int compare2Object(const void* elementA, const void* elementB) const {
+    return compare2Key(elementA, elementB);
+  }
 
  private:
   class VectorIterator;

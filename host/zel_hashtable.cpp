@@ -1,0 +1,218 @@
+#include "zel_hashtable.h"
+
+#include <limits>
+#include <stdexcept>
+
+namespace {
+
+constexpr size_t kPastEnd = std::numeric_limits<size_t>::max();
+constexpr size_t kMinSlots = 8;
+constexpr uint64_t kHashMixer = 0x9E3779B97F4A7C15ull;  // odd: multiplying is a bijection
+
+// The index holds at most 5/8 of its slots, so probe runs stay short.
+bool overLoaded(size_t entries, size_t slots) {
+  return entries * 8 > slots * 5;
+}
+
+size_t slotsFor(size_t entries) {
+  size_t slots = kMinSlots;
+  while (overLoaded(entries, slots)) slots *= 2;
+  return slots;
+}
+
+unsigned log2Of(size_t powerOfTwo) {
+  unsigned bits = 0;
+  while ((size_t{1} << bits) < powerOfTwo) ++bits;
+  return bits;
+}
+
+}  // namespace
+
+// A position in entries_; kPastEnd is past the end, whatever is added later.
+class ZELHashtable::TableIterator : public ZELContainer::Iterator {
+ public:
+  TableIterator(ZELHashtable& table, size_t position) : table_(table), position_(position) {
+    ++table_.openIterators_;
+  }
+  ~TableIterator() override { --table_.openIterators_; }
+
+  void* get() override {
+    return position_ < table_.entries_.size() ? const_cast<void*>(table_.entries_[position_])
+                                              : nullptr;
+  }
+
+  // Moves over live entries: forward for positive steps, backward for
+  // negative ones (from past the end back to the last entry). Stepping off
+  // either end leaves the iterator past the end.
+  void* next(int steps) override {
+    const std::vector<const void*>& entries = table_.entries_;
+    for (; steps > 0 && position_ != kPastEnd; --steps) {
+      size_t at = position_ + 1;
+      while (at < entries.size() && !entries[at]) ++at;
+      position_ = at < entries.size() ? at : kPastEnd;
+    }
+    for (; steps < 0; ++steps) {
+      size_t at = position_ == kPastEnd ? entries.size() : position_;
+      while (at > 0 && !entries[at - 1]) --at;
+      if (at == 0) {
+        position_ = kPastEnd;
+        break;
+      }
+      position_ = at - 1;
+    }
+    return get();
+  }
+
+  void moveTo(size_t position) { position_ = position; }
+  bool belongsTo(const ZELHashtable& table) const { return &table_ == &table; }
+
+ private:
+  ZELHashtable& table_;
+  size_t position_;
+};
+
+ZELHashtable::ZELHashtable(int initialSize)
+    : initialSize_(initialSize > 0 ? static_cast<size_t>(initialSize) : 0) {
+  entries_.reserve(initialSize_);
+  rebuildIndex(slotsFor(initialSize_));
+}
+
+ZELHashtable::~ZELHashtable() = default;
+
+size_t ZELHashtable::homeSlot(unsigned long hash) const noexcept {
+  // The high bits of a multiply mix every input bit, so hashes that differ
+  // only in high bits (or ids hashed to themselves) still spread.
+  return static_cast<size_t>((static_cast<uint64_t>(hash) * kHashMixer) >> shift_);
+}
+
+// Rebuilds the index over entries_ with `slotCount` slots (a power of two).
+// Entries go in newest first, so that of equal entries the newest comes first
+// in the probe sequence.
+void ZELHashtable::rebuildIndex(size_t slotCount) {
+  std::vector<uint32_t> fresh(slotCount, 0);
+  slots_.swap(fresh);
+  shift_ = 64 - log2Of(slotCount);
+  const size_t mask = slotCount - 1;
+  for (size_t index = entries_.size(); index-- > 0;) {
+    if (!entries_[index]) continue;
+    size_t slot = homeSlot(hashObject(entries_[index]));
+    while (slots_[slot] != 0) slot = (slot + 1) & mask;
+    slots_[slot] = static_cast<uint32_t>(index + 1);
+  }
+}
+
+// Drops removed entries from entries_ once they are the majority. Positions
+// change, so not while an iterator holds one.
+void ZELHashtable::compactIfSparse() {
+  if (openIterators_ != 0 || (entries_.size() - live_) * 2 <= entries_.size()) return;
+  size_t kept = 0;
+  for (const void* entry : entries_) {
+    if (entry) entries_[kept++] = entry;
+  }
+  entries_.resize(kept);
+  rebuildIndex(slots_.size());
+}
+
+bool ZELHashtable::empty() {
+  entries_.clear();
+  entries_.shrink_to_fit();
+  live_ = 0;
+  rebuildIndex(slotsFor(initialSize_));
+  return true;
+}
+
+bool ZELHashtable::add(const void* entry, bool allowDuplicates, Iterator* where) {
+  if (!entry) throw std::invalid_argument("ZELHashtable::add: null entry");
+  if (entries_.size() >= std::numeric_limits<uint32_t>::max() - 1u) compactIfSparse();
+  if (entries_.size() >= std::numeric_limits<uint32_t>::max() - 1u) {
+    throw std::length_error("ZELHashtable: too many entries");
+  }
+  if (overLoaded(live_ + 1, slots_.size())) rebuildIndex(slots_.size() * 2);
+
+  const size_t mask = slots_.size() - 1;
+  const size_t index = entries_.size();
+  entries_.push_back(entry);
+  // Walks the probe sequence to the first free slot. An equal entry on the
+  // way refuses the add, or, with duplicates, gives up its slot to the one
+  // being placed and is carried on: equal entries stay newest first.
+  uint32_t carried = static_cast<uint32_t>(index + 1);
+  size_t slot = homeSlot(hashObject(entry));
+  for (; slots_[slot] != 0; slot = (slot + 1) & mask) {
+    const uint32_t held = slots_[slot];
+    if (compare2Object(entries_[held - 1], entry) != 0) continue;
+    if (!allowDuplicates) {
+      entries_.pop_back();
+      return false;
+    }
+    slots_[slot] = carried;
+    carried = held;
+  }
+  slots_[slot] = carried;
+  ++live_;
+  if (auto* iterator = dynamic_cast<TableIterator*>(where)) {
+    if (iterator->belongsTo(*this)) iterator->moveTo(index);
+  }
+  return true;
+}
+
+void* ZELHashtable::findFirst(const void* key, Iterator* where) {
+  const size_t mask = slots_.size() - 1;
+  size_t found = kPastEnd;
+  for (size_t slot = homeSlot(hashKey(key)); slots_[slot] != 0; slot = (slot + 1) & mask) {
+    const size_t index = slots_[slot] - 1;
+    if (compare2Key(entries_[index], key) == 0) {
+      found = index;
+      break;
+    }
+  }
+  if (where) {
+    if (auto* iterator = dynamic_cast<TableIterator*>(where)) {
+      if (iterator->belongsTo(*this)) iterator->moveTo(found);
+    }
+  }
+  return found == kPastEnd ? nullptr : const_cast<void*>(entries_[found]);
+}
+
+size_t ZELHashtable::findSlotOf(const void* entry) const {
+  const size_t mask = slots_.size() - 1;
+  for (size_t slot = homeSlot(hashObject(entry)); slots_[slot] != 0; slot = (slot + 1) & mask) {
+    if (entries_[slots_[slot] - 1] == entry) return slot;
+  }
+  return kPastEnd;
+}
+
+bool ZELHashtable::remove(const void* entry) {
+  if (!entry) return false;
+  size_t gap = findSlotOf(entry);
+  if (gap == kPastEnd) return false;
+  entries_[slots_[gap] - 1] = nullptr;
+  --live_;
+
+  // Backward-shift deletion: pull later members of the probe run into the
+  // gap when their home slot allows it, so that no lookup stops early and
+  // no tombstones accumulate. Relative order along the run is kept.
+  const size_t mask = slots_.size() - 1;
+  slots_[gap] = 0;
+  for (size_t slot = (gap + 1) & mask; slots_[slot] != 0; slot = (slot + 1) & mask) {
+    const size_t home = homeSlot(hashObject(entries_[slots_[slot] - 1]));
+    // Movable when its home does not lie cyclically in (gap, slot].
+    const bool homeInRange =
+        gap <= slot ? (home > gap && home <= slot) : (home > gap || home <= slot);
+    if (homeInRange) continue;
+    slots_[gap] = slots_[slot];
+    slots_[slot] = 0;
+    gap = slot;
+  }
+  compactIfSparse();
+  return true;
+}
+
+ZELContainer::Iterator* ZELHashtable::newIterator(bool fromStart) {
+  auto* iterator = new TableIterator(*this, kPastEnd);
+  if (fromStart) {
+    size_t first = 0;
+    while (first < entries_.size() && !entries_[first]) ++first;
+    iterator->moveTo(first < entries_.size() ? first : kPastEnd);
+  }
+  return iterator;
+}

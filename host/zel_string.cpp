@@ -1,0 +1,301 @@
+#include "zel_string.h"
+
+#include <cstddef>
+#include <cstdlib>
+#include <cstring>
+#include <new>
+#include <ostream>
+#include <stdexcept>
+
+namespace {
+
+void checkLength(size_t length) {
+  if (length > ZELString::kMaxLength) throw std::length_error("ZELString: text too long");
+}
+
+inline uint64_t load64(const char* bytes) {
+  uint64_t word;
+  std::memcpy(&word, bytes, sizeof word);
+  return word;
+}
+
+// Word-at-a-time multiply-mix hash with a strong final avalanche, so that
+// tables can take any bits of it. The length seeds the state, which keeps
+// texts that differ only by trailing NUL bytes apart.
+uint64_t hashBytes(const char* bytes, size_t count) noexcept {
+  constexpr uint64_t kMul = 0x9E3779B97F4A7C15ull;
+  uint64_t h = 0xCBF29CE484222325ull ^ (count * 0xC2B2AE3D27D4EB4Full);
+  while (count >= 8) {
+    h = (h ^ load64(bytes)) * kMul;
+    h ^= h >> 29;
+    bytes += 8;
+    count -= 8;
+  }
+  if (count > 0) {
+    uint64_t tail = 0;
+    std::memcpy(&tail, bytes, count);
+    h = (h ^ tail) * kMul;
+    h ^= h >> 29;
+  }
+  h ^= h >> 33;
+  h *= 0xFF51AFD7ED558CCDull;
+  h ^= h >> 33;
+  h *= 0xC4CEB9FE1A85EC53ull;
+  h ^= h >> 33;
+  return h;
+}
+
+}  // namespace
+
+const ZELString emptyString;
+
+ZELString::Rep* ZELString::allocate(size_t capacity) {
+  checkLength(capacity);
+  Rep* rep = static_cast<Rep*>(std::malloc(offsetof(Rep, data) + capacity + 1));
+  if (!rep) throw std::bad_alloc();
+  rep->refs = 1;
+  rep->length = 0;
+  rep->capacity = static_cast<uint32_t>(capacity);
+  rep->data[0] = '\0';
+  return rep;
+}
+
+// Ensures an unshared buffer with room for `capacity` bytes, keeping the
+// content. An unshared buffer grows in place (realloc), a shared one is copied.
+void ZELString::makeUnique(size_t capacity) {
+  if (rep_ && rep_->refs == 1) {
+    if (rep_->capacity >= capacity) return;
+    checkLength(capacity);
+    Rep* grown = static_cast<Rep*>(std::realloc(rep_, offsetof(Rep, data) + capacity + 1));
+    if (!grown) throw std::bad_alloc();
+    grown->capacity = static_cast<uint32_t>(capacity);
+    rep_ = grown;
+    return;
+  }
+  const size_t length = this->length();
+  Rep* copy = allocate(capacity > length ? capacity : length);
+  if (length) std::memcpy(copy->data, rep_->data, length);
+  copy->length = static_cast<uint32_t>(length);
+  copy->data[length] = '\0';
+  release();
+  rep_ = copy;
+}
+
+void ZELString::release() noexcept {
+  if (rep_ && --rep_->refs == 0) std::free(rep_);
+  rep_ = nullptr;
+}
+
+ZELString::ZELString(const char* text) : rep_(nullptr) {
+  if (text) assign(text, std::strlen(text));
+}
+
+ZELString::ZELString(const char* bytes, size_t count) : rep_(nullptr) {
+  assign(bytes, count);
+}
+
+ZELString::ZELString(long value) : rep_(nullptr) {
+  char digits[24];
+  char* end = digits + sizeof digits;
+  char* at = end;
+  // Unsigned negation keeps LONG_MIN exact.
+  unsigned long magnitude =
+      value < 0 ? 0ul - static_cast<unsigned long>(value) : static_cast<unsigned long>(value);
+  do {
+    *--at = static_cast<char>('0' + magnitude % 10);
+    magnitude /= 10;
+  } while (magnitude);
+  if (value < 0) *--at = '-';
+  assign(at, static_cast<size_t>(end - at));
+}
+
+ZELString::ZELString(const ZELString& other) noexcept : rep_(other.rep_) {
+  if (rep_) ++rep_->refs;
+}
+
+ZELString& ZELString::operator=(const ZELString& other) noexcept {
+  if (other.rep_) ++other.rep_->refs;  // first, so self-assignment is safe
+  release();
+  rep_ = other.rep_;
+  return *this;
+}
+
+ZELString& ZELString::operator=(ZELString&& other) noexcept {
+  if (this != &other) {
+    release();
+    rep_ = other.rep_;
+    other.rep_ = nullptr;
+  }
+  return *this;
+}
+
+ZELString& ZELString::operator=(const char* text) {
+  assign(text, text ? std::strlen(text) : 0);
+  return *this;
+}
+
+ZELString::~ZELString() {
+  release();
+}
+
+ZELString ZELString::mid(unsigned start, unsigned count) const {
+  const unsigned length = this->length();
+  if (start >= length || count == 0) return ZELString();
+  if (count > length - start) count = length - start;
+  if (start == 0 && count == length) return *this;  // shares the buffer
+  return ZELString(rep_->data + start, count);
+}
+
+ZELString ZELString::left(unsigned count) const {
+  return mid(0, count);
+}
+
+void ZELString::truncate(unsigned count) {
+  if (count >= length()) return;
+  if (rep_->refs == 1) {
+    setLength(count);
+  } else {
+    assign(rep_->data, count);
+  }
+}
+
+void ZELString::assign(const char* bytes, size_t count) {
+  if (!bytes) count = 0;
+  checkLength(count);
+  if (rep_ && rep_->refs == 1 && rep_->capacity >= count) {
+    if (count) std::memmove(rep_->data, bytes, count);  // bytes may lie in this buffer
+    setLength(count);
+    return;
+  }
+  if (count == 0) {
+    release();
+    return;
+  }
+  Rep* fresh = allocate(count);
+  std::memcpy(fresh->data, bytes, count);  // before release: bytes may lie in the old buffer
+  fresh->length = static_cast<uint32_t>(count);
+  fresh->data[count] = '\0';
+  release();
+  rep_ = fresh;
+}
+
+void ZELString::clear() noexcept {
+  release();
+}
+
+void ZELString::reserve(size_t capacity) {
+  if (capacity > this->capacity()) makeUnique(capacity);
+}
+
+char* ZELString::writableBuffer(size_t capacity) {
+  makeUnique(capacity);
+  return rep_->data;
+}
+
+void ZELString::setLength(size_t length) noexcept {
+  if (!rep_) return;
+  rep_->length = static_cast<uint32_t>(length);
+  rep_->data[length] = '\0';
+}
+
+ZELString& ZELString::operator+=(const ZELString& other) {
+  return append(other.c_str(), other.length());
+}
+
+ZELString& ZELString::operator+=(const char* text) {
+  return text ? append(text, std::strlen(text)) : *this;
+}
+
+ZELString& ZELString::append(const char* bytes, size_t count) {
+  if (count == 0 || !bytes) return *this;
+  const size_t length = this->length();
+  if (count > kMaxLength - length) throw std::length_error("ZELString: text too long");
+  const size_t needed = length + count;
+  if (!rep_ || rep_->refs > 1 || rep_->capacity < needed) {
+    // Geometric growth keeps repeated appends linear. When `bytes` lies in
+    // this very buffer, its offset survives the move.
+    const char* base = rep_ ? rep_->data : nullptr;
+    const bool inside = base && bytes >= base && bytes <= base + length;
+    const size_t offset = inside ? static_cast<size_t>(bytes - base) : 0;
+    size_t capacity = needed;
+    if (rep_ && needed < 2 * static_cast<size_t>(rep_->capacity)) capacity = 2 * rep_->capacity;
+    if (capacity > kMaxLength) capacity = kMaxLength;
+    if (inside && rep_->refs > 1) {
+      // A shared buffer stays alive (its other owners hold it) while copying.
+      Rep* old = rep_;
+      ++old->refs;
+      makeUnique(capacity);
+      std::memcpy(rep_->data + length, old->data + offset, count);
+      --old->refs;
+    } else {
+      makeUnique(capacity);
+      std::memcpy(rep_->data + length, inside ? rep_->data + offset : bytes, count);
+    }
+  } else {
+    std::memcpy(rep_->data + length, bytes, count);
+  }
+  setLength(needed);
+  return *this;
+}
+
+long ZELString::indexOf(char byte) const noexcept {
+  if (!rep_) return -1;
+  const void* found = std::memchr(rep_->data, byte, rep_->length);
+  return found ? static_cast<const char*>(found) - rep_->data : -1;
+}
+
+unsigned long ZELString::hashCode() const noexcept {
+  return hashBytes(c_str(), length());
+}
+
+int ZELString::compare(const ZELString& other) const noexcept {
+  const unsigned a = length(), b = other.length();
+  const unsigned common = a < b ? a : b;
+  if (common) {
+    const int byBytes = std::memcmp(c_str(), other.c_str(), common);
+    if (byBytes) return byBytes;
+  }
+  return a < b ? -1 : (a > b ? 1 : 0);
+}
+
+bool ZELString::equals(const char* bytes, size_t count) const noexcept {
+  return count == length() && (count == 0 || std::memcmp(rep_->data, bytes, count) == 0);
+}
+
+bool operator==(const ZELString& a, const char* b) noexcept {
+  return b ? a.equals(b, std::strlen(b)) : a.isEmpty();
+}
+
+ZELString operator+(const ZELString& a, const ZELString& b) {
+  ZELString result;
+  result.reserve(a.length() + b.length());
+  result.append(a.c_str(), a.length());
+  result.append(b.c_str(), b.length());
+  return result;
+}
+
+ZELString operator+(const ZELString& a, const char* b) {
+  const size_t count = b ? std::strlen(b) : 0;
+  ZELString result;
+  result.reserve(a.length() + count);
+  result.append(a.c_str(), a.length());
+  result.append(b, count);
+  return result;
+}
+
+ZELString operator+(const char* a, const ZELString& b) {
+  const size_t count = a ? std::strlen(a) : 0;
+  ZELString result;
+  result.reserve(count + b.length());
+  result.append(a, count);
+  result.append(b.c_str(), b.length());
+  return result;
+}
+
+std::ostream& operator<<(std::ostream& out, const ZELString& text) {
+  return out.write(text.c_str(), static_cast<std::streamsize>(text.length()));
+}
+
+unsigned long stringHashCode(const char* text) noexcept {
+  return text ? hashBytes(text, std::strlen(text)) : hashBytes("", 0);
+}
