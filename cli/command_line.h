@@ -1,0 +1,33 @@
+// The command line of pcd-import: what the user asked for, or why the
+// arguments cannot be used.
+#pragma once
+
+#include <string>
+
+enum class OutputFormat { kJson, kSummary };
+
+struct CommandLine {
+  std::string pcdFile;     // the one file argument, as given
+  std::string outputPath;  // empty: standard output
+  OutputFormat format = OutputFormat::kJson;
+  std::string bridgeId = "CaRepositoryDsOdbcImport";
+  std::string pluginPath;  // empty: the default location
+  bool quiet = false;
+  bool showHelp = false;
+  bool showVersion = false;
+};
+
+struct ParsedCommandLine {
+  CommandLine options;
+  // Empty when the arguments are usable; otherwise one line saying what is
+  // wrong and what to do.
+  std::string usageError;
+};
+
+// Reads argv[1..argc-1]. Options take their value as "--opt=value", "--opt
+// value" or, for short options, "-o value" and "-ovalue"; "--" ends the
+// options. --help and --version stop reading at once.
+ParsedCommandLine parseCommandLine(int argc, const char* const* argv);
+
+// The text printed by --help.
+const char* usageText();

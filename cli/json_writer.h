@@ -1,0 +1,58 @@
+// JsonWriter: writes one JSON document to a stdio stream as it goes, without
+// building it in memory first, pretty-printed with two-space indentation.
+//
+// Callers open and close objects and arrays and write keys and scalar
+// values; the writer places commas, line breaks and indentation. Strings are
+// byte strings: they are escaped as JSON requires, and every byte that is not
+// part of a well-formed UTF-8 sequence is written as U+FFFD, so the output is
+// always valid UTF-8 whatever the input bytes.
+#pragma once
+
+#include <cstdio>
+#include <string>
+#include <string_view>
+#include <vector>
+
+class JsonWriter {
+ public:
+  explicit JsonWriter(std::FILE* out);
+  JsonWriter(const JsonWriter&) = delete;
+  JsonWriter& operator=(const JsonWriter&) = delete;
+
+  void beginObject();
+  void endObject();
+  void beginArray();
+  void endArray();
+  // The member name inside an object; the next value written is its value.
+  void key(std::string_view name);
+
+  void string(std::string_view bytes);
+  void integer(long long value);
+  void boolean(bool value);
+  void null();
+
+  // Writes the final line break and hands everything to the stream. False
+  // when the stream reported a write error at any point.
+  bool finish();
+
+  // Appends `bytes` to `out` as the content of a JSON string (no quotes).
+  static void appendEscaped(std::string& out, std::string_view bytes);
+
+ private:
+  void beforeValue();
+  void openContainer(char bracket);
+  void closeContainer(char bracket);
+  void newLine(size_t depth);
+  void flushIfFull();
+
+  struct Level {
+    bool isObject;
+    long members;  // values (or keys) written so far
+  };
+
+  std::FILE* out_;
+  std::string buffer_;  // written to out_ in large blocks
+  std::vector<Level> levels_;
+  bool afterKey_ = false;
+  bool failed_ = false;
+};

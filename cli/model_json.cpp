@@ -1,0 +1,374 @@
+#include "model_json.h"
+
+#include <string_view>
+
+namespace {
+
+std::string_view bytesOf(const ZELString& text) {
+  return {text.c_str(), text.length()};
+}
+
+void writeField(JsonWriter& json, std::string_view name, const ZELString& value) {
+  json.key(name);
+  json.string(bytesOf(value));
+}
+
+void writeField(JsonWriter& json, std::string_view name, long long value) {
+  json.key(name);
+  json.integer(value);
+}
+
+void writeFlag(JsonWriter& json, std::string_view name, bool value) {
+  json.key(name);
+  json.boolean(value);
+}
+
+// The object's name, or null when the link is not set.
+void writeNameOf(JsonWriter& json, std::string_view name, const ZELObject* object) {
+  json.key(name);
+  if (object != nullptr) {
+    json.string(bytesOf(object->getName()));
+  } else {
+    json.null();
+  }
+}
+
+void writeNameAndDescription(JsonWriter& json, const ZELModelObject& object) {
+  writeField(json, "name", object.getName());
+  writeField(json, "description", object.getDescription());
+}
+
+// A type of the model's list, or the type of a column written inline.
+void writeType(JsonWriter& json, const ZELType& type) {
+  json.beginObject();
+  const bool derived = type.isInstanceOf(ZEL_ET_DERIVED_TYPE);
+  json.key("kind");
+  json.string(derived ? "derived" : "base");
+  writeField(json, "name", type.getName());
+  if (derived) {
+    const auto& derivedType = static_cast<const ZELDerivedType&>(type);
+    writeField(json, "length", derivedType.getLength());
+    writeField(json, "scale", derivedType.getScale());
+    writeField(json, "dataType", derivedType.DataType);
+    writeField(json, "nativeDataType", derivedType.NativeDataType);
+    writeNameOf(json, "baseType", derivedType.getDerivedFromConcreteType());
+  }
+  json.endObject();
+}
+
+// Columns and arguments show their derived type inline; anything else is null.
+void writeTypeRef(JsonWriter& json, const ZELType* type) {
+  json.key("type");
+  if (type != nullptr && type->isInstanceOf(ZEL_ET_DERIVED_TYPE)) {
+    writeType(json, *type);
+  } else {
+    json.null();
+  }
+}
+
+void writeOrigin(JsonWriter& json, const ZELMetadataOrigin& origin) {
+  json.beginObject();
+  writeField(json, "sourceTool", origin.sourceToolName);
+  writeField(json, "sourceFile", origin.sourceFile);
+  writeField(json, "modelKind", origin.modelKind);
+  writeField(json, "encoding", origin.characterEncoding);
+  writeField(json, "bridgeId", origin.bridgeId);
+  writeField(json, "toolName", origin.toolName);
+  writeField(json, "vendorName", origin.vendorName);
+  writeField(json, "toolVersions", origin.toolVersions);
+  writeField(json, "importTime", origin.importTime);
+  json.endObject();
+}
+
+void writeKey(JsonWriter& json, const ZELKey& key) {
+  json.beginObject();
+  const bool foreign = key.isInstanceOf(ZEL_ET_FOREIGN_KEY);
+  const bool candidate = key.isInstanceOf(ZEL_ET_CANDIDATE_KEY);
+  json.key("kind");
+  json.string(foreign ? "foreign" : candidate ? "candidate" : "key");
+  writeField(json, "name", key.getName());
+  if (candidate) writeFlag(json, "unique", static_cast<const ZELCandidateKey&>(key).uniqueKey);
+  json.key("columns");
+  json.beginArray();
+  for (const ZELAttribute* column : key.attributes()) json.string(bytesOf(column->getName()));
+  json.endArray();
+  writeNameOf(json, "index", key.getIndex());
+  if (foreign) {
+    const auto& foreignKey = static_cast<const ZELForeignKey&>(key);
+    json.key("references");
+    if (const ZELCandidateKey* referenced = foreignKey.getCandidateKey()) {
+      json.beginObject();
+      writeNameOf(json, "table", referenced->getAssociatedClass());
+      writeField(json, "key", referenced->getName());
+      json.endObject();
+    } else {
+      json.null();
+    }
+    json.key("columnMaps");
+    json.beginArray();
+    for (const ZELAssociationRoleNameMap* map : foreignKey.roleNameMaps()) {
+      json.beginObject();
+      writeNameOf(json, "source", map->getSourceAttribute());
+      writeNameOf(json, "destination", map->getDestinationAttribute());
+      json.endObject();
+    }
+    json.endArray();
+  }
+  json.endObject();
+}
+
+void writeIndex(JsonWriter& json, const ZELIndex& index) {
+  json.beginObject();
+  writeField(json, "name", index.getName());
+  writeFlag(json, "indexFlag1", index.indexFlag1);
+  writeFlag(json, "indexFlag2", index.indexFlag2);
+  writeFlag(json, "indexFlag3", index.indexFlag3);
+  json.key("members");
+  json.beginArray();
+  for (const ZELIndexMember* member : index.members()) {
+    const ZELAttribute* column = member->getAttribute();
+    json.beginObject();
+    writeNameOf(json, "table", column != nullptr ? column->getClassifier() : nullptr);
+    writeNameOf(json, "column", column);
+    writeField(json, "position", member->position);
+    writeField(json, "sortOrder", member->sortOrder);
+    json.endObject();
+  }
+  json.endArray();
+  json.endObject();
+}
+
+// The columns of a table (with the optional flag) or of a view (without).
+void writeColumns(JsonWriter& json, const ZELClassifier& classifier, bool withOptional) {
+  json.key("columns");
+  json.beginArray();
+  for (const ZELFeature* feature : classifier.features()) {
+    if (!feature->isInstanceOf(ZEL_ET_ATTRIBUTE)) continue;
+    const auto* column = static_cast<const ZELAttribute*>(feature);
+    json.beginObject();
+    writeField(json, "name", column->getName());
+    writeField(json, "position", column->getPosition());
+    if (withOptional) writeFlag(json, "optional", column->isOptional());
+    writeField(json, "description", column->getDescription());
+    writeTypeRef(json, column->getType());
+    json.endObject();
+  }
+  json.endArray();
+}
+
+void writeTable(JsonWriter& json, const ZELClass& table) {
+  json.beginObject();
+  writeNameAndDescription(json, table);
+  writeColumns(json, table, true);
+  writeNameOf(json, "primaryKey", table.getPrimaryKey());
+  json.key("keys");
+  json.beginArray();
+  for (const ZELKey* key : table.keys()) writeKey(json, *key);
+  json.endArray();
+  json.key("indexes");
+  json.beginArray();
+  for (const ZELIndex* index : table.indexes()) writeIndex(json, *index);
+  json.endArray();
+  json.endObject();
+}
+
+void writeView(JsonWriter& json, const ZELSQLViewEntity& view) {
+  json.beginObject();
+  writeNameAndDescription(json, view);
+  writeColumns(json, view, false);
+  json.endObject();
+}
+
+void writeProcedure(JsonWriter& json, const ZELStoredProcedure& procedure) {
+  json.beginObject();
+  writeNameAndDescription(json, procedure);
+  json.key("arguments");
+  json.beginArray();
+  for (const ZELArgument* argument : procedure.arguments()) {
+    json.beginObject();
+    writeField(json, "name", argument->getName());
+    writeField(json, "position", argument->getPosition());
+    writeField(json, "description", argument->getDescription());
+    writeTypeRef(json, argument->getType());
+    json.endObject();
+  }
+  json.endArray();
+  json.endObject();
+}
+
+// One array of the model objects of a schema whose element type is exactly
+// `type` (a view is also a class, so "is a" would mix them).
+void writeObjectsOfType(JsonWriter& json, std::string_view name, const ZELPackage& schema,
+                        ZELElementType type) {
+  json.key(name);
+  json.beginArray();
+  if (schema.isInstanceOf(ZEL_ET_DATA_PACKAGE)) {
+    for (const ZELModelObject* object : static_cast<const ZELDataPackage&>(schema).modelObjects()) {
+      if (object->getElementType() != type) continue;
+      switch (type) {
+        case ZEL_ET_CLASS:
+          writeTable(json, *static_cast<const ZELClass*>(object));
+          break;
+        case ZEL_ET_SQL_VIEW_ENTITY:
+          writeView(json, *static_cast<const ZELSQLViewEntity*>(object));
+          break;
+        default:
+          writeProcedure(json, *static_cast<const ZELStoredProcedure*>(object));
+          break;
+      }
+    }
+  }
+  json.endArray();
+}
+
+// An array of Schema objects for `packages`, nested schemas included. The
+// walk keeps its own stack rather than recursing: a file can nest schemas
+// in one another to any depth.
+void writeSchemas(JsonWriter& json, const ZELOwnedList<ZELPackage>& packages) {
+  struct Level {
+    ZELOwnedList<ZELPackage>::iterator next, end;
+  };
+  std::vector<Level> stack;
+  json.beginArray();
+  stack.push_back({packages.begin(), packages.end()});
+  while (!stack.empty()) {
+    Level& level = stack.back();
+    if (level.next == level.end) {
+      stack.pop_back();
+      json.endArray();
+      if (!stack.empty()) json.endObject();  // the schema whose "schemas" just closed
+      continue;
+    }
+    const ZELPackage* schema = *level.next;
+    ++level.next;
+    json.beginObject();
+    writeField(json, "name", schema->getName());
+    writeObjectsOfType(json, "tables", *schema, ZEL_ET_CLASS);
+    writeObjectsOfType(json, "views", *schema, ZEL_ET_SQL_VIEW_ENTITY);
+    writeObjectsOfType(json, "procedures", *schema, ZEL_ET_STORED_PROCEDURE);
+    json.key("schemas");
+    json.beginArray();
+    stack.push_back({schema->childPackages().begin(), schema->childPackages().end()});
+  }
+}
+
+void writeCatalog(JsonWriter& json, const ZELDatabaseCatalog& catalog) {
+  json.beginObject();
+  writeField(json, "name", catalog.getName());
+  writeField(json, "serverTypeName", catalog.getServerTypeName());
+  writeField(json, "serverTypeText", catalog.getServerTypeText());
+  writeField(json, "serverTypeNumber", catalog.getServerTypeNumber());
+  json.key("schemas");
+  writeSchemas(json, catalog.childPackages());
+  json.endObject();
+}
+
+const char* elementKind(const ZELModelElement& element) {
+  switch (element.getElementType()) {
+    case ZEL_ET_CLASS:
+      return "table";
+    case ZEL_ET_SQL_VIEW_ENTITY:
+      return "view";
+    case ZEL_ET_ASSOCIATION:
+      return "association";
+    case ZEL_ET_STORED_PROCEDURE:
+      return "procedure";
+    default:
+      return zelElementTypeName(element.getElementType());
+  }
+}
+
+void writeRole(JsonWriter& json, const ZELAssociationRole& role) {
+  json.beginObject();
+  writeNameOf(json, "class", role.getAssociatedClass());
+  writeFlag(json, "parentSide", role.parentSide);
+  writeField(json, "multiplicity", role.multiplicity);
+  writeNameOf(json, "foreignKey", role.getForeignKey());
+  writeField(json, "roleCode1", role.roleCode1);
+  writeField(json, "roleCode2", role.roleCode2);
+  writeField(json, "roleCode3", role.roleCode3);
+  json.endObject();
+}
+
+void writeDesignPackage(JsonWriter& json, const ZELDesignPackage& package) {
+  json.beginObject();
+  writeField(json, "name", package.getName());
+  writeFlag(json, "schema", package.isSchema());
+  json.key("elements");
+  json.beginArray();
+  for (const ZELModelElement* element : package.elements()) {
+    json.beginObject();
+    json.key("kind");
+    json.string(elementKind(*element));
+    writeField(json, "name", element->getName());
+    if (element->getElementType() == ZEL_ET_ASSOCIATION) {
+      json.key("roles");
+      json.beginArray();
+      for (const ZELAssociationRole* role : static_cast<const ZELAssociation*>(element)->roles()) {
+        writeRole(json, *role);
+      }
+      json.endArray();
+    }
+    json.endObject();
+  }
+  json.endArray();
+  json.endObject();
+}
+
+void writeModel(JsonWriter& json, const ZELModel& model) {
+  json.beginObject();
+  writeField(json, "name", model.getName());
+  json.key("origins");
+  json.beginArray();
+  for (const ZELMetadataOrigin* origin : model.metadataOrigins()) writeOrigin(json, *origin);
+  json.endArray();
+  json.key("catalogs");
+  json.beginArray();
+  for (const ZELPackage* package : model.childPackages()) {
+    if (package->getElementType() == ZEL_ET_DATABASE_CATALOG) {
+      writeCatalog(json, *static_cast<const ZELDatabaseCatalog*>(package));
+    }
+  }
+  json.endArray();
+  json.key("designPackages");
+  json.beginArray();
+  for (const ZELPackage* package : model.childPackages()) {
+    if (package->getElementType() == ZEL_ET_DESIGN_PACKAGE) {
+      writeDesignPackage(json, *static_cast<const ZELDesignPackage*>(package));
+    }
+  }
+  json.endArray();
+  json.key("types");
+  json.beginArray();
+  for (const ZELType* type : model.types()) writeType(json, *type);
+  json.endArray();
+  json.endObject();
+}
+
+void writeLog(JsonWriter& json, const std::vector<ZELLogEvent>& logEvents) {
+  json.beginArray();
+  for (const ZELLogEvent& event : logEvents) {
+    json.beginObject();
+    json.key("severity");
+    json.string(severityWordOf(event.getLevel()));
+    writeField(json, "code", event.getCode());
+    writeField(json, "text", event.getText());
+    json.endObject();
+  }
+  json.endArray();
+}
+
+}  // namespace
+
+void writeModelDocument(JsonWriter& json, const ZELModel& model,
+                        const std::vector<ZELLogEvent>& logEvents) {
+  json.beginObject();
+  json.key("format");
+  json.string("pcd-import-model");
+  writeField(json, "version", 1);
+  json.key("model");
+  writeModel(json, model);
+  json.key("log");
+  writeLog(json, logEvents);
+  json.endObject();
+}

@@ -1,0 +1,70 @@
+#include "model_summary.h"
+
+#include <vector>
+
+namespace {
+
+void countSchemaContents(const ZELPackage& schema, ModelCounts& counts) {
+  if (!schema.isInstanceOf(ZEL_ET_DATA_PACKAGE)) return;
+  for (const ZELModelObject* object : static_cast<const ZELDataPackage&>(schema).modelObjects()) {
+    switch (object->getElementType()) {
+      case ZEL_ET_CLASS: {
+        const auto* table = static_cast<const ZELClass*>(object);
+        ++counts.tables;
+        counts.columns += table->features().count();
+        counts.keys += table->keys().count();
+        counts.indexes += table->indexes().count();
+        break;
+      }
+      case ZEL_ET_SQL_VIEW_ENTITY:
+        ++counts.views;
+        counts.columns += static_cast<const ZELSQLViewEntity*>(object)->features().count();
+        break;
+      case ZEL_ET_STORED_PROCEDURE:
+        ++counts.procedures;
+        break;
+      default:
+        break;
+    }
+  }
+}
+
+}  // namespace
+
+ModelCounts countModel(const ZELModel& model) {
+  ModelCounts counts;
+  counts.types = model.types().count();
+  // Schemas nest to any depth: walk them with an explicit stack.
+  std::vector<const ZELPackage*> pending;
+  for (const ZELPackage* package : model.childPackages()) {
+    if (package->getElementType() != ZEL_ET_DATABASE_CATALOG) continue;
+    ++counts.catalogs;
+    for (const ZELPackage* schema : package->childPackages()) pending.push_back(schema);
+  }
+  while (!pending.empty()) {
+    const ZELPackage* schema = pending.back();
+    pending.pop_back();
+    ++counts.schemas;
+    countSchemaContents(*schema, counts);
+    for (const ZELPackage* child : schema->childPackages()) pending.push_back(child);
+  }
+  return counts;
+}
+
+std::string formatSummary(const ModelCounts& counts) {
+  const struct {
+    const char* name;
+    long value;
+  } fields[] = {
+      {"catalogs", counts.catalogs}, {"schemas", counts.schemas},       {"tables", counts.tables},
+      {"views", counts.views},       {"columns", counts.columns},       {"keys", counts.keys},
+      {"indexes", counts.indexes},   {"procedures", counts.procedures}, {"types", counts.types}};
+  std::string line;
+  for (const auto& field : fields) {
+    if (!line.empty()) line += ' ';
+    line += field.name;
+    line += '=';
+    line += std::to_string(field.value);
+  }
+  return line;
+}

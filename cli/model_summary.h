@@ -1,0 +1,24 @@
+// One line of object counts for an imported model: what a benchmark prints
+// when it times the import without the cost of writing the whole model.
+#pragma once
+
+#include <cstdio>
+#include <string>
+
+#include "model/zel_model.h"
+
+struct ModelCounts {
+  long catalogs = 0;
+  long schemas = 0;  // nested schemas included
+  long tables = 0;
+  long views = 0;
+  long columns = 0;  // of tables and views
+  long keys = 0;     // candidate and foreign keys
+  long indexes = 0;  // position indexes included
+  long procedures = 0;
+  long types = 0;  // base and derived
+};
+
+ModelCounts countModel(const ZELModel& model);
+// "catalogs=2 schemas=4 tables=5 ..." without a line break.
+std::string formatSummary(const ModelCounts& counts);

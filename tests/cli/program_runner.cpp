@@ -1,0 +1,110 @@
+#include "program_runner.h"
+
+#include <dirent.h>
+#include <fcntl.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <fstream>
+#include <sstream>
+
+#include <gtest/gtest.h>
+
+std::string programPath() {
+  return std::string(PCD_BIN_DIR) + "/pcd-import";
+}
+
+std::string readFile(const std::string& path) {
+  std::ifstream in(path, std::ios::binary);
+  EXPECT_TRUE(in.good()) << "cannot read " << path;
+  std::ostringstream bytes;
+  bytes << in.rdbuf();
+  return bytes.str();
+}
+
+void writeFile(const std::string& path, const std::string& bytes) {
+  std::ofstream out(path, std::ios::binary);
+  out << bytes;
+  ASSERT_TRUE(out.good()) << "cannot write " << path;
+}
+
+ProgramResult runProgram(const ProgramRun& run) {
+  TemporaryFolder captures;
+  const std::string outPath = captures.file("stdout");
+  const std::string errPath = captures.file("stderr");
+
+  std::vector<std::string> argumentStrings{programPath()};
+  argumentStrings.insert(argumentStrings.end(), run.arguments.begin(), run.arguments.end());
+  std::vector<char*> argv;
+  for (std::string& argument : argumentStrings) argv.push_back(argument.data());
+  argv.push_back(nullptr);
+
+  // The child's environment: this process's, with the run's changes. A
+  // plug-in named by the caller's environment would bypass the one built
+  // next to the program, so that variable is dropped unless the run sets it.
+  std::vector<std::pair<std::string, std::string>> changes{{"PCD_IMPORT_PLUGIN", ""}};
+  changes.insert(changes.end(), run.environment.begin(), run.environment.end());
+  std::vector<std::string> environmentStrings;
+  for (char** entry = environ; *entry != nullptr; ++entry) {
+    const std::string variable = *entry;
+    const std::string name = variable.substr(0, variable.find('='));
+    const bool changed = std::any_of(changes.begin(), changes.end(),
+                                     [&](const auto& change) { return change.first == name; });
+    if (!changed) environmentStrings.push_back(variable);
+  }
+  for (const auto& [name, value] : changes) {
+    if (!value.empty()) environmentStrings.push_back(name + "=" + value);
+  }
+  std::vector<char*> envp;
+  for (std::string& variable : environmentStrings) envp.push_back(variable.data());
+  envp.push_back(nullptr);
+
+  const pid_t child = fork();
+  if (child == 0) {
+    // Only async-signal-safe calls between fork and exec.
+    const int out = open(outPath.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
+    const int err = open(errPath.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
+    if (out < 0 || err < 0 || dup2(out, 1) < 0 || dup2(err, 2) < 0) _exit(127);
+    if (!run.workingDirectory.empty() && chdir(run.workingDirectory.c_str()) != 0) _exit(127);
+    execve(argv[0], argv.data(), envp.data());
+    _exit(127);
+  }
+  ProgramResult result;
+  int status = 0;
+  if (child < 0 || waitpid(child, &status, 0) != child) {
+    ADD_FAILURE() << "cannot run " << programPath();
+    return result;
+  }
+  if (WIFEXITED(status)) result.exitCode = WEXITSTATUS(status);
+  result.out = readFile(outPath);
+  result.err = readFile(errPath);
+  return result;
+}
+
+TemporaryFolder::TemporaryFolder() {
+  const char* base = std::getenv("TMPDIR");
+  std::string pattern =
+      std::string(base != nullptr && base[0] != '\0' ? base : "/tmp") + "/pcd-import-test-XXXXXX";
+  if (mkdtemp(pattern.data()) == nullptr) ADD_FAILURE() << "cannot create " << pattern;
+  path_ = pattern;
+}
+
+TemporaryFolder::~TemporaryFolder() {
+  for (const std::string& name : entries()) unlink(file(name).c_str());
+  rmdir(path_.c_str());
+}
+
+std::vector<std::string> TemporaryFolder::entries() const {
+  std::vector<std::string> names;
+  if (DIR* folder = opendir(path_.c_str())) {
+    while (const dirent* entry = readdir(folder)) {
+      const std::string name = entry->d_name;
+      if (name != "." && name != "..") names.push_back(name);
+    }
+    closedir(folder);
+  }
+  std::sort(names.begin(), names.end());
+  return names;
+}

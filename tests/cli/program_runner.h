@@ -1,0 +1,45 @@
+// Runs the built pcd-import program as a child process and collects what it
+// printed, for the end-to-end tests.
+#pragma once
+
+#include <string>
+#include <utility>
+#include <vector>
+
+struct ProgramResult {
+  int exitCode = -1;  // -1 when the program did not exit normally
+  std::string out;
+  std::string err;
+};
+
+struct ProgramRun {
+  std::vector<std::string> arguments;  // after the program name
+  std::string workingDirectory;        // empty: the test's own
+  // Environment changes: a pair with an empty value removes the variable.
+  // PCD_IMPORT_PLUGIN is removed unless set here.
+  std::vector<std::pair<std::string, std::string>> environment;
+};
+
+// The path of the program in the build's bin folder.
+std::string programPath();
+ProgramResult runProgram(const ProgramRun& run);
+
+// Whole file as bytes; fails the current test when it cannot be read.
+std::string readFile(const std::string& path);
+void writeFile(const std::string& path, const std::string& bytes);
+// A new empty folder under the system's temporary folder, removed with its
+// files by the destructor.
+class TemporaryFolder {
+ public:
+  TemporaryFolder();
+  ~TemporaryFolder();
+  TemporaryFolder(const TemporaryFolder&) = delete;
+  TemporaryFolder& operator=(const TemporaryFolder&) = delete;
+  const std::string& path() const { return path_; }
+  std::string file(const std::string& name) const { return path_ + "/" + name; }
+  // Names of the entries in the folder, sorted.
+  std::vector<std::string> entries() const;
+
+ private:
+  std::string path_;
+};
