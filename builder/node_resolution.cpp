@@ -50,41 +50,55 @@ const DispatchStep kDispatchOrder[] = {
 }  // namespace
 
 void ZELCaRepositoryDsOdbcImportBridge::processNodes() {
-  // Collect the nodes that own their id: when two records share an id, the
-  // later one replaces the earlier for look-ups, so only it is processed.
+  // The registry yields its nodes in insertion (file) order.
   std::vector<Node*> nodes;
   nodes.reserve(static_cast<size_t>(idRegistry.count()));
   {
     std::unique_ptr<ZELContainer::Iterator, IteratorDeleter> iterator(idRegistry.newIterator(true),
                                                                       IteratorDeleter{&idRegistry});
     for (void* item = iterator->get(); item != nullptr; item = iterator->next(1)) {
-      auto* entry = static_cast<ZELLongNodeHashtable::Entry*>(item);
-      auto* node = static_cast<Node*>(entry->value);
-      if (node != nullptr && idRegistry.find(entry->key) == node) nodes.push_back(node);
+      auto* node = static_cast<Node*>(static_cast<ZELLongNodeHashtable::Entry*>(item)->value);
+      if (node != nullptr) nodes.push_back(node);
     }
   }
   // Nodes of one kind are processed in ascending object id. Files usually
-  // list ids in ascending order already, so the sort is mostly skipped.
+  // list ids in ascending order already, so the sort is mostly skipped; it is
+  // stable, so records that share an id stay in file order.
   auto byId = [](const Node* a, const Node* b) { return a->id < b->id; };
   if (!std::is_sorted(nodes.begin(), nodes.end(), byId)) {
-    std::sort(nodes.begin(), nodes.end(), byId);
+    std::stable_sort(nodes.begin(), nodes.end(), byId);
   }
+  // When records share an id, the later one replaces the earlier for
+  // look-ups (the registry finds the newest), so only it is processed.
+  auto kept = nodes.begin();
+  for (auto at = nodes.begin(); at != nodes.end(); ++at) {
+    if (at + 1 != nodes.end() && (*(at + 1))->id == (*at)->id) continue;
+    *kept++ = *at;
+  }
+  nodes.erase(kept, nodes.end());
 
-  // Grouping: one vector of nodes per record name.
-  ZELVector* lastKind = nullptr;
-  const Node* lastNode = nullptr;
+  // Grouping: one vector of nodes per record name. Every node's record name
+  // shares the one buffer of its kind, so the buffer's address identifies
+  // the kind without hashing the name again.
+  struct KindSlot {
+    const char* name;
+    ZELVector* nodes;
+  };
+  std::vector<KindSlot> kinds;
   for (Node* node : nodes) {
-    // Runs of one kind are common; reuse the vector found for the last node.
-    if (lastNode == nullptr || !(lastNode->type == node->type)) {
-      lastKind = static_cast<ZELVector*>(kindTable.find(node->type));
-      if (lastKind == nullptr) {
-        auto kind = std::make_unique<ZELVector>(10);
-        kindTable.add(node->type, kind.get());
-        lastKind = kind.release();
+    const char* name = node->type.c_str();
+    auto slot = std::find_if(kinds.begin(), kinds.end(),
+                             [name](const KindSlot& known) { return known.name == name; });
+    if (slot == kinds.end()) {
+      auto* kind = static_cast<ZELVector*>(kindTable.find(node->type));
+      if (kind == nullptr) {
+        auto created = std::make_unique<ZELVector>(10);
+        kindTable.add(node->type, created.get());
+        kind = created.release();
       }
+      slot = kinds.insert(kinds.end(), KindSlot{name, kind});
     }
-    lastKind->append(node);
-    lastNode = node;
+    slot->nodes->append(node);
   }
   std::vector<Node*>().swap(nodes);
 
