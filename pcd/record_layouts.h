@@ -1,0 +1,190 @@
+// The layout of every PCD record: object type letter, record name, node
+// class and, in file order, each attribute's type letter and the node field
+// it fills. This table is the one description of the format; the generic
+// record scanner reads it, so a layout is stated exactly once.
+//
+// Record lines:  E,NAME,id,count,attributes...
+//                R,NAME,id,fromId,toId,count,attributes...
+// Attributes:    C<n>,<n bytes>   S<integer>   L<integer>
+#pragma once
+
+#include <array>
+#include <cstddef>
+#include <type_traits>
+
+#include "pcd/record_nodes.h"
+
+namespace CaRepositoryDsOdbcImport {
+namespace layout {
+
+// One attribute: its type letter and the field of node class N it fills, a
+// string field for "C", an integer field for "S" and "L".
+template <class N>
+struct Attribute {
+  char letter;
+  ZELString N::*text;
+  long N::*number;
+};
+
+template <class N>
+constexpr Attribute<N> C(ZELString N::*field) {
+  return {'C', field, nullptr};
+}
+template <class N>
+constexpr Attribute<N> S(long N::*field) {
+  return {'S', nullptr, field};
+}
+template <class N>
+constexpr Attribute<N> L(long N::*field) {
+  return {'L', nullptr, field};
+}
+
+template <class N, std::size_t Count>
+struct Record {
+  using NodeType = N;
+  char objectType;  // 'E' or 'R'
+  const char* name;
+  std::array<Attribute<N>, Count> attributes;
+};
+
+template <class N, class... Attributes>
+constexpr Record<N, sizeof...(Attributes)> record(char objectType, const char* name,
+                                                  Attributes... attributes) {
+  return {objectType, name, {attributes...}};
+}
+
+// clang-format off
+inline constexpr auto SCHEM_AT = record<Schem_atNode>('R', "SCHEM_AT",
+    C(&Schem_atNode::attr1C));
+inline constexpr auto REL_DT = record<Rel_dtNode>('E', "REL_DT",
+    C(&Rel_dtNode::name), S(&Rel_dtNode::attr2S), C(&Rel_dtNode::attr3C),
+    C(&Rel_dtNode::attr4C), C(&Rel_dtNode::attr5C));
+inline constexpr auto INDEX_AT = record<Index_atNode>('R', "INDEX_AT",
+    C(&Index_atNode::attr1C), C(&Index_atNode::attr2C), L(&Index_atNode::attr3L),
+    S(&Index_atNode::attr4S), C(&Index_atNode::attr5C));
+inline constexpr auto SCHEMA = record<SchemaNode>('E', "SCHEMA",
+    C(&SchemaNode::name));
+inline constexpr auto TBL_COL = record<Tbl_colNode>('R', "TBL_COL",
+    C(&Tbl_colNode::nullable), L(&Tbl_colNode::position));
+inline constexpr auto SUPTS_DT = record<Supts_dtNode>('R', "SUPTS_DT");
+inline constexpr auto TABLE = record<TableNode>('E', "TABLE",
+    C(&TableNode::name));
+inline constexpr auto VW_CL_AT = record<Vw_cl_atNode>('R', "VW_CL_AT",
+    S(&Vw_cl_atNode::attr1S));
+inline constexpr auto TABLE_AT = record<Table_atNode>('R', "TABLE_AT",
+    C(&Table_atNode::attr1C), C(&Table_atNode::attr2C));
+inline constexpr auto REL_COL = record<Rel_colNode>('R', "REL_COL",
+    C(&Rel_colNode::name), S(&Rel_colNode::attr2S), L(&Rel_colNode::length),
+    L(&Rel_colNode::attr4L), S(&Rel_colNode::scale), C(&Rel_colNode::attr6C),
+    C(&Rel_colNode::attr7C));
+inline constexpr auto KEY_COL = record<Key_colNode>('R', "KEY_COL",
+    S(&Key_colNode::position), C(&Key_colNode::sortOrder));
+inline constexpr auto PARM = record<ParmNode>('R', "PARM",
+    L(&ParmNode::position));
+inline constexpr auto DATABASE = record<DatabaseNode>('E', "DATABASE",
+    C(&DatabaseNode::name));
+inline constexpr auto VIEW_COL = record<View_colNode>('R', "VIEW_COL",
+    L(&View_colNode::position));
+inline constexpr auto TB_CL_AT = record<Tb_cl_atNode>('R', "TB_CL_AT",
+    S(&Tb_cl_atNode::attr1S));
+inline constexpr auto FGN_KEY = record<Fgn_keyNode>('R', "FGN_KEY",
+    C(&Fgn_keyNode::attr1C), C(&Fgn_keyNode::attr2C));
+inline constexpr auto REL_SYS = record<Rel_sysNode>('E', "REL_SYS",
+    C(&Rel_sysNode::name), C(&Rel_sysNode::attr2C));
+inline constexpr auto UDEF_DT = record<Udef_dtNode>('R', "UDEF_DT",
+    L(&Udef_dtNode::attr1L), S(&Udef_dtNode::attr2S), S(&Udef_dtNode::attr3S));
+inline constexpr auto OBJ_AT = record<Obj_atNode>('R', "OBJ_AT");
+inline constexpr auto DBPROC = record<DbprocNode>('E', "DBPROC",
+    C(&DbprocNode::name));
+inline constexpr auto VIEW = record<ViewNode>('E', "VIEW",
+    C(&ViewNode::name), C(&ViewNode::attr2C));
+inline constexpr auto SERVTYPE = record<ServtypeNode>('E', "SERVTYPE",
+    C(&ServtypeNode::attr1C), C(&ServtypeNode::attr2C), C(&ServtypeNode::attr3C),
+    S(&ServtypeNode::attr4S), S(&ServtypeNode::attr5S), S(&ServtypeNode::attr6S),
+    S(&ServtypeNode::attr7S), S(&ServtypeNode::attr8S), S(&ServtypeNode::attr9S),
+    S(&ServtypeNode::attr10S), S(&ServtypeNode::attr11S), S(&ServtypeNode::attr12S),
+    S(&ServtypeNode::attr13S));
+inline constexpr auto KEY = record<KeyNode>('E', "KEY",
+    C(&KeyNode::name), C(&KeyNode::keyType), C(&KeyNode::attr3C));
+inline constexpr auto DB_AT = record<Db_atNode>('R', "DB_AT",
+    C(&Db_atNode::attr1C), C(&Db_atNode::attr2C));
+inline constexpr auto SERVINST = record<ServinstNode>('R', "SERVINST");
+inline constexpr auto PRIM_KEY = record<Prim_keyNode>('R', "PRIM_KEY",
+    L(&Prim_keyNode::attr1L));
+inline constexpr auto FK_TB_AT = record<Fk_tb_atNode>('R', "FK_TB_AT");
+inline constexpr auto ELEMENT = record<ElementNode>('E', "ELEMENT",
+    C(&ElementNode::attr1C), L(&ElementNode::attr2L), S(&ElementNode::attr3S),
+    C(&ElementNode::attr4C), C(&ElementNode::attr5C));
+// clang-format on
+
+// A record's layout without its node class: what the stream driver's name
+// table and the tests need.
+struct Shape {
+  char objectType;
+  const char* name;
+  int attributeCount;
+  char letters[14];  // the attributes' type letters in file order, NUL-terminated
+};
+
+template <const auto& R>
+constexpr Shape shapeOf() {
+  using N = typename std::remove_reference_t<decltype(R)>::NodeType;
+  static_assert(R.objectType == (std::is_base_of_v<RelationshipNode, N> ? 'R' : 'E'),
+                "object type letter must agree with the node class");
+  static_assert(std::is_base_of_v<EntityNode, N> != std::is_base_of_v<RelationshipNode, N>);
+  static_assert(R.attributes.size() < sizeof(Shape::letters));
+  Shape shape{R.objectType, R.name, static_cast<int>(R.attributes.size()), {}};
+  for (std::size_t i = 0; i < R.attributes.size(); ++i) shape.letters[i] = R.attributes[i].letter;
+  return shape;
+}
+
+constexpr int kRecordCount = 28;
+
+// Every record by scanner index: the order of the bridge's scanTable.
+inline constexpr Shape kShapes[kRecordCount] = {
+    shapeOf<SCHEM_AT>(), shapeOf<REL_DT>(),   shapeOf<INDEX_AT>(), shapeOf<SCHEMA>(),
+    shapeOf<TBL_COL>(),  shapeOf<SUPTS_DT>(), shapeOf<TABLE>(),    shapeOf<VW_CL_AT>(),
+    shapeOf<TABLE_AT>(), shapeOf<REL_COL>(),  shapeOf<KEY_COL>(),  shapeOf<PARM>(),
+    shapeOf<DATABASE>(), shapeOf<VIEW_COL>(), shapeOf<TB_CL_AT>(), shapeOf<FGN_KEY>(),
+    shapeOf<REL_SYS>(),  shapeOf<UDEF_DT>(),  shapeOf<OBJ_AT>(),   shapeOf<DBPROC>(),
+    shapeOf<VIEW>(),     shapeOf<SERVTYPE>(), shapeOf<KEY>(),      shapeOf<DB_AT>(),
+    shapeOf<SERVINST>(), shapeOf<PRIM_KEY>(), shapeOf<FK_TB_AT>(), shapeOf<ELEMENT>(),
+};
+
+// --- Whole-table checks, at compile time.
+
+constexpr int countRecords(char objectType) {
+  int count = 0;
+  for (const Shape& shape : kShapes) count += shape.objectType == objectType;
+  return count;
+}
+
+constexpr int countAttributes(char letter) {
+  int count = 0;
+  for (const Shape& shape : kShapes) {
+    for (const char* l = shape.letters; *l != '\0'; ++l) count += *l == letter;
+  }
+  return count;
+}
+
+constexpr bool sameText(const char* a, const char* b) {
+  while (*a != '\0' && *a == *b) ++a, ++b;
+  return *a == *b;
+}
+
+constexpr bool namesAreDistinct() {
+  for (int i = 0; i < kRecordCount; ++i) {
+    for (int j = i + 1; j < kRecordCount; ++j) {
+      if (sameText(kShapes[i].name, kShapes[j].name)) return false;
+    }
+  }
+  return true;
+}
+
+static_assert(countRecords('E') == 10 && countRecords('R') == 18);
+static_assert(countAttributes('C') == 36 && countAttributes('S') == 20 &&
+              countAttributes('L') == 9);
+static_assert(namesAreDistinct());
+
+}  // namespace layout
+}  // namespace CaRepositoryDsOdbcImport
