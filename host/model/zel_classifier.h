@@ -57,7 +57,7 @@ class ZELFeature : public ZELModelObject {
 
   // Gives the feature its type (a reference; the model owns types).
   bool addType(ZELType* type);
-  ZELType* getType() const { return type_.get(); }
+  ZELType* getType() const;
   // The classifier that owns this feature, or null.
   ZELClassifier* getClassifier() const;
 

@@ -14,6 +14,7 @@
 
 #include <cstddef>
 #include <iterator>
+#include <type_traits>
 
 #include "model/zel_element_type.h"
 #include "zel_string.h"
@@ -73,12 +74,13 @@ class ZELRef : public ZELReference {
 };
 
 // Owns model objects, in insertion order. The owner object names the list's
-// owner; the list is a data member of it. Destroying the list deletes every
+// owner; the list is a data member of it and joins the end of the owner's
+// chain of lists when it is constructed. Destroying the list deletes every
 // object in it.
 class ZELOwnedListBase {
  public:
   explicit ZELOwnedListBase(ZELObject* owner) noexcept;
-  ~ZELOwnedListBase() { deleteAll(); }
+  ~ZELOwnedListBase();
   ZELOwnedListBase(const ZELOwnedListBase&) = delete;
   ZELOwnedListBase& operator=(const ZELOwnedListBase&) = delete;
 
@@ -92,11 +94,15 @@ class ZELOwnedListBase {
   ZELObject* objectAt(long index) const;
 
   // Appends `object`, taking it from the list that owned it before, if any.
-  // An object already in this list stays where it is.
-  void append(ZELObject* object);
+  // An object already in this list stays where it is (true). Refuses (false,
+  // nothing changes) null, the owner itself, and an object that owns the
+  // owner directly or indirectly, which would make an ownership cycle.
+  bool append(ZELObject* object);
   // Takes `object` out of the list without deleting it; the caller owns it.
+  // Does nothing when `object` is not in this list.
   void release(ZELObject* object) noexcept;
-  // Deletes every object of the list.
+  // Deletes every object of the list, and everything they own. Works with an
+  // explicit queue, so the depth of the ownership tree costs no stack.
   void deleteAll();
 
  private:
@@ -141,7 +147,7 @@ class ZELOwnedList : public ZELOwnedListBase {
   explicit ZELOwnedList(ZELObject* owner) noexcept : ZELOwnedListBase(owner) {}
   T* first() const noexcept { return static_cast<T*>(firstObject()); }
   T* at(long index) const { return static_cast<T*>(objectAt(index)); }
-  void append(T* object) { ZELOwnedListBase::append(object); }
+  bool append(T* object) { return ZELOwnedListBase::append(object); }
   iterator begin() const noexcept { return iterator(firstObject()); }
   iterator end() const noexcept { return iterator(nullptr); }
 
@@ -164,6 +170,7 @@ class ZELReferenceListBase {
   ZELObject* holder() const noexcept { return holder_; }
   long count() const noexcept { return count_; }
   bool isEmpty() const noexcept { return count_ == 0; }
+  // Appends an entry pointing at `target`; null is ignored.
   void append(ZELObject* target);
   // Removes the first entry that points at `target`; false when none does.
   bool remove(ZELObject* target);
@@ -242,36 +249,52 @@ class ZELObject {
   const ZELReference* firstReferrer() const noexcept { return referrers_; }
 
   // Visits this object and, depth first, everything it owns, in the order of
-  // the owned lists and of the objects in each list.
+  // the owned lists and of the objects in each list. Works with an explicit
+  // stack, so the depth of the ownership tree costs no call stack.
+  // post_process may delete the object it is handed; the operation must not
+  // otherwise add, move or delete objects of the tree being walked.
   void depthTraversal(ZELTraversalOperation& operation, void* argument);
 
   // Links `object` to this receiver through `link`; when the receiver refuses
-  // it (link returns false), renames the object to the first free name among
-  // NAME + separator + 1, NAME + separator + 2, ... and links it under that
-  // name. Returns whether the object was linked in the end.
-  template <class Receiver, class Arg>
-  bool addLinkUniqueName(bool (Receiver::*link)(Arg*), Arg* object, char separator) {
+  // it because its name is taken (see isNameRefused), renames the object to
+  // the first free name among NAME + separator + 1, NAME + separator + 2, ...
+  // and links it under that name. Returns whether the object was linked in
+  // the end; when it was not, the object keeps its name.
+  template <class Receiver, class Arg, class Object>
+  bool addLinkUniqueName(bool (Receiver::*link)(Arg*), Object* object, char separator) {
+    static_assert(std::is_convertible<Object*, Arg*>::value, "the link must take the object");
     Receiver* receiver = static_cast<Receiver*>(this);
-    if ((receiver->*link)(object)) return true;
-    const ZELString base = object->getName();
-    for (unsigned long counter = firstUniqueNameCounter(base);; ++counter) {
-      ZELString candidate = base;
-      candidate.append(separator);
-      candidate += ZELString(static_cast<long>(counter));
-      object->setName(candidate);
-      if ((receiver->*link)(object)) {
-        noteUniqueNameCounter(base, counter);
+    Arg* argument = object;
+    if (argument == nullptr) return false;
+    if ((receiver->*link)(argument)) return true;
+    const ZELString base = argument->getName();
+    // A receiver that does not refuse by name would refuse every renaming.
+    if (!isNameRefused(base)) return false;
+    ZELString prefix = base;
+    prefix.append(separator);
+    for (unsigned long counter = firstUniqueNameCounter(prefix);; ++counter) {
+      const ZELString candidate = prefix + ZELString(static_cast<long>(counter));
+      if (isNameRefused(candidate)) continue;
+      argument->setName(candidate);
+      if ((receiver->*link)(argument)) {
+        noteUniqueNameCounter(prefix, counter);
         return true;
       }
+      argument->setName(base);  // refused for some other reason
+      return false;
     }
   }
 
  protected:
-  // Where addLinkUniqueName starts counting for `base`: 1 unless the receiver
-  // remembers the last counter it handed out for that base (it then starts
-  // just after it, so that many equal names cost O(1) each).
-  virtual unsigned long firstUniqueNameCounter(const ZELString& /*base*/) { return 1; }
-  virtual void noteUniqueNameCounter(const ZELString& /*base*/, unsigned long /*counter*/) {}
+  // True when this receiver refuses to link an object of that name because
+  // the name is taken. The default receiver refuses no name.
+  virtual bool isNameRefused(const ZELString& /*name*/) const { return false; }
+  // Where addLinkUniqueName starts counting for `prefix` (the name and the
+  // separator): 1 unless the receiver remembers the last counter it handed
+  // out for that prefix (it then starts just after it, so that many equal
+  // names cost O(1) each).
+  virtual unsigned long firstUniqueNameCounter(const ZELString& /*prefix*/) { return 1; }
+  virtual void noteUniqueNameCounter(const ZELString& /*prefix*/, unsigned long /*counter*/) {}
 
  private:
   friend class ZELOwnedListBase;

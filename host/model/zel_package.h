@@ -2,7 +2,6 @@
 // and design packages.
 #pragma once
 
-#include <string>
 #include <unordered_map>
 
 #include "model/zel_model_object.h"
@@ -24,6 +23,7 @@ class ZELPackage : public ZELModelObject {
   const ZELOwnedList<ZELPackage>& childPackages() const { return childPackages_; }
 
  private:
+  friend class ZELModel;  // recursiveDelete empties the child packages
   ZELOwnedList<ZELPackage> childPackages_;
 };
 
@@ -88,12 +88,16 @@ class ZELDatabaseSchema : public ZELDataPackage {
 // A design package registers model elements (classes, views, associations,
 // stored procedures) under one set of names: an element whose non-empty name
 // is already taken by another element of the package is refused. Unnamed
-// elements are always taken. Names are taken at registration. An element
-// that has no owner when it is registered becomes owned by the package (so
-// associations live in the package that registers them).
+// elements are always taken. Names are taken at registration (renaming a
+// registered element later does not change the name it holds here) and freed
+// when the element is deleted. An element that has no owner when it is
+// registered becomes owned by the package (so associations live in the
+// package that registers them). Registering an element a second time changes
+// nothing and succeeds.
 class ZELDesignPackage : public ZELPackage {
  public:
   ZELDesignPackage() : elements_(this), ownedElements_(this) {}
+  ~ZELDesignPackage() override;
   ZELElementType getElementType() const override { return ZEL_ET_DESIGN_PACKAGE; }
 
   bool isSchema() const { return schema_; }
@@ -109,8 +113,9 @@ class ZELDesignPackage : public ZELPackage {
   const ZELReferenceList<ZELModelElement>& elements() const { return elements_; }
 
  protected:
-  unsigned long firstUniqueNameCounter(const ZELString& base) override;
-  void noteUniqueNameCounter(const ZELString& base, unsigned long counter) override;
+  bool isNameRefused(const ZELString& name) const override { return isNameTaken(name); }
+  unsigned long firstUniqueNameCounter(const ZELString& prefix) override;
+  void noteUniqueNameCounter(const ZELString& prefix, unsigned long counter) override;
 
  private:
   class ElementList : public ZELReferenceList<ZELModelElement> {
@@ -120,11 +125,19 @@ class ZELDesignPackage : public ZELPackage {
    protected:
     void entryLost(ZELObject* target) override;
   };
+  struct NameHash {
+    size_t operator()(const ZELString& name) const noexcept { return name.hashCode(); }
+  };
   bool registerElement(ZELModelElement* element);
+  void forgetElement(const ZELObject* element);
 
+  // The name tables are declared before the lists so that they outlive them.
+  std::unordered_map<ZELString, long, NameHash> names_;  // name -> elements holding it
+  std::unordered_map<const ZELObject*, ZELString> registered_;  // element -> its name here
+  // Name and separator -> the last counter addLinkUniqueName handed out for
+  // them. Every name PREFIX + 1 .. PREFIX + last is taken.
+  std::unordered_map<ZELString, unsigned long, NameHash> lastCounters_;
   ElementList elements_;
   ZELOwnedList<ZELModelElement> ownedElements_;
-  std::unordered_map<std::string, long> names_;  // name -> number of elements holding it
-  std::unordered_map<std::string, unsigned long> lastCounters_;
   bool schema_ = false;
 };
