@@ -298,7 +298,9 @@ struct SignatureEqual {
 bool factorizeOnce(ZELModel* model) {
   std::vector<ZELDerivedType*> derived;
   for (ZELType* type : model->types()) {
-    if (type->isInstanceOf(ZEL_ET_DERIVED_TYPE)) derived.push_back(static_cast<ZELDerivedType*>(type));
+    if (type->isInstanceOf(ZEL_ET_DERIVED_TYPE)) {
+      derived.push_back(static_cast<ZELDerivedType*>(type));
+    }
   }
   std::unordered_map<TypeSignature, ZELDerivedType*, SignatureHash, SignatureEqual> kept;
   kept.reserve(derived.size());

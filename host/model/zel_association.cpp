@@ -3,7 +3,9 @@
 #include "model/zel_classifier.h"
 #include "model/zel_key.h"
 
-bool ZELAssociation::addAssociationRole(ZELAssociationRole* role) { return roles_.append(role); }
+bool ZELAssociation::addAssociationRole(ZELAssociationRole* role) {
+  return roles_.append(role);
+}
 
 bool ZELAssociationRole::addAssociatedClass(ZELClass* owner) {
   if (owner == nullptr) return false;
@@ -11,7 +13,9 @@ bool ZELAssociationRole::addAssociatedClass(ZELClass* owner) {
   return true;
 }
 
-ZELClass* ZELAssociationRole::getAssociatedClass() const { return class_.get(); }
+ZELClass* ZELAssociationRole::getAssociatedClass() const {
+  return class_.get();
+}
 
 bool ZELAssociationRole::addForeignKey(ZELForeignKey* key) {
   if (key == nullptr) return false;
@@ -19,7 +23,9 @@ bool ZELAssociationRole::addForeignKey(ZELForeignKey* key) {
   return true;
 }
 
-ZELForeignKey* ZELAssociationRole::getForeignKey() const { return foreignKey_.get(); }
+ZELForeignKey* ZELAssociationRole::getForeignKey() const {
+  return foreignKey_.get();
+}
 
 ZELAssociation* ZELAssociationRole::getAssociation() const {
   ZELObject* owner = getOwner();
@@ -44,7 +50,9 @@ bool ZELAssociationRoleNameMap::addForeignKey(ZELForeignKey* key) {
   return key != nullptr && key->roleNameMaps_.append(this);
 }
 
-ZELAttribute* ZELAssociationRoleNameMap::getSourceAttribute() const { return source_.get(); }
+ZELAttribute* ZELAssociationRoleNameMap::getSourceAttribute() const {
+  return source_.get();
+}
 
 ZELAttribute* ZELAssociationRoleNameMap::getDestinationAttribute() const {
   return destination_.get();

@@ -3,9 +3,13 @@
 #include "model/zel_key.h"
 #include "model/zel_type.h"
 
-bool ZELClassifier::addFeature(ZELFeature* feature) { return features_.append(feature); }
+bool ZELClassifier::addFeature(ZELFeature* feature) {
+  return features_.append(feature);
+}
 
-ZELCandidateKey* ZELClass::getPrimaryKey() const { return primaryKey_.get(); }
+ZELCandidateKey* ZELClass::getPrimaryKey() const {
+  return primaryKey_.get();
+}
 
 bool ZELFeature::addType(ZELType* type) {
   if (type == nullptr) return false;
@@ -13,7 +17,9 @@ bool ZELFeature::addType(ZELType* type) {
   return true;
 }
 
-ZELType* ZELFeature::getType() const { return type_.get(); }
+ZELType* ZELFeature::getType() const {
+  return type_.get();
+}
 
 ZELClassifier* ZELFeature::getClassifier() const {
   // A feature can also sit in a data package; only a classifier counts here.

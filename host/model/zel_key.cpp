@@ -18,7 +18,9 @@ bool ZELKey::addAssociatedClass(ZELClass* owner) {
   return owner != nullptr && owner->keys_.append(this);
 }
 
-ZELClass* ZELKey::getAssociatedClass() const { return owningClass(this); }
+ZELClass* ZELKey::getAssociatedClass() const {
+  return owningClass(this);
+}
 
 bool ZELKey::addAttribute(ZELAttribute* attribute) {
   if (attribute == nullptr) return false;
@@ -32,7 +34,9 @@ bool ZELKey::addIndex(ZELIndex* index) {
   return true;
 }
 
-ZELIndex* ZELKey::getIndex() const { return index_.get(); }
+ZELIndex* ZELKey::getIndex() const {
+  return index_.get();
+}
 
 bool ZELCandidateKey::addPrimaryOfClass(ZELClass* owner) {
   if (owner == nullptr) return false;
@@ -58,15 +62,21 @@ bool ZELForeignKey::addCandidateKey(ZELCandidateKey* key) {
   return true;
 }
 
-ZELCandidateKey* ZELForeignKey::getCandidateKey() const { return candidateKey_.get(); }
+ZELCandidateKey* ZELForeignKey::getCandidateKey() const {
+  return candidateKey_.get();
+}
 
 bool ZELIndex::addAssociatedClass(ZELClass* owner) {
   return owner != nullptr && owner->indexes_.append(this);
 }
 
-ZELClass* ZELIndex::getAssociatedClass() const { return owningClass(this); }
+ZELClass* ZELIndex::getAssociatedClass() const {
+  return owningClass(this);
+}
 
-bool ZELIndex::addIndexMember(ZELIndexMember* member) { return members_.append(member); }
+bool ZELIndex::addIndexMember(ZELIndexMember* member) {
+  return members_.append(member);
+}
 
 bool ZELIndexMember::addAttribute(ZELAttribute* attribute) {
   if (attribute == nullptr) return false;
@@ -74,4 +84,6 @@ bool ZELIndexMember::addAttribute(ZELAttribute* attribute) {
   return true;
 }
 
-ZELAttribute* ZELIndexMember::getAttribute() const { return attribute_.get(); }
+ZELAttribute* ZELIndexMember::getAttribute() const {
+  return attribute_.get();
+}

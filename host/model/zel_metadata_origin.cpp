@@ -3,6 +3,7 @@
 #include <cerrno>
 #include <cstdlib>
 #include <ctime>
+#include <memory>
 
 #include "zel_bridge_specification.h"
 
@@ -37,7 +38,7 @@ bool formatUtc(std::time_t seconds, ZELString& text) {
 
 ZELMetadataOrigin* generateMetadataOrigin(const ZELBridgeSpecificationLiteral& specification,
                                           const ZELString& bridgeId) {
-  auto* origin = new ZELMetadataOrigin;
+  auto origin = std::make_unique<ZELMetadataOrigin>();
   origin->bridgeId = bridgeId;
   origin->toolName = specification.getTool_Name();
   origin->vendorName = specification.getVendor_Name();
@@ -47,5 +48,5 @@ ZELMetadataOrigin* generateMetadataOrigin(const ZELBridgeSpecificationLiteral& s
   if (!sourceDateEpoch(seconds) || !formatUtc(seconds, origin->importTime)) {
     formatUtc(std::time(nullptr), origin->importTime);
   }
-  return origin;
+  return origin.release();
 }

@@ -265,10 +265,10 @@ namespace {
 // One object being walked: where it stands in its owned lists.
 struct TraversalFrame {
   ZELObject* object;
-  void* argument;            // as the object received it
-  void* childArgument;       // as pre_process left it
-  ZELOwnedListBase* list;    // the owned list being walked, or null when done
-  ZELObject* nextChild;      // the next object of that list to visit
+  void* argument;          // as the object received it
+  void* childArgument;     // as pre_process left it
+  ZELOwnedListBase* list;  // the owned list being walked, or null when done
+  ZELObject* nextChild;    // the next object of that list to visit
 };
 
 }  // namespace

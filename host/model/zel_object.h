@@ -204,9 +204,7 @@ class ZELReferenceList : public ZELReferenceListBase {
     static T* value(const void* at) noexcept {
       return static_cast<T*>(static_cast<const Entry*>(at)->reference.get());
     }
-    static const void* next(const void* at) noexcept {
-      return static_cast<const Entry*>(at)->next;
-    }
+    static const void* next(const void* at) noexcept { return static_cast<const Entry*>(at)->next; }
   };
 
  public:
@@ -276,7 +274,14 @@ class ZELObject {
       const ZELString candidate = prefix + ZELString(static_cast<long>(counter));
       if (isNameRefused(candidate)) continue;
       argument->setName(candidate);
-      if ((receiver->*link)(argument)) {
+      bool linked = false;
+      try {
+        linked = (receiver->*link)(argument);
+      } catch (...) {
+        argument->setName(base);
+        throw;
+      }
+      if (linked) {
         noteUniqueNameCounter(prefix, counter);
         return true;
       }

@@ -2,7 +2,9 @@
 
 #include "model/zel_type.h"
 
-bool ZELOperation::addArgument(ZELArgument* argument) { return arguments_.append(argument); }
+bool ZELOperation::addArgument(ZELArgument* argument) {
+  return arguments_.append(argument);
+}
 
 bool ZELArgument::addType(ZELType* type) {
   if (type == nullptr) return false;
@@ -10,4 +12,6 @@ bool ZELArgument::addType(ZELType* type) {
   return true;
 }
 
-ZELType* ZELArgument::getType() const { return type_.get(); }
+ZELType* ZELArgument::getType() const {
+  return type_.get();
+}

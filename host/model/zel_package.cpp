@@ -10,9 +10,13 @@ bool ZELPackage::addChildPackage(ZELPackage* child) {
   return childPackages_.append(child);
 }
 
-bool ZELModel::addMetadataOrigin(ZELMetadataOrigin* origin) { return origins_.append(origin); }
+bool ZELModel::addMetadataOrigin(ZELMetadataOrigin* origin) {
+  return origins_.append(origin);
+}
 
-bool ZELModel::addType(ZELType* type) { return types_.append(type); }
+bool ZELModel::addType(ZELType* type) {
+  return types_.append(type);
+}
 
 void ZELModel::recursiveDelete() {
   childPackages_.deleteAll();
@@ -52,10 +56,22 @@ bool ZELDesignPackage::registerElement(ZELModelElement* element) {
   if (registered_.find(element) != registered_.end()) return true;
   const ZELString& name = element->getName();
   if (isNameTaken(name)) return false;
-  if (element->getOwner() == nullptr && !ownedElements_.append(element)) return false;
-  registered_.emplace(element, name);
-  if (!name.isEmpty()) ++names_[name];
-  elements_.append(element);
+  // Allocating steps first, each undone if a later one fails, so that a
+  // failed registration changes nothing.
+  const auto registration = registered_.emplace(element, name).first;
+  try {
+    if (!name.isEmpty()) ++names_[name];
+    try {
+      elements_.append(element);
+    } catch (...) {
+      if (!name.isEmpty() && --names_[name] <= 0) names_.erase(name);
+      throw;
+    }
+  } catch (...) {
+    registered_.erase(registration);
+    throw;
+  }
+  if (element->getOwner() == nullptr) ownedElements_.append(element);
   return true;
 }
 

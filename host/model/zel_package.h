@@ -132,7 +132,7 @@ class ZELDesignPackage : public ZELPackage {
   void forgetElement(const ZELObject* element);
 
   // The name tables are declared before the lists so that they outlive them.
-  std::unordered_map<ZELString, long, NameHash> names_;  // name -> elements holding it
+  std::unordered_map<ZELString, long, NameHash> names_;         // name -> elements holding it
   std::unordered_map<const ZELObject*, ZELString> registered_;  // element -> its name here
   // Name and separator -> the last counter addLinkUniqueName handed out for
   // them. Every name PREFIX + 1 .. PREFIX + last is taken.

@@ -18,4 +18,6 @@ bool ZELDerivedType::addDerivedFromConcreteType(ZELConcreteType* type) {
   return true;
 }
 
-ZELConcreteType* ZELDerivedType::getDerivedFromConcreteType() const { return derivedFrom_.get(); }
+ZELConcreteType* ZELDerivedType::getDerivedFromConcreteType() const {
+  return derivedFrom_.get();
+}

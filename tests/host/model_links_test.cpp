@@ -19,7 +19,8 @@ std::vector<std::string> namesOf(const List& list) {
 
 long referrerCount(const ZELObject* object) {
   long count = 0;
-  for (const ZELReference* r = object->firstReferrer(); r != nullptr; r = r->nextReferrer()) ++count;
+  for (const ZELReference* r = object->firstReferrer(); r != nullptr; r = r->nextReferrer())
+    ++count;
   return count;
 }
 

@@ -78,18 +78,18 @@ TEST(Traversal, VisitsEveryOwnedObjectInListOrder) {
   Recorder recorder;
   m.model.depthTraversal(recorder, nullptr);
   const std::vector<std::string> expected = {
-      "+M",   "+CAT", "+SCH", "+T",   "+C",     "-C@4",  "+K",    "+MAP", "-MAP@5",
-      "-K@4", "+I",   "+IM",  "-IM@5", "-I@4",  "-T@3",  "+P",    "+ARG", "-ARG@4",
-      "-P@3", "-SCH@2", "-CAT@1", "+DES", "+AS", "+R",   "-R@3",  "-AS@2", "-DES@1",
-      "+O",   "-O@1", "+TY",  "-TY@1", "-M@0"};
+      "+M",     "+CAT",   "+SCH",   "+T",     "+C",     "-C@4", "+K",    "+MAP",
+      "-MAP@5", "-K@4",   "+I",     "+IM",    "-IM@5",  "-I@4", "-T@3",  "+P",
+      "+ARG",   "-ARG@4", "-P@3",   "-SCH@2", "-CAT@1", "+DES", "+AS",   "+R",
+      "-R@3",   "-AS@2",  "-DES@1", "+O",     "-O@1",   "+TY",  "-TY@1", "-M@0"};
   EXPECT_EQ(recorder.events, expected);
 
   // A false pre_process skips the children; post_process still comes.
   Recorder pruning;
   pruning.prune = "SCH";
   m.model.depthTraversal(pruning, nullptr);
-  const std::vector<std::string> pruned = {"+M",   "+CAT", "+SCH", "-SCH@2", "-CAT@1", "+DES",
-                                           "+AS",  "+R",   "-R@3", "-AS@2",  "-DES@1", "+O",
+  const std::vector<std::string> pruned = {"+M",   "+CAT", "+SCH",  "-SCH@2", "-CAT@1", "+DES",
+                                           "+AS",  "+R",   "-R@3",  "-AS@2",  "-DES@1", "+O",
                                            "-O@1", "+TY",  "-TY@1", "-M@0"};
   EXPECT_EQ(pruning.events, pruned);
 }
