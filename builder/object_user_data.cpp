@@ -27,14 +27,16 @@ void Bridge::ResetGeneralPointerOperation::post_process(ZELObject* object, void*
 
 namespace {
 
-// Calls `visit` with the value of every entry of a node table.
+// Calls `visit` with the value of every entry of a node table, then clears
+// the value, so that an interrupted clean-up repeated later frees nothing
+// twice. Allocates nothing: clean-up runs after failures, out of memory too.
 template <class Table, class Visit>
-void forEachValue(Table& table, Visit visit) {
-  ZELContainer::Iterator* iterator = table.newIterator(true);
-  for (void* item = iterator->get(); item != nullptr; item = iterator->next(1)) {
-    visit(static_cast<typename Table::Entry*>(item)->value);
-  }
-  table.deleteIterator(iterator);
+void takeEachValue(Table& table, Visit visit) {
+  table.forEachEntry([&visit](void* item) {
+    auto* entry = static_cast<typename Table::Entry*>(item);
+    if (entry->value != nullptr) visit(entry->value);
+    entry->value = nullptr;
+  });
 }
 
 }  // namespace
@@ -49,8 +51,8 @@ void Bridge::deleteUnusedObjects(bool /*success*/) {
       // The node and table clean-up below must run whatever happened here.
     }
   }
-  forEachValue(kindTable, [](void* value) { delete static_cast<ZELVector*>(value); });
-  forEachValue(idRegistry, [](void* value) { delete static_cast<Node*>(value); });
+  takeEachValue(kindTable, [](void* value) { delete static_cast<ZELVector*>(value); });
+  takeEachValue(idRegistry, [](void* value) { delete static_cast<Node*>(value); });
   scannerIndexTable.empty();
   idRegistry.empty();
   kindTable.empty();

@@ -1,5 +1,6 @@
 #include "zel_hashtable.h"
 
+#include <algorithm>
 #include <limits>
 #include <stdexcept>
 
@@ -114,10 +115,11 @@ void ZELHashtable::compactIfSparse() {
 }
 
 bool ZELHashtable::empty() {
-  entries_.clear();
-  entries_.shrink_to_fit();
+  // Swapping with an empty vector frees the entries without allocating; a
+  // smaller index would need an allocation, so the index is cleared in place.
+  std::vector<const void*>().swap(entries_);
+  std::fill(slots_.begin(), slots_.end(), 0u);
   live_ = 0;
-  rebuildIndex(slotsFor(initialSize_));
   return true;
 }
 

@@ -20,7 +20,8 @@ class ZELHashtable : public ZELContainer {
   ZELHashtable(const ZELHashtable&) = delete;
   ZELHashtable& operator=(const ZELHashtable&) = delete;
 
-  // Removes every entry without freeing any. Returns true.
+  // Removes every entry without freeing any, and allocates nothing (it runs
+  // in clean-up code). The index keeps its size. Returns true.
   virtual bool empty();
   // Compare two entries, or an entry with a key: 0 when they match.
   virtual int compare2Object(const void* entryA, const void* entryB) const = 0;
@@ -41,6 +42,15 @@ class ZELHashtable : public ZELContainer {
   bool remove(const void* entry);
 
   long count() const override { return static_cast<long>(live_); }
+  // Calls visit(entry) for every entry, in insertion order, and allocates
+  // nothing, so that clean-up code can walk a table without failing. `visit`
+  // must not add or remove entries.
+  template <class Visit>
+  void forEachEntry(Visit visit) const {
+    for (const void* entry : entries_) {
+      if (entry) visit(const_cast<void*>(entry));
+    }
+  }
   // Iterates in insertion order; removed entries are skipped.
   Iterator* newIterator(bool fromStart) override;
 

@@ -167,6 +167,11 @@ ZELString utf8ToLocale(const char* utf8) {
 
   iconv_t converter = iconv_open(codeset, "UTF-8");
   if (converter == reinterpret_cast<iconv_t>(-1)) return unchanged;
+  // Closes the converter on every way out, an allocation failure included.
+  struct Closer {
+    iconv_t converter;
+    ~Closer() { iconv_close(converter); }
+  } closer{converter};
   std::vector<char> output(unchanged.length() * 4 + 16);
   char* in = const_cast<char*>(unchanged.c_str());
   size_t inLeft = unchanged.length();
@@ -191,7 +196,6 @@ ZELString utf8ToLocale(const char* utf8) {
       break;
     }
   }
-  iconv_close(converter);
   if (!ok) return unchanged;
   return ZELString(output.data(), static_cast<size_t>(out - output.data()));
 }
