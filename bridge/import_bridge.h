@@ -17,13 +17,13 @@
 #include <fstream>
 #include <memory>
 
+#include "model/zel_model.h"
 #include "pcd/node_tables.h"
 #include "pcd/record_nodes.h"
 #include "zel_log.h"
 #include "zel_object_name_hashtable.h"
 #include "zel_options.h"
 #include "zel_string.h"
-#include "model/zel_model.h"
 
 class ZELCaRepositoryDsOdbcImportBridge {
  public:
@@ -100,8 +100,8 @@ class ZELCaRepositoryDsOdbcImportBridge {
   class ObjectUserData {
    public:
     virtual ~ObjectUserData() = default;
-    Node* sourceNode = nullptr;                   // not owned
-    ZELDesignPackage* designPackage = nullptr;    // not owned; schemas only
+    Node* sourceNode = nullptr;                 // not owned
+    ZELDesignPackage* designPackage = nullptr;  // not owned; schemas only
   };
   // Takes every ObjectUserData off the objects of a model.
   class ResetGeneralPointerOperation : public ZELTraversalOperation {
@@ -141,6 +141,15 @@ class ZELCaRepositoryDsOdbcImportBridge {
   std::unique_ptr<ZELDerivedType> makeDerivedType(
       const CaRepositoryDsOdbcImport::Rel_colNode* column,
       const CaRepositoryDsOdbcImport::Rel_dtNode* dataType);
+  // Gives a column or argument its own derived type, which the model owns.
+  template <class Typed>
+  void addDerivedType(Typed* typed, const CaRepositoryDsOdbcImport::Rel_colNode* column,
+                      const CaRepositoryDsOdbcImport::Rel_dtNode* dataType) {
+    std::unique_ptr<ZELDerivedType> type = makeDerivedType(column, dataType);
+    typed->addType(type.get());
+    model->addType(type.get());
+    type.release();
+  }
   // Registers an element in the design package of `schema`, under a unique
   // name when the package refuses its own. Returns false when the schema has
   // no design package.
@@ -150,9 +159,9 @@ class ZELCaRepositoryDsOdbcImportBridge {
   void removeKeyObject(CaRepositoryDsOdbcImport::KeyNode* keyNode);
 
   // --- State of one import, in declaration order.
-  ZELModel* model = nullptr;                 // borrowed; set by run
-  ZELLog* log;                               // borrowed
-  ZELString fileName;                        // local encoding
+  ZELModel* model = nullptr;  // borrowed; set by run
+  ZELLog* log;                // borrowed
+  ZELString fileName;         // local encoding
   std::ifstream input;
   long lineNumber = 0;                       // lines read so far, the first included
   ZELObjectNameHashtable baseTypeTable;      // base types by name; not owned

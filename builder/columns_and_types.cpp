@@ -63,6 +63,23 @@ std::unique_ptr<ZELDerivedType> Bridge::makeDerivedType(const Rel_colNode* colum
   return type;
 }
 
+namespace {
+
+// The attribute of a TBL_COL or VIEW_COL record, named after its column and
+// added to the table or view `owner`.
+template <class Attribute>
+Attribute* addColumn(Node* record, ZELObject* owner, const Rel_colNode* column, long position) {
+  auto attribute = std::make_unique<Attribute>();
+  record->modelObject = attribute.get();
+  attribute->setName(column->name);
+  static_cast<ZELClassifier*>(owner)->addFeature(attribute.get());
+  Attribute* linked = attribute.release();
+  linked->setPosition(low16(position));
+  return linked;
+}
+
+}  // namespace
+
 void Bridge::processTbl_colNode(Tbl_colNode* node) {
   Node* table = getAssertNode(node->fromId, RecordName::TABLE);
   auto* column = static_cast<Rel_colNode*>(getAssertNode(node->toId, RecordName::REL_COL));
@@ -70,20 +87,11 @@ void Bridge::processTbl_colNode(Tbl_colNode* node) {
   // A table that was never placed has no class to take the column.
   if (table->modelObject == nullptr) return;
 
-  auto attribute = std::make_unique<ZELAttribute>();
-  node->modelObject = attribute.get();
-  attribute->setName(column->name);
-  static_cast<ZELClassifier*>(table->modelObject)->addFeature(attribute.get());
-  ZELAttribute* linked = attribute.release();
-  linked->setPosition(low16(node->position));
-  linked->setDescription(node->comment.isEmpty() ? column->comment : node->comment);
-  if (!(node->nullable == kNotNullable)) linked->setOptional(true);
-
-  std::unique_ptr<ZELDerivedType> type = makeDerivedType(column, dataType);
-  linked->addType(type.get());
-  model->addType(type.get());
-  type.release();
-  getObjectUserData(linked)->sourceNode = node;
+  auto* attribute = addColumn<ZELAttribute>(node, table->modelObject, column, node->position);
+  attribute->setDescription(node->comment.isEmpty() ? column->comment : node->comment);
+  if (!(node->nullable == kNotNullable)) attribute->setOptional(true);
+  addDerivedType(attribute, column, dataType);
+  getObjectUserData(attribute)->sourceNode = node;
 }
 
 void Bridge::processView_colNode(View_colNode* node) {
@@ -92,17 +100,8 @@ void Bridge::processView_colNode(View_colNode* node) {
   auto* dataType = static_cast<Rel_dtNode*>(getAssertNode(column->toId, RecordName::REL_DT));
   if (view->modelObject == nullptr) return;
 
-  auto attribute = std::make_unique<ZELSQLViewAttribute>();
-  node->modelObject = attribute.get();
-  attribute->setName(column->name);
-  static_cast<ZELClassifier*>(view->modelObject)->addFeature(attribute.get());
-  ZELSQLViewAttribute* linked = attribute.release();
-  linked->setPosition(low16(node->position));
-  linked->setDescription(column->comment);
-
-  std::unique_ptr<ZELDerivedType> type = makeDerivedType(column, dataType);
-  linked->addType(type.get());
-  model->addType(type.get());
-  type.release();
-  getObjectUserData(linked)->sourceNode = node;
+  auto* attribute = addColumn<ZELSQLViewAttribute>(node, view->modelObject, column, node->position);
+  attribute->setDescription(column->comment);
+  addDerivedType(attribute, column, dataType);
+  getObjectUserData(attribute)->sourceNode = node;
 }

@@ -65,9 +65,6 @@ void Bridge::processParmNode(ParmNode* node) {
   linked->setPosition(low16(node->position));
   linked->setDescription(column->comment);
 
-  std::unique_ptr<ZELDerivedType> type = makeDerivedType(column, dataType);
-  linked->addType(type.get());
-  model->addType(type.get());
-  type.release();
+  addDerivedType(linked, column, dataType);
   getObjectUserData(linked)->sourceNode = node;
 }
