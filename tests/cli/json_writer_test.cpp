@@ -13,20 +13,18 @@ namespace {
 
 // Runs `write` on a writer over a memory stream and returns the text.
 template <class Write>
-std::string render(Write write, bool* finished = nullptr) {
+std::string render(Write write) {
   char* data = nullptr;
   size_t size = 0;
   std::FILE* stream = open_memstream(&data, &size);
-  bool ok;
   {
     JsonWriter json(stream);
     write(json);
-    ok = json.finish();
+    EXPECT_TRUE(json.finish());
   }
   std::fclose(stream);
   std::string text(data, size);
   std::free(data);
-  if (finished != nullptr) *finished = ok;
   return text;
 }
 
@@ -38,101 +36,62 @@ std::string escaped(const std::string& bytes) {
 
 const std::string kFffd = "\xEF\xBF\xBD";
 
+// What the sample document does not hold: empty containers, null, negative
+// and large integers, a key that needs escaping.
 TEST(JsonWriter, LaysOutNestedValuesWithTwoSpaceIndentation) {
   const std::string text = render([](JsonWriter& json) {
     json.beginObject();
-    json.key("name");
-    json.string("a");
-    json.key("list");
+    json.key("a\"b");
     json.beginArray();
     json.integer(-12);
-    json.boolean(true);
     json.null();
     json.beginObject();
     json.endObject();
     json.beginArray();
     json.endArray();
     json.endArray();
-    json.key("inner");
-    json.beginObject();
     json.key("big");
     json.integer(9007199254740993LL);
     json.endObject();
-    json.endObject();
   });
   EXPECT_EQ(text,
-            "{\n"
-            "  \"name\": \"a\",\n"
-            "  \"list\": [\n"
-            "    -12,\n"
-            "    true,\n"
-            "    null,\n"
-            "    {},\n"
-            "    []\n"
-            "  ],\n"
-            "  \"inner\": {\n"
-            "    \"big\": 9007199254740993\n"
-            "  }\n"
-            "}\n");
-  EXPECT_EQ(render([](JsonWriter& json) { json.string("x"); }), "\"x\"\n");
+            "{\n  \"a\\\"b\": [\n    -12,\n    null,\n    {},\n    []\n  ],\n"
+            "  \"big\": 9007199254740993\n}\n");
 }
 
 TEST(JsonWriter, EscapesWhatJsonRequiresAndNothingElse) {
   EXPECT_EQ(escaped("say \"hi\" \\ / ~\x7F"), "say \\\"hi\\\" \\\\ / ~\x7F");
   EXPECT_EQ(escaped("\n\r\t\b\f"), "\\n\\r\\t\\b\\f");
   EXPECT_EQ(escaped(std::string("\x00\x01\x1F", 3)), "\\u0000\\u0001\\u001f");
-  // Keys are escaped too.
-  EXPECT_EQ(render([](JsonWriter& json) {
-              json.beginObject();
-              json.key("a\"b");
-              json.null();
-              json.endObject();
-            }),
-            "{\n  \"a\\\"b\": null\n}\n");
 }
 
-TEST(JsonWriter, KeepsWellFormedUtf8AtEveryBoundary) {
-  const char* const wellFormed[] = {
-      "\xC2\x80",         "\xDF\xBF",         // U+0080, U+07FF
-      "\xE0\xA0\x80",     "\xED\x9F\xBF",     // U+0800, U+D7FF
-      "\xEE\x80\x80",     "\xEF\xBF\xBF",     // U+E000, U+FFFF
-      "\xF0\x90\x80\x80", "\xF4\x8F\xBF\xBF"  // U+10000, U+10FFFF
-  };
-  for (const char* sequence : wellFormed) {
+TEST(JsonWriter, KeepsWellFormedUtf8AndReplacesEveryOtherByte) {
+  for (const char* sequence : {"\xC2\x80", "\xDF\xBF",                     // U+0080, U+07FF
+                               "\xE0\xA0\x80", "\xED\x9F\xBF",             // U+0800, U+D7FF
+                               "\xEE\x80\x80", "\xEF\xBF\xBF",             // U+E000, U+FFFF
+                               "\xF0\x90\x80\x80", "\xF4\x8F\xBF\xBF"}) {  // U+10000, U+10FFFF
     EXPECT_EQ(escaped(std::string("a") + sequence + "b"), std::string("a") + sequence + "b");
   }
-  EXPECT_EQ(escaped("Z\xC3\xBCrich \xE2\x82\xAC"), "Z\xC3\xBCrich \xE2\x82\xAC");
-}
-
-TEST(JsonWriter, ReplacesEveryByteOutsideAWellFormedSequence) {
-  struct Case {
-    std::string in;
-    int replacements;
-  };
-  const Case cases[] = {
+  const std::pair<std::string, int> cases[] = {
       {"\x80", 1},              // lone continuation byte
       {"\xC0\x80", 2},          // overlong NUL
-      {"\xC1\xBF", 2},          // overlong
-      {"\xE0\x80\x80", 3},      // overlong three-byte form
       {"\xE0\x9F\xBF", 3},      // overlong just below U+0800
       {"\xED\xA0\x80", 3},      // surrogate U+D800
-      {"\xED\xBF\xBF", 3},      // surrogate U+DFFF
       {"\xF0\x8F\xBF\xBF", 4},  // overlong four-byte form
       {"\xF4\x90\x80\x80", 4},  // above U+10FFFF
       {"\xF5\x80\x80\x80", 4},  // lead byte that never starts a sequence
-      {"\xFF", 1},
-      {"\xE2\x82", 2},  // truncated at the end of the string
+      {"\xE2\x82", 2},          // truncated at the end of the string
   };
-  for (const Case& c : cases) {
+  for (const auto& [in, replacements] : cases) {
     std::string expected;
-    for (int i = 0; i < c.replacements; ++i) expected += kFffd;
-    EXPECT_EQ(escaped(c.in), expected) << "input bytes: " << c.in.size();
+    for (int i = 0; i < replacements; ++i) expected += kFffd;
+    EXPECT_EQ(escaped(in), expected) << "input bytes: " << in.size();
   }
-  // A truncated sequence followed by text: the stray bytes go, the text stays.
+  // Stray bytes go, the text after them stays, and a valid sequence right
+  // after a stray byte is kept whole.
   EXPECT_EQ(escaped("\xE2\x82"
                     "A\xF0\x9F\x98"),
             kFffd + kFffd + "A" + kFffd + kFffd + kFffd);
-  // A valid sequence right after a stray byte is kept whole.
   EXPECT_EQ(escaped("\xC3\xC3\xA9"), kFffd + "\xC3\xA9");
 }
 
@@ -146,7 +105,6 @@ TEST(JsonWriter, StreamsLargeDocumentsAndReportsWriteErrors) {
   // "[", then per element a line break, two spaces and the quoted value,
   // 499 commas, then "\n]\n".
   EXPECT_EQ(text.size(), 1 + 500 * (3 + value.size() + 2) + 499 + 3);
-  EXPECT_EQ(text.substr(0, 7), "[\n  \"vv");
   EXPECT_EQ(text.substr(text.size() - 5), "v\"\n]\n");
 
   std::FILE* full = std::fopen("/dev/full", "w");

@@ -1,12 +1,12 @@
 #include "program_runner.h"
 
-#include <dirent.h>
 #include <fcntl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cstdlib>
+#include <filesystem>
 #include <fstream>
 #include <sstream>
 
@@ -37,28 +37,26 @@ ProgramResult runProgram(const ProgramRun& run) {
 
   std::vector<std::string> argumentStrings{programPath()};
   argumentStrings.insert(argumentStrings.end(), run.arguments.begin(), run.arguments.end());
-  std::vector<char*> argv;
-  for (std::string& argument : argumentStrings) argv.push_back(argument.data());
-  argv.push_back(nullptr);
-
   // The child's environment: this process's, with the run's changes. A
   // plug-in named by the caller's environment would bypass the one built
   // next to the program, so that variable is dropped unless the run sets it.
-  std::vector<std::pair<std::string, std::string>> changes{{"PCD_IMPORT_PLUGIN", ""}};
-  changes.insert(changes.end(), run.environment.begin(), run.environment.end());
   std::vector<std::string> environmentStrings;
   for (char** entry = environ; *entry != nullptr; ++entry) {
     const std::string variable = *entry;
     const std::string name = variable.substr(0, variable.find('='));
-    const bool changed = std::any_of(changes.begin(), changes.end(),
-                                     [&](const auto& change) { return change.first == name; });
-    if (!changed) environmentStrings.push_back(variable);
+    if (name != "PCD_IMPORT_PLUGIN" &&
+        std::none_of(run.environment.begin(), run.environment.end(),
+                     [&](const auto& change) { return change.first == name; })) {
+      environmentStrings.push_back(variable);
+    }
   }
-  for (const auto& [name, value] : changes) {
+  for (const auto& [name, value] : run.environment) {
     if (!value.empty()) environmentStrings.push_back(name + "=" + value);
   }
-  std::vector<char*> envp;
+  std::vector<char*> argv, envp;
+  for (std::string& argument : argumentStrings) argv.push_back(argument.data());
   for (std::string& variable : environmentStrings) envp.push_back(variable.data());
+  argv.push_back(nullptr);
   envp.push_back(nullptr);
 
   const pid_t child = fork();
@@ -85,25 +83,20 @@ ProgramResult runProgram(const ProgramRun& run) {
 
 TemporaryFolder::TemporaryFolder() {
   const char* base = std::getenv("TMPDIR");
-  std::string pattern =
+  path_ =
       std::string(base != nullptr && base[0] != '\0' ? base : "/tmp") + "/pcd-import-test-XXXXXX";
-  if (mkdtemp(pattern.data()) == nullptr) ADD_FAILURE() << "cannot create " << pattern;
-  path_ = pattern;
+  if (mkdtemp(path_.data()) == nullptr) ADD_FAILURE() << "cannot create " << path_;
 }
 
 TemporaryFolder::~TemporaryFolder() {
-  for (const std::string& name : entries()) unlink(file(name).c_str());
-  rmdir(path_.c_str());
+  std::error_code ignored;
+  std::filesystem::remove_all(path_, ignored);
 }
 
 std::vector<std::string> TemporaryFolder::entries() const {
   std::vector<std::string> names;
-  if (DIR* folder = opendir(path_.c_str())) {
-    while (const dirent* entry = readdir(folder)) {
-      const std::string name = entry->d_name;
-      if (name != "." && name != "..") names.push_back(name);
-    }
-    closedir(folder);
+  for (const auto& entry : std::filesystem::directory_iterator(path_)) {
+    names.push_back(entry.path().filename().string());
   }
   std::sort(names.begin(), names.end());
   return names;

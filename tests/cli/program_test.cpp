@@ -22,24 +22,16 @@ ProgramResult runSample(std::vector<std::string> extraArguments) {
   return runProgram(run);
 }
 
-bool hasLine(const std::string& text, const std::string& line) {
-  return ("\n" + text).find("\n" + line + "\n") != std::string::npos;
-}
-
 TEST(Program, WritesTheSampleModelAsExpected) {
   const std::string expected = readFile(kSourceDir + "/examples/sample.json");
   const ProgramResult result = runSample({});
   EXPECT_EQ(result.exitCode, 0) << result.err;
   EXPECT_EQ(result.out, expected);
-  EXPECT_TRUE(hasLine(result.err, "STATUS TAV_CARDS_S0004 Importing the model...")) << result.err;
-  EXPECT_TRUE(hasLine(result.err,
-                      "WARNING TAV_CARDS_W0011 Table (CUSTOMERS) at multiple locations not "
-                      "supported"))
+  EXPECT_EQ(result.err.rfind("STATUS TAV_CARDS_S0004 Importing the model...\n", 0), 0u)
       << result.err;
 
   // --quiet keeps the warnings and drops the progress lines, not the output.
   const ProgramResult quiet = runSample({"--quiet"});
-  EXPECT_EQ(quiet.exitCode, 0);
   EXPECT_EQ(quiet.out, expected);
   EXPECT_EQ(quiet.err,
             "WARNING TAV_CARDS_W0011 Table (CUSTOMERS) at multiple locations not supported\n");
@@ -63,7 +55,8 @@ TEST(Program, OutputFileIsReplacedOnlyBySuccessfulImports) {
   EXPECT_EQ(readFile(output), expected);
   EXPECT_EQ(folder.entries(), std::vector<std::string>{"model.json"});
 
-  // A failing import leaves the earlier file as it was and no temporary file.
+  // A failing import prints the exception's text alone, and leaves the
+  // earlier file as it was and no temporary file.
   const std::string broken = folder.file("broken.pcd");
   writeFile(broken,
             "extract with an error in its third line\n"
@@ -76,8 +69,9 @@ TEST(Program, OutputFileIsReplacedOnlyBySuccessfulImports) {
     result = runProgram({arguments, "", {{kReproducible, "0"}}});
     EXPECT_EQ(result.exitCode, 1);
     EXPECT_EQ(result.out, "");
-    EXPECT_TRUE(hasLine(result.err, "[TAV_CARDS_F0008] Error in input PCD file, line (3)"))
-        << result.err;
+    EXPECT_EQ(result.err,
+              "STATUS TAV_CARDS_S0004 Importing the model...\n"
+              "[TAV_CARDS_F0008] Error in input PCD file, line (3)\n");
   }
   EXPECT_EQ(readFile(output), expected);
   EXPECT_EQ(folder.entries(), (std::vector<std::string>{"broken.pcd", "model.json"}));
@@ -88,32 +82,6 @@ TEST(Program, OutputFileIsReplacedOnlyBySuccessfulImports) {
   EXPECT_NE(result.err.find("missing-folder/model.json"), std::string::npos) << result.err;
 }
 
-TEST(Program, ImportFailuresPrintTheExceptionTextAlone) {
-  TemporaryFolder folder;
-  const std::string broken = folder.file("broken.pcd");
-  writeFile(broken, "first line\nE,SCHEMA,1,1,C4,SHOP\n\nR,NO_SUCH_RECORD,2,1,1,0\n");
-  ProgramResult result = runProgram({{broken}, "", {}});
-  EXPECT_EQ(result.exitCode, 1);
-  EXPECT_EQ(result.out, "");
-  EXPECT_EQ(result.err,
-            "STATUS TAV_CARDS_S0004 Importing the model...\n"
-            "[TAV_CARDS_F0008] Error in input PCD file, line (4)\n");
-
-  const std::string missing = folder.file("missing.pcd");
-  result = runProgram({{"-q", missing}, "", {}});
-  EXPECT_EQ(result.exitCode, 1);
-  EXPECT_EQ(result.out, "");
-  EXPECT_EQ(result.err, "[TAV_CARDS_F0002] Unable to open '" + missing +
-                            "'. The error is: No such file or directory\n");
-
-  // After "--" an argument that looks like an option is the file name.
-  result = runProgram({{"-q", "--", "-odd.pcd"}, folder.path(), {}});
-  EXPECT_EQ(result.exitCode, 1);
-  EXPECT_EQ(result.err,
-            "[TAV_CARDS_F0002] Unable to open '-odd.pcd'. The error is: No such file or "
-            "directory\n");
-}
-
 TEST(Program, UsageErrorsExitWithTwoAndSayWhatToDo) {
   const std::vector<std::vector<std::string>> cases = {
       {},
@@ -121,10 +89,8 @@ TEST(Program, UsageErrorsExitWithTwoAndSayWhatToDo) {
       {"--bogus", "a.pcd"},
       {"-x", "a.pcd"},
       {"-f", "xml", "a.pcd"},
-      {"--format=", "a.pcd"},
       {"a.pcd", "--output"},
       {"--quiet=yes", "a.pcd"},
-      {"-qv", "a.pcd"},
       {"a.pcd", "--", "--help"},  // after "--", a second file
   };
   for (size_t i = 0; i < cases.size(); ++i) {
@@ -137,6 +103,14 @@ TEST(Program, UsageErrorsExitWithTwoAndSayWhatToDo) {
     EXPECT_EQ(result.err.substr(lineEnd + 1), "Try 'pcd-import --help'.\n") << result.err;
   }
   EXPECT_NE(runProgram({{"-f", "xml", "a.pcd"}, "", {}}).err.find("'xml'"), std::string::npos);
+
+  // After "--" an argument that looks like an option is the file name.
+  TemporaryFolder folder;
+  const ProgramResult result = runProgram({{"-q", "--", "-odd.pcd"}, folder.path(), {}});
+  EXPECT_EQ(result.exitCode, 1);
+  EXPECT_EQ(result.err,
+            "[TAV_CARDS_F0002] Unable to open '-odd.pcd'. The error is: No such file or "
+            "directory\n");
 }
 
 TEST(Program, HelpVersionAndPluginChoice) {
@@ -168,31 +142,6 @@ TEST(Program, HelpVersionAndPluginChoice) {
   EXPECT_EQ(result.exitCode, 1);
   EXPECT_NE(result.err.find("getZELCaRepositoryDsOdbcImportInterface"), std::string::npos)
       << result.err;
-}
-
-TEST(Program, EscapesTextAndRepairsBrokenUtf8) {
-  TemporaryFolder folder;
-  const std::string file = folder.file("texts.pcd");
-  writeFile(file,
-            "texts\n"
-            "E,REL_SYS,1,2,C3,SYS,C0\n"
-            "E,DATABASE,2,1,C2,DB\n"
-            "R,DB_AT,3,2,1,2,C0,C0\n"
-            "E,SCHEMA,4,1,C1,S\n"
-            "R,SCHEM_AT,5,4,2,1,C0\n"
-            "E,TABLE,6,1,C3,T\xFF\x31\n"
-            "T,1,6,1,DESCRIPTION,14,say \"hi\"\t\\ \x01\xE2\x82\n"
-            "R,TABLE_AT,7,6,4,2,C0,C0\n");
-  const ProgramResult result = runProgram({{"-q", file}, "", {}});
-  EXPECT_EQ(result.exitCode, 0) << result.err;
-  EXPECT_NE(result.out.find("\"name\": \"T\xEF\xBF\xBD"
-                            "1\",\n"),
-            std::string::npos)
-      << result.out;
-  EXPECT_NE(result.out.find("\"description\": \"say \\\"hi\\\"\\t\\\\ \\u0001\xEF\xBF\xBD"
-                            "\xEF\xBF\xBD\",\n"),
-            std::string::npos)
-      << result.out;
 }
 
 }  // namespace

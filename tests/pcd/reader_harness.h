@@ -1,10 +1,11 @@
-// A bridge object to drive the reader's members directly, and the text of
-// the PCD error they throw.
+// A bridge object whose reader members the tests drive directly, and the
+// text of the PCD errors they throw. Shared by the reader's and the run's tests.
 #pragma once
 
 #include <string>
 
 #include "bridge/import_bridge.h"
+#include "pcd/record_layouts.h"
 #include "zel_exception.h"
 #include "zel_log.h"
 
@@ -33,4 +34,24 @@ std::string errorOf(Action action) {
 
 inline std::string pcdError(long line) {
   return "[TAV_CARDS_F0008] Error in input PCD file, line (" + std::to_string(line) + ")";
+}
+
+// A line of `shape`'s record with `count` attributes of the type `letters`:
+// id `id` (a relationship's from and to: 202, 303), every "C" the string
+// "vN", every "S" or "L" the value N, N being the attribute's position.
+inline std::string recordLine(const CaRepositoryDsOdbcImport::layout::Shape& shape,
+                              const std::string& letters, long count, long id = 101) {
+  std::string line = std::string(1, shape.objectType) + "," + shape.name + "," + std::to_string(id);
+  line += (shape.objectType == 'R' ? ",202,303," : ",") + std::to_string(count);
+  for (size_t i = 0; i < letters.size(); ++i) {
+    const std::string n = std::to_string(i + 1);
+    line += "," + std::string(1, letters[i]);
+    line += letters[i] == 'C' ? std::to_string(1 + n.size()) + ",v" + n : n;
+  }
+  return line;
+}
+
+// The well-formed line of `shape`'s record.
+inline std::string recordLine(const CaRepositoryDsOdbcImport::layout::Shape& shape, long id = 101) {
+  return recordLine(shape, shape.letters, shape.attributeCount, id);
 }

@@ -13,24 +13,13 @@
 #include "zel_exception.h"
 #include "zel_options.h"
 
-namespace {
-
-std::string joinLines(const std::vector<std::string>& lines, bool terminateLast) {
+PcdFile::PcdFile(const std::vector<std::string>& lines, bool terminateLast) {
   std::string bytes;
   for (size_t i = 0; i < lines.size(); ++i) {
     bytes += lines[i];
     if (i + 1 < lines.size() || terminateLast) bytes += '\n';
   }
-  return bytes;
-}
-
-}  // namespace
-
-PcdFile::PcdFile(std::initializer_list<std::string> lines, bool terminateLast)
-    : PcdFile(std::vector<std::string>(lines), terminateLast) {}
-
-PcdFile::PcdFile(const std::vector<std::string>& lines, bool terminateLast) {
-  write(joinLines(lines, terminateLast));
+  write(bytes);
 }
 
 PcdFile PcdFile::raw(const std::string& bytes) {
@@ -64,26 +53,6 @@ std::vector<std::string> ImportResult::logTexts() const {
   return texts;
 }
 
-std::vector<std::string> smallExampleFile() {
-  return {
-      "PCD extract of one table",
-      "E,REL_SYS,10,2,C7,PRODSYS,C0,",
-      "E,DATABASE,20,1,C5,SALES",
-      "R,DB_AT,30,20,10,2,C0,C0,",
-      "E,SERVTYPE,40,13,C2,T1,C6,DBSERV,C3,8.1,S8,S0,S0,S0,S0,S0,S0,S0,S0,S0",
-      "R,SERVINST,50,40,10,0",
-      "E,SCHEMA,60,1,C4,SHOP",
-      "R,SCHEM_AT,70,60,20,1,C0,",
-      "E,TABLE,80,1,C6,ORDERS",
-      "T,1,80,1,DESCRIPTION,11,Order heads",
-      "R,TABLE_AT,90,80,60,2,C6,ORDERS,C0,",
-      "E,REL_DT,100,5,C8,VARCHAR2,S0,C0,C0,C0,",
-      "R,REL_COL,110,0,100,7,C4,NAME,S0,L30,L0,S0,C0,C0,",
-      "R,TBL_COL,120,80,110,2,C1,Y,L1",
-      "T,1,120,1,COLUMN_COMMENTS,13,Customer name",
-  };
-}
-
 ImportResult importFile(const std::string& path) {
   ImportResult result;
   result.model = std::make_unique<ZELModel>();
@@ -105,8 +74,7 @@ ImportResult importFile(const std::string& path) {
 }
 
 ImportResult importLines(std::initializer_list<std::string> lines) {
-  PcdFile file(lines);
-  return importFile(file.path());
+  return importFile(PcdFile(lines).path());
 }
 
 std::string importError(const std::string& path) {

@@ -19,14 +19,11 @@ class PcdFile {
  public:
   // One line per string, the first (never read as data) included, each
   // ended by "\n" unless `terminateLast` is false for the last one.
-  explicit PcdFile(std::initializer_list<std::string> lines, bool terminateLast = true);
   explicit PcdFile(const std::vector<std::string>& lines, bool terminateLast = true);
   // The exact bytes of the file.
   static PcdFile raw(const std::string& bytes);
   ~PcdFile();
   PcdFile(PcdFile&& other) noexcept;
-  PcdFile(const PcdFile&) = delete;
-  PcdFile& operator=(const PcdFile&) = delete;
   PcdFile& operator=(PcdFile&&) = delete;
 
   const std::string& path() const { return path_; }
@@ -46,11 +43,6 @@ struct ImportResult {
   // The texts of the log events, in order.
   std::vector<std::string> logTexts() const;
 };
-
-// The lines of a small complete file (first line included): one system,
-// database, server type, schema, table with a description and column with a
-// comment; ids 10, 20, ..., 120.
-std::vector<std::string> smallExampleFile();
 
 // Runs a whole import of `path` (the BP_FILE option's value, UTF-8) into a new
 // model with a new bridge and a memory log. A ZELException is captured in
