@@ -1,0 +1,126 @@
+#!/usr/bin/env bash
+# Import benchmarks, in one command: builds a Release build (-O2, no
+# sanitizers) in build/bench, generates PCD files of 10^3 to 10^6 tables in
+# bench/data/, and for each file measures the reading limit (wc -l, a plain
+# getline loop), the baseline reader, and pcd-import with and without JSON
+# output: time and peak resident memory. Then runs the host micro-benchmarks.
+#
+#   bench/run.sh                 everything
+#   bench/run.sh --max 100000    files up to 10^5 tables only
+#   bench/run.sh --no-host       without the host micro-benchmarks
+set -euo pipefail
+cd "$(dirname "$0")/.."
+repo=$(pwd)
+
+max_tables=1000000
+host_bench=1
+while [ $# -gt 0 ]; do
+  case "$1" in
+    --max) max_tables=${2:?--max needs a number of tables}; shift 2 ;;
+    --no-host) host_bench=0; shift ;;
+    *) echo "usage: $0 [--max TABLES] [--no-host]" >&2; exit 2 ;;
+  esac
+done
+
+scripts/setup.sh
+if [ ! -x /usr/bin/time ]; then  # peak memory comes from GNU time
+  SUDO=""; [ "$(id -u)" -ne 0 ] && SUDO="sudo"
+  $SUDO apt-get update -qq && DEBIAN_FRONTEND=noninteractive $SUDO apt-get install -y -qq time >/dev/null
+fi
+
+build=build/bench
+bin=$build/bin
+cmake -S . -B "$build" -G Ninja -DCMAKE_BUILD_TYPE=Release -DCMAKE_CXX_FLAGS_RELEASE="-O2 -DNDEBUG" \
+  -DPCD_SANITIZE=OFF -DPCD_BUILD_TESTS=OFF -DPCD_BUILD_BENCH=ON >/dev/null
+targets="pcd-import ZELCaRepositoryDsOdbcImport"
+[ "$host_bench" = 1 ] && [ -f bench/CMakeLists.txt ] && targets="$targets host_bench"
+# shellcheck disable=SC2086
+cmake --build "$build" -j "$(nproc)" --target $targets >/dev/null
+
+# The generator, the getline loop and the baseline reader are single files.
+cxx=${CXX:-c++}
+compile() { "$cxx" -O2 -std=c++17 -o "$bin/$1" "$2"; }
+compile generate_pcd bench/generate_pcd.cpp
+compile getline_loop bench/getline_loop.cpp
+baseline_source=$repo/../shared/bench/naive_reader.cpp
+if [ ! -f "$baseline_source" ]; then
+  echo "bench: $baseline_source not found" >&2
+  exit 1
+fi
+compile naive_reader "$baseline_source"
+
+# A file is made again only when the generator changed.
+mkdir -p bench/data
+sizes=()
+for tables in 1000 10000 100000 1000000; do
+  [ "$tables" -le "$max_tables" ] || continue
+  sizes+=("$tables")
+  file=bench/data/tables-$tables.pcd
+  if [ ! -s "$file" ] || [ bench/generate_pcd.cpp -nt "$file" ]; then
+    echo "bench: generating $file" >&2
+    "$bin/generate_pcd" "$tables" 1 >"$file.tmp" && mv "$file.tmp" "$file"
+  fi
+done
+
+# measure COMMAND...: prints "SECONDS PEAK_KB", the best of a few runs for
+# small files (one run for large ones). Output goes to /dev/null.
+measure() {
+  local runs=$repeat best_ns="" best_kb="" start end kb
+  for ((i = 0; i < runs; i++)); do
+    start=$(date +%s%N)
+    /usr/bin/time -f %M -o "$build/time.out" "$@" >/dev/null 2>"$build/stderr.out" || {
+      echo "bench: failed: $*" >&2; cat "$build/stderr.out" >&2; exit 1; }
+    end=$(date +%s%N)
+    kb=$(tail -n 1 "$build/time.out")
+    if [ -z "$best_ns" ] || [ $((end - start)) -lt "$best_ns" ]; then
+      best_ns=$((end - start)); best_kb=$kb
+    fi
+  done
+  awk -v ns="$best_ns" -v kb="$best_kb" 'BEGIN { printf "%.3f %d\n", ns / 1e9, kb }'
+}
+
+results=$build/results.txt
+: >"$results"
+for tables in "${sizes[@]}"; do
+  file=bench/data/tables-$tables.pcd
+  bytes=$(stat -c %s "$file")
+  repeat=3; [ "$bytes" -gt 200000000 ] && repeat=1
+  cat "$file" >/dev/null  # read from the page cache in every measurement
+  echo "bench: measuring $file" >&2
+  lines=$(wc -l <"$file")
+  read -r wc_s _ < <(measure wc -l "$file")
+  read -r getline_s getline_kb < <(measure "$bin/getline_loop" "$file")
+  read -r naive_s naive_kb < <(measure "$bin/naive_reader" "$file")
+  read -r summary_s summary_kb < <(measure "$bin/pcd-import" -q -f summary "$file")
+  read -r json_s json_kb < <(measure "$bin/pcd-import" -q -f json -o /dev/null "$file")
+  echo "$tables $bytes $lines $wc_s $getline_s $getline_kb $naive_s $naive_kb $summary_s $summary_kb $json_s $json_kb" >>"$results"
+done
+
+echo
+echo "Import benchmarks on $(nproc) cores ($(uname -m)); files from bench/generate_pcd.cpp, seed 1."
+echo "Times are wall seconds (best of 3 below 200 MB); MB/s = file MB / time; RSS x = peak"
+echo "resident memory / file size; ratio = import time / baseline reader time."
+awk '
+  function mbs(bytes, s) { return s > 0 ? bytes / 1e6 / s : 0 }
+  BEGIN {
+    printf "%8s %7s %9s | %6s %7s %6s | %6s %6s %5s | %6s %6s %5s %5s | %6s %6s %5s %5s\n",
+      "tables", "MB", "lines", "wc -l", "getline", "MB/s", "base", "MB/s", "RSSx",
+      "import", "MB/s", "RSSx", "ratio", "+json", "MB/s", "RSSx", "ratio"
+  }
+  {
+    mb = $2 / 1e6; kb_file = $2 / 1024
+    printf "%8d %7.1f %9d | %6.3f %7.3f %6.0f | %6.3f %6.0f %5.2f | %6.3f %6.0f %5.2f %5.2f | %6.3f %6.0f %5.2f %5.2f\n",
+      $1, mb, $3, $4, $5, mbs($2, $5), $7, mbs($2, $7), $8 / kb_file,
+      $9, mbs($2, $9), $10 / kb_file, $9 / $7, $11, mbs($2, $11), $12 / kb_file, $11 / $7
+    time[$1] = $9
+  }
+  END {
+    if (time[100000] > 0 && time[1000000] > 0)
+      printf "import time from 10^5 to 10^6 tables: %.2fx\n", time[1000000] / time[100000]
+  }' "$results"
+
+if [ "$host_bench" = 1 ] && [ -x "$bin/host_bench" ]; then
+  echo
+  echo "Host micro-benchmarks:"
+  "$bin/host_bench" --benchmark_min_time=0.1
+fi
