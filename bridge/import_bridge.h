@@ -17,6 +17,7 @@
 #include <fstream>
 #include <memory>
 
+#include "builder/derived_type_values.h"
 #include "model/zel_model.h"
 #include "pcd/node_tables.h"
 #include "pcd/record_nodes.h"
@@ -168,6 +169,14 @@ class ZELCaRepositoryDsOdbcImportBridge {
   ZELStringNodeHashtable scannerIndexTable;  // record name -> scanner index
   ZELLongNodeHashtable idRegistry;           // object id -> node; owns the nodes
   ZELStringNodeHashtable kindTable;          // record name -> ZELVector* of nodes; owns the vectors
+  // Memory of the nodes the reader makes: one allocation per chunk of nodes
+  // instead of one per node. The clean-up destroys the nodes, then frees it.
+  CaRepositoryDsOdbcImport::ChunkArena nodeArena;
+  // Name, data type and base type of derived types, by native type and length.
+  CaRepositoryDsOdbcImport::DerivedTypeValueCache derivedTypeValues;
+  // Memory of the user data the builder hangs on model objects (see
+  // builder/user_data.h); freed by the clean-up after the reset traversal.
+  CaRepositoryDsOdbcImport::ChunkArena userDataArena;
 };
 
 // The builder's user data of `object`, created (empty) on first request.

@@ -5,6 +5,7 @@
 #include "bridge/import_bridge.h"
 #include "bridge/messages/tav_cards.h"
 #include "builder/record_values.h"
+#include "builder/user_data.h"
 
 using namespace CaRepositoryDsOdbcImport;
 using Bridge = ZELCaRepositoryDsOdbcImportBridge;
@@ -22,7 +23,7 @@ void Bridge::processDb_atNode(Db_atNode* node) {
   node->modelObject = linked;
   database->modelObject = linked;
   system->modelObject = linked;
-  getObjectUserData(linked)->sourceNode = database;
+  userDataOf(*this, linked)->sourceNode = database;
 }
 
 void Bridge::processServinstNode(ServinstNode* node) {
@@ -54,13 +55,13 @@ void Bridge::processSchem_atNode(Schem_atNode* node) {
   linked->setName(schemaNode->name);
   node->modelObject = linked;
   schemaNode->modelObject = linked;
-  getObjectUserData(linked)->sourceNode = schemaNode;
+  userDataOf(*this, linked)->sourceNode = schemaNode;
 
   auto designPackage = std::make_unique<ZELDesignPackage>();
   designPackage->setName(schemaNode->name);
   designPackage->setSchema(true);
   model->addChildPackage(designPackage.get());
-  getObjectUserData(linked)->designPackage = designPackage.release();
+  userDataOf(*this, linked)->designPackage = designPackage.release();
 }
 
 ZELDatabaseSchema* Bridge::schemaForLocation(ZELObject* location) {
@@ -85,12 +86,12 @@ ZELDatabaseSchema* Bridge::schemaForLocation(ZELObject* location) {
   designPackage->setName("Default Package");
   designPackage->setSchema(false);
   model->addChildPackage(designPackage.get());
-  getObjectUserData(linked)->designPackage = designPackage.release();
+  userDataOf(*this, linked)->designPackage = designPackage.release();
   return linked;
 }
 
 bool Bridge::registerInDesignPackage(ZELDatabaseSchema* schema, ZELModelElement* element) {
-  ZELDesignPackage* designPackage = getObjectUserData(schema)->designPackage;
+  ZELDesignPackage* designPackage = userDataOf(*this, schema)->designPackage;
   if (designPackage == nullptr) return false;
   if (!designPackage->addModelElement(element)) {
     designPackage->addLinkUniqueName(&ZELDesignPackage::addModelElement, element, '_');
@@ -132,5 +133,5 @@ void Bridge::processTable_atNode(Table_atNode* node) {
   ZELClass* linked = object.release();
   registerInDesignPackage(schema, linked);
   node->modelObject = linked;
-  getObjectUserData(linked)->sourceNode = tableNode;
+  userDataOf(*this, linked)->sourceNode = tableNode;
 }

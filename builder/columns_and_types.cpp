@@ -4,6 +4,7 @@
 
 #include "bridge/import_bridge.h"
 #include "builder/record_values.h"
+#include "builder/user_data.h"
 #include "zel_type_helpers.h"
 
 using namespace CaRepositoryDsOdbcImport;
@@ -47,19 +48,26 @@ ZELBaseType* Bridge::getUndefinedBaseType() {
 std::unique_ptr<ZELDerivedType> Bridge::makeDerivedType(const Rel_colNode* column,
                                                         const Rel_dtNode* dataType) {
   auto type = std::make_unique<ZELDerivedType>();
-  type->setName(dataType->name);
   type->Length = static_cast<int>(column->length != 0 ? column->length : column->attr4L);
-  if (type->getLength() != 0) {
-    ZELString name = type->getName();
-    name += "_";
-    name += ZELString(static_cast<long>(type->getLength()));
-    type->setName(name);
-  }
+  const int length = type->getLength();
+  // Columns of one native type and length share their name, data type and
+  // base type: looked up and built once, then shared.
+  const DerivedTypeValues& values = derivedTypeValues.valuesFor(dataType, length, [&] {
+    DerivedTypeValues made;
+    made.name = dataType->name;
+    if (length != 0) {
+      made.name += "_";
+      made.name += ZELString(static_cast<long>(length));
+    }
+    made.dataType = lookupDataType(dataType->name);
+    made.baseType = getBaseType(made.dataType);
+    return made;
+  });
+  type->setName(values.name);
   type->Scale = static_cast<int>(column->scale);
-  ZELString hostType = lookupDataType(dataType->name);
-  type->DataType = hostType;
+  type->DataType = values.dataType;
   type->NativeDataType = dataType->name;
-  type->addDerivedFromConcreteType(getBaseType(hostType));
+  type->addDerivedFromConcreteType(values.baseType);
   return type;
 }
 
@@ -91,7 +99,7 @@ void Bridge::processTbl_colNode(Tbl_colNode* node) {
   attribute->setDescription(node->comment.isEmpty() ? column->comment : node->comment);
   if (!(node->nullable == kNotNullable)) attribute->setOptional(true);
   addDerivedType(attribute, column, dataType);
-  getObjectUserData(attribute)->sourceNode = node;
+  userDataOf(*this, attribute)->sourceNode = node;
 }
 
 void Bridge::processView_colNode(View_colNode* node) {
@@ -103,5 +111,5 @@ void Bridge::processView_colNode(View_colNode* node) {
   auto* attribute = addColumn<ZELSQLViewAttribute>(node, view->modelObject, column, node->position);
   attribute->setDescription(column->comment);
   addDerivedType(attribute, column, dataType);
-  getObjectUserData(attribute)->sourceNode = node;
+  userDataOf(*this, attribute)->sourceNode = node;
 }

@@ -5,6 +5,7 @@
 #include "bridge/import_bridge.h"
 #include "bridge/messages/tav_cards.h"
 #include "builder/record_values.h"
+#include "builder/user_data.h"
 
 using namespace CaRepositoryDsOdbcImport;
 using Bridge = ZELCaRepositoryDsOdbcImportBridge;
@@ -40,7 +41,7 @@ ZELIndex* makePositionIndex(const KeyNode* keyNode, ZELClass* owner) {
 
 // Makes the key object of a KEY node the first time one of its columns
 // arrives; the class of that column becomes the key's class.
-ZELKey* makeKey(KeyKind kind, KeyNode* keyNode, ZELClass* owner) {
+ZELKey* makeKey(Bridge& bridge, KeyKind kind, KeyNode* keyNode, ZELClass* owner) {
   std::unique_ptr<ZELKey> key;
   if (kind == KeyKind::kForeign) {
     key = std::make_unique<ZELForeignKey>();
@@ -56,18 +57,18 @@ ZELKey* makeKey(KeyKind kind, KeyNode* keyNode, ZELClass* owner) {
     candidate->uniqueKey = true;
   }
   keyNode->modelObject = linked;
-  getObjectUserData(linked)->sourceNode = keyNode;
+  userDataOf(bridge, linked)->sourceNode = keyNode;
   linked->addIndex(makePositionIndex(keyNode, owner));
   return linked;
 }
 
-ZELIndex* makeIndexOnlyKey(KeyNode* keyNode, ZELClass* owner) {
+ZELIndex* makeIndexOnlyKey(Bridge& bridge, KeyNode* keyNode, ZELClass* owner) {
   auto index = std::make_unique<ZELIndex>();
   index->setName(keyNode->name);
   index->addAssociatedClass(owner);
   ZELIndex* linked = index.release();
   keyNode->modelObject = linked;
-  getObjectUserData(linked)->sourceNode = keyNode;
+  userDataOf(bridge, linked)->sourceNode = keyNode;
   return linked;
 }
 
@@ -87,10 +88,10 @@ void Bridge::processKey_colNode(Key_colNode* node) {
   ZELIndex* index;
   if (kind == KeyKind::kIndexOnly) {
     index = keyNode->modelObject != nullptr ? static_cast<ZELIndex*>(keyNode->modelObject)
-                                            : makeIndexOnlyKey(keyNode, owner);
+                                            : makeIndexOnlyKey(*this, keyNode, owner);
   } else {
     ZELKey* key = keyNode->modelObject != nullptr ? static_cast<ZELKey*>(keyNode->modelObject)
-                                                  : makeKey(kind, keyNode, owner);
+                                                  : makeKey(*this, kind, keyNode, owner);
     index = key->getIndex();
     key->addAttribute(column);
   }

@@ -1,6 +1,7 @@
 // Grouping the record nodes by kind and dispatching the relationship records
 // in their fixed order; resolving the ids that records carry.
 #include <algorithm>
+#include <cstdint>
 #include <memory>
 #include <vector>
 
@@ -11,11 +12,6 @@
 using namespace CaRepositoryDsOdbcImport;
 
 namespace {
-
-struct IteratorDeleter {
-  ZELHashtable* table;
-  void operator()(ZELContainer::Iterator* iterator) const { table->deleteIterator(iterator); }
-};
 
 // One dispatch step: the record name and the process operation of its nodes.
 struct DispatchStep {
@@ -50,17 +46,14 @@ const DispatchStep kDispatchOrder[] = {
 }  // namespace
 
 void ZELCaRepositoryDsOdbcImportBridge::processNodes() {
-  // The registry yields its nodes in insertion (file) order.
+  // The registry yields its nodes in insertion (file) order; the walk itself
+  // allocates nothing, and the vector is sized first.
   std::vector<Node*> nodes;
   nodes.reserve(static_cast<size_t>(idRegistry.count()));
-  {
-    std::unique_ptr<ZELContainer::Iterator, IteratorDeleter> iterator(idRegistry.newIterator(true),
-                                                                      IteratorDeleter{&idRegistry});
-    for (void* item = iterator->get(); item != nullptr; item = iterator->next(1)) {
-      auto* node = static_cast<Node*>(static_cast<ZELLongNodeHashtable::Entry*>(item)->value);
-      if (node != nullptr) nodes.push_back(node);
-    }
-  }
+  idRegistry.forEachEntry([&nodes](void* item) {
+    auto* node = static_cast<Node*>(static_cast<ZELLongNodeHashtable::Entry*>(item)->value);
+    if (node != nullptr) nodes.push_back(node);
+  });
   // Nodes of one kind are processed in ascending object id. Files usually
   // list ids in ascending order already, so the sort is mostly skipped; it is
   // stable, so records that share an id stay in file order.
@@ -77,29 +70,47 @@ void ZELCaRepositoryDsOdbcImportBridge::processNodes() {
   }
   nodes.erase(kept, nodes.end());
 
-  // Grouping: one vector of nodes per record name. Every node's record name
-  // shares the one buffer of its kind, so the buffer's address identifies
-  // the kind without hashing the name again.
-  struct KindSlot {
-    const char* name;
+  // Grouping: one vector of nodes per record name. A first pass finds each
+  // node's kind and counts the kinds, so that every vector is made at its
+  // final size once (no regrowth, no slack). Records of a kind come in runs
+  // or alternate with one other kind, so the two kinds met last are tried
+  // before the others.
+  struct Kind {
+    const ZELString* name;
+    long count;
     ZELVector* nodes;
   };
-  std::vector<KindSlot> kinds;
-  for (Node* node : nodes) {
-    const char* name = node->type.c_str();
-    auto slot = std::find_if(kinds.begin(), kinds.end(),
-                             [name](const KindSlot& known) { return known.name == name; });
-    if (slot == kinds.end()) {
-      auto* kind = static_cast<ZELVector*>(kindTable.find(node->type));
-      if (kind == nullptr) {
-        auto created = std::make_unique<ZELVector>(10);
-        kindTable.add(node->type, created.get());
-        kind = created.release();
+  std::vector<Kind> kinds;
+  std::vector<uint32_t> kindOf(nodes.size());
+  size_t recent[2] = {0, 0};
+  for (size_t at = 0; at < nodes.size(); ++at) {
+    const ZELString& name = nodes[at]->type;
+    size_t kind = recent[0];
+    if (kind >= kinds.size() || !(*kinds[kind].name == name)) {
+      kind = recent[1];
+      if (kind >= kinds.size() || !(*kinds[kind].name == name)) {
+        kind = 0;
+        while (kind < kinds.size() && !(*kinds[kind].name == name)) ++kind;
+        if (kind == kinds.size()) kinds.push_back(Kind{&name, 0, nullptr});
       }
-      slot = kinds.insert(kinds.end(), KindSlot{name, kind});
     }
-    slot->nodes->append(node);
+    if (kind != recent[0]) {
+      recent[1] = recent[0];
+      recent[0] = kind;
+    }
+    ++kinds[kind].count;
+    kindOf[at] = static_cast<uint32_t>(kind);
   }
+  for (Kind& kind : kinds) {
+    kind.nodes = static_cast<ZELVector*>(kindTable.find(*kind.name));
+    if (kind.nodes == nullptr) {
+      auto created = std::make_unique<ZELVector>(static_cast<int>(kind.count));
+      kindTable.add(*kind.name, created.get());
+      kind.nodes = created.release();
+    }
+  }
+  for (size_t at = 0; at < nodes.size(); ++at) kinds[kindOf[at]].nodes->append(nodes[at]);
+  std::vector<uint32_t>().swap(kindOf);
   std::vector<Node*>().swap(nodes);
 
   // Dispatch.

@@ -1,6 +1,7 @@
 // The builder's record on each model object it makes, and the clean-up that
 // takes those records off again and frees the bridge's per-import data.
 #include "bridge/import_bridge.h"
+#include "builder/user_data.h"
 #include "zel_vector.h"
 
 using Bridge = ZELCaRepositoryDsOdbcImportBridge;
@@ -10,6 +11,26 @@ Bridge::ObjectUserData* getObjectUserData(ZELObject* object) {
     return static_cast<Bridge::ObjectUserData*>(pointer);
   }
   auto* data = new Bridge::ObjectUserData();
+  object->setGeneralPointer(data);
+  return data;
+}
+
+namespace {
+
+// User data whose memory belongs to an arena: a delete through the base
+// class runs the destructors and then this operator, which frees nothing.
+class ArenaUserData final : public Bridge::ObjectUserData {
+ public:
+  static void operator delete(void* /*memory*/) noexcept {}
+};
+
+}  // namespace
+
+Bridge::ObjectUserData* userDataOf(Bridge& bridge, ZELObject* object) {
+  if (void* pointer = object->getGeneralPointer()) {
+    return static_cast<Bridge::ObjectUserData*>(pointer);
+  }
+  Bridge::ObjectUserData* data = bridge.userDataArena.create<ArenaUserData>();
   object->setGeneralPointer(data);
   return data;
 }
@@ -42,8 +63,11 @@ void takeEachValue(Table& table, Visit visit) {
 }  // namespace
 
 void Bridge::deleteUnusedObjects(bool /*success*/) {
-  // A bridge destroyed before it ran has no model to walk.
-  if (model != nullptr) {
+  // A bridge destroyed before it ran has no model to walk. The model is
+  // walked only when the builder has hung user data on it since the last
+  // clean-up: the repeated clean-ups at the end of a run (and in the
+  // destructor) would find nothing to take off a model of millions of objects.
+  if (model != nullptr && !userDataArena.isEmpty()) {
     try {
       ResetGeneralPointerOperation reset;
       model->depthTraversal(reset, nullptr);
@@ -51,8 +75,22 @@ void Bridge::deleteUnusedObjects(bool /*success*/) {
       // The node and table clean-up below must run whatever happened here.
     }
   }
+  // The traversal allocates nothing and so cannot fail: every record placed
+  // in the arena has been destroyed by now.
+  userDataArena.release();
   takeEachValue(kindTable, [](void* value) { delete static_cast<ZELVector*>(value); });
-  takeEachValue(idRegistry, [](void* value) { delete static_cast<Node*>(value); });
+  // Nodes the reader placed in the node arena are destroyed in place; any
+  // other node was made on the heap.
+  takeEachValue(idRegistry, [this](void* value) {
+    auto* node = static_cast<Node*>(value);
+    if (nodeArena.owns(node)) {
+      node->~Node();
+    } else {
+      delete node;
+    }
+  });
+  nodeArena.release();
+  derivedTypeValues.clear();
   scannerIndexTable.empty();
   idRegistry.empty();
   kindTable.empty();

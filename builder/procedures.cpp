@@ -4,6 +4,7 @@
 #include "bridge/import_bridge.h"
 #include "bridge/messages/tav_cards.h"
 #include "builder/record_values.h"
+#include "builder/user_data.h"
 
 using namespace CaRepositoryDsOdbcImport;
 using Bridge = ZELCaRepositoryDsOdbcImportBridge;
@@ -39,13 +40,13 @@ void Bridge::processObj_atNode(Obj_atNode* node) {
   schema->addModelObject(procedure.get());
   ZELStoredProcedure* linked = procedure.release();
 
-  if (ZELDesignPackage* designPackage = getObjectUserData(schema)->designPackage) {
+  if (ZELDesignPackage* designPackage = userDataOf(*this, schema)->designPackage) {
     if (!designPackage->addStoredProcedure(linked)) {
       designPackage->addLinkUniqueName(&ZELDesignPackage::addStoredProcedure, linked, '_');
     }
   }
   node->modelObject = linked;
-  getObjectUserData(linked)->sourceNode = procedureNode;
+  userDataOf(*this, linked)->sourceNode = procedureNode;
 }
 
 void Bridge::processParmNode(ParmNode* node) {
@@ -66,5 +67,5 @@ void Bridge::processParmNode(ParmNode* node) {
   linked->setDescription(column->comment);
 
   addDerivedType(linked, column, dataType);
-  getObjectUserData(linked)->sourceNode = node;
+  userDataOf(*this, linked)->sourceNode = node;
 }

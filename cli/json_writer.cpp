@@ -1,5 +1,7 @@
 #include "json_writer.h"
 
+#include <array>
+
 namespace {
 
 constexpr size_t kFlushThreshold = 1 << 16;
@@ -38,13 +40,19 @@ size_t wellFormedSequenceLength(const unsigned char* at, size_t available) {
   return length;
 }
 
-}  // namespace
-
-JsonWriter::JsonWriter(std::FILE* out) : out_(out) {
-  buffer_.reserve(kFlushThreshold + 4096);
+// The bytes copied as they stand: printable ASCII but the quote and the
+// backslash. Looked up, since every byte of every text is tested.
+constexpr std::array<bool, 256> plainBytes() {
+  std::array<bool, 256> plain{};
+  for (int byte = 0x20; byte < 0x80; ++byte) plain[byte] = byte != '"' && byte != '\\';
+  return plain;
 }
+constexpr std::array<bool, 256> kPlain = plainBytes();
 
-void JsonWriter::appendEscaped(std::string& out, std::string_view bytes) {
+// Escapes `bytes` as the content of a JSON string, handing each piece of
+// output to `append(const char*, size_t)`: runs of plain bytes whole.
+template <class Append>
+void escape(std::string_view bytes, Append append) {
   static const char kHex[] = "0123456789abcdef";
   const auto* data = reinterpret_cast<const unsigned char*>(bytes.data());
   const size_t size = bytes.size();
@@ -52,7 +60,7 @@ void JsonWriter::appendEscaped(std::string& out, std::string_view bytes) {
   size_t i = 0;
   while (i < size) {
     const unsigned char byte = data[i];
-    if (byte >= 0x20 && byte < 0x80 && byte != '"' && byte != '\\') {
+    if (kPlain[byte]) {
       ++i;
       continue;
     }
@@ -63,47 +71,76 @@ void JsonWriter::appendEscaped(std::string& out, std::string_view bytes) {
         continue;
       }
     }
-    out.append(bytes.data() + runStart, i - runStart);
+    append(bytes.data() + runStart, i - runStart);
     switch (byte) {
       case '"':
-        out += "\\\"";
+        append("\\\"", 2);
         break;
       case '\\':
-        out += "\\\\";
+        append("\\\\", 2);
         break;
       case '\n':
-        out += "\\n";
+        append("\\n", 2);
         break;
       case '\r':
-        out += "\\r";
+        append("\\r", 2);
         break;
       case '\t':
-        out += "\\t";
+        append("\\t", 2);
         break;
       case '\b':
-        out += "\\b";
+        append("\\b", 2);
         break;
       case '\f':
-        out += "\\f";
+        append("\\f", 2);
         break;
       default:
         if (byte < 0x20) {
-          out += "\\u00";
-          out += kHex[byte >> 4];
-          out += kHex[byte & 0x0F];
+          const char unicode[6] = {'\\', 'u', '0', '0', kHex[byte >> 4], kHex[byte & 0x0F]};
+          append(unicode, sizeof unicode);
         } else {
-          out += kReplacementCharacter;  // one per stray byte
+          append(kReplacementCharacter, sizeof kReplacementCharacter - 1);  // one per stray byte
         }
     }
     ++i;
     runStart = i;
   }
-  out.append(bytes.data() + runStart, size - runStart);
+  append(bytes.data() + runStart, size - runStart);
 }
 
+}  // namespace
+
+JsonWriter::JsonWriter(std::FILE* out) : out_(out), buffer_(kFlushThreshold + 4096) {}
+
+void JsonWriter::appendEscaped(std::string& out, std::string_view bytes) {
+  escape(bytes, [&out](const char* piece, size_t count) { out.append(piece, count); });
+}
+
+void JsonWriter::writeOut() {
+  if (used_ != 0 && std::fwrite(buffer_.data(), 1, used_, out_) != used_) failed_ = true;
+  used_ = 0;
+}
+
+void JsonWriter::makeRoom(size_t count) {
+  writeOut();
+  if (count > buffer_.size()) buffer_.resize(count);
+}
+
+// A line break and the indentation of up to 32 levels, copied in one piece.
+constexpr size_t kMaxIndent = 64;
+constexpr char kNewLineAndIndent[] =
+    "\n                                                                ";
+static_assert(sizeof kNewLineAndIndent == kMaxIndent + 2, "a break and kMaxIndent spaces");
+
 void JsonWriter::newLine(size_t depth) {
-  buffer_ += '\n';
-  buffer_.append(depth * 2, ' ');
+  size_t spaces = depth * 2;
+  const size_t first = spaces < kMaxIndent ? spaces : kMaxIndent;
+  put(kNewLineAndIndent, 1 + first);
+  for (spaces -= first; spaces > 0;) {
+    const size_t piece = spaces < kMaxIndent ? spaces : kMaxIndent;
+    put(kNewLineAndIndent + 1, piece);
+    spaces -= piece;
+  }
 }
 
 void JsonWriter::beforeValue() {
@@ -113,13 +150,13 @@ void JsonWriter::beforeValue() {
   }
   if (levels_.empty()) return;  // the document's top-level value
   Level& level = levels_.back();
-  if (level.members++ > 0) buffer_ += ',';
+  if (level.members++ > 0) put(',');
   newLine(levels_.size());
 }
 
 void JsonWriter::openContainer(char bracket) {
   beforeValue();
-  buffer_ += bracket;
+  put(bracket);
   levels_.push_back({bracket == '{', 0});
 }
 
@@ -127,7 +164,7 @@ void JsonWriter::closeContainer(char bracket) {
   const bool hadMembers = levels_.back().members > 0;
   levels_.pop_back();
   if (hadMembers) newLine(levels_.size());
-  buffer_ += bracket;
+  put(bracket);
   flushIfFull();
 }
 
@@ -144,51 +181,90 @@ void JsonWriter::endArray() {
   closeContainer(']');
 }
 
+namespace {
+
+bool isPlain(std::string_view bytes) {
+  for (const char byte : bytes) {
+    if (!kPlain[static_cast<unsigned char>(byte)]) return false;
+  }
+  return true;
+}
+
+}  // namespace
+
 void JsonWriter::key(std::string_view name) {
   Level& level = levels_.back();
-  if (level.members++ > 0) buffer_ += ',';
-  newLine(levels_.size());
-  buffer_ += '"';
-  appendEscaped(buffer_, name);
-  buffer_ += "\": ";
+  const bool comma = level.members++ > 0;
+  const size_t indent = levels_.size() * 2;
   afterKey_ = true;
+  if (indent <= kMaxIndent && isPlain(name)) {
+    // A key that needs no escaping (the program's own keys never do), with
+    // its comma, line break and indentation, in one piece.
+    const size_t total = (comma ? 1 : 0) + 1 + indent + 1 + name.size() + 3;
+    if (buffer_.size() - used_ < total) makeRoom(total);
+    char* at = buffer_.data() + used_;
+    if (comma) *at++ = ',';
+    std::memcpy(at, kNewLineAndIndent, 1 + indent);
+    at += 1 + indent;
+    *at++ = '"';
+    std::memcpy(at, name.data(), name.size());
+    at += name.size();
+    std::memcpy(at, "\": ", 3);
+    used_ = static_cast<size_t>(at + 3 - buffer_.data());
+    return;
+  }
+  if (comma) put(',');
+  newLine(levels_.size());
+  put('"');
+  escape(name, [this](const char* piece, size_t count) { put(piece, count); });
+  put("\": ", 3);
 }
 
 void JsonWriter::string(std::string_view bytes) {
   beforeValue();
-  buffer_ += '"';
-  appendEscaped(buffer_, bytes);
-  buffer_ += '"';
+  put('"');
+  escape(bytes, [this](const char* piece, size_t count) { put(piece, count); });
+  put('"');
   flushIfFull();
 }
 
 void JsonWriter::integer(long long value) {
   beforeValue();
+  // The text "%lld" gives, without the cost of a formatted print.
   char digits[24];
-  const int length = std::snprintf(digits, sizeof digits, "%lld", value);
-  buffer_.append(digits, static_cast<size_t>(length));
+  char* const end = digits + sizeof digits;
+  char* at = end;
+  unsigned long long magnitude = value < 0 ? 0ull - static_cast<unsigned long long>(value)
+                                           : static_cast<unsigned long long>(value);
+  do {
+    *--at = static_cast<char>('0' + magnitude % 10);
+    magnitude /= 10;
+  } while (magnitude != 0);
+  if (value < 0) *--at = '-';
+  put(at, static_cast<size_t>(end - at));
 }
 
 void JsonWriter::boolean(bool value) {
   beforeValue();
-  buffer_ += value ? "true" : "false";
+  if (value) {
+    put("true", 4);
+  } else {
+    put("false", 5);
+  }
 }
 
 void JsonWriter::null() {
   beforeValue();
-  buffer_ += "null";
+  put("null", 4);
 }
 
 void JsonWriter::flushIfFull() {
-  if (buffer_.size() < kFlushThreshold) return;
-  if (std::fwrite(buffer_.data(), 1, buffer_.size(), out_) != buffer_.size()) failed_ = true;
-  buffer_.clear();
+  if (used_ >= kFlushThreshold) writeOut();
 }
 
 bool JsonWriter::finish() {
-  buffer_ += '\n';
-  if (std::fwrite(buffer_.data(), 1, buffer_.size(), out_) != buffer_.size()) failed_ = true;
-  buffer_.clear();
+  put('\n');
+  writeOut();
   if (std::fflush(out_) != 0 || std::ferror(out_)) failed_ = true;
   return !failed_;
 }

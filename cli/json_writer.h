@@ -9,6 +9,7 @@
 #pragma once
 
 #include <cstdio>
+#include <cstring>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -44,6 +45,20 @@ class JsonWriter {
   void closeContainer(char bracket);
   void newLine(size_t depth);
   void flushIfFull();
+  // Appends to the buffer, which is written out (or grows) when full. Plain
+  // copies into a buffer of our own: a document of a big model is tens of
+  // millions of small appends.
+  void put(char byte) {
+    if (used_ == buffer_.size()) makeRoom(1);
+    buffer_[used_++] = byte;
+  }
+  void put(const char* bytes, size_t count) {
+    if (buffer_.size() - used_ < count) makeRoom(count);
+    std::memcpy(buffer_.data() + used_, bytes, count);
+    used_ += count;
+  }
+  void makeRoom(size_t count);
+  void writeOut();
 
   struct Level {
     bool isObject;
@@ -51,7 +66,8 @@ class JsonWriter {
   };
 
   std::FILE* out_;
-  std::string buffer_;  // written to out_ in large blocks
+  std::vector<char> buffer_;  // written to out_ in large blocks
+  size_t used_ = 0;
   std::vector<Level> levels_;
   bool afterKey_ = false;
   bool failed_ = false;

@@ -1,11 +1,15 @@
 // pcd-import: runs the bridge plug-in on one PCD file and writes the model it
 // builds, as JSON or as one line of counts.
 #include <clocale>
+#include <cstdint>
 #include <cstdio>
 #include <exception>
+#include <filesystem>
 #include <string>
+#include <system_error>
 
 #include "command_line.h"
+#include "heap_setup.h"
 #include "import_run.h"
 #include "json_writer.h"
 #include "model/zel_model.h"
@@ -35,6 +39,10 @@ int printVersion(ZELModelBridgeImportDllInterface& bridge, const std::string& br
 }
 
 int importAndWrite(ZELModelBridgeImportDllInterface& bridge, const CommandLine& options) {
+  std::error_code sizeUnknown;
+  const std::uintmax_t inputBytes = std::filesystem::file_size(options.pcdFile, sizeUnknown);
+  if (!sizeUnknown) prepareHeapForImport(inputBytes);
+
   ZELModel model;
   ZELMemoryLog keptLog;  // for the document's "log" array
   ZELPrintLog printedLog(stderr, options.quiet ? ZEL_SEVERITY_WARNING : ZEL_SEVERITY_STATUS);

@@ -7,8 +7,8 @@
 namespace {
 
 constexpr size_t kPastEnd = std::numeric_limits<size_t>::max();
-constexpr size_t kMinSlots = 8;
-constexpr uint64_t kHashMixer = 0x9E3779B97F4A7C15ull;  // odd: multiplying is a bijection
+// Two lines of eight slots at least, so that a line index has a bit.
+constexpr size_t kMinSlots = 16;
 
 // The index holds at most 5/8 of its slots, so probe runs stay short.
 bool overLoaded(size_t entries, size_t slots) {
@@ -75,30 +75,61 @@ class ZELHashtable::TableIterator : public ZELContainer::Iterator {
 ZELHashtable::ZELHashtable(int initialSize)
     : initialSize_(initialSize > 0 ? static_cast<size_t>(initialSize) : 0) {
   entries_.reserve(initialSize_);
-  rebuildIndex(slotsFor(initialSize_));
+  resetIndex(slotsFor(initialSize_));
 }
 
 ZELHashtable::~ZELHashtable() = default;
 
-size_t ZELHashtable::homeSlot(unsigned long hash) const noexcept {
-  // The high bits of a multiply mix every input bit, so hashes that differ
-  // only in high bits (or ids hashed to themselves) still spread.
-  return static_cast<size_t>((static_cast<uint64_t>(hash) * kHashMixer) >> shift_);
+size_t ZELHashtable::homeOfSlot(const Slot& slot) const {
+  // Up to 2^32 slots the tag holds every bit of the home slot (the same
+  // result as homeOfHash); beyond that, never in practice, the entry is
+  // hashed again.
+  if (bits_ <= 32) {
+    const size_t line = (slot.tag >> kLineBits) >> (32 - bits_);
+    return (line << kLineBits) | (slot.tag & 7);
+  }
+  return homeOfHash(hashObject(entries_[slot.position - 1]));
 }
 
-// Rebuilds the index over entries_ with `slotCount` slots (a power of two).
-// Entries go in newest first, so that of equal entries the newest comes first
-// in the probe sequence.
-void ZELHashtable::rebuildIndex(size_t slotCount) {
-  std::vector<uint32_t> fresh(slotCount, 0);
+// An empty index of `slotCount` slots (a power of two).
+void ZELHashtable::resetIndex(size_t slotCount) {
+  std::vector<Slot> fresh(slotCount, Slot{0, 0});
   slots_.swap(fresh);
-  shift_ = 64 - log2Of(slotCount);
-  const size_t mask = slotCount - 1;
+  bits_ = log2Of(slotCount);
+}
+
+// Doubles the index, re-placing the slots from their tags alone. The old
+// slots are walked from just behind a free one, so every probe run is met
+// in order and equal entries keep their newest-first order.
+void ZELHashtable::growIndex() {
+  std::vector<Slot> old(slots_.size() * 2, Slot{0, 0});
+  old.swap(slots_);
+  bits_ = log2Of(slots_.size());
+  const size_t mask = slots_.size() - 1;
+  const size_t oldMask = old.size() - 1;
+  size_t start = 0;
+  while (old[start].position != 0) ++start;  // the load limit keeps one free
+  for (size_t step = 1; step <= old.size(); ++step) {
+    const Slot& moved = old[(start + step) & oldMask];
+    if (moved.position == 0) continue;
+    size_t slot = homeOfSlot(moved);
+    while (slots_[slot].position != 0) slot = (slot + 1) & mask;
+    slots_[slot] = moved;
+  }
+}
+
+// Indexes entries_ afresh (after compaction moved them). Entries go in
+// newest first, so that of equal entries the newest comes first in the
+// probe sequence.
+void ZELHashtable::indexEntries() {
+  std::fill(slots_.begin(), slots_.end(), Slot{0, 0});
+  const size_t mask = slots_.size() - 1;
   for (size_t index = entries_.size(); index-- > 0;) {
     if (!entries_[index]) continue;
-    size_t slot = homeSlot(hashObject(entries_[index]));
-    while (slots_[slot] != 0) slot = (slot + 1) & mask;
-    slots_[slot] = static_cast<uint32_t>(index + 1);
+    const unsigned long hash = hashObject(entries_[index]);
+    size_t slot = homeOfHash(hash);
+    while (slots_[slot].position != 0) slot = (slot + 1) & mask;
+    slots_[slot] = Slot{static_cast<uint32_t>(index + 1), tagOf(hash)};
   }
 }
 
@@ -111,14 +142,14 @@ void ZELHashtable::compactIfSparse() {
     if (entry) entries_[kept++] = entry;
   }
   entries_.resize(kept);
-  rebuildIndex(slots_.size());
+  indexEntries();
 }
 
 bool ZELHashtable::empty() {
   // Swapping with an empty vector frees the entries without allocating; a
   // smaller index would need an allocation, so the index is cleared in place.
   std::vector<const void*>().swap(entries_);
-  std::fill(slots_.begin(), slots_.end(), 0u);
+  std::fill(slots_.begin(), slots_.end(), Slot{0, 0});
   live_ = 0;
   return true;
 }
@@ -129,19 +160,22 @@ bool ZELHashtable::add(const void* entry, bool allowDuplicates, Iterator* where)
   if (entries_.size() >= std::numeric_limits<uint32_t>::max() - 1u) {
     throw std::length_error("ZELHashtable: too many entries");
   }
-  if (overLoaded(live_ + 1, slots_.size())) rebuildIndex(slots_.size() * 2);
+  if (overLoaded(live_ + 1, slots_.size())) growIndex();
 
+  const unsigned long hash = hashObject(entry);
+  const uint32_t tag = tagOf(hash);
   const size_t mask = slots_.size() - 1;
   const size_t index = entries_.size();
   entries_.push_back(entry);
   // Walks the probe sequence to the first free slot. An equal entry on the
   // way refuses the add, or, with duplicates, gives up its slot to the one
-  // being placed and is carried on: equal entries stay newest first.
-  uint32_t carried = static_cast<uint32_t>(index + 1);
-  size_t slot = homeSlot(hashObject(entry));
-  for (; slots_[slot] != 0; slot = (slot + 1) & mask) {
-    const uint32_t held = slots_[slot];
-    if (compare2Object(entries_[held - 1], entry) != 0) continue;
+  // being placed and is carried on: equal entries stay newest first. Only
+  // slots whose tag matches are compared, so a unique key costs no compare.
+  Slot carried{static_cast<uint32_t>(index + 1), tag};
+  size_t slot = homeOfHash(hash);
+  for (; slots_[slot].position != 0; slot = (slot + 1) & mask) {
+    const Slot held = slots_[slot];
+    if (held.tag != tag || compare2Object(entries_[held.position - 1], entry) != 0) continue;
     if (!allowDuplicates) {
       entries_.pop_back();
       return false;
@@ -151,19 +185,23 @@ bool ZELHashtable::add(const void* entry, bool allowDuplicates, Iterator* where)
   }
   slots_[slot] = carried;
   ++live_;
-  if (auto* iterator = dynamic_cast<TableIterator*>(where)) {
-    if (iterator->belongsTo(*this)) iterator->moveTo(index);
+  if (where != nullptr) {
+    if (auto* iterator = dynamic_cast<TableIterator*>(where)) {
+      if (iterator->belongsTo(*this)) iterator->moveTo(index);
+    }
   }
   return true;
 }
 
 void* ZELHashtable::findFirst(const void* key, Iterator* where) {
+  const unsigned long hash = hashKey(key);
+  const uint32_t tag = tagOf(hash);
   const size_t mask = slots_.size() - 1;
   size_t found = kPastEnd;
-  for (size_t slot = homeSlot(hashKey(key)); slots_[slot] != 0; slot = (slot + 1) & mask) {
-    const size_t index = slots_[slot] - 1;
-    if (compare2Key(entries_[index], key) == 0) {
-      found = index;
+  for (size_t slot = homeOfHash(hash); slots_[slot].position != 0; slot = (slot + 1) & mask) {
+    const Slot& held = slots_[slot];
+    if (held.tag == tag && compare2Key(entries_[held.position - 1], key) == 0) {
+      found = held.position - 1;
       break;
     }
   }
@@ -176,9 +214,11 @@ void* ZELHashtable::findFirst(const void* key, Iterator* where) {
 }
 
 size_t ZELHashtable::findSlotOf(const void* entry) const {
+  const unsigned long hash = hashObject(entry);
+  const uint32_t tag = tagOf(hash);
   const size_t mask = slots_.size() - 1;
-  for (size_t slot = homeSlot(hashObject(entry)); slots_[slot] != 0; slot = (slot + 1) & mask) {
-    if (entries_[slots_[slot] - 1] == entry) return slot;
+  for (size_t slot = homeOfHash(hash); slots_[slot].position != 0; slot = (slot + 1) & mask) {
+    if (slots_[slot].tag == tag && entries_[slots_[slot].position - 1] == entry) return slot;
   }
   return kPastEnd;
 }
@@ -187,22 +227,22 @@ bool ZELHashtable::remove(const void* entry) {
   if (!entry) return false;
   size_t gap = findSlotOf(entry);
   if (gap == kPastEnd) return false;
-  entries_[slots_[gap] - 1] = nullptr;
+  entries_[slots_[gap].position - 1] = nullptr;
   --live_;
 
   // Backward-shift deletion: pull later members of the probe run into the
   // gap when their home slot allows it, so that no lookup stops early and
   // no tombstones accumulate. Relative order along the run is kept.
   const size_t mask = slots_.size() - 1;
-  slots_[gap] = 0;
-  for (size_t slot = (gap + 1) & mask; slots_[slot] != 0; slot = (slot + 1) & mask) {
-    const size_t home = homeSlot(hashObject(entries_[slots_[slot] - 1]));
+  slots_[gap] = Slot{0, 0};
+  for (size_t slot = (gap + 1) & mask; slots_[slot].position != 0; slot = (slot + 1) & mask) {
+    const size_t home = homeOfSlot(slots_[slot]);
     // Movable when its home does not lie cyclically in (gap, slot].
     const bool homeInRange =
         gap <= slot ? (home > gap && home <= slot) : (home > gap || home <= slot);
     if (homeInRange) continue;
     slots_[gap] = slots_[slot];
-    slots_[slot] = 0;
+    slots_[slot] = Slot{0, 0};
     gap = slot;
   }
   compactIfSparse();

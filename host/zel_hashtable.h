@@ -5,6 +5,15 @@
 // walking the entries before calling empty()). Entries are kept in insertion
 // order for iteration; an open-addressing index over them gives O(1) average
 // add and find, growing as needed, at any size.
+//
+// The index is tuned for tables of millions of entries keyed by ids that are
+// mostly consecutive. Each slot keeps 32 bits of its entry's hash beside the
+// entry's position, so probes compare entries only when those bits agree and
+// growth re-places slots without hashing any entry again. A key's home slot
+// keeps the key's three lowest hash bits as its place within a line of eight
+// slots (one cache line) and mixes the other bits to choose the line: runs
+// of consecutive ids fill and probe whole lines, instead of touching one
+// cache line per key, while keys that differ in any other bits still spread.
 #pragma once
 
 #include <cstddef>
@@ -56,15 +65,39 @@ class ZELHashtable : public ZELContainer {
 
  private:
   class TableIterator;
-  void rebuildIndex(size_t slotCount);
+  // One index slot: where the entry stands, and its tag, which holds the
+  // hash bits that choose its home slot in any index of up to 2^32 slots.
+  struct Slot {
+    uint32_t position;  // index+1 into entries_, 0 = free
+    uint32_t tag;
+  };
+  static constexpr unsigned kLineBits = 3;  // eight 8-byte slots: one cache line
+  // The multiply mixes every bit above the line bits into its high bits,
+  // which choose the line.
+  static uint64_t lineMix(unsigned long hash) noexcept {
+    return (static_cast<uint64_t>(hash) >> kLineBits) * 0x9E3779B97F4A7C15ull;
+  }
+  // Bits 31..3: the top 29 bits of the mixed line hash; bits 2..0: the
+  // hash's own low bits, the place within the line.
+  static uint32_t tagOf(unsigned long hash) noexcept {
+    const auto line = static_cast<uint32_t>(lineMix(hash) >> 32) & ~uint32_t{7};
+    return line | static_cast<uint32_t>(hash & 7);
+  }
+  size_t homeOfHash(unsigned long hash) const noexcept {
+    const auto line = static_cast<size_t>(lineMix(hash) >> (64 - (bits_ - kLineBits)));
+    return (line << kLineBits) | static_cast<size_t>(hash & 7);
+  }
+  size_t homeOfSlot(const Slot& slot) const;
+  void resetIndex(size_t slotCount);
+  void growIndex();
+  void indexEntries();
   size_t findSlotOf(const void* entry) const;
-  size_t homeSlot(unsigned long hash) const noexcept;
   void compactIfSparse();
 
   std::vector<const void*> entries_;  // insertion order; null where removed
-  std::vector<uint32_t> slots_;       // index+1 into entries_, 0 = free
+  std::vector<Slot> slots_;
   size_t live_ = 0;
   size_t initialSize_;
-  unsigned shift_ = 0;        // 64 - log2(slots_.size())
+  unsigned bits_ = 0;         // log2(slots_.size())
   size_t openIterators_ = 0;  // entries_ is not compacted while iterators exist
 };

@@ -47,6 +47,10 @@ uint64_t hashBytes(const char* bytes, size_t count) noexcept {
 
 }  // namespace
 
+static_assert(sizeof(ZELString) == 8, "a string is one pointer wide");
+static_assert(sizeof(void*) == 8 && __BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__,
+              "short texts share the pointer's bytes, the lowest first");
+
 const ZELString emptyString;
 
 ZELString::Rep* ZELString::allocate(size_t capacity) {
@@ -61,40 +65,53 @@ ZELString::Rep* ZELString::allocate(size_t capacity) {
 }
 
 // Ensures an unshared buffer with room for `capacity` bytes, keeping the
-// content. An unshared buffer grows in place (realloc), a shared one is copied.
+// content. An unshared buffer grows in place (realloc); a shared one, or a
+// short text, is copied into a new buffer.
 void ZELString::makeUnique(size_t capacity) {
-  if (rep_ && rep_->refs == 1) {
-    if (rep_->capacity >= capacity) return;
+  Rep* rep = sharedRep();
+  if (rep && rep->refs == 1) {
+    if (rep->capacity >= capacity) return;
     checkLength(capacity);
-    Rep* grown = static_cast<Rep*>(std::realloc(rep_, offsetof(Rep, data) + capacity + 1));
+    Rep* grown = static_cast<Rep*>(std::realloc(rep, offsetof(Rep, data) + capacity + 1));
     if (!grown) throw std::bad_alloc();
     grown->capacity = static_cast<uint32_t>(capacity);
-    rep_ = grown;
+    setRep(grown);
     return;
   }
   const size_t length = this->length();
   Rep* copy = allocate(capacity > length ? capacity : length);
-  if (length) std::memcpy(copy->data, rep_->data, length);
+  if (length) std::memcpy(copy->data, c_str(), length);
   copy->length = static_cast<uint32_t>(length);
   copy->data[length] = '\0';
   release();
-  rep_ = copy;
+  setRep(copy);
 }
 
 void ZELString::release() noexcept {
-  if (rep_ && --rep_->refs == 0) std::free(rep_);
-  rep_ = nullptr;
+  Rep* rep = sharedRep();
+  if (rep && --rep->refs == 0) std::free(rep);
+  std::memset(bytes_, 0, sizeof bytes_);
 }
 
-ZELString::ZELString(const char* text) : rep_(nullptr) {
+// Stores `count` (<= kSmallCapacity) bytes in place, dropping any buffer.
+// The bytes may lie in this string's own text: they are copied first.
+void ZELString::setSmall(const char* bytes, size_t count) noexcept {
+  char fresh[sizeof bytes_] = {};
+  fresh[0] = static_cast<char>(count * 2 + 1);
+  if (count) std::memcpy(fresh + 1, bytes, count);
+  release();
+  std::memcpy(bytes_, fresh, sizeof bytes_);
+}
+
+ZELString::ZELString(const char* text) : bytes_{} {
   if (text) assign(text, std::strlen(text));
 }
 
-ZELString::ZELString(const char* bytes, size_t count) : rep_(nullptr) {
+ZELString::ZELString(const char* bytes, size_t count) : bytes_{} {
   assign(bytes, count);
 }
 
-ZELString::ZELString(long value) : rep_(nullptr) {
+ZELString::ZELString(long value) : bytes_{} {
   char digits[24];
   char* end = digits + sizeof digits;
   char* at = end;
@@ -109,22 +126,11 @@ ZELString::ZELString(long value) : rep_(nullptr) {
   assign(at, static_cast<size_t>(end - at));
 }
 
-ZELString::ZELString(const ZELString& other) noexcept : rep_(other.rep_) {
-  if (rep_) ++rep_->refs;
-}
-
-ZELString& ZELString::operator=(const ZELString& other) noexcept {
-  if (other.rep_) ++other.rep_->refs;  // first, so self-assignment is safe
-  release();
-  rep_ = other.rep_;
-  return *this;
-}
-
 ZELString& ZELString::operator=(ZELString&& other) noexcept {
   if (this != &other) {
     release();
-    rep_ = other.rep_;
-    other.rep_ = nullptr;
+    std::memcpy(bytes_, other.bytes_, sizeof bytes_);
+    std::memset(other.bytes_, 0, sizeof other.bytes_);
   }
   return *this;
 }
@@ -134,16 +140,12 @@ ZELString& ZELString::operator=(const char* text) {
   return *this;
 }
 
-ZELString::~ZELString() {
-  release();
-}
-
 ZELString ZELString::mid(unsigned start, unsigned count) const {
   const unsigned length = this->length();
   if (start >= length || count == 0) return ZELString();
   if (count > length - start) count = length - start;
   if (start == 0 && count == length) return *this;  // shares the buffer
-  return ZELString(rep_->data + start, count);
+  return ZELString(c_str() + start, count);
 }
 
 ZELString ZELString::left(unsigned count) const {
@@ -152,18 +154,20 @@ ZELString ZELString::left(unsigned count) const {
 
 void ZELString::truncate(unsigned count) {
   if (count >= length()) return;
-  if (rep_->refs == 1) {
+  Rep* rep = sharedRep();
+  if (rep == nullptr || rep->refs == 1) {
     setLength(count);
   } else {
-    assign(rep_->data, count);
+    assign(rep->data, count);
   }
 }
 
 void ZELString::assign(const char* bytes, size_t count) {
   if (!bytes) count = 0;
   checkLength(count);
-  if (rep_ && rep_->refs == 1 && rep_->capacity >= count) {
-    if (count) std::memmove(rep_->data, bytes, count);  // bytes may lie in this buffer
+  Rep* rep = sharedRep();
+  if (rep && rep->refs == 1 && rep->capacity >= count) {
+    if (count) std::memmove(rep->data, bytes, count);  // bytes may lie in this buffer
     setLength(count);
     return;
   }
@@ -171,12 +175,16 @@ void ZELString::assign(const char* bytes, size_t count) {
     release();
     return;
   }
+  if (count <= kSmallCapacity) {
+    setSmall(bytes, count);
+    return;
+  }
   Rep* fresh = allocate(count);
   std::memcpy(fresh->data, bytes, count);  // before release: bytes may lie in the old buffer
   fresh->length = static_cast<uint32_t>(count);
   fresh->data[count] = '\0';
   release();
-  rep_ = fresh;
+  setRep(fresh);
 }
 
 void ZELString::clear() noexcept {
@@ -184,18 +192,30 @@ void ZELString::clear() noexcept {
 }
 
 void ZELString::reserve(size_t capacity) {
-  if (capacity > this->capacity()) makeUnique(capacity);
+  if (capacity <= this->capacity()) return;
+  if (sharedRep() == nullptr && capacity <= kSmallCapacity) return;  // fits in place
+  makeUnique(capacity);
 }
 
 char* ZELString::writableBuffer(size_t capacity) {
+  if (sharedRep() == nullptr && capacity <= kSmallCapacity) {
+    if (!isSmall()) bytes_[0] = 1;  // an empty short text
+    return bytes_ + 1;
+  }
   makeUnique(capacity);
-  return rep_->data;
+  return sharedRep()->data;
 }
 
 void ZELString::setLength(size_t length) noexcept {
-  if (!rep_) return;
-  rep_->length = static_cast<uint32_t>(length);
-  rep_->data[length] = '\0';
+  if (isSmall()) {
+    bytes_[0] = static_cast<char>(length * 2 + 1);
+    std::memset(bytes_ + 1 + length, 0, sizeof bytes_ - 1 - length);
+    return;
+  }
+  Rep* rep = sharedRep();
+  if (!rep) return;
+  rep->length = static_cast<uint32_t>(length);
+  rep->data[length] = '\0';
 }
 
 ZELString& ZELString::operator+=(const ZELString& other) {
@@ -211,37 +231,42 @@ ZELString& ZELString::append(const char* bytes, size_t count) {
   const size_t length = this->length();
   if (count > kMaxLength - length) throw std::length_error("ZELString: text too long");
   const size_t needed = length + count;
-  if (!rep_ || rep_->refs > 1 || rep_->capacity < needed) {
-    // Geometric growth keeps repeated appends linear. When `bytes` lies in
-    // this very buffer, its offset survives the move.
-    const char* base = rep_ ? rep_->data : nullptr;
-    const bool inside = base && bytes >= base && bytes <= base + length;
-    const size_t offset = inside ? static_cast<size_t>(bytes - base) : 0;
+  Rep* rep = sharedRep();
+  if (rep == nullptr && needed <= kSmallCapacity) {
+    // Stays in place; `bytes` may be this string's own text.
+    char joined[kSmallCapacity];
+    std::memcpy(joined, c_str(), length);
+    std::memcpy(joined + length, bytes, count);
+    setSmall(joined, needed);
+    return *this;
+  }
+  if (!rep || rep->refs > 1 || rep->capacity < needed) {
+    // Geometric growth keeps repeated appends linear.
     size_t capacity = needed;
-    if (rep_ && needed < 2 * static_cast<size_t>(rep_->capacity)) capacity = 2 * rep_->capacity;
+    if (rep && needed < 2 * static_cast<size_t>(rep->capacity)) capacity = 2 * rep->capacity;
     if (capacity > kMaxLength) capacity = kMaxLength;
-    if (inside && rep_->refs > 1) {
-      // A shared buffer stays alive (its other owners hold it) while copying.
-      Rep* old = rep_;
-      ++old->refs;
+    const char* base = c_str();
+    if (bytes >= base && bytes <= base + length) {
+      // The bytes are this string's own text: a copy keeps them alive (a
+      // shared buffer, or the short text) while the buffer changes.
+      const ZELString source(*this);
       makeUnique(capacity);
-      std::memcpy(rep_->data + length, old->data + offset, count);
-      --old->refs;
+      std::memcpy(sharedRep()->data + length, source.c_str() + (bytes - base), count);
     } else {
       makeUnique(capacity);
-      std::memcpy(rep_->data + length, inside ? rep_->data + offset : bytes, count);
+      std::memcpy(sharedRep()->data + length, bytes, count);
     }
   } else {
-    std::memcpy(rep_->data + length, bytes, count);
+    std::memcpy(rep->data + length, bytes, count);
   }
   setLength(needed);
   return *this;
 }
 
 long ZELString::indexOf(char byte) const noexcept {
-  if (!rep_) return -1;
-  const void* found = std::memchr(rep_->data, byte, rep_->length);
-  return found ? static_cast<const char*>(found) - rep_->data : -1;
+  const char* text = c_str();
+  const void* found = std::memchr(text, byte, length());
+  return found ? static_cast<const char*>(found) - text : -1;
 }
 
 unsigned long ZELString::hashCode() const noexcept {
@@ -256,10 +281,6 @@ int ZELString::compare(const ZELString& other) const noexcept {
     if (byBytes) return byBytes;
   }
   return a < b ? -1 : (a > b ? 1 : 0);
-}
-
-bool ZELString::equals(const char* bytes, size_t count) const noexcept {
-  return count == length() && (count == 0 || std::memcmp(rep_->data, bytes, count) == 0);
 }
 
 bool operator==(const ZELString& a, const char* b) noexcept {

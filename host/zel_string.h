@@ -1,41 +1,68 @@
 // ZELString: the host's byte string.
 //
-// Eight bytes wide: a pointer to a shared, reference-counted buffer, or null
-// for the empty string. Copies share the buffer; the first write to a shared
-// buffer makes a private copy. Bytes are stored as they are: no character set
-// is assumed and embedded NUL bytes are kept (c_str() then stops early).
-// Reference counts are not atomic: a string and its copies belong to one
-// thread at a time, as everything in a model does.
+// Eight bytes wide: a pointer to a shared, reference-counted buffer, null
+// for the empty string, or, for texts of up to kSmallCapacity bytes, the text
+// itself (so the short field values a model is full of never allocate).
+// Copies share a buffer; the first write to a shared buffer makes a private
+// copy. Bytes are stored as they are: no character set is assumed and
+// embedded NUL bytes are kept (c_str() then stops early). Reference counts are
+// not atomic: a string and its copies belong to one thread at a time, as
+// everything in a model does. The pointer c_str() returns for a short text
+// points into the string object itself.
 #pragma once
 
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <iosfwd>
 
 class ZELString {
  public:
-  constexpr ZELString() noexcept : rep_(nullptr) {}
+  constexpr ZELString() noexcept : bytes_{} {}
   // From a NUL-terminated byte string; null gives the empty string.
   ZELString(const char* text);  // NOLINT(google-explicit-constructor): strings convert freely
   ZELString(const char* bytes, size_t count);
   // The decimal text of a value ("-12").
   explicit ZELString(long value);
 
-  ZELString(const ZELString& other) noexcept;
-  ZELString(ZELString&& other) noexcept : rep_(other.rep_) { other.rep_ = nullptr; }
-  ZELString& operator=(const ZELString& other) noexcept;
+  ZELString(const ZELString& other) noexcept {
+    std::memcpy(bytes_, other.bytes_, sizeof bytes_);
+    if (Rep* rep = sharedRep()) ++rep->refs;
+  }
+  ZELString(ZELString&& other) noexcept {
+    std::memcpy(bytes_, other.bytes_, sizeof bytes_);
+    std::memset(other.bytes_, 0, sizeof other.bytes_);
+  }
+  // Inline: model building assigns shared names and types by the million.
+  ZELString& operator=(const ZELString& other) noexcept {
+    if (this == &other) return *this;
+    if (Rep* incoming = other.sharedRep()) ++incoming->refs;  // first: both may share a buffer
+    if (sharedRep() != nullptr) release();
+    std::memcpy(bytes_, other.bytes_, sizeof bytes_);
+    return *this;
+  }
   ZELString& operator=(ZELString&& other) noexcept;
   ZELString& operator=(const char* text);
-  ~ZELString();
+  ~ZELString() {
+    if (sharedRep() != nullptr) release();
+  }
 
-  unsigned length() const noexcept { return rep_ ? rep_->length : 0; }
+  unsigned length() const noexcept {
+    if (isSmall()) return static_cast<unsigned char>(bytes_[0]) >> 1;
+    const Rep* rep = sharedRep();
+    return rep ? rep->length : 0;
+  }
   bool isEmpty() const noexcept { return length() == 0; }
   // Always NUL-terminated; "" for the empty string.
-  const char* c_str() const noexcept { return rep_ ? rep_->data : ""; }
+  const char* c_str() const noexcept {
+    if (isSmall()) return bytes_ + 1;
+    const Rep* rep = sharedRep();
+    return rep ? rep->data : "";
+  }
   const char* data() const noexcept { return c_str(); }
   // Byte at `index`; 0 at or past the end.
   char operator[](unsigned index) const noexcept {
-    return index < length() ? rep_->data[index] : '\0';
+    return index < length() ? c_str()[index] : '\0';
   }
 
   // `count` bytes from `start`, clipped to the string.
@@ -51,7 +78,11 @@ class ZELString {
   // Makes room for `capacity` bytes without changing the content.
   void reserve(size_t capacity);
   // Bytes the buffer holds without growing (0 for the empty string).
-  size_t capacity() const noexcept { return rep_ ? rep_->capacity : 0; }
+  size_t capacity() const noexcept {
+    if (isSmall()) return kSmallCapacity;
+    const Rep* rep = sharedRep();
+    return rep ? rep->capacity : 0;
+  }
 
   // Direct filling, for readers that write into the string's own buffer:
   // writableBuffer makes the buffer unshared with room for `capacity` bytes
@@ -72,9 +103,18 @@ class ZELString {
   // Byte-wise comparison, negative/zero/positive as memcmp with the shorter
   // string ordered first.
   int compare(const ZELString& other) const noexcept;
-  bool equals(const char* bytes, size_t count) const noexcept;
+  bool equals(const char* bytes, size_t count) const noexcept {
+    if (count != length()) return false;
+    const char* text = c_str();
+    return text == bytes || count == 0 || std::memcmp(text, bytes, count) == 0;
+  }
 
   friend bool operator==(const ZELString& a, const ZELString& b) noexcept {
+    // Equal eight bytes: the same short text, the same buffer, or both empty.
+    // Short texts are zero-filled behind their bytes, so two that differ in
+    // their eight bytes differ in text.
+    if (std::memcmp(a.bytes_, b.bytes_, sizeof a.bytes_) == 0) return true;
+    if (a.isSmall() && b.isSmall()) return false;
     return a.equals(b.c_str(), b.length());
   }
   friend bool operator!=(const ZELString& a, const ZELString& b) noexcept { return !(a == b); }
@@ -86,6 +126,8 @@ class ZELString {
 
   // Longest string the host keeps, in bytes.
   static constexpr size_t kMaxLength = 0xFFFFFFF0u;
+  // Longest text kept inside the string object, without a buffer.
+  static constexpr size_t kSmallCapacity = 6;
 
  private:
   struct Rep {
@@ -97,8 +139,22 @@ class ZELString {
   static Rep* allocate(size_t capacity);
   void makeUnique(size_t capacity);
   void release() noexcept;
+  void setSmall(const char* bytes, size_t count) noexcept;
 
-  Rep* rep_;
+  // A short text is stored in place: byte 0 holds 2 * length + 1 (odd, where
+  // a buffer pointer, being aligned, is even), bytes 1 to 6 the text, and
+  // every byte behind the text is 0, so byte 7 always ends it.
+  bool isSmall() const noexcept { return (bytes_[0] & 1) != 0; }
+  // The buffer, or null for the empty string and for a short text.
+  Rep* sharedRep() const noexcept {
+    if (isSmall()) return nullptr;
+    Rep* rep;
+    std::memcpy(&rep, bytes_, sizeof rep);
+    return rep;
+  }
+  void setRep(Rep* rep) noexcept { std::memcpy(bytes_, &rep, sizeof rep); }
+
+  alignas(Rep*) char bytes_[sizeof(Rep*)];
 };
 
 ZELString operator+(const ZELString& a, const ZELString& b);

@@ -268,6 +268,9 @@ struct TypeSignature {
   const ZELConcreteType* base;
 };
 
+// Hashes the name, length, scale and base only: the name (which mostly
+// carries the native type and length) spreads the types well enough, and the
+// two other texts are compared, not hashed, to save two string hashes per type.
 struct SignatureHash {
   size_t operator()(const TypeSignature& s) const noexcept {
     const ZELDerivedType& t = *s.type;
@@ -275,8 +278,6 @@ struct SignatureHash {
     auto mix = [&h](size_t v) { h ^= v + 0x9e3779b97f4a7c15ULL + (h << 6) + (h >> 2); };
     mix(static_cast<size_t>(static_cast<unsigned>(t.Length)));
     mix(static_cast<size_t>(static_cast<unsigned>(t.Scale)));
-    mix(t.DataType.hashCode());
-    mix(t.NativeDataType.hashCode());
     mix(reinterpret_cast<size_t>(s.base));
     return h;
   }
@@ -292,24 +293,63 @@ struct SignatureEqual {
   }
 };
 
+// The first type of each signature, in a flat open-addressing table that
+// keeps each hash beside its type: a look-up compares types only when the
+// hashes agree, and nothing is allocated per type (a large model has
+// millions of derived types, tens of thousands of them distinct).
+class KeptTypes {
+ public:
+  // The kept type equal to `signature`, or null after keeping its type.
+  ZELDerivedType* findOrKeep(const TypeSignature& signature) {
+    const size_t hash = SignatureHash()(signature);
+    size_t at = hash & (slots_.size() - 1);
+    for (; slots_[at].type != nullptr; at = (at + 1) & (slots_.size() - 1)) {
+      const Slot& slot = slots_[at];
+      if (slot.hash == hash && SignatureEqual()(TypeSignature{slot.type, slot.base}, signature)) {
+        return slot.type;
+      }
+    }
+    slots_[at] = Slot{hash, const_cast<ZELDerivedType*>(signature.type), signature.base};
+    if (++kept_ * 2 > slots_.size()) grow();
+    return nullptr;
+  }
+
+ private:
+  struct Slot {
+    size_t hash;
+    ZELDerivedType* type;  // null: free
+    const ZELConcreteType* base;
+  };
+  void grow() {
+    std::vector<Slot> old(slots_.size() * 2, Slot{0, nullptr, nullptr});
+    old.swap(slots_);
+    for (const Slot& slot : old) {
+      if (slot.type == nullptr) continue;
+      size_t at = slot.hash & (slots_.size() - 1);
+      while (slots_[at].type != nullptr) at = (at + 1) & (slots_.size() - 1);
+      slots_[at] = slot;
+    }
+  }
+  std::vector<Slot> slots_ = std::vector<Slot>(256, Slot{0, nullptr, nullptr});
+  size_t kept_ = 0;
+};
+
 // One pass over the model's derived types in order; returns true when a
 // derived type was re-pointed to a new base, which may make further types
 // equal (a type derived from a merged derived type).
 bool factorizeOnce(ZELModel* model) {
   std::vector<ZELDerivedType*> derived;
+  derived.reserve(static_cast<size_t>(model->types().count()));
   for (ZELType* type : model->types()) {
     if (type->isInstanceOf(ZEL_ET_DERIVED_TYPE)) {
       derived.push_back(static_cast<ZELDerivedType*>(type));
     }
   }
-  std::unordered_map<TypeSignature, ZELDerivedType*, SignatureHash, SignatureEqual> kept;
-  kept.reserve(derived.size());
+  KeptTypes kept;
   bool basesChanged = false;
   for (ZELDerivedType* type : derived) {
-    const TypeSignature signature{type, type->getDerivedFromConcreteType()};
-    const auto inserted = kept.emplace(signature, type);
-    if (inserted.second) continue;
-    ZELDerivedType* survivor = inserted.first->second;
+    ZELDerivedType* survivor = kept.findOrKeep({type, type->getDerivedFromConcreteType()});
+    if (survivor == nullptr) continue;
     // Re-point every user; set() takes the reference off this type's list.
     while (const ZELReference* first = type->firstReferrer()) {
       auto* reference = const_cast<ZELReference*>(first);

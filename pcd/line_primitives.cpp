@@ -48,20 +48,28 @@ const char* Bridge::assertObjectType(const char* line, const char* letter) {
 // Without digits the value is 0 and nothing is consumed.
 const char* Bridge::scanToken(const char* cursor, long* value) {
   const char* p = cursor;
-  while (isBlank(*p)) ++p;
-  const bool negative = *p == '-';
-  if (*p == '-' || *p == '+') ++p;
-  if (*p < '0' || *p > '9') {
-    *value = 0;
-    return *cursor == ',' ? cursor + 1 : cursor;
+  auto digitAt = [](const char* at) { return static_cast<unsigned>(*at) - unsigned{'0'}; };
+  unsigned digit = digitAt(p);
+  bool negative = false;
+  // Nearly every token starts with a digit; blanks and signs take the slow way.
+  if (digit > 9) {
+    while (isBlank(*p)) ++p;
+    negative = *p == '-';
+    if (*p == '-' || *p == '+') ++p;
+    digit = digitAt(p);
+    if (digit > 9) {
+      *value = 0;
+      return *cursor == ',' ? cursor + 1 : cursor;
+    }
   }
   // Magnitude is capped just past the largest representable value, so that
   // any number of digits is read without overflow.
   constexpr int64_t kCap = int64_t{INT32_MAX} + 1;
   int64_t magnitude = 0;
-  for (; *p >= '0' && *p <= '9'; ++p) {
-    if (magnitude < kCap) magnitude = magnitude * 10 + (*p - '0');
-  }
+  do {
+    if (magnitude < kCap) magnitude = magnitude * 10 + digit;
+    digit = digitAt(++p);
+  } while (digit <= 9);
   if (negative) {
     *value = static_cast<long>(magnitude >= kCap ? INT32_MIN : -magnitude);
   } else {

@@ -2,25 +2,24 @@
 #include "pcd/node_tables.h"
 
 #include <cstring>
-#include <memory>
+#include <utility>
 
 namespace {
 
-// Frees every entry of `table` (of entry type Entry) before the host table
-// forgets them; the values are not owned and stay untouched.
-// Allocates nothing, since it runs in clean-up after failures.
+// Hands a new pooled entry to the host table; the entry goes back to the
+// pool if the table does not take it (or fails while taking it).
 template <class Entry>
-void freeEntries(ZELHashtable& table) {
-  table.forEachEntry([](void* entry) { delete static_cast<Entry*>(entry); });
-}
-
-// Hands a new entry to the host table; the entry is freed again if the table
-// does not take it (or fails while taking it).
-template <class Entry>
-bool addEntry(ZELHashtable& table, std::unique_ptr<Entry> entry) {
-  if (!table.add(entry.get(), true, nullptr)) return false;
-  entry.release();
-  return true;
+bool addEntry(ZELHashtable& table, CaRepositoryDsOdbcImport::RecordPool<Entry>& pool,
+              Entry* entry) {
+  bool added = false;
+  try {
+    added = table.add(entry, true, nullptr);
+  } catch (...) {
+    pool.discard(entry);
+    throw;
+  }
+  if (!added) pool.discard(entry);
+  return added;
 }
 
 }  // namespace
@@ -28,7 +27,7 @@ bool addEntry(ZELHashtable& table, std::unique_ptr<Entry> entry) {
 // --- ZELStringNodeHashtable
 
 bool ZELStringNodeHashtable::add(ZELString key, void* value) {
-  return addEntry(*this, std::unique_ptr<Entry>(new Entry{std::move(key), value}));
+  return addEntry(*this, entryPool_, entryPool_.create(Entry{std::move(key), value}));
 }
 
 void* ZELStringNodeHashtable::find(ZELString key) {
@@ -37,8 +36,11 @@ void* ZELStringNodeHashtable::find(ZELString key) {
 }
 
 bool ZELStringNodeHashtable::empty() {
-  freeEntries<Entry>(*this);
-  return ZELHashtable::empty();
+  // The host table forgets the entries first: it must not look at them
+  // once the pool has destroyed them.
+  const bool emptied = ZELHashtable::empty();
+  entryPool_.clear();
+  return emptied;
 }
 
 int ZELStringNodeHashtable::compare2Object(const void* entryA, const void* entryB) const {
@@ -69,7 +71,7 @@ int compareIds(long a, long b) {
 }  // namespace
 
 bool ZELLongNodeHashtable::add(long key, void* value) {
-  return addEntry(*this, std::unique_ptr<Entry>(new Entry{key, value}));
+  return addEntry(*this, entryPool_, entryPool_.create(Entry{key, value}));
 }
 
 void* ZELLongNodeHashtable::find(long key) {
@@ -78,8 +80,9 @@ void* ZELLongNodeHashtable::find(long key) {
 }
 
 bool ZELLongNodeHashtable::empty() {
-  freeEntries<Entry>(*this);
-  return ZELHashtable::empty();
+  const bool emptied = ZELHashtable::empty();
+  entryPool_.clear();
+  return emptied;
 }
 
 int ZELLongNodeHashtable::compare2Object(const void* entryA, const void* entryB) const {

@@ -1,10 +1,11 @@
 // The reader's two tables of opaque pointers over the host hashtable: one
 // keyed by text (record name to scanner index, record name to the vector of
 // nodes of that kind) and one keyed by object id (id to record node).
-// Each entry is a small heap record that the table owns; the values are
-// never owned. The owner calls empty() before destroying a table.
+// Each entry is a small record that the table owns; the values are never
+// owned. The owner calls empty() before destroying a table.
 #pragma once
 
+#include "pcd/chunk_arena.h"
 #include "zel_hashtable.h"
 #include "zel_string.h"
 
@@ -29,6 +30,10 @@ class ZELStringNodeHashtable : public ZELHashtable {
     ZELString key;
     void* value;
   };
+
+ private:
+  // Entries come from a pool: no allocation per entry, freed all at once.
+  CaRepositoryDsOdbcImport::RecordPool<Entry> entryPool_;
 };
 
 class ZELLongNodeHashtable : public ZELHashtable {
@@ -49,4 +54,9 @@ class ZELLongNodeHashtable : public ZELHashtable {
     long key;
     void* value;
   };
+
+ private:
+  // One entry per record of the file: a pool saves an allocation (and its
+  // header) per entry, and frees them all at once.
+  CaRepositoryDsOdbcImport::RecordPool<Entry> entryPool_;
 };

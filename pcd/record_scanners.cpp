@@ -5,8 +5,10 @@
 
 #include "bridge/import_bridge.h"
 #include "pcd/record_layouts.h"
+#include "pcd/record_scanning.h"
 
 using Bridge = ZELCaRepositoryDsOdbcImportBridge;
+using CaRepositoryDsOdbcImport::ChunkArena;
 using CaRepositoryDsOdbcImport::Node;
 using CaRepositoryDsOdbcImport::RelationshipNode;
 namespace layout = CaRepositoryDsOdbcImport::layout;
@@ -22,18 +24,16 @@ constexpr const char* letterString(char letter) {
                          : "R";
 }
 
-// Checks one whole line against record layout R and returns its new node.
-// A failed check throws; the half-filled node is freed on the way out.
-template <const auto& R>
-Node* scanRecord(Bridge* bridge, const char* line) {
-  using N = typename std::remove_reference_t<decltype(R)>::NodeType;
-  auto node = std::make_unique<N>();
+// Checks one whole line against record layout R and fills `node` from it.
+// A failed check throws.
+template <const auto& R, class N>
+void scanFields(Bridge* bridge, const char* line, N& node) {
   const char* cursor = bridge->assertObjectType(line, letterString(R.objectType));
   cursor = bridge->assertName(cursor, R.name);
-  cursor = bridge->scanToken(cursor, &node->id);
+  cursor = bridge->scanToken(cursor, &node.id);
   if constexpr (std::is_base_of_v<RelationshipNode, N>) {
-    cursor = bridge->scanToken(cursor, &node->fromId);
-    cursor = bridge->scanToken(cursor, &node->toId);
+    cursor = bridge->scanToken(cursor, &node.fromId);
+    cursor = bridge->scanToken(cursor, &node.toId);
   }
   cursor = bridge->assertNumAttributes(cursor, static_cast<long>(R.attributes.size()));
   for (const layout::Attribute<N>& attribute : R.attributes) {
@@ -41,13 +41,40 @@ Node* scanRecord(Bridge* bridge, const char* line) {
     cursor = bridge->assertAttrTypeAndReadVal(cursor, letterString(attribute.letter), &value);
     if (attribute.text != nullptr) {
       // value is the string's length; an empty string has no bytes to skip.
-      if (value > 0) cursor = bridge->scanString(cursor, (*node).*attribute.text, value);
+      if (value > 0) cursor = bridge->scanString(cursor, node.*attribute.text, value);
     } else {
-      (*node).*attribute.number = value;
+      node.*attribute.number = value;
     }
   }
   // Anything after the last attribute is ignored.
+}
+
+template <const auto& R>
+using NodeOf = typename std::remove_reference_t<decltype(R)>::NodeType;
+
+// The bridge's scanners: a new heap node, owned by the caller. A failed check
+// throws; the half-filled node is freed on the way out.
+template <const auto& R>
+Node* scanRecord(Bridge* bridge, const char* line) {
+  auto node = std::make_unique<NodeOf<R>>();
+  scanFields<R>(bridge, line, *node);
   return node.release();
+}
+
+// The reader's scanners: the node is placed in the import's node arena. A
+// failed check destroys it and gives its space back.
+template <const auto& R>
+Node* scanRecordInArena(Bridge* bridge, const char* line, ChunkArena& arena) {
+  using N = NodeOf<R>;
+  N* node = arena.create<N>();
+  try {
+    scanFields<R>(bridge, line, *node);
+  } catch (...) {
+    node->~N();
+    arena.unallocate(node, sizeof(N));
+    throw;
+  }
+  return node;
 }
 
 }  // namespace
@@ -92,3 +119,26 @@ const Bridge::Scanner Bridge::scanTable[29] = {
     scanSERVINST, scanPRIM_KEY, scanFK_TB_AT, scanELEMENT,  nullptr,
 };
 // clang-format on
+
+namespace CaRepositoryDsOdbcImport {
+
+// clang-format off
+const ArenaScanner kArenaScanners[layout::kRecordCount] = {
+    scanRecordInArena<layout::SCHEM_AT>, scanRecordInArena<layout::REL_DT>,
+    scanRecordInArena<layout::INDEX_AT>, scanRecordInArena<layout::SCHEMA>,
+    scanRecordInArena<layout::TBL_COL>,  scanRecordInArena<layout::SUPTS_DT>,
+    scanRecordInArena<layout::TABLE>,    scanRecordInArena<layout::VW_CL_AT>,
+    scanRecordInArena<layout::TABLE_AT>, scanRecordInArena<layout::REL_COL>,
+    scanRecordInArena<layout::KEY_COL>,  scanRecordInArena<layout::PARM>,
+    scanRecordInArena<layout::DATABASE>, scanRecordInArena<layout::VIEW_COL>,
+    scanRecordInArena<layout::TB_CL_AT>, scanRecordInArena<layout::FGN_KEY>,
+    scanRecordInArena<layout::REL_SYS>,  scanRecordInArena<layout::UDEF_DT>,
+    scanRecordInArena<layout::OBJ_AT>,   scanRecordInArena<layout::DBPROC>,
+    scanRecordInArena<layout::VIEW>,     scanRecordInArena<layout::SERVTYPE>,
+    scanRecordInArena<layout::KEY>,      scanRecordInArena<layout::DB_AT>,
+    scanRecordInArena<layout::SERVINST>, scanRecordInArena<layout::PRIM_KEY>,
+    scanRecordInArena<layout::FK_TB_AT>, scanRecordInArena<layout::ELEMENT>,
+};
+// clang-format on
+
+}  // namespace CaRepositoryDsOdbcImport

@@ -5,12 +5,12 @@
 #include <cstdint>
 #include <cstring>
 #include <filesystem>
-#include <memory>
 #include <system_error>
 
 #include "bridge/import_bridge.h"
 #include "bridge/messages/tav_cards.h"
 #include "pcd/record_layouts.h"
+#include "pcd/record_scanning.h"
 #include "zel_text_io.h"
 
 using Bridge = ZELCaRepositoryDsOdbcImportBridge;
@@ -22,6 +22,39 @@ namespace {
 constexpr size_t kMaxRecordName = 1024;
 // Growth step of the line buffer, in bytes.
 constexpr int kLineChunk = 32;
+
+// The scanner indexes of the record names met last. The name table does not
+// change while a file is read and a file names few kinds of record, so most
+// lines are matched here and skip the table's lookup (hashing and comparing
+// the name).
+class RecentNames {
+ public:
+  // The index of the `length` bytes at `name`, from `lookUp()` unless known.
+  template <class LookUp>
+  intptr_t find(const char* name, size_t length, LookUp lookUp) {
+    Known& known = known_[(length + static_cast<unsigned char>(name[0])) % kCount];
+    if (known.length == length && length <= sizeof known.name &&
+        std::memcmp(known.name, name, length) == 0) {
+      return known.index;
+    }
+    const intptr_t index = lookUp();
+    if (length <= sizeof known.name) {
+      std::memcpy(known.name, name, length);
+      known.length = length;
+      known.index = index;
+    }
+    return index;
+  }
+
+ private:
+  static constexpr size_t kCount = 8;
+  struct Known {
+    size_t length = SIZE_MAX;  // none yet
+    char name[16];
+    intptr_t index = 0;
+  };
+  Known known_[kCount];
+};
 
 [[noreturn]] void throwCannotRead(const ZELString& fileName, int error) {
   TAV_CARDS::CAREPOSITORY_I_UNABLE_TO_OPEN_INPUT_FILE.throwException(fileName,
@@ -65,6 +98,7 @@ void Bridge::processStream() {
 
   readLine();  // the first line is never data
   Node* lastNode = nullptr;
+  RecentNames recentNames;
   while (!input.eof()) {
     readLine();
     const char* text = line.c_str();
@@ -78,16 +112,24 @@ void Bridge::processStream() {
         const char* name = text[1] != '\0' ? text + 2 : text + 1;
         const char* comma = std::strchr(name, ',');
         if (comma == nullptr) throwPcdError();
-        char nameBuffer[kMaxRecordName + 1];
         const size_t nameLength = std::min(static_cast<size_t>(comma - name), kMaxRecordName);
-        std::memcpy(nameBuffer, name, nameLength);
-        nameBuffer[nameLength] = '\0';
-        const auto* entry = static_cast<const ZELStringNodeHashtable::Entry*>(
-            scannerIndexTable.findFirst(nameBuffer, nullptr));
-        const auto index = entry ? reinterpret_cast<intptr_t>(entry->value) : 0;
-        std::unique_ptr<Node> node(scanTable[index](this, text));
-        idRegistry.add(node->id, node.get());
-        lastNode = node.release();
+        const intptr_t index = recentNames.find(name, nameLength, [&] {
+          char nameBuffer[kMaxRecordName + 1];
+          std::memcpy(nameBuffer, name, nameLength);
+          nameBuffer[nameLength] = '\0';
+          const auto* entry = static_cast<const ZELStringNodeHashtable::Entry*>(
+              scannerIndexTable.findFirst(nameBuffer, nullptr));
+          return entry ? reinterpret_cast<intptr_t>(entry->value) : intptr_t{0};
+        });
+        // scanTable[index]'s checks, with the node placed in the node arena.
+        Node* node = CaRepositoryDsOdbcImport::kArenaScanners[index](this, text, nodeArena);
+        try {
+          idRegistry.add(node->id, node);
+        } catch (...) {
+          node->~Node();  // its space stays unused until the arena is freed
+          throw;
+        }
+        lastNode = node;
         break;
       }
       default:

@@ -20,6 +20,9 @@ class ZELClassifier : public ZELModelElement {
   const ZELOwnedList<ZELFeature>& features() const { return features_; }
 
  private:
+  // The chain of this classifier's lists, its subclasses' included.
+  ZELOwnedListBase** ownedListChain() noexcept override { return &ownedLists_; }
+  ZELOwnedListBase* ownedLists_ = nullptr;  // before every list
   ZELOwnedList<ZELFeature> features_;
 };
 

@@ -1,6 +1,7 @@
 #include "model/zel_object.h"
 
 #include <cstddef>
+#include <cstdlib>
 #include <type_traits>
 #include <vector>
 
@@ -42,8 +43,10 @@ void ZELReference::set(ZELObject* target) {
 ZELOwnedListBase::ZELOwnedListBase(ZELObject* owner) noexcept : owner_(owner) {
   if (owner == nullptr) return;
   // Join the end of the owner's chain, so that the chain (and a traversal)
-  // follows the order in which the lists were declared.
-  ZELOwnedListBase** link = &owner->ownedLists_;
+  // follows the order in which the lists were declared. A class that owns
+  // lists keeps their chain; one that does not is a programming error.
+  ZELOwnedListBase** link = owner->ownedListChain();
+  if (link == nullptr) std::abort();
   while (*link != nullptr) link = &(*link)->nextListOfOwner_;
   *link = this;
 }
@@ -51,7 +54,7 @@ ZELOwnedListBase::ZELOwnedListBase(ZELObject* owner) noexcept : owner_(owner) {
 ZELOwnedListBase::~ZELOwnedListBase() {
   deleteAll();
   if (owner_ == nullptr) return;
-  for (ZELOwnedListBase** link = &owner_->ownedLists_; *link != nullptr;
+  for (ZELOwnedListBase** link = owner_->ownedListChain(); *link != nullptr;
        link = &(*link)->nextListOfOwner_) {
     if (*link == this) {
       *link = nextListOfOwner_;
@@ -88,7 +91,7 @@ ZELObject* ZELOwnedListBase::objectAt(long index) const {
     --atIndex;
   }
   cachedObject_ = at;
-  cachedIndex_ = index;
+  cachedIndex_ = static_cast<int32_t>(index);
   return at;
 }
 
@@ -99,7 +102,7 @@ bool ZELOwnedListBase::append(ZELObject* object) {
   // case) is accepted without walking the owner's ancestors.
   if (owner_ != nullptr) {
     bool ownsSomething = false;
-    for (const ZELOwnedListBase* list = object->ownedLists_; list != nullptr;
+    for (const ZELOwnedListBase* list = object->ownedLists(); list != nullptr;
          list = list->nextListOfOwner_) {
       if (list->count_ != 0) {
         ownsSomething = true;
@@ -148,33 +151,43 @@ void ZELOwnedListBase::release(ZELObject* object) noexcept {
 }
 
 void ZELOwnedListBase::deleteAll() {
-  // Objects are taken out of their lists into a queue (linked through their
-  // free sibling pointers) before they are deleted, owners before what they
-  // own, so no destructor recurses into a deep tree.
-  ZELObject* head = nullptr;
-  ZELObject* tail = nullptr;
-  auto takeAll = [&head, &tail](ZELOwnedListBase* list) {
-    while (list->first_ != nullptr) {
-      ZELObject* object = list->first_;
-      list->release(object);
+  // The objects wait in a pending chain, linked through their sibling
+  // pointers, so no destructor recurses into a deep tree. A list's whole
+  // chain joins the front of it at once, without touching its objects, so
+  // each object is touched once, when it is deleted: owners before what they
+  // own, and an owner's objects right after it. A pending object still names
+  // its former (by then empty) list until it is taken off the chain.
+  ZELObject* pending = nullptr;
+  // Puts the objects of `lists` and the lists after it in the chain, in
+  // order, before the pending ones.
+  auto takeAll = [&pending](ZELOwnedListBase* lists, bool wholeChain) {
+    ZELObject* head = nullptr;
+    ZELObject* tail = nullptr;
+    for (ZELOwnedListBase* list = lists; list != nullptr;
+         list = wholeChain ? list->nextListOfOwner_ : nullptr) {
+      if (list->first_ == nullptr) continue;
       if (tail != nullptr) {
-        tail->nextSibling_ = object;
+        tail->nextSibling_ = list->first_;
       } else {
-        head = object;
+        head = list->first_;
       }
-      tail = object;
+      tail = list->last_;
+      list->first_ = list->last_ = nullptr;
+      list->count_ = 0;
+      list->cachedObject_ = nullptr;
+      list->cachedIndex_ = -1;
     }
+    if (tail == nullptr) return;
+    tail->nextSibling_ = pending;
+    pending = head;
   };
-  takeAll(this);
-  while (head != nullptr) {
-    ZELObject* object = head;
-    head = object->nextSibling_;
-    if (head == nullptr) tail = nullptr;
-    object->nextSibling_ = nullptr;
-    for (ZELOwnedListBase* list = object->ownedLists_; list != nullptr;
-         list = list->nextListOfOwner_) {
-      takeAll(list);
-    }
+  takeAll(this, false);
+  while (pending != nullptr) {
+    ZELObject* object = pending;
+    pending = object->nextSibling_;
+    object->ownerList_ = nullptr;
+    object->prevSibling_ = object->nextSibling_ = nullptr;
+    takeAll(object->ownedLists(), true);
     delete object;
   }
 }
@@ -184,8 +197,7 @@ void ZELOwnedListBase::deleteAll() {
 
 void ZELReferenceListBase::append(ZELObject* target) {
   if (target == nullptr) return;
-  Entry* entry = new Entry(holder_);
-  entry->reference.list_ = this;
+  Entry* entry = new Entry(holder_, this);
   entry->reference.set(target);
   entry->prev = last_;
   if (last_ != nullptr) {
@@ -246,9 +258,9 @@ ZELObject::~ZELObject() {
     if (referrers_ != nullptr) referrers_->prev_ = nullptr;
     reference->prev_ = reference->next_ = nullptr;
     reference->target_ = nullptr;
-    ZELReferenceListBase* list = reference->list_;
-    if (list != nullptr) {
+    if (reference->isListEntry()) {
       auto* entry = reinterpret_cast<ZELReferenceListBase::Entry*>(reference);
+      ZELReferenceListBase* list = entry->list;
       list->entryLost(this);
       list->unlinkEntry(entry);
       delete entry;
@@ -262,43 +274,91 @@ ZELObject* ZELObject::getOwner() const noexcept {
 
 namespace {
 
-// One object being walked: where it stands in its owned lists.
-struct TraversalFrame {
-  ZELObject* object;
-  void* argument;          // as the object received it
-  void* childArgument;     // as pre_process left it
-  ZELOwnedListBase* list;  // the owned list being walked, or null when done
-  ZELObject* nextChild;    // the next object of that list to visit
+// A level of the walk where pre_process changed the argument that the
+// object's children receive: the object, its own argument and theirs.
+struct ArgumentChange {
+  ZELObject* owner;
+  void* ownArgument;
+  void* childArgument;
+};
+
+// The argument changes along the current path. A few levels are held in
+// place; only a deep path of changing arguments needs the heap.
+class ArgumentChanges {
+ public:
+  bool empty() const noexcept { return count_ == 0; }
+  void push(const ArgumentChange& change) {
+    if (count_ >= kInline) spilled_.push_back(change);
+    if (count_ < kInline) held_[count_] = change;
+    ++count_;
+  }
+  const ArgumentChange& top() const noexcept {
+    return count_ <= kInline ? held_[count_ - 1] : spilled_.back();
+  }
+  void pop() noexcept {
+    if (count_ > kInline) spilled_.pop_back();
+    --count_;
+  }
+
+ private:
+  static constexpr size_t kInline = 32;
+  ArgumentChange held_[kInline];
+  std::vector<ArgumentChange> spilled_;
+  size_t count_ = 0;
 };
 
 }  // namespace
 
+// The walk needs no stack of its own: it goes down through the first object
+// of each owner's lists, across through siblings and the owner's next lists,
+// and back up through each object's owner. So it allocates nothing (unless
+// pre_process changes the argument on a long path) and follows the objects'
+// own links only.
 void ZELObject::depthTraversal(ZELTraversalOperation& operation, void* argument) {
-  std::vector<TraversalFrame> stack;
-  auto enter = [&stack, &operation](ZELObject* object, void* objectArgument) {
+  auto firstObjectFrom = [](const ZELOwnedListBase* list) -> ZELObject* {
+    for (; list != nullptr; list = list->nextListOfOwner_) {
+      if (list->first_ != nullptr) return list->first_;
+    }
+    return nullptr;
+  };
+  ArgumentChanges changes;
+  ZELObject* object = this;
+  void* objectArgument = argument;
+  for (;;) {
+    // Visit `object`, then go down to its first owned object, if any.
     void* childArgument = objectArgument;
     const bool descend = operation.pre_process(object, childArgument);
-    ZELOwnedListBase* list = descend ? object->ownedLists_ : nullptr;
-    stack.push_back({object, objectArgument, childArgument, list,
-                     list != nullptr ? list->firstObject() : nullptr});
-  };
-  enter(this, argument);
-  while (!stack.empty()) {
-    TraversalFrame& top = stack.back();
-    while (top.nextChild == nullptr && top.list != nullptr) {
-      top.list = top.list->nextListOfOwner_;
-      top.nextChild = top.list != nullptr ? top.list->firstObject() : nullptr;
-    }
-    if (top.nextChild != nullptr) {
-      ZELObject* child = top.nextChild;
-      // Read the sibling first: post_process may delete the child.
-      top.nextChild = child->nextSibling_;
-      enter(child, top.childArgument);  // may reallocate the stack: `top` is stale
+    ZELObject* child = descend ? firstObjectFrom(object->ownedLists()) : nullptr;
+    if (child != nullptr) {
+      if (childArgument != objectArgument) {
+        changes.push(ArgumentChange{object, objectArgument, childArgument});
+      }
+      object = child;
+      objectArgument = childArgument;
       continue;
     }
-    ZELObject* object = top.object;
-    void* objectArgument = top.argument;
-    stack.pop_back();
-    operation.post_process(object, objectArgument);
+    // `object` is done: leave it, and each owner whose last object it was,
+    // until an object has a next one to visit.
+    for (;;) {
+      if (object == this) {
+        operation.post_process(object, objectArgument);
+        return;
+      }
+      // Read the links first: post_process may delete the object.
+      const ZELOwnedListBase* list = object->ownerList_;
+      ZELObject* next = object->nextSibling_ != nullptr ? object->nextSibling_
+                                                        : firstObjectFrom(list->nextListOfOwner_);
+      ZELObject* owner = list->owner_;
+      operation.post_process(object, objectArgument);
+      if (next != nullptr) {
+        object = next;  // siblings receive the same argument
+        break;
+      }
+      object = owner;
+      if (!changes.empty() && changes.top().owner == owner) {
+        objectArgument = changes.top().ownArgument;
+        changes.pop();
+      }
+    }
   }
 }

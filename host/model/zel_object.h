@@ -13,6 +13,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <iterator>
 #include <type_traits>
 
@@ -40,13 +41,16 @@ class ZELTraversalOperation {
 // is deleted a member reference becomes null and a list entry leaves its list.
 class ZELReference {
  public:
-  explicit ZELReference(ZELObject* holder) noexcept : holder_(holder) {}
+  explicit ZELReference(ZELObject* holder) noexcept
+      : holder_(reinterpret_cast<uintptr_t>(holder)) {}
   ~ZELReference() { reset(); }
   ZELReference(const ZELReference&) = delete;
   ZELReference& operator=(const ZELReference&) = delete;
 
   ZELObject* get() const noexcept { return target_; }
-  ZELObject* holder() const noexcept { return holder_; }
+  ZELObject* holder() const noexcept {
+    return reinterpret_cast<ZELObject*>(holder_ & ~kListEntryBit);
+  }
   // Points the reference at `target` (null unsets it).
   void set(ZELObject* target);
   void reset() noexcept { set(nullptr); }
@@ -56,11 +60,15 @@ class ZELReference {
  private:
   friend class ZELObject;
   friend class ZELReferenceListBase;
-  ZELObject* holder_;
+  // The holder's address, whose lowest bit (always 0 in an object's address)
+  // marks a reference that opens a ZELReferenceList entry: the entry, not
+  // every reference, keeps the list, which keeps models smaller.
+  static constexpr uintptr_t kListEntryBit = 1;
+  bool isListEntry() const noexcept { return (holder_ & kListEntryBit) != 0; }
+  uintptr_t holder_;
   ZELObject* target_ = nullptr;
   ZELReference* prev_ = nullptr;
   ZELReference* next_ = nullptr;
-  ZELReferenceListBase* list_ = nullptr;  // set for list entries
 };
 
 // A typed member reference.
@@ -75,8 +83,9 @@ class ZELRef : public ZELReference {
 
 // Owns model objects, in insertion order. The owner object names the list's
 // owner; the list is a data member of it and joins the end of the owner's
-// chain of lists when it is constructed. Destroying the list deletes every
-// object in it.
+// chain of lists when it is constructed (a class with lists keeps that chain:
+// see ZELObject::ownedListChain). Destroying the list deletes every object in
+// it.
 class ZELOwnedListBase {
  public:
   explicit ZELOwnedListBase(ZELObject* owner) noexcept;
@@ -85,7 +94,7 @@ class ZELOwnedListBase {
   ZELOwnedListBase& operator=(const ZELOwnedListBase&) = delete;
 
   ZELObject* owner() const noexcept { return owner_; }
-  long count() const noexcept { return count_; }
+  long count() const noexcept { return static_cast<long>(count_); }
   bool isEmpty() const noexcept { return count_ == 0; }
   ZELObject* firstObject() const noexcept { return first_; }
   ZELObject* lastObject() const noexcept { return last_; }
@@ -110,10 +119,11 @@ class ZELOwnedListBase {
   ZELObject* owner_;
   ZELObject* first_ = nullptr;
   ZELObject* last_ = nullptr;
-  long count_ = 0;
   ZELOwnedListBase* nextListOfOwner_ = nullptr;  // the owner's chain of lists
   mutable ZELObject* cachedObject_ = nullptr;    // remembered position of objectAt
-  mutable long cachedIndex_ = -1;
+  // 32-bit counts keep a list at 48 bytes; no list holds 2^31 objects.
+  int32_t count_ = 0;
+  mutable int32_t cachedIndex_ = -1;
 };
 
 // Iterates objects of type T through a sibling chain.
@@ -177,8 +187,12 @@ class ZELReferenceListBase {
   void clear() noexcept;
 
   struct Entry {
-    explicit Entry(ZELObject* holder) noexcept : reference(holder) {}
+    Entry(ZELObject* holder, ZELReferenceListBase* owningList) noexcept
+        : reference(holder), list(owningList) {
+      reference.holder_ |= ZELReference::kListEntryBit;
+    }
     ZELReference reference;
+    ZELReferenceListBase* list;
     Entry* prev = nullptr;
     Entry* next = nullptr;
   };
@@ -247,8 +261,10 @@ class ZELObject {
   const ZELReference* firstReferrer() const noexcept { return referrers_; }
 
   // Visits this object and, depth first, everything it owns, in the order of
-  // the owned lists and of the objects in each list. Works with an explicit
-  // stack, so the depth of the ownership tree costs no call stack.
+  // the owned lists and of the objects in each list. Walks the objects' own
+  // links, so the depth of the ownership tree costs no call stack, and
+  // allocates nothing unless pre_process changes the argument on a path
+  // deeper than a few dozen levels.
   // post_process may delete the object it is handed; the operation must not
   // otherwise add, move or delete objects of the tree being walked.
   void depthTraversal(ZELTraversalOperation& operation, void* argument);
@@ -307,14 +323,22 @@ class ZELObject {
   template <class T>
   friend class ZELOwnedList;
 
+  // The head of the chain of lists this object owns, in a class that owns
+  // lists (it keeps the head in a field of its own, declared before its
+  // lists); null for the others. Most objects own nothing, so the head is
+  // not a field of every object.
+  virtual ZELOwnedListBase** ownedListChain() noexcept { return nullptr; }
+  ZELOwnedListBase* ownedLists() noexcept {
+    ZELOwnedListBase** chain = ownedListChain();
+    return chain != nullptr ? *chain : nullptr;
+  }
+
   ZELString name_;
   void* generalPointer_ = nullptr;
   // Membership in the owner's list.
   ZELOwnedListBase* ownerList_ = nullptr;
   ZELObject* prevSibling_ = nullptr;
   ZELObject* nextSibling_ = nullptr;
-  // Lists this object owns (chained through ZELOwnedListBase::nextListOfOwner_).
-  ZELOwnedListBase* ownedLists_ = nullptr;
   // References that point at this object.
   ZELReference* referrers_ = nullptr;
 };

@@ -117,4 +117,37 @@ TEST(JsonWriter, StreamsLargeDocumentsAndReportsWriteErrors) {
   std::fclose(full);
 }
 
+// The writer's buffer: indentation deeper than its prepared run of spaces,
+// a value larger than the whole buffer, and integers at their limits.
+TEST(JsonWriter, DeepNestingHugeValuesAndExtremeIntegersKeepTheirLayout) {
+  constexpr int kDepth = 40;
+  const std::string huge(200000, 'h');
+  const std::string text = render([&](JsonWriter& json) {
+    for (int level = 0; level < kDepth; ++level) {
+      json.beginObject();
+      json.key(level % 2 == 0 ? "k" : "tab\tkey");
+    }
+    json.beginArray();
+    json.string(huge);
+    json.integer(-9223372036854775807LL - 1);
+    json.integer(0);
+    json.endArray();
+    for (int level = 0; level < kDepth; ++level) json.endObject();
+  });
+  std::string expected;
+  for (int level = 0; level < kDepth; ++level) {
+    expected += "{";
+    expected += "\n" + std::string(2 * (level + 1), ' ');
+    expected += level % 2 == 0 ? "\"k\": " : "\"tab\\tkey\": ";
+  }
+  const std::string inner(2 * (kDepth + 1), ' ');
+  expected += "[\n" + inner + "\"" + huge + "\",\n" + inner + "-9223372036854775808,\n" + inner +
+              "0\n" + std::string(2 * kDepth, ' ') + "]";
+  for (int level = kDepth; level > 0; --level) {
+    expected += "\n" + std::string(2 * (level - 1), ' ') + "}";
+  }
+  expected += "\n";
+  EXPECT_EQ(text, expected);
+}
+
 }  // namespace

@@ -9,7 +9,10 @@
 TEST(ZELStringTest, CopiesShareUntilWritten) {
   ZELString original("abc");
   ZELString copy = original;
-  EXPECT_EQ(copy.c_str(), original.c_str());  // one buffer
+  // A text this short is held in place; a longer one has a buffer to share.
+  const ZELString longer("a text with a buffer");
+  const ZELString longerCopy = longer;
+  EXPECT_EQ(longerCopy.c_str(), longer.c_str());  // one buffer
 
   copy.append('d');
   EXPECT_EQ(original, "abc");

@@ -1,0 +1,48 @@
+#include "heap_setup.h"
+
+#include <cstddef>
+#include <cstdlib>
+
+#if defined(__GLIBC__) && defined(__linux__)
+#include <malloc.h>
+#include <sys/mman.h>
+#include <unistd.h>
+#endif
+
+namespace {
+
+constexpr uintmax_t kSmallestFile = uintmax_t{8} << 20;  // below it, no gain worth the reserve
+constexpr uintmax_t kLargestReserve = uintmax_t{1} << 30;
+constexpr uintptr_t kHugePage = uintptr_t{2} << 20;
+// A model takes about seven times its file's size; the reserve is virtual
+// until used.
+constexpr uintmax_t kBytesPerFileByte = 8;
+
+}  // namespace
+
+void prepareHeapForImport(uintmax_t inputBytes) {
+#if defined(__GLIBC__) && defined(__linux__) && defined(MADV_HUGEPAGE)
+  if (inputBytes < kSmallestFile) return;
+  const uintmax_t wanted = inputBytes * kBytesPerFileByte;
+  const size_t reserve = static_cast<size_t>(wanted < kLargestReserve ? wanted : kLargestReserve);
+  // Blocks up to 32 MB come from the heap (and so from the reserve). The
+  // heap keeps the reserve as its padding: a growth of the heap (the first
+  // is forced here) adds it, and giving memory back keeps it.
+  const size_t probe = size_t{4} << 20;
+  mallopt(M_MMAP_THRESHOLD, 32 << 20);
+  mallopt(M_TOP_PAD, static_cast<int>(reserve));
+  void* block = std::malloc(probe);
+  if (block == nullptr) return;
+  const auto start = reinterpret_cast<uintptr_t>(block);
+  std::free(block);
+  // Only the heap's own memory is advised: a block from elsewhere (another
+  // allocator, a sanitizer's) lies outside [start, end) of the heap's growth.
+  const auto end = reinterpret_cast<uintptr_t>(sbrk(0));
+  if (start >= end || end - start > reserve + 2 * probe) return;
+  const uintptr_t first = (start + kHugePage - 1) & ~(kHugePage - 1);
+  const uintptr_t last = end & ~(kHugePage - 1);
+  if (last > first) madvise(reinterpret_cast<void*>(first), last - first, MADV_HUGEPAGE);
+#else
+  (void)inputBytes;
+#endif
+}
