@@ -1,48 +1,28 @@
-// Replaces every form of the global operator new and delete. The blocks come
-// from malloc, so the sanitizers still see every allocation and leak.
+// Replaces every form of the global operator new and delete, so that no form
+// bypasses the count. The blocks come from malloc, so the sanitizers still
+// see every allocation and leak.
 #include "alloc/allocation_hook.h"
 
+#include <cstddef>
 #include <cstdlib>
 #include <new>
 
 namespace alloc_hook {
+
+Counters counters;
+
 namespace {
 
-// Single-threaded test program: plain counters are enough.
-long failAt = kNever;
-long counted = 0;
-bool hasFailed = false;
-bool counting = false;
-long live = 0;
-
-// True when this allocation is the one to fail.
-bool takeTurn() {
-  if (!counting) return false;
-  ++counted;
-  if (failAt != kNever && counted == failAt) {
-    hasFailed = true;
-    return true;
-  }
-  return false;
-}
-
 void* allocate(std::size_t size, std::size_t alignment) {
-  if (takeTurn()) return nullptr;
-  if (size == 0) size = 1;
+  if (counters.counting && ++counters.counted == counters.failAt) return nullptr;
   void* block = nullptr;
   if (alignment <= alignof(std::max_align_t)) {
-    block = std::malloc(size);
-  } else if (posix_memalign(&block, alignment, size) != 0) {
+    block = std::malloc(size == 0 ? 1 : size);
+  } else if (posix_memalign(&block, alignment, size == 0 ? 1 : size) != 0) {
     block = nullptr;
   }
-  if (block != nullptr) ++live;
+  if (block != nullptr) ++counters.live;
   return block;
-}
-
-void release(void* block) noexcept {
-  if (block == nullptr) return;
-  --live;
-  std::free(block);
 }
 
 void* allocateOrThrow(std::size_t size, std::size_t alignment) {
@@ -51,96 +31,45 @@ void* allocateOrThrow(std::size_t size, std::size_t alignment) {
   return block;
 }
 
+void release(void* block) noexcept {
+  if (block == nullptr) return;
+  --counters.live;
+  std::free(block);
+}
+
 }  // namespace
-
-void arm(long n) {
-  failAt = n;
-  counted = 0;
-  hasFailed = false;
-  counting = true;
-}
-void disarm() {
-  failAt = kNever;
-  counting = false;
-}
-long allocationsSinceArm() {
-  return counted;
-}
-bool failed() {
-  return hasFailed;
-}
-long liveBlocks() {
-  return live;
-}
-
 }  // namespace alloc_hook
 
 using alloc_hook::allocate;
 using alloc_hook::allocateOrThrow;
 using alloc_hook::release;
 constexpr std::size_t kPlain = alignof(std::max_align_t);
-inline std::size_t value(std::align_val_t alignment) {
-  return static_cast<std::size_t>(alignment);
-}
 
-void* operator new(std::size_t size) {
-  return allocateOrThrow(size, kPlain);
-}
-void* operator new[](std::size_t size) {
-  return allocateOrThrow(size, kPlain);
-}
-void* operator new(std::size_t size, std::align_val_t a) {
-  return allocateOrThrow(size, value(a));
-}
-void* operator new[](std::size_t size, std::align_val_t a) {
-  return allocateOrThrow(size, value(a));
-}
-void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
-  return allocate(size, kPlain);
-}
-void* operator new[](std::size_t size, const std::nothrow_t&) noexcept {
-  return allocate(size, kPlain);
-}
-void* operator new(std::size_t size, std::align_val_t a, const std::nothrow_t&) noexcept {
-  return allocate(size, value(a));
-}
-void* operator new[](std::size_t size, std::align_val_t a, const std::nothrow_t&) noexcept {
-  return allocate(size, value(a));
-}
+// The single and array forms of one signature of operator new, and of
+// operator delete; the parameter lists name `size`, `a` and `block`.
+#define PCD_HOOK_NEW(EXCEPT, ALLOCATE, ALIGNMENT, ...) \
+  void* operator new(__VA_ARGS__) EXCEPT {             \
+    return ALLOCATE(size, ALIGNMENT);                  \
+  }                                                    \
+  void* operator new[](__VA_ARGS__) EXCEPT {           \
+    return ALLOCATE(size, ALIGNMENT);                  \
+  }
+#define PCD_HOOK_DELETE(...)                     \
+  void operator delete(__VA_ARGS__) noexcept {   \
+    release(block);                              \
+  }                                              \
+  void operator delete[](__VA_ARGS__) noexcept { \
+    release(block);                              \
+  }
 
-void operator delete(void* block) noexcept {
-  release(block);
-}
-void operator delete[](void* block) noexcept {
-  release(block);
-}
-void operator delete(void* block, std::size_t) noexcept {
-  release(block);
-}
-void operator delete[](void* block, std::size_t) noexcept {
-  release(block);
-}
-void operator delete(void* block, std::align_val_t) noexcept {
-  release(block);
-}
-void operator delete[](void* block, std::align_val_t) noexcept {
-  release(block);
-}
-void operator delete(void* block, std::size_t, std::align_val_t) noexcept {
-  release(block);
-}
-void operator delete[](void* block, std::size_t, std::align_val_t) noexcept {
-  release(block);
-}
-void operator delete(void* block, const std::nothrow_t&) noexcept {
-  release(block);
-}
-void operator delete[](void* block, const std::nothrow_t&) noexcept {
-  release(block);
-}
-void operator delete(void* block, std::align_val_t, const std::nothrow_t&) noexcept {
-  release(block);
-}
-void operator delete[](void* block, std::align_val_t, const std::nothrow_t&) noexcept {
-  release(block);
-}
+PCD_HOOK_NEW(, allocateOrThrow, kPlain, std::size_t size)
+PCD_HOOK_NEW(, allocateOrThrow, static_cast<std::size_t>(a), std::size_t size, std::align_val_t a)
+PCD_HOOK_NEW(noexcept, allocate, kPlain, std::size_t size, const std::nothrow_t&)
+PCD_HOOK_NEW(noexcept, allocate, static_cast<std::size_t>(a), std::size_t size, std::align_val_t a,
+             const std::nothrow_t&)
+PCD_HOOK_DELETE(void* block)
+PCD_HOOK_DELETE(void* block, std::size_t)
+PCD_HOOK_DELETE(void* block, std::align_val_t)
+PCD_HOOK_DELETE(void* block, std::size_t, std::align_val_t)
+PCD_HOOK_DELETE(void* block, const std::nothrow_t&)
+PCD_HOOK_DELETE(void* block, std::align_val_t, const std::nothrow_t&)

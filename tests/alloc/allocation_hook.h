@@ -1,25 +1,21 @@
 // A replacement of the global operator new and delete for this test program
-// that counts allocations and, when armed, makes one chosen allocation fail.
+// that counts allocations and, while counting, makes one chosen allocation
+// fail: it throws std::bad_alloc, or the nothrow forms return null.
 #pragma once
-
-#include <cstddef>
 
 namespace alloc_hook {
 
-// Never fail (allocations are still counted).
-constexpr long kNever = 0;
+constexpr long kNever = 0;  // as failAt: only count
 
-// From now on the `n`-th allocation (1 = the next one) throws std::bad_alloc
-// (the nothrow forms return null); kNever only counts. Resets the count.
-void arm(long n);
-// Stops failing; the count stays readable.
-void disarm();
-// Allocations since the last arm().
-long allocationsSinceArm();
-// Whether the armed allocation has failed since the last arm().
-bool failed();
-// Blocks allocated through operator new and not yet freed, whatever the
-// arming: the difference between two readings is what was leaked between them.
-long liveBlocks();
+// The program is single-threaded: plain counters are enough.
+struct Counters {
+  bool counting = false;
+  long failAt = kNever;  // the allocation that fails, 1 = the first counted
+  long counted = 0;      // allocations while counting
+  // Blocks allocated and not yet freed, counting or not: the difference
+  // between two readings is what was leaked between them.
+  long live = 0;
+};
+extern Counters counters;
 
 }  // namespace alloc_hook
