@@ -151,10 +151,16 @@ class ZELCaRepositoryDsOdbcImportBridge {
     model->addType(type.get());
     type.release();
   }
-  // Registers an element in the design package of `schema`, under a unique
-  // name when the package refuses its own. Returns false when the schema has
-  // no design package.
-  bool registerInDesignPackage(ZELDatabaseSchema* schema, ZELModelElement* element);
+  // Makes the design package that stands beside `schema`, in the model, and
+  // records it in the schema's user data.
+  void addDesignPackage(ZELDatabaseSchema* schema, const ZELString& name, bool schemaFlag);
+  // Registers an element in the design package of `schema` through `link`
+  // (addModelElement, addStoredProcedure), under a unique name when the
+  // package refuses its own. Returns false when the schema has no design
+  // package.
+  template <class Element>
+  bool registerInDesignPackage(ZELDatabaseSchema* schema, Element* element,
+                               bool (ZELDesignPackage::*link)(Element*));
   // Deletes the model object of a KEY node with its user data and clears the
   // node's modelObject.
   void removeKeyObject(CaRepositoryDsOdbcImport::KeyNode* keyNode);
@@ -175,9 +181,24 @@ class ZELCaRepositoryDsOdbcImportBridge {
   // Name, data type and base type of derived types, by native type and length.
   CaRepositoryDsOdbcImport::DerivedTypeValueCache derivedTypeValues;
   // Memory of the user data the builder hangs on model objects (see
-  // builder/user_data.h); freed by the clean-up after the reset traversal.
+  // getObjectUserData); freed by the clean-up after the reset traversal.
   CaRepositoryDsOdbcImport::ChunkArena userDataArena;
 };
 
-// The builder's user data of `object`, created (empty) on first request.
-ZELCaRepositoryDsOdbcImportBridge::ObjectUserData* getObjectUserData(ZELObject* object);
+// The builder's user data of `object`, created (empty) in `arena` on first
+// request: one allocation per chunk of records instead of one per object.
+// Deleting a record runs its destructor and leaves the memory to the arena.
+ZELCaRepositoryDsOdbcImportBridge::ObjectUserData* getObjectUserData(
+    ZELObject* object, CaRepositoryDsOdbcImport::ChunkArena& arena);
+// Deletes the builder's user data of `object`, if any, and clears the
+// general pointer.
+void dropObjectUserData(ZELObject* object) noexcept;
+
+template <class Element>
+bool ZELCaRepositoryDsOdbcImportBridge::registerInDesignPackage(
+    ZELDatabaseSchema* schema, Element* element, bool (ZELDesignPackage::*link)(Element*)) {
+  ZELDesignPackage* designPackage = getObjectUserData(schema, userDataArena)->designPackage;
+  if (designPackage == nullptr) return false;
+  if (!(designPackage->*link)(element)) designPackage->addLinkUniqueName(link, element, '_');
+  return true;
+}

@@ -5,7 +5,6 @@
 #include "bridge/import_bridge.h"
 #include "bridge/messages/tav_cards.h"
 #include "builder/record_values.h"
-#include "builder/user_data.h"
 
 using namespace CaRepositoryDsOdbcImport;
 using Bridge = ZELCaRepositoryDsOdbcImportBridge;
@@ -23,7 +22,7 @@ void Bridge::processDb_atNode(Db_atNode* node) {
   node->modelObject = linked;
   database->modelObject = linked;
   system->modelObject = linked;
-  userDataOf(*this, linked)->sourceNode = database;
+  getObjectUserData(linked, userDataArena)->sourceNode = database;
 }
 
 void Bridge::processServinstNode(ServinstNode* node) {
@@ -55,13 +54,16 @@ void Bridge::processSchem_atNode(Schem_atNode* node) {
   linked->setName(schemaNode->name);
   node->modelObject = linked;
   schemaNode->modelObject = linked;
-  userDataOf(*this, linked)->sourceNode = schemaNode;
+  getObjectUserData(linked, userDataArena)->sourceNode = schemaNode;
+  addDesignPackage(linked, schemaNode->name, true);
+}
 
+void Bridge::addDesignPackage(ZELDatabaseSchema* schema, const ZELString& name, bool schemaFlag) {
   auto designPackage = std::make_unique<ZELDesignPackage>();
-  designPackage->setName(schemaNode->name);
-  designPackage->setSchema(true);
+  designPackage->setName(name);
+  designPackage->setSchema(schemaFlag);
   model->addChildPackage(designPackage.get());
-  userDataOf(*this, linked)->designPackage = designPackage.release();
+  getObjectUserData(schema, userDataArena)->designPackage = designPackage.release();
 }
 
 ZELDatabaseSchema* Bridge::schemaForLocation(ZELObject* location) {
@@ -81,22 +83,8 @@ ZELDatabaseSchema* Bridge::schemaForLocation(ZELObject* location) {
   schema->setName("Default Schema");
   container->addChildPackage(schema.get());
   ZELDatabaseSchema* linked = schema.release();
-
-  auto designPackage = std::make_unique<ZELDesignPackage>();
-  designPackage->setName("Default Package");
-  designPackage->setSchema(false);
-  model->addChildPackage(designPackage.get());
-  userDataOf(*this, linked)->designPackage = designPackage.release();
+  addDesignPackage(linked, "Default Package", false);
   return linked;
-}
-
-bool Bridge::registerInDesignPackage(ZELDatabaseSchema* schema, ZELModelElement* element) {
-  ZELDesignPackage* designPackage = userDataOf(*this, schema)->designPackage;
-  if (designPackage == nullptr) return false;
-  if (!designPackage->addModelElement(element)) {
-    designPackage->addLinkUniqueName(&ZELDesignPackage::addModelElement, element, '_');
-  }
-  return true;
 }
 
 void Bridge::processTable_atNode(Table_atNode* node) {
@@ -131,7 +119,8 @@ void Bridge::processTable_atNode(Table_atNode* node) {
   tableNode->modelObject = object.get();
   schema->addModelObject(object.get());
   ZELClass* linked = object.release();
-  registerInDesignPackage(schema, linked);
+  registerInDesignPackage(schema, static_cast<ZELModelElement*>(linked),
+                          &ZELDesignPackage::addModelElement);
   node->modelObject = linked;
-  userDataOf(*this, linked)->sourceNode = tableNode;
+  getObjectUserData(linked, userDataArena)->sourceNode = tableNode;
 }

@@ -4,7 +4,6 @@
 
 #include "bridge/import_bridge.h"
 #include "builder/record_values.h"
-#include "builder/user_data.h"
 #include "zel_type_helpers.h"
 
 using namespace CaRepositoryDsOdbcImport;
@@ -99,7 +98,7 @@ void Bridge::processTbl_colNode(Tbl_colNode* node) {
   attribute->setDescription(node->comment.isEmpty() ? column->comment : node->comment);
   if (!(node->nullable == kNotNullable)) attribute->setOptional(true);
   addDerivedType(attribute, column, dataType);
-  userDataOf(*this, attribute)->sourceNode = node;
+  getObjectUserData(attribute, userDataArena)->sourceNode = node;
 }
 
 void Bridge::processView_colNode(View_colNode* node) {
@@ -111,5 +110,5 @@ void Bridge::processView_colNode(View_colNode* node) {
   auto* attribute = addColumn<ZELSQLViewAttribute>(node, view->modelObject, column, node->position);
   attribute->setDescription(column->comment);
   addDerivedType(attribute, column, dataType);
-  userDataOf(*this, attribute)->sourceNode = node;
+  getObjectUserData(attribute, userDataArena)->sourceNode = node;
 }

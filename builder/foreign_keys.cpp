@@ -97,7 +97,11 @@ void Bridge::processFk_tb_atNode(Fk_tb_atNode* node) {
   foreignKey->addCandidateKey(primaryKey);
 
   auto association = std::make_unique<ZELAssociation>();
-  if (!registerInDesignPackage(static_cast<ZELDatabaseSchema*>(schema), association.get())) return;
+  if (!registerInDesignPackage(static_cast<ZELDatabaseSchema*>(schema),
+                               static_cast<ZELModelElement*>(association.get()),
+                               &ZELDesignPackage::addModelElement)) {
+    return;
+  }
   ZELAssociation* linked = association.release();  // the design package owns it now
 
   auto parentRole = std::make_unique<ZELAssociationRole>();

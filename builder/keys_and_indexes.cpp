@@ -5,7 +5,6 @@
 #include "bridge/import_bridge.h"
 #include "bridge/messages/tav_cards.h"
 #include "builder/record_values.h"
-#include "builder/user_data.h"
 
 using namespace CaRepositoryDsOdbcImport;
 using Bridge = ZELCaRepositoryDsOdbcImportBridge;
@@ -57,7 +56,7 @@ ZELKey* makeKey(Bridge& bridge, KeyKind kind, KeyNode* keyNode, ZELClass* owner)
     candidate->uniqueKey = true;
   }
   keyNode->modelObject = linked;
-  userDataOf(bridge, linked)->sourceNode = keyNode;
+  getObjectUserData(linked, bridge.userDataArena)->sourceNode = keyNode;
   linked->addIndex(makePositionIndex(keyNode, owner));
   return linked;
 }
@@ -68,7 +67,7 @@ ZELIndex* makeIndexOnlyKey(Bridge& bridge, KeyNode* keyNode, ZELClass* owner) {
   index->addAssociatedClass(owner);
   ZELIndex* linked = index.release();
   keyNode->modelObject = linked;
-  userDataOf(bridge, linked)->sourceNode = keyNode;
+  getObjectUserData(linked, bridge.userDataArena)->sourceNode = keyNode;
   return linked;
 }
 
@@ -124,10 +123,7 @@ void Bridge::processIndex_atNode(Index_atNode* node) {
 void Bridge::removeKeyObject(KeyNode* keyNode) {
   ZELObject* object = keyNode->modelObject;
   if (object == nullptr) return;
-  if (void* data = object->getGeneralPointer()) {
-    delete static_cast<ObjectUserData*>(data);
-    object->setGeneralPointer(nullptr);
-  }
+  dropObjectUserData(object);
   // The host unlinks the key from its class, roles, maps and referring keys.
   delete object;
   keyNode->modelObject = nullptr;

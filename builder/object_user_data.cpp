@@ -1,19 +1,9 @@
 // The builder's record on each model object it makes, and the clean-up that
 // takes those records off again and frees the bridge's per-import data.
 #include "bridge/import_bridge.h"
-#include "builder/user_data.h"
 #include "zel_vector.h"
 
 using Bridge = ZELCaRepositoryDsOdbcImportBridge;
-
-Bridge::ObjectUserData* getObjectUserData(ZELObject* object) {
-  if (void* pointer = object->getGeneralPointer()) {
-    return static_cast<Bridge::ObjectUserData*>(pointer);
-  }
-  auto* data = new Bridge::ObjectUserData();
-  object->setGeneralPointer(data);
-  return data;
-}
 
 namespace {
 
@@ -26,13 +16,21 @@ class ArenaUserData final : public Bridge::ObjectUserData {
 
 }  // namespace
 
-Bridge::ObjectUserData* userDataOf(Bridge& bridge, ZELObject* object) {
+Bridge::ObjectUserData* getObjectUserData(ZELObject* object,
+                                          CaRepositoryDsOdbcImport::ChunkArena& arena) {
   if (void* pointer = object->getGeneralPointer()) {
     return static_cast<Bridge::ObjectUserData*>(pointer);
   }
-  Bridge::ObjectUserData* data = bridge.userDataArena.create<ArenaUserData>();
+  Bridge::ObjectUserData* data = arena.create<ArenaUserData>();
   object->setGeneralPointer(data);
   return data;
+}
+
+void dropObjectUserData(ZELObject* object) noexcept {
+  if (void* pointer = object->getGeneralPointer()) {
+    delete static_cast<Bridge::ObjectUserData*>(pointer);
+    object->setGeneralPointer(nullptr);
+  }
 }
 
 bool Bridge::ResetGeneralPointerOperation::pre_process(ZELObject* /*object*/, void*& /*argument*/) {
@@ -40,10 +38,7 @@ bool Bridge::ResetGeneralPointerOperation::pre_process(ZELObject* /*object*/, vo
 }
 
 void Bridge::ResetGeneralPointerOperation::post_process(ZELObject* object, void* /*argument*/) {
-  if (void* pointer = object->getGeneralPointer()) {
-    delete static_cast<ObjectUserData*>(pointer);
-    object->setGeneralPointer(nullptr);
-  }
+  dropObjectUserData(object);
 }
 
 namespace {

@@ -4,7 +4,6 @@
 #include "bridge/import_bridge.h"
 #include "bridge/messages/tav_cards.h"
 #include "builder/record_values.h"
-#include "builder/user_data.h"
 
 using namespace CaRepositoryDsOdbcImport;
 using Bridge = ZELCaRepositoryDsOdbcImportBridge;
@@ -40,13 +39,9 @@ void Bridge::processObj_atNode(Obj_atNode* node) {
   schema->addModelObject(procedure.get());
   ZELStoredProcedure* linked = procedure.release();
 
-  if (ZELDesignPackage* designPackage = userDataOf(*this, schema)->designPackage) {
-    if (!designPackage->addStoredProcedure(linked)) {
-      designPackage->addLinkUniqueName(&ZELDesignPackage::addStoredProcedure, linked, '_');
-    }
-  }
+  registerInDesignPackage(schema, linked, &ZELDesignPackage::addStoredProcedure);
   node->modelObject = linked;
-  userDataOf(*this, linked)->sourceNode = procedureNode;
+  getObjectUserData(linked, userDataArena)->sourceNode = procedureNode;
 }
 
 void Bridge::processParmNode(ParmNode* node) {
@@ -67,5 +62,5 @@ void Bridge::processParmNode(ParmNode* node) {
   linked->setDescription(column->comment);
 
   addDerivedType(linked, column, dataType);
-  userDataOf(*this, linked)->sourceNode = node;
+  getObjectUserData(linked, userDataArena)->sourceNode = node;
 }
