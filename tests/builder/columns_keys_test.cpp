@@ -114,15 +114,7 @@ TEST(Columns, ColumnsOfWrongKindsEndTheImport) {
 // Table T with columns A, B, C (positions 1-3).
 PcdWriter tableWithThreeColumns() {
   PcdWriter pcd;
-  pcd.basicCatalog()
-      .table(10, "T")
-      .tableAt(11, 10, 4)
-      .relCol(20, 9, "A", 5)
-      .tblCol(21, 10, 20, "N", 1)
-      .relCol(22, 9, "B", 5)
-      .tblCol(23, 10, 22, "N", 2)
-      .relCol(24, 9, "C", 5)
-      .tblCol(25, 10, 24, "N", 3);
+  pcd.basicCatalog().placedTable(10, "T", {"A", "B", "C"});
   return pcd;
 }
 

@@ -98,10 +98,7 @@ int objectsWithUserData(ZELModel& model) {
 PcdWriter smallCatalog() {
   PcdWriter pcd;
   pcd.basicCatalog()
-      .table(10, "T")
-      .tableAt(11, 10, 4)
-      .relCol(20, 9, "A", 5)
-      .tblCol(21, 10, 20, "N", 1)
+      .placedTable(10, "T", {"A"})
       .key(30, "PK", "P")
       .keyCol(31, 30, 21, 1)
       .dbProc(40, "P")

@@ -108,6 +108,19 @@ class PcdWriter {
     return relation("PARM", id, procedure, column, {L(position)});
   }
 
+  // Table `id` placed (TABLE_AT id+1) in schema 4, with required VARCHAR
+  // columns in order: column i has REL_COL id+10+2i and TBL_COL id+11+2i.
+  PcdWriter& placedTable(long id, const std::string& name,
+                         const std::vector<std::string>& columns) {
+    table(id, name).tableAt(id + 1, id, 4);
+    for (size_t i = 0; i < columns.size(); ++i) {
+      const long column = id + 10 + 2 * static_cast<long>(i);
+      relCol(column, 9, columns[i], 5)
+          .tblCol(column + 1, id, column, "N", static_cast<long>(i) + 1);
+    }
+    return *this;
+  }
+
   // A system 1 "SYS" with database 2 "DB" (catalog DB) and, when
   // `withSchema`, schema 4 "S" in it; type 9 VARCHAR.
   PcdWriter& basicCatalog(bool withSchema = true) {
