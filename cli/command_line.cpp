@@ -2,9 +2,11 @@
 
 #include <cstring>
 
+#include "model_writer.h"
+
 namespace {
 
-enum class OptionId { kOutput, kFormat, kBridgeId, kPlugin, kQuiet, kVersion, kHelp };
+enum class OptionId { kOutput, kFormat, kCompact, kBridgeId, kPlugin, kQuiet, kVersion, kHelp };
 
 struct OptionDefinition {
   OptionId id;
@@ -15,6 +17,7 @@ struct OptionDefinition {
 
 const OptionDefinition kOptions[] = {
     {OptionId::kOutput, 'o', "output", true},    {OptionId::kFormat, 'f', "format", true},
+    {OptionId::kCompact, 0, "compact", false},
     {OptionId::kBridgeId, 0, "bridge-id", true}, {OptionId::kPlugin, 0, "plugin", true},
     {OptionId::kQuiet, 'q', "quiet", false},     {OptionId::kVersion, 0, "version", false},
     {OptionId::kHelp, 'h', "help", false},
@@ -43,13 +46,18 @@ std::string apply(const OptionDefinition& definition, const std::string& value,
       options.outputPath = value;
       break;
     case OptionId::kFormat:
-      if (value == "json") {
-        options.format = OutputFormat::kJson;
-      } else if (value == "summary") {
-        options.format = OutputFormat::kSummary;
-      } else {
-        return "unknown format '" + value + "'; use --format json or --format summary";
+      if (findOutputFormat(value) == nullptr) {
+        std::string names;
+        for (const OutputFormat& format : outputFormats()) {
+          names += names.empty() ? "" : ", ";
+          names += format.name;
+        }
+        return "unknown format '" + value + "'; use one of: " + names;
       }
+      options.format = value;
+      break;
+    case OptionId::kCompact:
+      options.compact = true;
       break;
     case OptionId::kBridgeId:
       options.bridgeId = value;
@@ -159,6 +167,7 @@ const char* usageText() {
          "  -o, --output FILE     write to FILE instead of standard output; FILE is\n"
          "                        replaced only when the import succeeds\n"
          "  -f, --format FORMAT   json (the model, default) or summary (one line of counts)\n"
+         "      --compact         JSON without indentation or line breaks\n"
          "      --bridge-id ID    bridge identifier handed to the plug-in\n"
          "                        (default CaRepositoryDsOdbcImport)\n"
          "      --plugin PATH     the plug-in library (default: $PCD_IMPORT_PLUGIN, else\n"

@@ -4,12 +4,11 @@
 
 #include <string>
 
-enum class OutputFormat { kJson, kSummary };
-
 struct CommandLine {
   std::string pcdFile;     // the one file argument, as given
   std::string outputPath;  // empty: standard output
-  OutputFormat format = OutputFormat::kJson;
+  std::string format = "json";  // a name from outputFormats()
+  bool compact = false;
   std::string bridgeId = "CaRepositoryDsOdbcImport";
   std::string pluginPath;  // empty: the default location
   bool quiet = false;

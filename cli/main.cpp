@@ -1,20 +1,19 @@
 // pcd-import: runs the bridge plug-in on one PCD file and writes the model it
-// builds, as JSON or as one line of counts.
+// builds in the format the user chose.
 #include <clocale>
 #include <cstdint>
 #include <cstdio>
 #include <exception>
 #include <filesystem>
+#include <memory>
 #include <string>
 #include <system_error>
 
 #include "command_line.h"
 #include "heap_setup.h"
 #include "import_run.h"
-#include "json_writer.h"
 #include "model/zel_model.h"
-#include "model_json.h"
-#include "model_summary.h"
+#include "model_writer.h"
 #include "output_target.h"
 #include "plugin_loader.h"
 #include "zel_bridge_specification.h"
@@ -58,13 +57,12 @@ int importAndWrite(ZELModelBridgeImportDllInterface& bridge, const CommandLine& 
   OutputTarget output;
   std::string error;
   if (!output.open(options.outputPath, error)) return fail(error);
-  if (options.format == OutputFormat::kJson) {
-    JsonWriter json(output.stream());
-    writeModelDocument(json, model, keptLog.events());
-    json.finish();  // a write error also shows in the stream, which commit checks
-  } else {
-    std::fprintf(output.stream(), "%s\n", formatSummary(countModel(model)).c_str());
-  }
+  WriterOptions writerOptions;
+  writerOptions.compact = options.compact;
+  const std::unique_ptr<ModelWriter> writer =
+      findOutputFormat(options.format)->make(writerOptions);
+  error = writer->write({model, keptLog.events(), options.pcdFile}, output.stream());
+  if (!error.empty()) return fail(error);  // the output target removes its file
   if (!output.commit(error)) return fail(error);
   return kExitSuccess;
 }

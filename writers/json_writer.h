@@ -1,5 +1,6 @@
 // JsonWriter: writes one JSON document to a stdio stream as it goes, without
-// building it in memory first, pretty-printed with two-space indentation.
+// building it in memory first: pretty-printed with two-space indentation
+// (capped at 32 levels), or compact, with no white space at all.
 //
 // Callers open and close objects and arrays and write keys and scalar
 // values; the writer places commas, line breaks and indentation. Strings are
@@ -16,7 +17,8 @@
 
 class JsonWriter {
  public:
-  explicit JsonWriter(std::FILE* out);
+  enum class Style { kPretty, kCompact };
+  explicit JsonWriter(std::FILE* out, Style style = Style::kPretty);
   JsonWriter(const JsonWriter&) = delete;
   JsonWriter& operator=(const JsonWriter&) = delete;
 
@@ -69,6 +71,7 @@ class JsonWriter {
   std::vector<char> buffer_;  // written to out_ in large blocks
   size_t used_ = 0;
   std::vector<Level> levels_;
+  bool compact_;
   bool afterKey_ = false;
   bool failed_ = false;
 };

@@ -372,3 +372,25 @@ void writeModelDocument(JsonWriter& json, const ZELModel& model,
   writeLog(json, logEvents);
   json.endObject();
 }
+
+namespace {
+
+class JsonModelWriter final : public ModelWriter {
+ public:
+  explicit JsonModelWriter(bool compact) : compact_(compact) {}
+  std::string write(const ModelSource& source, std::FILE* out) override {
+    JsonWriter json(out, compact_ ? JsonWriter::Style::kCompact : JsonWriter::Style::kPretty);
+    writeModelDocument(json, source.model, source.log);
+    json.finish();  // a write error also shows in the stream, which the caller checks
+    return "";
+  }
+
+ private:
+  bool compact_;
+};
+
+}  // namespace
+
+std::unique_ptr<ModelWriter> makeJsonModelWriter(const WriterOptions& options) {
+  return std::make_unique<JsonModelWriter>(options.compact);
+}

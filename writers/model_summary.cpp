@@ -68,3 +68,19 @@ std::string formatSummary(const ModelCounts& counts) {
   }
   return line;
 }
+
+namespace {
+
+class SummaryModelWriter final : public ModelWriter {
+ public:
+  std::string write(const ModelSource& source, std::FILE* out) override {
+    std::fprintf(out, "%s\n", formatSummary(countModel(source.model)).c_str());
+    return "";
+  }
+};
+
+}  // namespace
+
+std::unique_ptr<ModelWriter> makeSummaryModelWriter(const WriterOptions&) {
+  return std::make_unique<SummaryModelWriter>();
+}

@@ -1,24 +1,24 @@
 // The program's JSON writer, on its own: layout, escaping, UTF-8 repair and
 // streaming through its buffer.
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <string>
 
 #include <gtest/gtest.h>
 
-// The program's sources form no library; the writer is compiled in here.
-#include "../../cli/json_writer.cpp"
+#include "json_writer.h"
 
 namespace {
 
 // Runs `write` on a writer over a memory stream and returns the text.
 template <class Write>
-std::string render(Write write) {
+std::string render(Write write, JsonWriter::Style style = JsonWriter::Style::kPretty) {
   char* data = nullptr;
   size_t size = 0;
   std::FILE* stream = open_memstream(&data, &size);
   {
-    JsonWriter json(stream);
+    JsonWriter json(stream, style);
     write(json);
     EXPECT_TRUE(json.finish());
   }
@@ -38,8 +38,8 @@ const std::string kFffd = "\xEF\xBF\xBD";
 
 // What the sample document does not hold: empty containers, null, negative
 // and large integers, a key that needs escaping.
-TEST(JsonWriter, LaysOutNestedValuesWithTwoSpaceIndentation) {
-  const std::string text = render([](JsonWriter& json) {
+TEST(JsonWriter, LaysOutNestedValuesPrettyOrCompact) {
+  const auto write = [](JsonWriter& json) {
     json.beginObject();
     json.key("a\"b");
     json.beginArray();
@@ -53,10 +53,12 @@ TEST(JsonWriter, LaysOutNestedValuesWithTwoSpaceIndentation) {
     json.key("big");
     json.integer(9007199254740993LL);
     json.endObject();
-  });
-  EXPECT_EQ(text,
+  };
+  EXPECT_EQ(render(write),
             "{\n  \"a\\\"b\": [\n    -12,\n    null,\n    {},\n    []\n  ],\n"
             "  \"big\": 9007199254740993\n}\n");
+  EXPECT_EQ(render(write, JsonWriter::Style::kCompact),
+            "{\"a\\\"b\":[-12,null,{},[]],\"big\":9007199254740993}\n");
 }
 
 TEST(JsonWriter, EscapesWhatJsonRequiresAndNothingElse) {
@@ -117,8 +119,9 @@ TEST(JsonWriter, StreamsLargeDocumentsAndReportsWriteErrors) {
   std::fclose(full);
 }
 
-// The writer's buffer: indentation deeper than its prepared run of spaces,
-// a value larger than the whole buffer, and integers at their limits.
+// The writer's buffer: indentation capped at 32 levels (so output stays
+// linear in the nesting), a value larger than the whole buffer, and integers
+// at their limits.
 TEST(JsonWriter, DeepNestingHugeValuesAndExtremeIntegersKeepTheirLayout) {
   constexpr int kDepth = 40;
   const std::string huge(200000, 'h');
@@ -134,17 +137,18 @@ TEST(JsonWriter, DeepNestingHugeValuesAndExtremeIntegersKeepTheirLayout) {
     json.endArray();
     for (int level = 0; level < kDepth; ++level) json.endObject();
   });
+  const auto indent = [](int depth) { return std::string(std::min(2 * depth, 64), ' '); };
   std::string expected;
   for (int level = 0; level < kDepth; ++level) {
     expected += "{";
-    expected += "\n" + std::string(2 * (level + 1), ' ');
+    expected += "\n" + indent(level + 1);
     expected += level % 2 == 0 ? "\"k\": " : "\"tab\\tkey\": ";
   }
-  const std::string inner(2 * (kDepth + 1), ' ');
+  const std::string inner = indent(kDepth + 1);
   expected += "[\n" + inner + "\"" + huge + "\",\n" + inner + "-9223372036854775808,\n" + inner +
-              "0\n" + std::string(2 * kDepth, ' ') + "]";
+              "0\n" + indent(kDepth) + "]";
   for (int level = kDepth; level > 0; --level) {
-    expected += "\n" + std::string(2 * (level - 1), ' ') + "}";
+    expected += "\n" + indent(level - 1) + "}";
   }
   expected += "\n";
   EXPECT_EQ(text, expected);

@@ -110,7 +110,8 @@ void escape(std::string_view bytes, Append append) {
 
 }  // namespace
 
-JsonWriter::JsonWriter(std::FILE* out) : out_(out), buffer_(kFlushThreshold + 4096) {}
+JsonWriter::JsonWriter(std::FILE* out, Style style)
+    : out_(out), buffer_(kFlushThreshold + 4096), compact_(style == Style::kCompact) {}
 
 void JsonWriter::appendEscaped(std::string& out, std::string_view bytes) {
   escape(bytes, [&out](const char* piece, size_t count) { out.append(piece, count); });
@@ -127,20 +128,22 @@ void JsonWriter::makeRoom(size_t count) {
 }
 
 // A line break and the indentation of up to 32 levels, copied in one piece.
+// Deeper levels are indented as the 32nd, so that the document's size stays
+// linear in the model however deeply schemas nest.
 constexpr size_t kMaxIndent = 64;
 constexpr char kNewLineAndIndent[] =
     "\n                                                                ";
 static_assert(sizeof kNewLineAndIndent == kMaxIndent + 2, "a break and kMaxIndent spaces");
 
+namespace {
+size_t indentOf(size_t depth) {
+  return depth * 2 < kMaxIndent ? depth * 2 : kMaxIndent;
+}
+}  // namespace
+
 void JsonWriter::newLine(size_t depth) {
-  size_t spaces = depth * 2;
-  const size_t first = spaces < kMaxIndent ? spaces : kMaxIndent;
-  put(kNewLineAndIndent, 1 + first);
-  for (spaces -= first; spaces > 0;) {
-    const size_t piece = spaces < kMaxIndent ? spaces : kMaxIndent;
-    put(kNewLineAndIndent + 1, piece);
-    spaces -= piece;
-  }
+  if (compact_) return;
+  put(kNewLineAndIndent, 1 + indentOf(depth));
 }
 
 void JsonWriter::beforeValue() {
@@ -195,9 +198,9 @@ bool isPlain(std::string_view bytes) {
 void JsonWriter::key(std::string_view name) {
   Level& level = levels_.back();
   const bool comma = level.members++ > 0;
-  const size_t indent = levels_.size() * 2;
+  const size_t indent = indentOf(levels_.size());
   afterKey_ = true;
-  if (indent <= kMaxIndent && isPlain(name)) {
+  if (!compact_ && isPlain(name)) {
     // A key that needs no escaping (the program's own keys never do), with
     // its comma, line break and indentation, in one piece.
     const size_t total = (comma ? 1 : 0) + 1 + indent + 1 + name.size() + 3;
@@ -217,7 +220,11 @@ void JsonWriter::key(std::string_view name) {
   newLine(levels_.size());
   put('"');
   escape(name, [this](const char* piece, size_t count) { put(piece, count); });
-  put("\": ", 3);
+  if (compact_) {
+    put("\":", 2);
+  } else {
+    put("\": ", 3);
+  }
 }
 
 void JsonWriter::string(std::string_view bytes) {

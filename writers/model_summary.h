@@ -3,9 +3,11 @@
 #pragma once
 
 #include <cstdio>
+#include <memory>
 #include <string>
 
 #include "model/zel_model.h"
+#include "model_writer.h"
 
 struct ModelCounts {
   long catalogs = 0;
@@ -22,3 +24,6 @@ struct ModelCounts {
 ModelCounts countModel(const ZELModel& model);
 // "catalogs=2 schemas=4 tables=5 ..." without a line break.
 std::string formatSummary(const ModelCounts& counts);
+
+// The "summary" format: the counts on one line.
+std::unique_ptr<ModelWriter> makeSummaryModelWriter(const WriterOptions& options);
