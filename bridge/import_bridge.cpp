@@ -1,6 +1,7 @@
 // The bridge object: construction, the import run and its clean-up.
 #include "bridge/import_bridge.h"
 
+#include <cassert>
 #include <memory>
 
 #include "bridge/messages/tav_cards.h"
@@ -50,10 +51,12 @@ Bridge::~ZELCaRepositoryDsOdbcImportBridge() {
 }
 
 bool Bridge::run(ZELModel* targetModel, ZELOptionList* options, const ZELString& bridgeId) {
+  // The interface object always passes its model.
+  assert(targetModel != nullptr);
   model = targetModel;
-  if (model == nullptr) TAV_CARDS::CAREPOSITORY_I_INPUT_MODEL_PARAMETER_IS_NULL.throwException();
   // Without a file option the name stays empty and opening it fails with the
   // system's text.
+  ZELString fileName;  // local encoding
   if (options != nullptr) {
     const auto* option = static_cast<const ZELBridgeOption*>(
         options->options.findFirst(TAV_CARDS::BP_FILE.getKey(), nullptr));
@@ -62,7 +65,7 @@ bool Bridge::run(ZELModel* targetModel, ZELOptionList* options, const ZELString&
 
   try {
     getUndefinedBaseType();
-    processStream();
+    processStream(fileName);
     processNodes();
     TAV_CARDS::CAREPOSITORY_I_POST_PROCESSING.log(*log);
     if (!targetDatabaseDetected(*model)) {
@@ -89,4 +92,9 @@ bool Bridge::run(ZELModel* targetModel, ZELOptionList* options, const ZELString&
 
 void Bridge::cleanup(bool success) {
   deleteUnusedObjects(success);
+}
+
+bool Bridge::holdsNothing() const {
+  return idRegistry.count() == 0 && kindTable.count() == 0 && scannerIndexTable.count() == 0 &&
+         baseTypeTable.count() == 0 && nodeArena.isEmpty() && userDataArena.isEmpty();
 }

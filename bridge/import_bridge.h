@@ -5,7 +5,7 @@
 // The class is split over several files by concern:
 //   bridge/import_bridge.cpp        construction, run, clean-up
 //   pcd/line_primitives.cpp         cursor primitives and text lines
-//   pcd/stream_driver.cpp           processStream, loadParserHashTable
+//   pcd/stream_driver.cpp           processStream, processLine, loadParserHashTable
 //   pcd/record_scanners.cpp         the 28 record scanners and scanTable
 //   builder/node_resolution.cpp     processNodes, getAssertNode
 //   builder/object_user_data.cpp    user data on model objects, deleteUnusedObjects
@@ -14,12 +14,15 @@
 //   builder/procedures.cpp          the process operations by record kind
 #pragma once
 
-#include <fstream>
+#include <cstddef>
+#include <cstdint>
 #include <memory>
 
 #include "builder/derived_type_values.h"
 #include "model/zel_model.h"
+#include "pcd/chunk_arena.h"
 #include "pcd/node_tables.h"
+#include "pcd/recent_names.h"
 #include "pcd/record_nodes.h"
 #include "zel_log.h"
 #include "zel_object_name_hashtable.h"
@@ -30,7 +33,8 @@ class ZELCaRepositoryDsOdbcImportBridge {
  public:
   using Node = CaRepositoryDsOdbcImport::Node;
   // A record scanner: checks one whole "E" or "R" line and returns its new
-  // node, owned by the caller.
+  // node, placed in the bridge's node arena. The caller registers the node
+  // or destroys it.
   using Scanner = Node* (*)(ZELCaRepositoryDsOdbcImportBridge* bridge, const char* line);
 
   explicit ZELCaRepositoryDsOdbcImportBridge(ZELLog* log);
@@ -38,14 +42,27 @@ class ZELCaRepositoryDsOdbcImportBridge {
   ZELCaRepositoryDsOdbcImportBridge(const ZELCaRepositoryDsOdbcImportBridge&) = delete;
   ZELCaRepositoryDsOdbcImportBridge& operator=(const ZELCaRepositoryDsOdbcImportBridge&) = delete;
 
-  // Imports the file named by the BP_FILE option into `model`. Returns true;
-  // every failure leaves by an exception, after the bridge's own clean-up.
+  // Imports the file named by the BP_FILE option into `model` (never null).
+  // Returns true; every failure leaves by an exception, after the bridge's
+  // own clean-up.
   bool run(ZELModel* model, ZELOptionList* options, const ZELString& bridgeId);
   void cleanup(bool success);
+  // Whether the bridge holds no record node, table entry or user data, as
+  // after a run, successful or not.
+  bool holdsNothing() const;
 
-  // --- Line primitives: each takes a cursor into the current line and
-  // returns the cursor behind what it consumed. Violations throw the PCD
-  // error with the current line number.
+  // --- Reading.
+  // Reads the file `fileName` (local encoding) into record nodes.
+  void processStream(const ZELString& fileName);
+  // Handles line `number` of a file: a text line goes to `lastNode`, a
+  // record line to the scanner of its record name, whose node is registered
+  // by id; other lines are skipped. Returns the record that text lines now
+  // attach to.
+  Node* processLine(const char* line, long number, Node* lastNode);
+
+  // Line primitives: each takes a cursor into the current line and returns
+  // the cursor behind what it consumed. Violations throw the PCD error with
+  // the current line number.
   const char* assertObjectType(const char* line, const char* letter);
   const char* assertName(const char* cursor, const char* literal);
   const char* scanToken(const char* cursor, long* value);
@@ -55,9 +72,45 @@ class ZELCaRepositoryDsOdbcImportBridge {
   void scanText(Node* lastNode, const char* line);
   [[noreturn]] void throwPcdError() const;
 
-  // --- Stream driver.
+  // --- Building.
+  void processNodes();
+  // The node registered under `id`; throws the missing-object error.
+  Node* getAssertNode(long id);
+  // The node under `id` whose record name is `type`; throws the missing-object
+  // or bad-object-type error.
+  Node* getAssertNode(long id, ZELString type);
+
+  // The builder's record on a model object's general pointer.
+  class ObjectUserData {
+   public:
+    virtual ~ObjectUserData() = default;
+    Node* sourceNode = nullptr;                 // not owned
+    ZELDesignPackage* designPackage = nullptr;  // not owned; schemas only
+  };
+  // The user data of `object`, created (empty) on first request in the
+  // bridge's user-data arena.
+  ObjectUserData* getObjectUserData(ZELObject* object);
+  // Frees user data, kind vectors, nodes and the entries of all four tables.
+  void deleteUnusedObjects(bool success);
+
+  // Process operations, by record kind, in dispatch order.
+  void processDb_atNode(CaRepositoryDsOdbcImport::Db_atNode* node);
+  void processServinstNode(CaRepositoryDsOdbcImport::ServinstNode* node);
+  void processSchem_atNode(CaRepositoryDsOdbcImport::Schem_atNode* node);
+  void processTable_atNode(CaRepositoryDsOdbcImport::Table_atNode* node);
+  void processTbl_colNode(CaRepositoryDsOdbcImport::Tbl_colNode* node);
+  void processView_colNode(CaRepositoryDsOdbcImport::View_colNode* node);
+  void processKey_colNode(CaRepositoryDsOdbcImport::Key_colNode* node);
+  void processFk_tb_atNode(CaRepositoryDsOdbcImport::Fk_tb_atNode* node);
+  void processIndex_atNode(CaRepositoryDsOdbcImport::Index_atNode* node);
+  void processObj_atNode(CaRepositoryDsOdbcImport::Obj_atNode* node);
+  void processParmNode(CaRepositoryDsOdbcImport::ParmNode* node);
+
+ private:
+  // Fills the scanner index table (record name to scanner index).
   void loadParserHashTable();
-  void processStream();
+  // The scanner index of the `length` bytes at `name`; 0 for an unknown name.
+  intptr_t scannerIndexOf(const char* name, size_t length);
   // Scanners by index (see loadParserHashTable); entry 28 is null.
   static const Scanner scanTable[29];
   static Node* scanSCHEM_AT(ZELCaRepositoryDsOdbcImportBridge* bridge, const char* line);
@@ -89,42 +142,12 @@ class ZELCaRepositoryDsOdbcImportBridge {
   static Node* scanFK_TB_AT(ZELCaRepositoryDsOdbcImportBridge* bridge, const char* line);
   static Node* scanELEMENT(ZELCaRepositoryDsOdbcImportBridge* bridge, const char* line);
 
-  // --- Node resolution and processing order.
-  void processNodes();
-  // The node registered under `id`; throws the missing-object error.
-  Node* getAssertNode(long id);
-  // The node under `id` whose record name is `type`; throws the missing-object
-  // or bad-object-type error.
-  Node* getAssertNode(long id, ZELString type);
-
-  // --- The builder's record on a model object's general pointer.
-  class ObjectUserData {
-   public:
-    virtual ~ObjectUserData() = default;
-    Node* sourceNode = nullptr;                 // not owned
-    ZELDesignPackage* designPackage = nullptr;  // not owned; schemas only
-  };
   // Takes every ObjectUserData off the objects of a model.
   class ResetGeneralPointerOperation : public ZELTraversalOperation {
    public:
     bool pre_process(ZELObject* object, void*& argument) override;
     void post_process(ZELObject* object, void* argument) override;
   };
-  // Frees user data, kind vectors, nodes and the entries of all four tables.
-  void deleteUnusedObjects(bool success);
-
-  // --- Process operations, by record kind, in dispatch order.
-  void processDb_atNode(CaRepositoryDsOdbcImport::Db_atNode* node);
-  void processServinstNode(CaRepositoryDsOdbcImport::ServinstNode* node);
-  void processSchem_atNode(CaRepositoryDsOdbcImport::Schem_atNode* node);
-  void processTable_atNode(CaRepositoryDsOdbcImport::Table_atNode* node);
-  void processTbl_colNode(CaRepositoryDsOdbcImport::Tbl_colNode* node);
-  void processView_colNode(CaRepositoryDsOdbcImport::View_colNode* node);
-  void processKey_colNode(CaRepositoryDsOdbcImport::Key_colNode* node);
-  void processFk_tb_atNode(CaRepositoryDsOdbcImport::Fk_tb_atNode* node);
-  void processIndex_atNode(CaRepositoryDsOdbcImport::Index_atNode* node);
-  void processObj_atNode(CaRepositoryDsOdbcImport::Obj_atNode* node);
-  void processParmNode(CaRepositoryDsOdbcImport::ParmNode* node);
 
   // --- Data types.
   ZELString lookupDataType(ZELString nativeName);
@@ -165,18 +188,19 @@ class ZELCaRepositoryDsOdbcImportBridge {
   // node's modelObject.
   void removeKeyObject(CaRepositoryDsOdbcImport::KeyNode* keyNode);
 
-  // --- State of one import, in declaration order.
+  // --- State of one import. The file name and its stream live in run and
+  // processStream; what is kept here is what several stages share.
   ZELModel* model = nullptr;  // borrowed; set by run
   ZELLog* log;                // borrowed
-  ZELString fileName;         // local encoding
-  std::ifstream input;
-  long lineNumber = 0;                       // lines read so far, the first included
+  long lineNumber = 0;        // the line being read, for the PCD error
   ZELObjectNameHashtable baseTypeTable;      // base types by name; not owned
   ZELStringNodeHashtable scannerIndexTable;  // record name -> scanner index
   ZELLongNodeHashtable idRegistry;           // object id -> node; owns the nodes
   ZELStringNodeHashtable kindTable;          // record name -> ZELVector* of nodes; owns the vectors
-  // Memory of the nodes the reader makes: one allocation per chunk of nodes
-  // instead of one per node. The clean-up destroys the nodes, then frees it.
+  // Scanner indexes of the record names met last (see scannerIndexOf).
+  CaRepositoryDsOdbcImport::RecentNames recentNames;
+  // Memory of the record nodes: one allocation per chunk of nodes instead of
+  // one per node. The clean-up destroys the nodes, then frees it.
   CaRepositoryDsOdbcImport::ChunkArena nodeArena;
   // Name, data type and base type of derived types, by native type and length.
   CaRepositoryDsOdbcImport::DerivedTypeValueCache derivedTypeValues;
@@ -185,11 +209,6 @@ class ZELCaRepositoryDsOdbcImportBridge {
   CaRepositoryDsOdbcImport::ChunkArena userDataArena;
 };
 
-// The builder's user data of `object`, created (empty) in `arena` on first
-// request: one allocation per chunk of records instead of one per object.
-// Deleting a record runs its destructor and leaves the memory to the arena.
-ZELCaRepositoryDsOdbcImportBridge::ObjectUserData* getObjectUserData(
-    ZELObject* object, CaRepositoryDsOdbcImport::ChunkArena& arena);
 // Deletes the builder's user data of `object`, if any, and clears the
 // general pointer.
 void dropObjectUserData(ZELObject* object) noexcept;
@@ -197,7 +216,7 @@ void dropObjectUserData(ZELObject* object) noexcept;
 template <class Element>
 bool ZELCaRepositoryDsOdbcImportBridge::registerInDesignPackage(
     ZELDatabaseSchema* schema, Element* element, bool (ZELDesignPackage::*link)(Element*)) {
-  ZELDesignPackage* designPackage = getObjectUserData(schema, userDataArena)->designPackage;
+  ZELDesignPackage* designPackage = getObjectUserData(schema)->designPackage;
   if (designPackage == nullptr) return false;
   if (!(designPackage->*link)(element)) designPackage->addLinkUniqueName(link, element, '_');
   return true;

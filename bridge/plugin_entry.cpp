@@ -4,6 +4,7 @@
 #include <memory>
 #include <new>
 
+#include "bridge/file_option.h"
 #include "bridge/import_bridge.h"
 #include "bridge/messages/tav_cards.h"
 #include "model/zel_model.h"
@@ -14,9 +15,6 @@
 #include "zel_options.h"
 
 namespace {
-
-// File extensions offered for the PCD file option.
-const char* BRDproductFileExtension[] = {"pcd", nullptr};
 
 const char* const kBridgeVersion = "5.2.0 - Jun 12 2007 10:46:21";
 const char* const kMappingSpecification = "ZELCaRepositoryDsOdbcImport";
@@ -53,11 +51,7 @@ void ZELCaRepositoryDsOdbcImportDllInterface::getSpecification(
 
 void ZELCaRepositoryDsOdbcImportDllInterface::getOptionList(ZELOptionList& options) {
   options.removeAll();
-  // Held until the list has taken it, so that a failing add cannot leak it.
-  std::unique_ptr<ZELBridgeOption> fileOption(
-      TAV_CARDS::BP_FILE.generateOption(true, BRDproductFileExtension, "Default", true));
-  options.options.add(fileOption.get(), true, nullptr);
-  fileOption.release();
+  addFileOption(options);
 }
 
 bool ZELCaRepositoryDsOdbcImportDllInterface::run(const ZELString& bridgeId, ZELModel& model,

@@ -22,7 +22,7 @@ void Bridge::processDb_atNode(Db_atNode* node) {
   node->modelObject = linked;
   database->modelObject = linked;
   system->modelObject = linked;
-  getObjectUserData(linked, userDataArena)->sourceNode = database;
+  getObjectUserData(linked)->sourceNode = database;
 }
 
 void Bridge::processServinstNode(ServinstNode* node) {
@@ -54,7 +54,7 @@ void Bridge::processSchem_atNode(Schem_atNode* node) {
   linked->setName(schemaNode->name);
   node->modelObject = linked;
   schemaNode->modelObject = linked;
-  getObjectUserData(linked, userDataArena)->sourceNode = schemaNode;
+  getObjectUserData(linked)->sourceNode = schemaNode;
   addDesignPackage(linked, schemaNode->name, true);
 }
 
@@ -63,7 +63,7 @@ void Bridge::addDesignPackage(ZELDatabaseSchema* schema, const ZELString& name, 
   designPackage->setName(name);
   designPackage->setSchema(schemaFlag);
   model->addChildPackage(designPackage.get());
-  getObjectUserData(schema, userDataArena)->designPackage = designPackage.release();
+  getObjectUserData(schema)->designPackage = designPackage.release();
 }
 
 ZELDatabaseSchema* Bridge::schemaForLocation(ZELObject* location) {
@@ -122,5 +122,5 @@ void Bridge::processTable_atNode(Table_atNode* node) {
   registerInDesignPackage(schema, static_cast<ZELModelElement*>(linked),
                           &ZELDesignPackage::addModelElement);
   node->modelObject = linked;
-  getObjectUserData(linked, userDataArena)->sourceNode = tableNode;
+  getObjectUserData(linked)->sourceNode = tableNode;
 }

@@ -98,7 +98,7 @@ void Bridge::processTbl_colNode(Tbl_colNode* node) {
   attribute->setDescription(node->comment.isEmpty() ? column->comment : node->comment);
   if (!(node->nullable == kNotNullable)) attribute->setOptional(true);
   addDerivedType(attribute, column, dataType);
-  getObjectUserData(attribute, userDataArena)->sourceNode = node;
+  getObjectUserData(attribute)->sourceNode = node;
 }
 
 void Bridge::processView_colNode(View_colNode* node) {
@@ -110,5 +110,5 @@ void Bridge::processView_colNode(View_colNode* node) {
   auto* attribute = addColumn<ZELSQLViewAttribute>(node, view->modelObject, column, node->position);
   attribute->setDescription(column->comment);
   addDerivedType(attribute, column, dataType);
-  getObjectUserData(attribute, userDataArena)->sourceNode = node;
+  getObjectUserData(attribute)->sourceNode = node;
 }

@@ -56,7 +56,7 @@ ZELKey* makeKey(Bridge& bridge, KeyKind kind, KeyNode* keyNode, ZELClass* owner)
     candidate->uniqueKey = true;
   }
   keyNode->modelObject = linked;
-  getObjectUserData(linked, bridge.userDataArena)->sourceNode = keyNode;
+  bridge.getObjectUserData(linked)->sourceNode = keyNode;
   linked->addIndex(makePositionIndex(keyNode, owner));
   return linked;
 }
@@ -67,7 +67,7 @@ ZELIndex* makeIndexOnlyKey(Bridge& bridge, KeyNode* keyNode, ZELClass* owner) {
   index->addAssociatedClass(owner);
   ZELIndex* linked = index.release();
   keyNode->modelObject = linked;
-  getObjectUserData(linked, bridge.userDataArena)->sourceNode = keyNode;
+  bridge.getObjectUserData(linked)->sourceNode = keyNode;
   return linked;
 }
 

@@ -16,12 +16,13 @@ class ArenaUserData final : public Bridge::ObjectUserData {
 
 }  // namespace
 
-Bridge::ObjectUserData* getObjectUserData(ZELObject* object,
-                                          CaRepositoryDsOdbcImport::ChunkArena& arena) {
+// One allocation per chunk of records instead of one per object. Deleting a
+// record runs its destructor and leaves the memory to the arena.
+Bridge::ObjectUserData* Bridge::getObjectUserData(ZELObject* object) {
   if (void* pointer = object->getGeneralPointer()) {
     return static_cast<Bridge::ObjectUserData*>(pointer);
   }
-  Bridge::ObjectUserData* data = arena.create<ArenaUserData>();
+  Bridge::ObjectUserData* data = userDataArena.create<ArenaUserData>();
   object->setGeneralPointer(data);
   return data;
 }
@@ -74,16 +75,8 @@ void Bridge::deleteUnusedObjects(bool /*success*/) {
   // in the arena has been destroyed by now.
   userDataArena.release();
   takeEachValue(kindTable, [](void* value) { delete static_cast<ZELVector*>(value); });
-  // Nodes the reader placed in the node arena are destroyed in place; any
-  // other node was made on the heap.
-  takeEachValue(idRegistry, [this](void* value) {
-    auto* node = static_cast<Node*>(value);
-    if (nodeArena.owns(node)) {
-      node->~Node();
-    } else {
-      delete node;
-    }
-  });
+  // Every node lies in the node arena: destroyed in place, freed with it.
+  takeEachValue(idRegistry, [](void* value) { static_cast<Node*>(value)->~Node(); });
   nodeArena.release();
   derivedTypeValues.clear();
   scannerIndexTable.empty();

@@ -41,7 +41,7 @@ void Bridge::processObj_atNode(Obj_atNode* node) {
 
   registerInDesignPackage(schema, linked, &ZELDesignPackage::addStoredProcedure);
   node->modelObject = linked;
-  getObjectUserData(linked, userDataArena)->sourceNode = procedureNode;
+  getObjectUserData(linked)->sourceNode = procedureNode;
 }
 
 void Bridge::processParmNode(ParmNode* node) {
@@ -62,5 +62,5 @@ void Bridge::processParmNode(ParmNode* node) {
   linked->setDescription(column->comment);
 
   addDerivedType(linked, column, dataType);
-  getObjectUserData(linked, userDataArena)->sourceNode = node;
+  getObjectUserData(linked)->sourceNode = node;
 }

@@ -10,8 +10,8 @@
 #include <cstdlib>
 #include <string>
 
+#include "bridge/file_option.h"
 #include "bridge/import_bridge.h"
-#include "bridge/messages/tav_cards.h"
 #include "model/zel_model.h"
 #include "zel_exception.h"
 #include "zel_log.h"
@@ -50,10 +50,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   file.replace(data, size);
 
   ZELOptionList options;
-  const char* extensions[] = {"pcd", nullptr};
-  ZELBridgeOption* option = TAV_CARDS::BP_FILE.generateOption(true, extensions, "Default", true);
-  options.options.add(option, true, nullptr);
-  option->setValue(file.path.c_str());
+  addFileOption(options, file.path.c_str());
 
   ZELModel model;
   ZELMemoryLog log;

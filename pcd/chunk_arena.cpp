@@ -1,7 +1,5 @@
 #include "pcd/chunk_arena.h"
 
-#include <cstdint>
-
 namespace CaRepositoryDsOdbcImport {
 
 void ChunkArena::addChunk(size_t atLeast) {
@@ -19,30 +17,6 @@ void ChunkArena::addChunk(size_t atLeast) {
   if (nextChunkSize_ < largestChunk_) nextChunkSize_ *= 2;
 }
 
-bool ChunkArena::owns(const void* block) const noexcept {
-  const auto address = reinterpret_cast<uintptr_t>(block);
-  auto inside = [address](const Chunk* chunk) {
-    const auto start = reinterpret_cast<uintptr_t>(chunk->bytes());
-    return address >= start && address - start < chunk->used;
-  };
-  // Blocks are usually asked for in the order they were handed out: the
-  // chunk of the previous answer, or the one after it, holds the next.
-  if (lastFound_ != nullptr) {
-    if (inside(lastFound_)) return true;
-    if (lastFound_->next != nullptr && inside(lastFound_->next)) {
-      lastFound_ = lastFound_->next;
-      return true;
-    }
-  }
-  for (const Chunk* chunk = first_; chunk != nullptr; chunk = chunk->next) {
-    if (inside(chunk)) {
-      lastFound_ = chunk;
-      return true;
-    }
-  }
-  return false;
-}
-
 void ChunkArena::release() noexcept {
   while (first_ != nullptr) {
     Chunk* chunk = first_;
@@ -50,7 +24,6 @@ void ChunkArena::release() noexcept {
     ::operator delete(chunk);
   }
   current_ = nullptr;
-  lastFound_ = nullptr;
 }
 
 }  // namespace CaRepositoryDsOdbcImport

@@ -51,8 +51,6 @@ class ChunkArena {
       throw;
     }
   }
-  // Whether `block` lies in one of the arena's chunks.
-  bool owns(const void* block) const noexcept;
   // Whether nothing has been handed out since the arena was made or released.
   bool isEmpty() const noexcept { return first_ == nullptr; }
   // Calls visit(start, usedBytes) for every chunk, oldest first.
@@ -77,8 +75,7 @@ class ChunkArena {
   void addChunk(size_t atLeast);
 
   Chunk* first_ = nullptr;
-  Chunk* current_ = nullptr;                  // the newest chunk, where records are placed
-  mutable const Chunk* lastFound_ = nullptr;  // owns() is asked in placement order
+  Chunk* current_ = nullptr;  // the newest chunk, where records are placed
   size_t nextChunkSize_;
   size_t largestChunk_;
 };

@@ -89,6 +89,8 @@ class Rel_dtNode : public EntityNode {
 class Index_atNode : public RelationshipNode {
  public:
   Index_atNode() : RelationshipNode(RecordName::INDEX_AT) {}
+  // fromId: the KEY. attr1C and attr5C: "Y" sets the first and the third
+  // flag of an index-only key; the rest is not read.
   ZELString attr1C;
   ZELString attr2C;
   long attr3L = 0;
@@ -133,6 +135,8 @@ class Vw_cl_atNode : public RelationshipNode {
 class Table_atNode : public RelationshipNode {
  public:
   Table_atNode() : RelationshipNode(RecordName::TABLE_AT) {}
+  // fromId: the TABLE or VIEW; toId: its SCHEMA or DATABASE. attr1C is the
+  // label quoted when a table is placed twice.
   ZELString attr1C;
   ZELString attr2C;
 };
@@ -144,7 +148,7 @@ class Rel_colNode : public RelationshipNode {
   ZELString name;
   long attr2S = 0;
   long length = 0;
-  long attr4L = 0;
+  long attr4L = 0;  // the length used when `length` is 0
   long scale = 0;
   ZELString attr6C;
   ZELString attr7C;
@@ -185,6 +189,8 @@ class Tb_cl_atNode : public RelationshipNode {
 class Fgn_keyNode : public RelationshipNode {
  public:
   Fgn_keyNode() : RelationshipNode(RecordName::FGN_KEY) {}
+  // toId: the KEY of the foreign key. attr1C "Y" sets the third role code of
+  // the foreign-key side, attr2C "Y" the first two.
   ZELString attr1C;
   ZELString attr2C;
 };
@@ -228,9 +234,9 @@ class ServtypeNode : public EntityNode {
  public:
   ServtypeNode() : EntityNode(RecordName::SERVTYPE) {}
   ZELString attr1C;
-  ZELString attr2C;
-  ZELString attr3C;
-  long attr4S = 0;
+  ZELString attr2C;  // server type name, copied into the catalog
+  ZELString attr3C;  // server type text (its version)
+  long attr4S = 0;   // server type number
   long attr5S = 0;
   long attr6S = 0;
   long attr7S = 0;

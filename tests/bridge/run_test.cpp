@@ -5,8 +5,8 @@
 #include <string>
 #include <vector>
 
+#include "bridge/file_option.h"
 #include "bridge/import_bridge.h"
-#include "bridge/messages/tav_cards.h"
 #include "pcd/reader_harness.h"
 #include "support/pcd_fixture.h"
 
@@ -49,14 +49,10 @@ TEST(Run, TheBridgeKeepsNothingAfterAFailedRun) {
   }
   // The nodes read before the error are freed at once.
   PcdFile broken({"header", "E,TABLE,1,1,C1,X", "E,TABLE,2,1,C1,Y", "E,TABLE,3,9"});
-  const char* extensions[] = {"pcd", nullptr};
-  options.options.add(TAV_CARDS::BP_FILE.generateOption(true, extensions, "Default", true), true,
-                      nullptr);
-  options.options.option(0)->setValue(broken.path().c_str());
+  addFileOption(options, broken.path().c_str());
   ZELCaRepositoryDsOdbcImportBridge bridge(&log);
   EXPECT_EQ(errorOf([&] { bridge.run(&model, &options, "id"); }), pcdError(4));
-  EXPECT_EQ(bridge.idRegistry.count(), 0);
-  EXPECT_EQ(bridge.kindTable.count(), 0);
+  EXPECT_TRUE(bridge.holdsNothing());
 }
 
 }  // namespace

@@ -4,8 +4,8 @@
 
 #include <algorithm>
 
+#include "bridge/file_option.h"
 #include "bridge/import_bridge.h"
-#include "bridge/messages/tav_cards.h"
 #include "model_queries.h"
 #include "pcd_writer.h"
 
@@ -128,16 +128,10 @@ TEST(Failures, ASuccessfulImportLeavesNoUserDataAndTheBridgeNoNodes) {
   ZELModel model;
   ZELMemoryLog log;
   ZELOptionList options;
-  const char* extensions[] = {"pcd", nullptr};
-  ZELBridgeOption* option = TAV_CARDS::BP_FILE.generateOption(true, extensions, "Default", true);
-  option->setValue(file.path().c_str());
-  options.options.append(option);
+  addFileOption(options, file.path().c_str());
   ZELCaRepositoryDsOdbcImportBridge bridge(&log);
   ASSERT_TRUE(bridge.run(&model, &options, "CaRepositoryDsOdbcImport"));
-  EXPECT_EQ(bridge.idRegistry.count(), 0);
-  EXPECT_EQ(bridge.kindTable.count(), 0);
-  EXPECT_EQ(bridge.scannerIndexTable.count(), 0);
-  EXPECT_EQ(bridge.baseTypeTable.count(), 0);
+  EXPECT_TRUE(bridge.holdsNothing());
   EXPECT_EQ(objectsWithUserData(model), 0);
   // A second clean-up finds nothing to do.
   bridge.cleanup(true);

@@ -16,7 +16,10 @@ namespace {
 
 class LinePrimitives : public ::testing::Test {
  protected:
-  LinePrimitives() { bridge.lineNumber = 12; }
+  // Errors quote the number of the last line handed to the reader (an
+  // empty line: skipped, but counted).
+  LinePrimitives() { atLine(12); }
+  void atLine(long number) { bridge.processLine("", number, nullptr); }
   ReaderHarness harness;
   ZELCaRepositoryDsOdbcImportBridge& bridge = harness.bridge;
 };
@@ -83,13 +86,13 @@ TEST_F(LinePrimitives, TextLinesAttachToTheirRecord) {
   // Another record's id, no record, a missing field, a bad separator.
   TableNode table;
   table.id = 80;
-  bridge.lineNumber = 5;
+  atLine(5);
   EXPECT_EQ(errorOf([&] { bridge.scanText(&table, "T,1,81,1,DESCRIPTION,1,x"); }), pcdError(5));
   EXPECT_EQ(errorOf([&] { bridge.scanText(nullptr, "T,1,80,1,DESCRIPTION,1,x"); }), pcdError(5));
   EXPECT_EQ(errorOf([&] { bridge.scanText(&table, "T,1,80,1,DESCRIPTION"); }), pcdError(5));
   EXPECT_EQ(errorOf([&] { bridge.scanText(&table, "T;1,80,1,DESCRIPTION,1,x"); }), pcdError(5));
   EXPECT_TRUE(table.description.isEmpty());
-  bridge.lineNumber = INT32_MAX;
+  atLine(INT32_MAX);
   EXPECT_EQ(errorOf([&] { bridge.throwPcdError(); }), pcdError(INT32_MAX));
 }
 

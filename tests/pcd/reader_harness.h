@@ -1,5 +1,5 @@
-// A bridge object whose reader members the tests drive directly, and the
-// text of the PCD errors they throw. Shared by the reader's and the run's tests.
+// A bridge object whose reader the tests drive directly, and the text of the
+// PCD errors it throws. Shared by the reader's and the run's tests.
 #pragma once
 
 #include <string>
@@ -8,18 +8,6 @@
 #include "pcd/record_layouts.h"
 #include "zel_exception.h"
 #include "zel_log.h"
-
-struct ReaderHarness {
-  ZELMemoryLog log;
-  ZELCaRepositoryDsOdbcImportBridge bridge{&log};
-
-  // The node registered under `id`, as class T (null if absent or of another class).
-  template <class T>
-  T* node(long id) {
-    return dynamic_cast<T*>(
-        static_cast<CaRepositoryDsOdbcImport::Node*>(bridge.idRegistry.find(id)));
-  }
-};
 
 // The text of the ZELException that `action` throws, or "" when it throws none.
 template <class Action>
@@ -31,6 +19,23 @@ std::string errorOf(Action action) {
   }
   return "";
 }
+
+struct ReaderHarness {
+  ZELMemoryLog log;
+  ZELCaRepositoryDsOdbcImportBridge bridge{&log};
+
+  // The node registered under `id`, as class T; null if absent or of another class.
+  template <class T>
+  T* node(long id) {
+    CaRepositoryDsOdbcImport::Node* found = nullptr;
+    errorOf([&] { found = bridge.getAssertNode(id); });
+    return dynamic_cast<T*>(found);
+  }
+  // Reads `line` as line 7 of a file; returns the error text or "".
+  std::string read(const std::string& line) {
+    return errorOf([&] { bridge.processLine(line.c_str(), 7, nullptr); });
+  }
+};
 
 inline std::string pcdError(long line) {
   return "[TAV_CARDS_F0008] Error in input PCD file, line (" + std::to_string(line) + ")";

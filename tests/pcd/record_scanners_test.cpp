@@ -2,7 +2,6 @@
 #include <gtest/gtest.h>
 
 #include <cctype>
-#include <memory>
 #include <string>
 #include <type_traits>
 
@@ -10,45 +9,31 @@
 #include "reader_harness.h"
 
 namespace cr = CaRepositoryDsOdbcImport;
-using Bridge = ZELCaRepositoryDsOdbcImportBridge;
 using cr::layout::Shape;
 
 namespace {
 
-class RecordScanners : public ::testing::Test {
- protected:
-  RecordScanners() { harness.bridge.lineNumber = 7; }
-  std::unique_ptr<cr::Node> scan(Bridge::Scanner scanner, const std::string& line) {
-    return std::unique_ptr<cr::Node>(scanner(&harness.bridge, line.c_str()));
-  }
-  std::string errorOfLine(Bridge::Scanner scanner, const std::string& line) {
-    return errorOf([&] { scan(scanner, line); });
-  }
-
-  ReaderHarness harness;
-};
-
-// Each scanner reads a well-formed line of its record (text behind the last
-// attribute ignored) and rejects a wrong object type letter, a wrong count
-// and each attribute with a wrong type letter.
-TEST_F(RecordScanners, EveryScannerChecksItsWholeLayout) {
-  for (int i = 0; i < cr::layout::kRecordCount; ++i) {
-    const Shape& shape = cr::layout::kShapes[i];
-    const Bridge::Scanner scanner = Bridge::scanTable[i];
+// Each record line reaches the scanner of its record name, which reads a
+// well-formed line (text behind the last attribute ignored) and rejects a
+// wrong object type letter, a wrong count and each attribute with a wrong
+// type letter.
+TEST(RecordScanners, EveryScannerChecksItsWholeLayout) {
+  for (const Shape& shape : cr::layout::kShapes) {
     SCOPED_TRACE(shape.name);
-    ASSERT_NE(scanner, nullptr);
+    ReaderHarness harness;
     const std::string line = recordLine(shape);
-    const std::unique_ptr<cr::Node> node = scan(scanner, line + ",EXTRA,C9");
+    ASSERT_EQ(harness.read(line + ",EXTRA,C9"), "");
+    cr::Node* node = harness.node<cr::Node>(101);
+    ASSERT_NE(node, nullptr);
     EXPECT_STREQ(node->type.c_str(), shape.name);
-    EXPECT_EQ(node->id, 101);
-    auto* relationship = dynamic_cast<cr::RelationshipNode*>(node.get());
+    auto* relationship = dynamic_cast<cr::RelationshipNode*>(node);
     EXPECT_EQ(relationship != nullptr, shape.objectType == 'R');
     EXPECT_TRUE(relationship == nullptr || relationship->toId == 303);
 
     std::string wrongType = line;
     wrongType[0] = shape.objectType == 'E' ? 'R' : 'E';
-    EXPECT_EQ(errorOfLine(scanner, wrongType), pcdError(7));
-    EXPECT_EQ(errorOfLine(scanner, recordLine(shape, shape.letters, shape.attributeCount + 1)),
+    EXPECT_EQ(harness.read(wrongType), pcdError(7));
+    EXPECT_EQ(harness.read(recordLine(shape, shape.letters, shape.attributeCount + 1)),
               pcdError(7));
     // Type letters are exact: "S" and "L" carry the same kind of value but
     // are not interchangeable, and case counts.
@@ -57,8 +42,7 @@ TEST_F(RecordScanners, EveryScannerChecksItsWholeLayout) {
       for (char other : {letter == 'L' ? 'S' : 'L', static_cast<char>(std::tolower(letter))}) {
         std::string letters = shape.letters;
         letters[a] = other;
-        EXPECT_EQ(errorOfLine(scanner, recordLine(shape, letters, shape.attributeCount)),
-                  pcdError(7))
+        EXPECT_EQ(harness.read(recordLine(shape, letters, shape.attributeCount)), pcdError(7))
             << "attribute " << a + 1 << " as " << other;
       }
     }
@@ -83,7 +67,7 @@ void expectFieldsInDeclarationOrder() {
   (check(Rs), ...);
 }
 
-TEST_F(RecordScanners, FieldsAreFilledInLayoutOrder) {
+TEST(RecordScanners, FieldsAreFilledInLayoutOrder) {
   using namespace cr::layout;
   expectFieldsInDeclarationOrder<SCHEM_AT, REL_DT, INDEX_AT, SCHEMA, TBL_COL, SUPTS_DT, TABLE,
                                  VW_CL_AT, TABLE_AT, REL_COL, KEY_COL, PARM, DATABASE, VIEW_COL,
@@ -91,13 +75,14 @@ TEST_F(RecordScanners, FieldsAreFilledInLayoutOrder) {
                                  SERVTYPE, KEY, DB_AT, SERVINST, PRIM_KEY, FK_TB_AT, ELEMENT>();
 }
 
-TEST_F(RecordScanners, CountedStringsInRecords) {
+TEST(RecordScanners, CountedStringsInRecords) {
   // A string takes exactly its count of bytes, commas included; an empty or
   // negative count takes none, so the next attribute follows at once.
   for (const char* first : {"C11,Order, date,", "C0,", "C-3,"}) {
+    ReaderHarness harness;
     const std::string line = std::string("E,REL_SYS,10,2,") + first + "C2,AB";
-    const std::unique_ptr<cr::Node> node = scan(Bridge::scanREL_SYS, line);
-    auto* system = dynamic_cast<cr::Rel_sysNode*>(node.get());
+    ASSERT_EQ(harness.read(line), "");
+    auto* system = harness.node<cr::Rel_sysNode>(10);
     ASSERT_NE(system, nullptr);
     EXPECT_STREQ(system->name.c_str(), first[1] == '1' ? "Order, date" : "") << line;
     EXPECT_STREQ(system->attr2C.c_str(), "AB") << line;

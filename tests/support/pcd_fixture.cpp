@@ -8,8 +8,8 @@
 #include <fstream>
 #include <stdexcept>
 
+#include "bridge/file_option.h"
 #include "bridge/import_bridge.h"
-#include "bridge/messages/tav_cards.h"
 #include "zel_exception.h"
 #include "zel_options.h"
 
@@ -57,10 +57,7 @@ ImportResult importFile(const std::string& path) {
   ImportResult result;
   result.model = std::make_unique<ZELModel>();
   ZELOptionList options;
-  const char* extensions[] = {"pcd", nullptr};
-  ZELBridgeOption* option = TAV_CARDS::BP_FILE.generateOption(true, extensions, "Default", true);
-  options.options.add(option, true, nullptr);
-  option->setValue(path.c_str());
+  addFileOption(options, path.c_str());
 
   ZELMemoryLog log;
   try {
