@@ -1,9 +1,9 @@
-// The two worked examples of the format: a one-table file and a foreign key
-// between two tables, imported whole and checked object by object.
+// The worked example of the format, a one-table file, imported whole and
+// checked object by object.
 #include <gtest/gtest.h>
 
 #include "model_queries.h"
-#include "pcd_writer.h"
+#include "support/pcd_fixture.h"
 
 namespace {
 
@@ -67,90 +67,6 @@ TEST(ExampleFiles, OneTableFileBuildsTheWholeChain) {
   EXPECT_EQ(result.logTexts(), (std::vector<std::string>{"Importing the model...",
                                                          "Post processing the imported model..."}));
   ASSERT_EQ(model.metadataOrigins().count(), 1);
-}
-
-// ORDER_LINE.ORDER_ID refers to ORDERS.ID through FK_ORDER.
-PcdWriter orderLineFile(const std::string& flag1 = "N", const std::string& flag2 = "N") {
-  PcdWriter pcd;
-  pcd.basicCatalog()
-      .table(10, "ORDERS")
-      .tableAt(11, 10, 4)
-      .table(20, "ORDER_LINE")
-      .tableAt(21, 20, 4)
-      .relCol(30, 9, "ID", 10)
-      .tblCol(31, 10, 30, "N", 1)
-      .relCol(40, 9, "ORDER_ID", 10)
-      .tblCol(41, 20, 40, "N", 1)
-      .key(50, "PK_ORDERS", "P")
-      .keyCol(51, 50, 31, 1)
-      .key(60, "FK_ORDER", "F")
-      .keyCol(61, 60, 41, 1)
-      .fgnKey(70, 60, flag1, flag2)
-      .fkTbAt(71, 70, 11);
-  return pcd;
-}
-
-TEST(ExampleFiles, ForeignKeyBecomesAnAssociationWithOneColumnPair) {
-  ImportResult result = orderLineFile().import();
-  ASSERT_EQ(result.error, "");
-  ZELClass* orders = onlyClass(*result.model, "ORDERS");
-  ZELClass* lines = onlyClass(*result.model, "ORDER_LINE");
-  ASSERT_TRUE(orders && lines);
-
-  auto* primaryKey = orders->getPrimaryKey();
-  ASSERT_NE(primaryKey, nullptr);
-  EXPECT_STREQ(primaryKey->getName().c_str(), "PK_ORDERS");
-  auto* foreignKey = findByName<ZELForeignKey>(lines->keys(), "FK_ORDER");
-  ASSERT_NE(foreignKey, nullptr);
-  EXPECT_EQ(foreignKey->getCandidateKey(), primaryKey);
-
-  auto designPackages = designPackagesOf(*result.model);
-  ASSERT_EQ(designPackages.size(), 1u);
-  auto associations =
-      ofExactType<ZELAssociation>(designPackages[0]->elements(), ZEL_ET_ASSOCIATION);
-  ASSERT_EQ(associations.size(), 1u);
-  EXPECT_STREQ(associations[0]->getName().c_str(), "");
-  ASSERT_EQ(associations[0]->roles().count(), 2);
-  ZELAssociationRole* parent = associations[0]->roles().at(0);
-  ZELAssociationRole* child = associations[0]->roles().at(1);
-  EXPECT_TRUE(parent->parentSide);
-  EXPECT_EQ(parent->getAssociatedClass(), orders);
-  EXPECT_STREQ(parent->multiplicity.c_str(), "1");
-  EXPECT_EQ(parent->getForeignKey(), nullptr);
-  EXPECT_FALSE(child->parentSide);
-  EXPECT_EQ(child->getAssociatedClass(), lines);
-  EXPECT_STREQ(child->multiplicity.c_str(), "0..*");
-  EXPECT_EQ(child->getForeignKey(), foreignKey);
-  EXPECT_EQ(child->roleCode1, 1);
-  EXPECT_EQ(child->roleCode2, 1);
-  EXPECT_EQ(child->roleCode3, 1);
-
-  ASSERT_EQ(foreignKey->roleNameMaps().count(), 1);
-  ZELAssociationRoleNameMap* map = foreignKey->roleNameMaps().first();
-  EXPECT_EQ(map->getSourceAttribute(), columnOf(orders, "ID"));
-  EXPECT_EQ(map->getDestinationAttribute(), columnOf(lines, "ORDER_ID"));
-  EXPECT_EQ(map->getForeignKey(), foreignKey);
-}
-
-TEST(ExampleFiles, ForeignKeyFlagsSetTheChildRoleCodes) {
-  struct Case {
-    const char* flag1;
-    const char* flag2;
-    int code1, code2, code3;
-  } cases[] = {{"Y", "N", 1, 1, 3}, {"N", "Y", 3, 3, 1}, {"Y", "Y", 3, 3, 3}, {"y", "y", 1, 1, 1}};
-  for (const Case& c : cases) {
-    ImportResult result = orderLineFile(c.flag1, c.flag2).import();
-    ASSERT_EQ(result.error, "");
-    auto* lines = onlyClass(*result.model, "ORDER_LINE");
-    auto* foreignKey = findByName<ZELForeignKey>(lines->keys(), "FK_ORDER");
-    ASSERT_NE(foreignKey, nullptr);
-    auto association = ofExactType<ZELAssociation>(designPackagesOf(*result.model)[0]->elements(),
-                                                   ZEL_ET_ASSOCIATION);
-    ZELAssociationRole* child = association.at(0)->roles().at(1);
-    EXPECT_EQ(child->roleCode1, c.code1) << c.flag1 << c.flag2;
-    EXPECT_EQ(child->roleCode2, c.code2) << c.flag1 << c.flag2;
-    EXPECT_EQ(child->roleCode3, c.code3) << c.flag1 << c.flag2;
-  }
 }
 
 }  // namespace

@@ -1,51 +1,56 @@
-// Foreign keys: pairing columns by position, multiplicities, and the keys
-// that are reported and removed instead.
+// Foreign keys: the association and its roles, pairing columns by position,
+// and the keys that are reported and removed instead.
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cstdio>
+#include <cstdlib>
 
 #include "model_queries.h"
+#include "model_writer.h"
 #include "pcd_writer.h"
 
 namespace {
 
-// PARENT (P1, P2) with primary key PK over positions `parentPositions`;
-// CHILD (C1, C2, C3) with foreign key FK over C1.. at `childPositions`,
-// referring to PARENT's TABLE_AT 11.
-PcdWriter twoTables(std::vector<long> parentPositions, std::vector<long> childPositions,
-                    const std::string& childNullable = "N") {
-  PcdWriter pcd;
-  pcd.basicCatalog()
-      .table(10, "PARENT")
-      .tableAt(11, 10, 4)
-      .table(12, "CHILD")
-      .tableAt(13, 12, 4)
-      .relCol(20, 9, "P1", 5)
-      .tblCol(21, 10, 20, "N", 1)
-      .relCol(22, 9, "P2", 5)
-      .tblCol(23, 10, 22, "N", 2)
-      .relCol(24, 9, "C1", 5)
-      .tblCol(25, 12, 24, "N", 1)
-      .relCol(26, 9, "C2", 5)
-      .tblCol(27, 12, 26, childNullable, 2)
-      .relCol(28, 9, "C3", 5)
-      .tblCol(29, 12, 28, "N", 3)
-      .key(30, "PK", "P")
-      .key(40, "FK", "F");
-  const long parentColumns[] = {21, 23};
-  for (size_t i = 0; i < parentPositions.size(); ++i) {
-    pcd.keyCol(31 + static_cast<long>(i), 30, parentColumns[i], parentPositions[i]);
-  }
-  const long childColumns[] = {25, 27, 29};
-  for (size_t i = 0; i < childPositions.size(); ++i) {
-    pcd.keyCol(41 + static_cast<long>(i), 40, childColumns[i], childPositions[i]);
-  }
-  pcd.fgnKey(50, 40).fkTbAt(51, 50, 11);
-  return pcd;
-}
+using Pairs = std::vector<std::pair<std::string, std::string>>;
 
-std::vector<std::pair<std::string, std::string>> pairsOf(const ZELForeignKey* key) {
-  std::vector<std::pair<std::string, std::string>> pairs;
+// PARENT (P1, P2, ...) in schema S with primary key PK over its columns at
+// `parentPositions`; CHILD (C1, C2, ...) in schema `childSchema` with
+// foreign key FK over its columns at `childPositions`, referring to
+// PARENT's TABLE_AT 11 through FGN_KEY 50 with the flags given.
+struct TwoTables {
+  std::vector<long> parentPositions;
+  std::vector<long> childPositions;
+  std::string childNullable = "N";
+  std::string flag1 = "N", flag2 = "N";
+  long childSchema = 4;
+
+  PcdWriter write() const {
+    PcdWriter pcd;
+    pcd.basicCatalog().schema(6, "OTHER").schemAt(7, 6, 2);
+    pcd.table(10, "PARENT").tableAt(11, 10, 4).table(12, "CHILD").tableAt(13, 12, childSchema);
+    pcd.key(30, "PK", "P").key(40, "FK", "F");
+    // Column i of a table: REL_COL base+2i, TBL_COL base+2i+1; key columns
+    // follow their KEY record's id.
+    auto columns = [&](long table, long base, const std::string& prefix, long key,
+                       const std::vector<long>& positions, const std::string& nullable) {
+      for (size_t i = 0; i < positions.size(); ++i) {
+        const long column = base + 2 * static_cast<long>(i);
+        pcd.relCol(column, 9, prefix + std::to_string(i + 1), 5)
+            .tblCol(column + 1, table, column, i == 1 ? nullable : "N", static_cast<long>(i) + 1)
+            .keyCol(key * 10 + static_cast<long>(i), key, column + 1, positions[i]);
+      }
+    };
+    columns(10, 1000, "P", 30, parentPositions, "N");
+    columns(12, 2000, "C", 40, childPositions, childNullable);
+    pcd.fgnKey(50, 40, flag1, flag2).fkTbAt(51, 50, 11);
+    return pcd;
+  }
+  ImportResult import() const { return write().import(); }
+};
+
+Pairs pairsOf(const ZELForeignKey* key) {
+  Pairs pairs;
   for (ZELAssociationRoleNameMap* map : key->roleNameMaps()) {
     pairs.emplace_back(map->getSourceAttribute()->getName().c_str(),
                        map->getDestinationAttribute()->getName().c_str());
@@ -53,94 +58,187 @@ std::vector<std::pair<std::string, std::string>> pairsOf(const ZELForeignKey* ke
   return pairs;
 }
 
-ZELForeignKey* foreignKeyOf(const ImportResult& result) {
-  return findByName<ZELForeignKey>(onlyClass(*result.model, "CHILD")->keys(), "FK");
+ZELClass* tableOf(const ImportResult& result, const char* schema, const char* name) {
+  const ZELDatabaseSchema* found = schemaOf(*result.model, "DB", schema);
+  return found ? findByName<ZELClass>(found->modelObjects(), name) : nullptr;
 }
 
-std::vector<ZELAssociation*> associationsOf(const ImportResult& result) {
-  return ofExactType<ZELAssociation>(designPackagesOf(*result.model)[0]->elements(),
-                                     ZEL_ET_ASSOCIATION);
+ZELForeignKey* foreignKeyOf(const ImportResult& result, const char* schema = "S") {
+  ZELClass* child = tableOf(result, schema, "CHILD");
+  return child ? findByName<ZELForeignKey>(child->keys(), "FK") : nullptr;
 }
 
-TEST(ForeignKeys, ColumnsPairByPositionWhateverTheRecordOrder) {
-  ImportResult result = twoTables({1, 2}, {2, 1}).import();
+// The associations in the design package named `package`.
+std::vector<ZELAssociation*> associationsIn(const ImportResult& result,
+                                            const char* package = "S") {
+  auto* found = findByName<ZELDesignPackage>(designPackagesOf(*result.model), package);
+  return ofExactType<ZELAssociation>(found->elements(), ZEL_ET_ASSOCIATION);
+}
+
+std::string compactJson(const ImportResult& result) {
+  char* data = nullptr;
+  size_t size = 0;
+  std::FILE* stream = open_memstream(&data, &size);
+  WriterOptions options;
+  options.compact = true;
+  EXPECT_EQ(findOutputFormat("json")->make(options)->write({*result.model, result.log, "x"}, stream),
+            "");
+  std::fclose(stream);
+  std::string text(data, size);
+  std::free(data);
+  return text;
+}
+
+TEST(ForeignKeys, AssociationRolesMultiplicitiesAndCodes) {
+  const struct {
+    const char *flag1, *flag2, *nullable;
+    int code1, code2, code3;
+    const char* parentMultiplicity;
+  } cases[] = {{"N", "N", "N", 1, 1, 1, "1"},
+               {"Y", "N", "N", 1, 1, 3, "1"},
+               {"N", "Y", "Y", 3, 3, 1, "0..1"},
+               {"Y", "Y", "N", 3, 3, 3, "1"},
+               {"y", "y", "N", 1, 1, 1, "1"}};
+  for (const auto& c : cases) {
+    SCOPED_TRACE(std::string(c.flag1) + c.flag2 + c.nullable);
+    TwoTables tables{{1, 2}, {1, 2}, c.nullable, c.flag1, c.flag2};
+    ImportResult result = tables.import();
+    ASSERT_EQ(result.error, "");
+    ZELClass* parent = tableOf(result, "S", "PARENT");
+    ZELForeignKey* foreignKey = foreignKeyOf(result);
+    ASSERT_NE(foreignKey, nullptr);
+    EXPECT_EQ(foreignKey->getCandidateKey(), parent->getPrimaryKey());
+
+    auto associations = associationsIn(result);
+    ASSERT_EQ(associations.size(), 1u);
+    EXPECT_STREQ(associations[0]->getName().c_str(), "");
+    ASSERT_EQ(associations[0]->roles().count(), 2);
+    ZELAssociationRole* parentRole = associations[0]->roles().at(0);
+    ZELAssociationRole* childRole = associations[0]->roles().at(1);
+    EXPECT_TRUE(parentRole->parentSide);
+    EXPECT_EQ(parentRole->getAssociatedClass(), parent);
+    EXPECT_STREQ(parentRole->multiplicity.c_str(), c.parentMultiplicity);
+    EXPECT_EQ(parentRole->getForeignKey(), nullptr);
+    EXPECT_FALSE(childRole->parentSide);
+    EXPECT_EQ(childRole->getAssociatedClass(), foreignKey->getAssociatedClass());
+    EXPECT_STREQ(childRole->multiplicity.c_str(), "0..*");
+    EXPECT_EQ(childRole->getForeignKey(), foreignKey);
+    EXPECT_EQ(childRole->roleCode1, c.code1);
+    EXPECT_EQ(childRole->roleCode2, c.code2);
+    EXPECT_EQ(childRole->roleCode3, c.code3);
+  }
+}
+
+TEST(ForeignKeys, ColumnsPairWithTheFirstPrimaryKeyColumnOfTheirPosition) {
+  const struct {
+    std::vector<long> parent, child;
+    Pairs pairs;
+  } cases[] = {
+      {{1, 2}, {2, 1}, {{"P2", "C1"}, {"P1", "C2"}}},  // whatever the record order
+      {{3, 4}, {1, 2}, {}},                            // no equal positions: no pairs
+      {{1, 1}, {1, 2}, {{"P1", "C1"}}},                // two at one position: the first
+  };
+  for (const auto& c : cases) {
+    ImportResult result = TwoTables{c.parent, c.child}.import();
+    ASSERT_EQ(result.error, "");
+    EXPECT_EQ(pairsOf(foreignKeyOf(result)), c.pairs);
+    EXPECT_EQ(associationsIn(result).at(0)->roles().count(), 2);
+  }
+  // The JSON names the primary-key column as the source and the foreign-key
+  // column as the destination.
+  ImportResult result = TwoTables{{1, 2}, {1, 2}}.import();
+  EXPECT_NE(compactJson(result).find(R"("columnMaps":[{"source":"P1","destination":"C1"},)"
+                                     R"({"source":"P2","destination":"C2"}])"),
+            std::string::npos);
+}
+
+TEST(ForeignKeys, WidePrimaryKeysPairTheSameWay) {
+  // 17 primary-key columns at positions 1, 1, 2, ... 16; 17 foreign-key
+  // columns at 17, 16, ... 1.
+  TwoTables tables;
+  for (long i = 0; i < 17; ++i) {
+    tables.parentPositions.push_back(std::max(i, 1L));
+    tables.childPositions.push_back(17 - i);
+  }
+  ImportResult result = tables.import();
   ASSERT_EQ(result.error, "");
-  using Pairs = std::vector<std::pair<std::string, std::string>>;
-  EXPECT_EQ(pairsOf(foreignKeyOf(result)), (Pairs{{"P2", "C1"}, {"P1", "C2"}}));
-
-  ImportResult disjoint = twoTables({3, 4}, {1, 2}).import();
-  ASSERT_EQ(disjoint.error, "");
-  EXPECT_TRUE(foreignKeyOf(disjoint)->roleNameMaps().isEmpty());
-  ASSERT_EQ(associationsOf(disjoint).size(), 1u);
-  EXPECT_EQ(associationsOf(disjoint)[0]->roles().count(), 2);
+  Pairs expected;
+  for (long i = 2; i <= 17; ++i) {  // C1 is at 17: no match
+    const long position = 17 - (i - 1);
+    expected.emplace_back("P" + std::to_string(position == 1 ? 1 : position + 1),
+                          "C" + std::to_string(i));
+  }
+  EXPECT_EQ(pairsOf(foreignKeyOf(result)), expected);
 }
 
-TEST(ForeignKeys, AnOptionalColumnMakesTheParentSideOptional) {
-  ImportResult required = twoTables({1, 2}, {1, 2}).import();
-  ImportResult optional = twoTables({1, 2}, {1, 2}, "Y").import();
-  ASSERT_EQ(required.error + optional.error, "");
-  EXPECT_STREQ(associationsOf(required)[0]->roles().at(0)->multiplicity.c_str(), "1");
-  EXPECT_STREQ(associationsOf(optional)[0]->roles().at(0)->multiplicity.c_str(), "0..1");
-}
-
-TEST(ForeignKeys, CountMismatchRemovesTheForeignKeyWithAWarning) {
-  ImportResult result = twoTables({1, 2}, {1, 2, 3}).import();
+TEST(ForeignKeys, TheAssociationGoesToTheReferencedTablesSchema) {
+  TwoTables tables{{1}, {1}};
+  tables.childSchema = 6;
+  ImportResult result = tables.import();
   ASSERT_EQ(result.error, "");
-  EXPECT_EQ(foreignKeyOf(result), nullptr);
-  EXPECT_TRUE(associationsOf(result).empty());
-  auto texts = result.logTexts();
-  EXPECT_NE(std::find(texts.begin(), texts.end(),
+  EXPECT_NE(foreignKeyOf(result, "OTHER")->getCandidateKey(), nullptr);
+  EXPECT_EQ(associationsIn(result, "S").size(), 1u);
+  EXPECT_TRUE(associationsIn(result, "OTHER").empty());
+}
+
+TEST(ForeignKeys, EachRecordForAForeignKeyBuildsItsOwnAssociation) {
+  PcdWriter pcd = TwoTables{{1, 2}, {1, 2}}.write();
+  pcd.fgnKey(60, 40).fkTbAt(61, 60, 11);
+  ImportResult result = pcd.import();
+  ASSERT_EQ(result.error, "");
+  auto associations = associationsIn(result);
+  ASSERT_EQ(associations.size(), 2u);
+  EXPECT_EQ(associations[1]->roles().at(1)->getForeignKey(), foreignKeyOf(result));
+  EXPECT_EQ(pairsOf(foreignKeyOf(result)),
+            (Pairs{{"P1", "C1"}, {"P2", "C2"}, {"P1", "C1"}, {"P2", "C2"}}));
+}
+
+TEST(ForeignKeys, MismatchesAndOtherKeysAreRemovedWithAWarning) {
+  auto hasLine = [](const ImportResult& result, const std::string& text) {
+    auto texts = result.logTexts();
+    return std::find(texts.begin(), texts.end(), text) != texts.end();
+  };
+  ImportResult mismatch = TwoTables{{1, 2}, {1, 2, 3}}.import();
+  ASSERT_EQ(mismatch.error, "");
+  EXPECT_EQ(foreignKeyOf(mismatch), nullptr);
+  EXPECT_TRUE(associationsIn(mismatch).empty());
+  EXPECT_TRUE(hasLine(mismatch,
                       "Foreign key (FK) number of attributes does not match primary key; "
-                      "omitting Foreign Key"),
-            texts.end());
+                      "omitting Foreign Key"));
   // Its position index stays with the class.
-  EXPECT_NE(findByName<ZELIndex>(onlyClass(*result.model, "CHILD")->indexes(), "FK_POSITION"),
+  EXPECT_NE(findByName<ZELIndex>(tableOf(mismatch, "S", "CHILD")->indexes(), "FK_POSITION"),
             nullptr);
-}
 
-TEST(ForeignKeys, KeysThatAreNotForeignKeysAreRemoved) {
-  PcdWriter pcd = twoTables({1}, {1});
-  pcd.fgnKey(60, 30).fkTbAt(61, 60, 13);  // a FGN_KEY leading to the primary key
-  ImportResult result = pcd.import();
-  ASSERT_EQ(result.error, "");
-  ZELClass* parent = onlyClass(*result.model, "PARENT");
-  EXPECT_EQ(parent->getPrimaryKey(), nullptr);
-  EXPECT_TRUE(parent->keys().isEmpty());
-  // The foreign key completed earlier now refers to nothing.
-  EXPECT_EQ(foreignKeyOf(result)->getCandidateKey(), nullptr);
-  auto texts = result.logTexts();
-  EXPECT_NE(std::find(texts.begin(), texts.end(), "Unexpected type for key (PK); skipping"),
-            texts.end());
-}
+  // A FGN_KEY leading to the primary key removes it; the foreign key
+  // completed before now refers to nothing.
+  PcdWriter toPrimary = TwoTables{{1}, {1}}.write();
+  toPrimary.fgnKey(60, 30).fkTbAt(61, 60, 13);
+  ImportResult primary = toPrimary.import();
+  ASSERT_EQ(primary.error, "");
+  EXPECT_TRUE(tableOf(primary, "S", "PARENT")->keys().isEmpty());
+  EXPECT_EQ(foreignKeyOf(primary)->getCandidateKey(), nullptr);
+  EXPECT_TRUE(hasLine(primary, "Unexpected type for key (PK); skipping"));
 
-TEST(ForeignKeys, ReferencesWithoutAPrimaryKeyOrWithoutATableAreHandled) {
-  // A view has no primary key: reported like a count mismatch.
-  PcdWriter toView = twoTables({1}, {1});
+  // A view has no primary key: reported like a count mismatch. A second
+  // placement carries no object: skipped quietly.
+  PcdWriter toView = TwoTables{{1}, {1}}.write();
   toView.view(70, "V").tableAt(71, 70, 4).fgnKey(72, 40).fkTbAt(73, 72, 71);
-  ImportResult viewResult = toView.import();
-  ASSERT_EQ(viewResult.error, "");
-  EXPECT_EQ(foreignKeyOf(viewResult), nullptr);
-  EXPECT_EQ(associationsOf(viewResult).size(), 1u);  // made by FK_TB_AT 51 before
-
-  // A second placement carries no object: the record is skipped quietly.
-  PcdWriter toSecond = twoTables({1}, {1});
+  ImportResult view = toView.import();
+  EXPECT_EQ(foreignKeyOf(view), nullptr);
+  EXPECT_EQ(associationsIn(view).size(), 1u);  // made by FK_TB_AT 51 before
+  PcdWriter toSecond = TwoTables{{1}, {1}}.write();
   toSecond.tableAt(80, 10, 4).fgnKey(81, 40).fkTbAt(82, 81, 80);
-  ImportResult secondResult = toSecond.import();
-  ASSERT_EQ(secondResult.error, "");
-  EXPECT_NE(foreignKeyOf(secondResult), nullptr);
-  EXPECT_EQ(associationsOf(secondResult).size(), 1u);
-}
+  ImportResult second = toSecond.import();
+  EXPECT_NE(foreignKeyOf(second), nullptr);
+  EXPECT_EQ(associationsIn(second).size(), 1u);
 
-TEST(ForeignKeys, AnIndexRecordRemovesACompletedForeignKeyCleanly) {
-  PcdWriter pcd = twoTables({1}, {1});
-  pcd.indexAt(90, 40, "Y", "Y");
-  ImportResult result = pcd.import();
-  ASSERT_EQ(result.error, "");
-  EXPECT_EQ(foreignKeyOf(result), nullptr);
-  // The association stays, its child role holds no key any more.
-  auto associations = associationsOf(result);
-  ASSERT_EQ(associations.size(), 1u);
-  EXPECT_EQ(associations[0]->roles().at(1)->getForeignKey(), nullptr);
+  // An index record removes a completed foreign key; its association stays.
+  PcdWriter indexed = TwoTables{{1}, {1}}.write();
+  indexed.indexAt(90, 40, "Y", "Y");
+  ImportResult index = indexed.import();
+  EXPECT_EQ(foreignKeyOf(index), nullptr);
+  ASSERT_EQ(associationsIn(index).size(), 1u);
+  EXPECT_EQ(associationsIn(index)[0]->roles().at(1)->getForeignKey(), nullptr);
 }
 
 }  // namespace
