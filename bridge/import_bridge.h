@@ -190,9 +190,9 @@ class ZELCaRepositoryDsOdbcImportBridge {
 
   // --- State of one import. The file name and its stream live in run and
   // processStream; what is kept here is what several stages share.
-  ZELModel* model = nullptr;  // borrowed; set by run
-  ZELLog* log;                // borrowed
-  long lineNumber = 0;        // the line being read, for the PCD error
+  ZELModel* model = nullptr;                 // borrowed; set by run
+  ZELLog* log;                               // borrowed
+  long lineNumber = 0;                       // the line being read, for the PCD error
   ZELObjectNameHashtable baseTypeTable;      // base types by name; not owned
   ZELStringNodeHashtable scannerIndexTable;  // record name -> scanner index
   ZELLongNodeHashtable idRegistry;           // object id -> node; owns the nodes

@@ -4,8 +4,8 @@
 // builder reads them and records on each the model object made for it.
 #pragma once
 
-#include "model/zel_object.h"
 #include <utility>
+#include "model/zel_object.h"
 
 #include "zel_string.h"
 
@@ -21,9 +21,9 @@ class Node {
   // Accepts one text line addressed to this record; most records ignore text.
   virtual void setText(ZELString /*name*/, ZELString /*value*/) {}
 
-  long id = 0;                        // object id, key of the id registry
-  ZELString type;                     // record name, e.g. "TBL_COL"
-  ZELObject* modelObject = nullptr;   // borrowed: the model object built for it
+  long id = 0;                       // object id, key of the id registry
+  ZELString type;                    // record name, e.g. "TBL_COL"
+  ZELObject* modelObject = nullptr;  // borrowed: the model object built for it
 };
 
 class EntityNode : public Node {

@@ -69,8 +69,7 @@ ZELForeignKey* foreignKeyOf(const ImportResult& result, const char* schema = "S"
 }
 
 // The associations in the design package named `package`.
-std::vector<ZELAssociation*> associationsIn(const ImportResult& result,
-                                            const char* package = "S") {
+std::vector<ZELAssociation*> associationsIn(const ImportResult& result, const char* package = "S") {
   auto* found = findByName<ZELDesignPackage>(designPackagesOf(*result.model), package);
   return ofExactType<ZELAssociation>(found->elements(), ZEL_ET_ASSOCIATION);
 }
@@ -81,8 +80,8 @@ std::string compactJson(const ImportResult& result) {
   std::FILE* stream = open_memstream(&data, &size);
   WriterOptions options;
   options.compact = true;
-  EXPECT_EQ(findOutputFormat("json")->make(options)->write({*result.model, result.log, "x"}, stream),
-            "");
+  EXPECT_EQ(
+      findOutputFormat("json")->make(options)->write({*result.model, result.log, "x"}, stream), "");
   std::fclose(stream);
   std::string text(data, size);
   std::free(data);

@@ -2,7 +2,6 @@
 // or finished build leaves behind.
 #include <gtest/gtest.h>
 
-
 #include "bridge/file_option.h"
 #include "bridge/import_bridge.h"
 #include "model_queries.h"
