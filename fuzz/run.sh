@@ -31,7 +31,7 @@ fi
 build=build/fuzz
 targets=${FUZZ_TARGETS:-"import_fuzzer line_fuzzer"}
 CXX=clang++ cmake -S . -B "$build" -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo \
-  -DPCD_BUILD_FUZZ=ON -DPCD_BUILD_TESTS=OFF >/dev/null
+  -DPCD_BUILD_FUZZ=ON -DPCD_BUILD_TESTS=OFF -DPCD_WERROR=ON >/dev/null
 # shellcheck disable=SC2086
 cmake --build "$build" -j "$(nproc)" --target $targets
 

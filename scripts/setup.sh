@@ -7,6 +7,8 @@ have() { dpkg-query -W -f='${Status}' "$1" 2>/dev/null | grep -q 'install ok ins
 for pkg in g++ cmake ninja-build libgtest-dev libbenchmark-dev clang libclang-rt-14-dev; do
   have "$pkg" || need+=("$pkg")
 done
+# The format check, and pkg-config for the install test's consumer.
+for pkg in clang-format-14 pkg-config; do have "$pkg" || need+=("$pkg"); done
 if [ ${#need[@]} -gt 0 ]; then
   echo "setup: installing ${need[*]}" >&2
   SUDO=""; [ "$(id -u)" -ne 0 ] && SUDO="sudo"

@@ -15,10 +15,11 @@ run_build() {  # folder, extra cmake arguments...
 }
 
 echo "== normal build" >&2
-run_build build/release -DCMAKE_BUILD_TYPE=RelWithDebInfo
+run_build build/release -DCMAKE_BUILD_TYPE=RelWithDebInfo -DPCD_WERROR=ON
 echo "== sanitizer build (address, undefined behaviour)" >&2
 ASAN_OPTIONS=detect_leaks=1 UBSAN_OPTIONS=print_stacktrace=1 \
-  run_build build/asan -DCMAKE_BUILD_TYPE=Debug -DPCD_SANITIZE=ON
+  run_build build/asan -DCMAKE_BUILD_TYPE=Debug -DPCD_SANITIZE=ON -DPCD_WERROR=ON
+echo "== format" >&2; scripts/check_format.sh
 if [ -x fuzz/run.sh ]; then
   echo "== fuzz (short runs)" >&2
   fuzz/run.sh --short
