@@ -39,8 +39,8 @@ TEST(Program, WritesTheSampleModelAsExpected) {
   const ProgramResult summary = runSample({"--format=summary", "-q"});
   EXPECT_EQ(summary.exitCode, 0);
   EXPECT_EQ(summary.out,
-            "catalogs=2 schemas=4 tables=5 views=1 columns=18 keys=9 indexes=10 procedures=1 "
-            "types=12\n");
+            "catalogs=2 schemas=4 tables=5 views=1 columns=18 keys=9 indexes=10 keyIndexes=9 "
+            "otherIndexes=1 procedures=1 types=12\n");
 }
 
 TEST(Program, OutputFileIsReplacedOnlyBySuccessfulImports) {
