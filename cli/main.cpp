@@ -64,11 +64,8 @@ std::string secondsText(double seconds) {
   return text;
 }
 
-int importAndWrite(ZELModelBridgeImportDllInterface& bridge, const CommandLine& options) {
-  const int minimumLevel = options.quiet ? ZEL_SEVERITY_WARNING : ZEL_SEVERITY_STATUS;
-  ProgramLog log(stderr, options.logFormat == "json" ? LogFormat::kJson : LogFormat::kText,
-                 minimumLevel, options.verbose);
-
+int importAndWrite(ZELModelBridgeImportDllInterface& bridge, const CommandLine& options,
+                   ProgramLog& log) {
   InputFile input;
   std::string error;
   if (!input.identify(options.pcdFile, error)) return programFailure(log, error);
@@ -152,11 +149,16 @@ int runProgram(int argc, const char* const* argv) {
     return std::fflush(stdout) == 0 ? kExitSuccess : fail("cannot write to standard output");
   }
 
+  const int minimumLevel = options.quiet ? ZEL_SEVERITY_WARNING : ZEL_SEVERITY_STATUS;
+  ProgramLog log(stderr, options.logFormat == "json" ? LogFormat::kJson : LogFormat::kText,
+                 minimumLevel, options.verbose);
   BridgePlugin plugin;
   std::string error;
-  if (!plugin.load(choosePluginPath(options.pluginPath), error)) return fail(error);
+  if (!plugin.load(choosePluginPath(options.pluginPath), error)) {
+    return programFailure(log, error);
+  }
   if (options.showVersion) return printVersion(plugin.bridge(), options.bridgeId);
-  return importAndWrite(plugin.bridge(), options);
+  return importAndWrite(plugin.bridge(), options, log);
 }
 
 }  // namespace

@@ -69,7 +69,8 @@ run_tests() {  # stage name, build folder
   read -r passed failed skipped names < <(count_cases "$log")
   total_passed=$((total_passed + passed))
   total_failed=$((total_failed + failed))
-  outcome[$stage]="$passed passed, $failed failed${skipped:+, $skipped skipped}"
+  outcome[$stage]="$passed passed, $failed failed"
+  [ "$skipped" -gt 0 ] && outcome[$stage]+=", $skipped skipped"
   if [ "$status" -ne 0 ] || [ "$failed" -gt 0 ]; then
     [ "$names" != "-" ] && outcome[$stage]+=" (failing: $names)"
     # The failing tests' own output.
