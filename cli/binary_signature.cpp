@@ -14,11 +14,15 @@ struct Signature {
 const Signature kSignatures[] = {
     {"\x1f\x8b", 2, "a gzip-compressed file"},
     {"BZh", 3, "a bzip2-compressed file"},
-    {"\xfd" "7zXZ\0", 6, "an xz-compressed file"},
+    {"\xfd"
+     "7zXZ\0",
+     6, "an xz-compressed file"},
     {"\x28\xb5\x2f\xfd", 4, "a zstd-compressed file"},
     {"PK\x03\x04", 4, "a zip archive"},
     {"7z\xbc\xaf\x27\x1c", 6, "a 7-zip archive"},
-    {"\x7f" "ELF", 4, "an executable (ELF) file"},
+    {"\x7f"
+     "ELF",
+     4, "an executable (ELF) file"},
     {"%PDF-", 5, "a PDF document"},
     {"\xd0\xcf\x11\xe0\xa1\xb1\x1a\xe1", 8, "an Office (OLE) document"},
 };

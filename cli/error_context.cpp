@@ -89,7 +89,8 @@ void explainObjectReference(long id, bool missing, const InputFile& input,
     const RecordIds ids = readRecordIds(line.c_str());
     if (!ids.isRecord) return true;
     std::string note;
-    if (!missing && ids.id == id) note = "object " + std::to_string(id) + " is a " + ids.name + " record, ";
+    if (!missing && ids.id == id)
+      note = "object " + std::to_string(id) + " is a " + ids.name + " record, ";
     if (ids.objectType == 'R' && ids.fromId == id) {
       note = ids.name + " record " + std::to_string(ids.id) + " names object " +
              std::to_string(id) + " as its from id, ";

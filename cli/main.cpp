@@ -118,8 +118,7 @@ int importAndWrite(ZELModelBridgeImportDllInterface& bridge, const CommandLine& 
   log.beginPhase("Writing " + options.format);
   WriterOptions writerOptions;
   writerOptions.compact = options.compact;
-  const std::unique_ptr<ModelWriter> writer =
-      findOutputFormat(options.format)->make(writerOptions);
+  const std::unique_ptr<ModelWriter> writer = findOutputFormat(options.format)->make(writerOptions);
   const std::string shownSource = input.isStandardInput() ? "-" : options.pcdFile;
   error = writer->write({model, keptLog.events(), shownSource}, output.stream());
   if (!error.empty()) return programFailure(log, error);  // the output target removes its file

@@ -40,8 +40,7 @@ void ProgramLog::beginPhase(const std::string& name) {
 
 void ProgramLog::endPhase() {
   if (phase_.empty()) return;
-  phases_.emplace_back(phase_,
-                       std::chrono::duration<double>(Clock::now() - phaseStart_).count());
+  phases_.emplace_back(phase_, std::chrono::duration<double>(Clock::now() - phaseStart_).count());
   phase_.clear();
 }
 

@@ -17,10 +17,10 @@ enum class LogFormat { kText, kJson };
 // Facts about a failure that the text alone does not carry; empty fields
 // are left out.
 struct FailureContext {
-  std::string file;         // the input as the user named it
-  long line = 0;            // 0: no line
-  std::string lineStart;    // the start of that line
-  std::string explanation;  // what is wrong in it
+  std::string file;                // the input as the user named it
+  long line = 0;                   // 0: no line
+  std::string lineStart;           // the start of that line
+  std::string explanation;         // what is wrong in it
   std::vector<std::string> notes;  // further lines: related records and the like
 };
 

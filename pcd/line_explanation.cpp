@@ -112,8 +112,8 @@ std::string explainRecord(Bridge& bridge, const char* line) {
   const layout::Shape* shape = findShape(name);
   if (shape == nullptr) return "unknown record name " + found(nameStart);
   if (shape->objectType != line[0]) {
-    return name + " is an '" + std::string(1, shape->objectType) + "' record, but the line starts with '" +
-           letter + "'";
+    return name + " is an '" + std::string(1, shape->objectType) +
+           "' record, but the line starts with '" + letter + "'";
   }
   const char* cursor = comma + 1;
   IntegerFields fields{bridge, ""};

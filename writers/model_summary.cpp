@@ -64,12 +64,17 @@ std::string formatSummary(const ModelCounts& counts) {
   const struct {
     const char* name;
     long value;
-  } fields[] = {
-      {"catalogs", counts.catalogs}, {"schemas", counts.schemas},       {"tables", counts.tables},
-      {"views", counts.views},       {"columns", counts.columns},       {"keys", counts.keys},
-      {"indexes", counts.indexes},   {"keyIndexes", counts.keyIndexes},
-      {"otherIndexes", counts.indexes - counts.keyIndexes},
-      {"procedures", counts.procedures}, {"types", counts.types}};
+  } fields[] = {{"catalogs", counts.catalogs},
+                {"schemas", counts.schemas},
+                {"tables", counts.tables},
+                {"views", counts.views},
+                {"columns", counts.columns},
+                {"keys", counts.keys},
+                {"indexes", counts.indexes},
+                {"keyIndexes", counts.keyIndexes},
+                {"otherIndexes", counts.indexes - counts.keyIndexes},
+                {"procedures", counts.procedures},
+                {"types", counts.types}};
   std::string line;
   for (const auto& field : fields) {
     if (!line.empty()) line += ' ';

@@ -14,9 +14,9 @@ struct ModelCounts {
   long schemas = 0;  // nested schemas included
   long tables = 0;
   long views = 0;
-  long columns = 0;  // of tables and views
-  long keys = 0;     // candidate and foreign keys
-  long indexes = 0;  // position indexes included
+  long columns = 0;     // of tables and views
+  long keys = 0;        // candidate and foreign keys
+  long indexes = 0;     // position indexes included
   long keyIndexes = 0;  // the keys' position indexes among them
   long procedures = 0;
   long types = 0;  // base and derived

@@ -45,8 +45,9 @@ TEST(Diagnostics, FailuresCarryTheirContext) {
             "pcd-import: 'x.pcd.gz' is a gzip-compressed file, not a PCD text file; decompress "
             "it first, e.g. zcat 'x.pcd.gz' | pcd-import -\n");
   result = runIn(folder, {"nul.pcd"});
-  EXPECT_EQ(result.err,
-            "pcd-import: 'nul.pcd' is a binary file (NUL byte at offset 12), not a PCD text file\n");
+  EXPECT_EQ(
+      result.err,
+      "pcd-import: 'nul.pcd' is a binary file (NUL byte at offset 12), not a PCD text file\n");
 }
 
 TEST(Diagnostics, EmptyImportWarnsAndFailOnWarningHasItsOwnStatus) {
@@ -60,14 +61,13 @@ TEST(Diagnostics, EmptyImportWarnsAndFailOnWarningHasItsOwnStatus) {
 
   // The sample warns once: with --fail-on-warning nothing is written.
   writeFile(folder.file("model.json"), "previous\n");
-  result = runProgram({{"-q", "--fail-on-warning", "-o", folder.file("model.json"),
-                        "examples/sample.pcd"},
-                       kSourceDir,
-                       {}});
+  result = runProgram(
+      {{"-q", "--fail-on-warning", "-o", folder.file("model.json"), "examples/sample.pcd"},
+       kSourceDir,
+       {}});
   EXPECT_EQ(result.exitCode, 3);
   EXPECT_EQ(result.out, "");
-  EXPECT_NE(result.err.find("1 warning and --fail-on-warning: nothing written"),
-            std::string::npos)
+  EXPECT_NE(result.err.find("1 warning and --fail-on-warning: nothing written"), std::string::npos)
       << result.err;
   EXPECT_EQ(readFile(folder.file("model.json")), "previous\n");
   EXPECT_EQ(folder.entries(), (std::vector<std::string>{"empty.pcd", "model.json"}));

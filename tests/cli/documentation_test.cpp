@@ -19,8 +19,8 @@ TEST(Documentation, ManPageAndCompletionListEveryOption) {
 
   const std::regex longOption(R"(  (?:-[A-Za-z], )?(--[a-z-]+))");
   int options = 0;
-  for (std::sregex_iterator match(help.out.begin(), help.out.end(), longOption), end;
-       match != end; ++match) {
+  for (std::sregex_iterator match(help.out.begin(), help.out.end(), longOption), end; match != end;
+       ++match) {
     const std::string option = (*match)[1];
     ++options;
     EXPECT_NE(manPage.find(option), std::string::npos) << option << " missing in the man page";

@@ -70,8 +70,10 @@ TEST(OutputSafety, RefusesToWriteOverTheInput) {
   // The same name, a symbolic link to it, a hard link, and standard input
   // redirected from it: each is the input file.
   for (const std::vector<std::string>& arguments :
-       {std::vector<std::string>{"-o", "x.pcd", "x.pcd"}, {"-o", "./link.json", input},
-        {"--output=hard.json", "x.pcd"}, {"-o", input, "-"}}) {
+       {std::vector<std::string>{"-o", "x.pcd", "x.pcd"},
+        {"-o", "./link.json", input},
+        {"--output=hard.json", "x.pcd"},
+        {"-o", input, "-"}}) {
     const ProgramResult result = runProgram({arguments, folder.path(), {}}, input);
     EXPECT_EQ(result.exitCode, 2) << result.err;
     EXPECT_NE(result.err.find("is the input file"), std::string::npos) << result.err;

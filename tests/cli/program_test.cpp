@@ -73,8 +73,8 @@ TEST(Program, OutputFileIsReplacedOnlyBySuccessfulImports) {
     EXPECT_EQ(result.err,
               "STATUS TAV_CARDS_S0004 Importing the model...\n"
               "[TAV_CARDS_F0008] Error in input PCD file, line (3)\n" +
-                  broken + ":3: attribute count of TABLE: expected 1, found '2'\n" +
-                  broken + ":3: | E,TABLE,2,2,C4,SHOP\n");
+                  broken + ":3: attribute count of TABLE: expected 1, found '2'\n" + broken +
+                  ":3: | E,TABLE,2,2,C4,SHOP\n");
   }
   EXPECT_EQ(readFile(output), expected);
   EXPECT_EQ(folder.entries(), (std::vector<std::string>{"broken.pcd", "model.json"}));
