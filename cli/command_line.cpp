@@ -6,7 +6,19 @@
 
 namespace {
 
-enum class OptionId { kOutput, kFormat, kCompact, kBridgeId, kPlugin, kQuiet, kVersion, kHelp };
+enum class OptionId {
+  kOutput,
+  kFormat,
+  kCompact,
+  kBridgeId,
+  kPlugin,
+  kQuiet,
+  kVerbose,
+  kLogFormat,
+  kFailOnWarning,
+  kVersion,
+  kHelp
+};
 
 struct OptionDefinition {
   OptionId id;
@@ -19,7 +31,10 @@ const OptionDefinition kOptions[] = {
     {OptionId::kOutput, 'o', "output", true},    {OptionId::kFormat, 'f', "format", true},
     {OptionId::kCompact, 0, "compact", false},
     {OptionId::kBridgeId, 0, "bridge-id", true}, {OptionId::kPlugin, 0, "plugin", true},
-    {OptionId::kQuiet, 'q', "quiet", false},     {OptionId::kVersion, 0, "version", false},
+    {OptionId::kQuiet, 'q', "quiet", false},     {OptionId::kVerbose, 'v', "verbose", false},
+    {OptionId::kLogFormat, 0, "log-format", true},
+    {OptionId::kFailOnWarning, 0, "fail-on-warning", false},
+    {OptionId::kVersion, 'V', "version", false},
     {OptionId::kHelp, 'h', "help", false},
 };
 
@@ -68,6 +83,20 @@ std::string apply(const OptionDefinition& definition, const std::string& value,
       break;
     case OptionId::kQuiet:
       options.quiet = true;
+      options.verbose = false;  // the last of -q and -v wins
+      break;
+    case OptionId::kVerbose:
+      options.verbose = true;
+      options.quiet = false;
+      break;
+    case OptionId::kLogFormat:
+      if (value != "text" && value != "json") {
+        return "unknown log format '" + value + "'; use text or json";
+      }
+      options.logFormat = value;
+      break;
+    case OptionId::kFailOnWarning:
+      options.failOnWarning = true;
       break;
     case OptionId::kVersion:
       options.showVersion = true;
@@ -123,15 +152,26 @@ ParsedCommandLine parseCommandLine(int argc, const char* const* argv) {
         hasValue = true;
       }
     } else {
-      shown = std::string("-") + argument[1];
-      definition = findShort(argument[1]);
-      if (argument[2] != '\0') {
-        if (definition && !definition->takesValue) {
-          result.usageError = "option " + shown + " takes no value; write it on its own";
-          break;
-        }
-        value = argument + 2;
+      // A group of short options: flags until one that takes a value, which
+      // takes the rest of the word (or, when none is left, the next argument).
+      const char* letter = argument + 1;
+      for (; letter[1] != '\0'; ++letter) {
+        const OptionDefinition* flag = findShort(*letter);
+        if (flag == nullptr || flag->takesValue) break;
+        result.usageError = apply(*flag, "", options);
+        if (!result.usageError.empty()) break;
+        if (options.showHelp || options.showVersion) return result;
+      }
+      if (!result.usageError.empty()) break;
+      shown = std::string("-") + *letter;
+      definition = findShort(*letter);
+      if (letter[1] != '\0') {
+        value = letter + 1;
         hasValue = true;
+      }
+      if (definition == nullptr) {
+        result.usageError = "unknown option '" + shown + "'";
+        break;
       }
     }
 
@@ -162,6 +202,7 @@ ParsedCommandLine parseCommandLine(int argc, const char* const* argv) {
 const char* usageText() {
   return "Usage: pcd-import [options] FILE.pcd\n"
          "Imports a PCD file through the bridge plug-in and writes the resulting model.\n"
+         "FILE.pcd '-' reads standard input; '-o -' writes standard output.\n"
          "\n"
          "Options:\n"
          "  -o, --output FILE     write to FILE instead of standard output; FILE is\n"
@@ -173,9 +214,16 @@ const char* usageText() {
          "      --plugin PATH     the plug-in library (default: $PCD_IMPORT_PLUGIN, else\n"
          "                        libZELCaRepositoryDsOdbcImport.so next to this program)\n"
          "  -q, --quiet           log only warnings and errors to standard error\n"
-         "      --version         print the bridge version and exit\n"
+         "  -v, --verbose         also log each phase's time, the files, and a closing\n"
+         "                        line with the model's counts and the total time\n"
+         "      --log-format FMT  text (default): one line per event; json: one JSON\n"
+         "                        object per event, for pipelines\n"
+         "      --fail-on-warning exit with status 3, writing nothing, when the import\n"
+         "                        logged a warning\n"
+         "  -V, --version         print this program's and the bridge's versions and exit\n"
          "  -h, --help            print this help and exit\n"
          "\n"
          "Exit status: 0 on success (warnings included), 1 when the import fails,\n"
-         "2 for a usage error.\n";
+         "2 for a usage error, 3 for warnings under --fail-on-warning; a run ended by\n"
+         "a signal leaves no temporary file.\n";
 }

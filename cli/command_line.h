@@ -12,6 +12,9 @@ struct CommandLine {
   std::string bridgeId = "CaRepositoryDsOdbcImport";
   std::string pluginPath;  // empty: the default location
   bool quiet = false;
+  bool verbose = false;
+  std::string logFormat = "text";  // "text" or "json"
+  bool failOnWarning = false;
   bool showHelp = false;
   bool showVersion = false;
 };
@@ -24,8 +27,11 @@ struct ParsedCommandLine {
 };
 
 // Reads argv[1..argc-1]. Options take their value as "--opt=value", "--opt
-// value" or, for short options, "-o value" and "-ovalue"; "--" ends the
-// options. --help and --version stop reading at once.
+// value" or, for short options, "-o value" and "-ovalue"; short options
+// combine ("-qf json", "-qfjson"), the first one that takes a value taking
+// the rest of the word or the next argument. "--" ends the options; "-"
+// alone is a file name (standard input). --help and --version stop reading
+// at once.
 ParsedCommandLine parseCommandLine(int argc, const char* const* argv);
 
 // The text printed by --help.

@@ -4,86 +4,160 @@
 #include <cstdint>
 #include <cstdio>
 #include <exception>
-#include <filesystem>
 #include <memory>
 #include <string>
-#include <system_error>
 
 #include "command_line.h"
+#include "error_context.h"
 #include "heap_setup.h"
 #include "import_run.h"
+#include "input_file.h"
 #include "model/zel_model.h"
+#include "model_summary.h"
 #include "model_writer.h"
 #include "output_target.h"
 #include "plugin_loader.h"
+#include "program_log.h"
+#include "program_messages.h"
+#include "temporary_files.h"
 #include "zel_bridge_specification.h"
 #include "zel_log.h"
+
+#ifndef PCD_IMPORT_VERSION
+#define PCD_IMPORT_VERSION "unknown"
+#endif
 
 namespace {
 
 constexpr int kExitSuccess = 0;
 constexpr int kExitFailure = 1;
 constexpr int kExitUsage = 2;
+constexpr int kExitWarnings = 3;  // --fail-on-warning and the import warned
 
+int usageFailure(const std::string& message) {
+  std::fprintf(stderr, "pcd-import: %s\nTry 'pcd-import --help'.\n", message.c_str());
+  return kExitUsage;
+}
+
+// A failure before the log exists (help, version): plain text.
 int fail(const std::string& message) {
   std::fprintf(stderr, "pcd-import: %s\n", message.c_str());
+  return kExitFailure;
+}
+
+int programFailure(ProgramLog& log, const std::string& message) {
+  log.programFailure(program_messages::kProgramFailure, message);
   return kExitFailure;
 }
 
 int printVersion(ZELModelBridgeImportDllInterface& bridge, const std::string& bridgeId) {
   ZELBridgeSpecification specification;
   bridge.getSpecification(ZELString(bridgeId.data(), bridgeId.size()), specification);
-  std::printf("pcd-import %s\n", specification.getBridgeVersion().c_str());
+  std::printf("pcd-import %s\nbridge %s %s\n", PCD_IMPORT_VERSION, bridgeId.c_str(),
+              specification.getBridgeVersion().c_str());
   return std::fflush(stdout) == 0 ? kExitSuccess : fail("cannot write to standard output");
 }
 
-int importAndWrite(ZELModelBridgeImportDllInterface& bridge, const CommandLine& options) {
-  std::error_code sizeUnknown;
-  const std::uintmax_t inputBytes = std::filesystem::file_size(options.pcdFile, sizeUnknown);
-  if (!sizeUnknown) prepareHeapForImport(inputBytes);
+std::string secondsText(double seconds) {
+  char text[32];
+  std::snprintf(text, sizeof text, "%.3f s", seconds);
+  return text;
+}
 
-  ZELModel model;
-  ZELMemoryLog keptLog;  // for the document's "log" array
-  ZELPrintLog printedLog(stderr, options.quiet ? ZEL_SEVERITY_WARNING : ZEL_SEVERITY_STATUS);
-  ZELTeeLog log(printedLog, keptLog);
-
-  const std::string failure = runImport(bridge, options.bridgeId, options.pcdFile, model, log);
-  if (!failure.empty()) {
-    std::fprintf(stderr, "%s\n", failure.c_str());
-    return kExitFailure;
+int importAndWrite(ZELModelBridgeImportDllInterface& bridge, const CommandLine& options,
+                   ProgramLog& log) {
+  InputFile input;
+  std::string error;
+  if (!input.identify(options.pcdFile, error)) return programFailure(log, error);
+  const bool toStandardOutput = options.outputPath.empty() || options.outputPath == "-";
+  if (!toStandardOutput && input.isSameFileAs(options.outputPath)) {
+    return usageFailure("the output '" + options.outputPath +
+                        "' is the input file; choose another output file");
+  }
+  // Opened before the import, so that an output that cannot be written is
+  // reported at once; nothing replaces the file unless the run succeeds.
+  OutputTarget output;
+  if (!output.open(options.outputPath, error)) return programFailure(log, error);
+  if (!input.prepare(error)) return programFailure(log, error);
+  if (log.verbose()) {
+    log.program(ZEL_SEVERITY_STATUS, program_messages::kFiles,
+                "Reading " + input.shownName() + " (" + std::to_string(input.size()) +
+                    " bytes), writing " + options.format + " to " +
+                    (toStandardOutput ? std::string("standard output") : options.outputPath));
   }
 
-  // Opened only now, so that a failed import leaves no file behind.
-  OutputTarget output;
-  std::string error;
-  if (!output.open(options.outputPath, error)) return fail(error);
+  if (input.size() > 0) prepareHeapForImport(input.size());
+  ZELModel model;
+  ZELMemoryLog keptLog;  // for the document's "log" array
+  ZELTeeLog importLog(log, keptLog);
+  const std::string failure = runImport(bridge, options.bridgeId, input.path(), model, importLog);
+  log.endPhase();
+  if (!failure.empty()) {
+    log.failure(failure, explainFailure(failure, input));
+    return kExitFailure;
+  }
+  // The origin names the input as the user did, not the copy read.
+  if (input.isStandardInput()) {
+    for (ZELMetadataOrigin* origin : model.metadataOrigins()) origin->sourceFile = "-";
+  }
+
+  const ModelCounts counts = countModel(model);
+  // Only a model without catalogs makes the file worth a second look.
+  if (counts.catalogs == 0 && counts.schemas == 0 && !hasAnyRecord(input)) {
+    log.program(ZEL_SEVERITY_WARNING, program_messages::kNoRecords,
+                "No record found in " + input.shownName() + "; the model is empty");
+  }
+  if (options.failOnWarning && log.warningCount() > 0) {
+    log.programFailure(program_messages::kWarningsFailRun,
+                       std::to_string(log.warningCount()) +
+                           (log.warningCount() == 1 ? " warning" : " warnings") +
+                           " and --fail-on-warning: nothing written");
+    return kExitWarnings;
+  }
+
+  log.beginPhase("Writing " + options.format);
   WriterOptions writerOptions;
   writerOptions.compact = options.compact;
-  const std::unique_ptr<ModelWriter> writer =
-      findOutputFormat(options.format)->make(writerOptions);
-  error = writer->write({model, keptLog.events(), options.pcdFile}, output.stream());
-  if (!error.empty()) return fail(error);  // the output target removes its file
-  if (!output.commit(error)) return fail(error);
+  const std::unique_ptr<ModelWriter> writer = findOutputFormat(options.format)->make(writerOptions);
+  const std::string shownSource = input.isStandardInput() ? "-" : options.pcdFile;
+  error = writer->write({model, keptLog.events(), shownSource}, output.stream());
+  if (!error.empty()) return programFailure(log, error);  // the output target removes its file
+  if (!output.commit(error)) return programFailure(log, error);
+  log.endPhase();
+
+  if (log.verbose()) {
+    for (const auto& [phase, seconds] : log.phases()) {
+      log.program(ZEL_SEVERITY_STATUS, program_messages::kPhaseTime,
+                  "Phase '" + phase + "' took " + secondsText(seconds));
+    }
+    const long warnings = log.warningCount();
+    log.program(ZEL_SEVERITY_STATUS, program_messages::kDone,
+                "Done: " + formatSummary(counts) + "; " + std::to_string(warnings) +
+                    (warnings == 1 ? " warning" : " warnings") + "; " +
+                    secondsText(log.secondsSinceStart()));
+  }
   return kExitSuccess;
 }
 
 int runProgram(int argc, const char* const* argv) {
   const ParsedCommandLine parsed = parseCommandLine(argc, argv);
-  if (!parsed.usageError.empty()) {
-    std::fprintf(stderr, "pcd-import: %s\nTry 'pcd-import --help'.\n", parsed.usageError.c_str());
-    return kExitUsage;
-  }
+  if (!parsed.usageError.empty()) return usageFailure(parsed.usageError);
   const CommandLine& options = parsed.options;
   if (options.showHelp) {
     std::fputs(usageText(), stdout);
     return std::fflush(stdout) == 0 ? kExitSuccess : fail("cannot write to standard output");
   }
 
+  const int minimumLevel = options.quiet ? ZEL_SEVERITY_WARNING : ZEL_SEVERITY_STATUS;
+  ProgramLog log(stderr, options.logFormat == "json" ? LogFormat::kJson : LogFormat::kText,
+                 minimumLevel, options.verbose);
   BridgePlugin plugin;
   std::string error;
-  if (!plugin.load(choosePluginPath(options.pluginPath), error)) return fail(error);
+  if (!plugin.load(choosePluginPath(options.pluginPath), error)) {
+    return programFailure(log, error);
+  }
   if (options.showVersion) return printVersion(plugin.bridge(), options.bridgeId);
-  return importAndWrite(plugin.bridge(), options);
+  return importAndWrite(plugin.bridge(), options, log);
 }
 
 }  // namespace
@@ -91,6 +165,7 @@ int runProgram(int argc, const char* const* argv) {
 int main(int argc, char** argv) {
   // File names are converted from UTF-8 to the user's encoding.
   std::setlocale(LC_CTYPE, "");
+  removeTemporaryFilesOnSignals();
   try {
     return runProgram(argc, argv);
   } catch (const std::exception& failure) {

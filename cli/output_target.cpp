@@ -8,6 +8,8 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "temporary_files.h"
+
 namespace {
 
 std::string systemError(const std::string& what, const std::string& path) {
@@ -39,12 +41,14 @@ void OutputTarget::discard() {
   ownsStream_ = false;
   if (!temporaryPath_.empty()) {
     unlink(temporaryPath_.c_str());
+    forgetTemporaryFile(signalSlot_);
+    signalSlot_ = -1;
     temporaryPath_.clear();
   }
 }
 
 bool OutputTarget::open(const std::string& path, std::string& error) {
-  if (path.empty()) {
+  if (path.empty() || path == "-") {
     stream_ = stdout;
     return true;
   }
@@ -65,10 +69,11 @@ bool OutputTarget::open(const std::string& path, std::string& error) {
   std::string pattern = finalPath_ + ".tmp-XXXXXX";
   const int descriptor = mkstemp(pattern.data());
   if (descriptor < 0) {
-    error = systemError("cannot create a temporary file next to", path);
+    error = systemError("cannot create the output file", path);
     return false;
   }
   temporaryPath_ = pattern;
+  signalSlot_ = rememberTemporaryFile(temporaryPath_);
   // mkstemp makes the file private; give it the mode a new file would get
   // (or the mode of the file it replaces).
   mode_t mode;
@@ -114,6 +119,10 @@ bool OutputTarget::commit(std::string& error) {
       discard();
       return false;
     }
+    // Forgotten only after the rename: a signal in between finds nothing
+    // to remove under the temporary name.
+    forgetTemporaryFile(signalSlot_);
+    signalSlot_ = -1;
     temporaryPath_.clear();
   }
   return true;

@@ -13,10 +13,13 @@ class OutputTarget {
   // Removes a temporary file that was never committed.
   ~OutputTarget();
 
-  // An empty path means standard output. A regular file (or a name that does
+  // An empty path or "-" means standard output. A regular file (or a name that does
   // not exist yet) is written through a temporary file in the same folder,
   // renamed over it by commit(); anything else (a device, a pipe) is written
-  // directly. False with `error` set when it cannot be opened.
+  // directly. False with `error` set when it cannot be opened. Opened before
+  // the import, so that a folder that cannot take the file is reported at
+  // once; the temporary file is removed on every path that does not commit,
+  // signals included.
   bool open(const std::string& path, std::string& error);
   std::FILE* stream() const { return stream_; }
   // Flushes and closes the stream and puts a temporary file in place. False
@@ -30,4 +33,5 @@ class OutputTarget {
   bool ownsStream_ = false;
   std::string finalPath_;
   std::string temporaryPath_;  // empty unless writing through a temporary file
+  int signalSlot_ = -1;        // temporaryPath_'s slot in the signal clean-up
 };

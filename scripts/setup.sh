@@ -1,17 +1,77 @@
 #!/usr/bin/env bash
-# Installs what a fresh Debian machine needs to build and test the project.
-# Safe to run again: it only installs packages that are missing.
+# Installs the Debian packages the project needs, only when something is
+# missing (so a machine that has everything needs neither root nor apt).
+#
+#   scripts/setup.sh --for run    building and running pcd-import
+#   scripts/setup.sh --for test   the same, plus what only the tests need
+#                                 (the default)
+#
+# Each package is listed with what shows that it is there: a command on the
+# PATH, or a file (a glob) it installs. Installing needs root or sudo.
 set -euo pipefail
-need=()
-have() { dpkg-query -W -f='${Status}' "$1" 2>/dev/null | grep -q 'install ok installed'; }
-for pkg in g++ cmake ninja-build libgtest-dev libbenchmark-dev clang libclang-rt-14-dev; do
-  have "$pkg" || need+=("$pkg")
+cd "$(dirname "$0")/.."
+
+purpose=test
+case "${1:-}" in
+  --for) purpose=${2:?"--for needs run or test"} ;;
+  --for=*) purpose=${1#--for=} ;;
+  "") ;;
+  *) echo "usage: $0 [--for run|test]" >&2; exit 2 ;;
+esac
+case "$purpose" in run | test) ;; *) echo "setup: --for takes run or test" >&2; exit 2 ;; esac
+
+# "package  command-or-file" pairs.
+run_packages=(
+  "g++ g++"
+  "cmake cmake"
+  "ninja-build ninja"
+)
+test_packages=(
+  "libgtest-dev /usr/include/gtest/gtest.h"
+  "libbenchmark-dev /usr/include/benchmark/benchmark.h"
+  "clang clang++"
+  "libclang-rt-14-dev /usr/lib/llvm-14/lib/clang/*/lib/linux/libclang_rt.fuzzer-*.a"
+  "clang-format clang-format"
+  "pkg-config pkg-config"  # the install test's consumer
+  # --- test-only packages of further components (database servers, the
+  # --- browser, npm, ...): add their "package check" pairs here.
+)
+
+present() {  # command-or-file
+  if [[ $1 == /* ]]; then
+    compgen -G "$1" >/dev/null
+  else
+    command -v "$1" >/dev/null 2>&1
+  fi
+}
+
+wanted=("${run_packages[@]}")
+[ "$purpose" = test ] && wanted+=("${test_packages[@]}")
+missing=()
+for entry in "${wanted[@]}"; do
+  read -r package check <<<"$entry"
+  present "$check" || missing+=("$package")
 done
-# The format check, and pkg-config for the install test's consumer.
-for pkg in clang-format-14 pkg-config; do have "$pkg" || need+=("$pkg"); done
-if [ ${#need[@]} -gt 0 ]; then
-  echo "setup: installing ${need[*]}" >&2
-  SUDO=""; [ "$(id -u)" -ne 0 ] && SUDO="sudo"
-  $SUDO apt-get update -qq
-  DEBIAN_FRONTEND=noninteractive $SUDO apt-get install -y -qq "${need[@]}" >/dev/null
+
+if [ ${#missing[@]} -gt 0 ]; then
+  echo "setup: installing ${missing[*]}" >&2
+  if ! command -v apt-get >/dev/null 2>&1; then
+    echo "setup: apt-get not found; install these packages (or their equivalents): ${missing[*]}" >&2
+    exit 1
+  fi
+  sudo=()
+  if [ "$(id -u)" -ne 0 ]; then
+    if ! command -v sudo >/dev/null 2>&1; then
+      echo "setup: installing packages needs root; run as root or install sudo" >&2
+      exit 1
+    fi
+    sudo=(sudo)
+  fi
+  "${sudo[@]}" apt-get update -qq
+  DEBIAN_FRONTEND=noninteractive "${sudo[@]}" apt-get install -y -qq --no-install-recommends \
+    "${missing[@]}" >/dev/null
+fi
+
+if [ "$purpose" = test ]; then
+  :  # --- further test set-up steps (e.g. npm ci) go here.
 fi

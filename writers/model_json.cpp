@@ -1,5 +1,6 @@
 #include "model_json.h"
 
+#include <string>
 #include <string_view>
 
 namespace {
@@ -80,6 +81,29 @@ void writeOrigin(JsonWriter& json, const ZELMetadataOrigin& origin) {
   json.endObject();
 }
 
+// "catalog" and "schema" of the table `table`: the names of the catalog and
+// of the schema that hold it, the schema as its path from the catalog
+// ("OUTER/INNER") when schemas nest; null where the table has none.
+void writeLocation(JsonWriter& json, const ZELObject* table) {
+  std::string schemaPath;
+  const ZELObject* owner = table != nullptr ? table->getOwner() : nullptr;
+  for (; owner != nullptr && owner->getElementType() == ZEL_ET_DATABASE_SCHEMA;
+       owner = owner->getOwner()) {
+    const ZELString& name = owner->getName();
+    schemaPath = schemaPath.empty() ? std::string(bytesOf(name))
+                                    : std::string(bytesOf(name)) + "/" + schemaPath;
+  }
+  const bool inCatalog = owner != nullptr && owner->getElementType() == ZEL_ET_DATABASE_CATALOG;
+  writeNameOf(json, "catalog", inCatalog ? owner : nullptr);
+  json.key("schema");
+  if (table != nullptr && table->getOwner() != nullptr &&
+      table->getOwner()->getElementType() == ZEL_ET_DATABASE_SCHEMA) {
+    json.string(schemaPath);
+  } else {
+    json.null();
+  }
+}
+
 void writeKey(JsonWriter& json, const ZELKey& key) {
   json.beginObject();
   const bool foreign = key.isInstanceOf(ZEL_ET_FOREIGN_KEY);
@@ -100,6 +124,7 @@ void writeKey(JsonWriter& json, const ZELKey& key) {
       json.beginObject();
       writeNameOf(json, "table", referenced->getAssociatedClass());
       writeField(json, "key", referenced->getName());
+      writeLocation(json, referenced->getAssociatedClass());
       json.endObject();
     } else {
       json.null();

@@ -14,6 +14,15 @@ void countSchemaContents(const ZELPackage& schema, ModelCounts& counts) {
         counts.columns += table->features().count();
         counts.keys += table->keys().count();
         counts.indexes += table->indexes().count();
+        // A key's position index is one of its class's indexes.
+        for (const ZELIndex* index : table->indexes()) {
+          for (const ZELKey* key : table->keys()) {
+            if (key->getIndex() == index) {
+              ++counts.keyIndexes;
+              break;
+            }
+          }
+        }
         break;
       }
       case ZEL_ET_SQL_VIEW_ENTITY:
@@ -55,10 +64,17 @@ std::string formatSummary(const ModelCounts& counts) {
   const struct {
     const char* name;
     long value;
-  } fields[] = {
-      {"catalogs", counts.catalogs}, {"schemas", counts.schemas},       {"tables", counts.tables},
-      {"views", counts.views},       {"columns", counts.columns},       {"keys", counts.keys},
-      {"indexes", counts.indexes},   {"procedures", counts.procedures}, {"types", counts.types}};
+  } fields[] = {{"catalogs", counts.catalogs},
+                {"schemas", counts.schemas},
+                {"tables", counts.tables},
+                {"views", counts.views},
+                {"columns", counts.columns},
+                {"keys", counts.keys},
+                {"indexes", counts.indexes},
+                {"keyIndexes", counts.keyIndexes},
+                {"otherIndexes", counts.indexes - counts.keyIndexes},
+                {"procedures", counts.procedures},
+                {"types", counts.types}};
   std::string line;
   for (const auto& field : fields) {
     if (!line.empty()) line += ' ';

@@ -14,15 +14,18 @@ struct ModelCounts {
   long schemas = 0;  // nested schemas included
   long tables = 0;
   long views = 0;
-  long columns = 0;  // of tables and views
-  long keys = 0;     // candidate and foreign keys
-  long indexes = 0;  // position indexes included
+  long columns = 0;     // of tables and views
+  long keys = 0;        // candidate and foreign keys
+  long indexes = 0;     // position indexes included
+  long keyIndexes = 0;  // the keys' position indexes among them
   long procedures = 0;
   long types = 0;  // base and derived
 };
 
 ModelCounts countModel(const ZELModel& model);
-// "catalogs=2 schemas=4 tables=5 ..." without a line break.
+// "catalogs=2 schemas=4 tables=5 ..." without a line break; after
+// "indexes=" (all of them) come "keyIndexes=" (the keys' position indexes)
+// and "otherIndexes=" (the rest: the indexes the catalog defines itself).
 std::string formatSummary(const ModelCounts& counts);
 
 // The "summary" format: the counts on one line.

@@ -42,7 +42,7 @@ TEST(LargeImport, BuildsTheSameModelWithThePreparedHeap) {
   EXPECT_EQ(summary.exitCode, 0) << summary.err;
   EXPECT_EQ(summary.out,
             "catalogs=1 schemas=1 tables=9000 views=0 columns=90000 keys=0 indexes=0 "
-            "procedures=0 types=12\n");
+            "keyIndexes=0 otherIndexes=0 procedures=0 types=12\n");
 
   const ProgramResult json = runProgram({{"-q", "-o", folder.file("large.json"), path}, "", {}});
   EXPECT_EQ(json.exitCode, 0) << json.err;

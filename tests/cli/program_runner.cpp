@@ -30,7 +30,7 @@ void writeFile(const std::string& path, const std::string& bytes) {
   ASSERT_TRUE(out.good()) << "cannot write " << path;
 }
 
-ProgramResult runProgram(const ProgramRun& run) {
+ProgramResult runProgram(const ProgramRun& run, const std::string& standardInput) {
   TemporaryFolder captures;
   const std::string outPath = captures.file("stdout");
   const std::string errPath = captures.file("stderr");
@@ -64,7 +64,10 @@ ProgramResult runProgram(const ProgramRun& run) {
     // Only async-signal-safe calls between fork and exec.
     const int out = open(outPath.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
     const int err = open(errPath.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
-    if (out < 0 || err < 0 || dup2(out, 1) < 0 || dup2(err, 2) < 0) _exit(127);
+    const int in = open(standardInput.c_str(), O_RDONLY);
+    if (out < 0 || err < 0 || in < 0 || dup2(out, 1) < 0 || dup2(err, 2) < 0 || dup2(in, 0) < 0) {
+      _exit(127);
+    }
     if (!run.workingDirectory.empty() && chdir(run.workingDirectory.c_str()) != 0) _exit(127);
     execve(argv[0], argv.data(), envp.data());
     _exit(127);

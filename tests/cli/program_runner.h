@@ -22,7 +22,8 @@ struct ProgramRun {
 
 // The path of the program in the build's bin folder.
 std::string programPath();
-ProgramResult runProgram(const ProgramRun& run);
+// Standard input reads from `standardInput` (a file), by default /dev/null.
+ProgramResult runProgram(const ProgramRun& run, const std::string& standardInput = "/dev/null");
 
 // Whole file as bytes; fails the current test when it cannot be read.
 std::string readFile(const std::string& path);

@@ -39,8 +39,8 @@ TEST(Program, WritesTheSampleModelAsExpected) {
   const ProgramResult summary = runSample({"--format=summary", "-q"});
   EXPECT_EQ(summary.exitCode, 0);
   EXPECT_EQ(summary.out,
-            "catalogs=2 schemas=4 tables=5 views=1 columns=18 keys=9 indexes=10 procedures=1 "
-            "types=12\n");
+            "catalogs=2 schemas=4 tables=5 views=1 columns=18 keys=9 indexes=10 keyIndexes=9 "
+            "otherIndexes=1 procedures=1 types=12\n");
 }
 
 TEST(Program, OutputFileIsReplacedOnlyBySuccessfulImports) {
@@ -69,9 +69,12 @@ TEST(Program, OutputFileIsReplacedOnlyBySuccessfulImports) {
     result = runProgram({arguments, "", {{kReproducible, "0"}}});
     EXPECT_EQ(result.exitCode, 1);
     EXPECT_EQ(result.out, "");
+    // The catalogued text on its own line, then the context.
     EXPECT_EQ(result.err,
               "STATUS TAV_CARDS_S0004 Importing the model...\n"
-              "[TAV_CARDS_F0008] Error in input PCD file, line (3)\n");
+              "[TAV_CARDS_F0008] Error in input PCD file, line (3)\n" +
+                  broken + ":3: attribute count of TABLE: expected 1, found '2'\n" + broken +
+                  ":3: | E,TABLE,2,2,C4,SHOP\n");
   }
   EXPECT_EQ(readFile(output), expected);
   EXPECT_EQ(folder.entries(), (std::vector<std::string>{"broken.pcd", "model.json"}));
@@ -91,6 +94,9 @@ TEST(Program, UsageErrorsExitWithTwoAndSayWhatToDo) {
       {"-f", "xml", "a.pcd"},
       {"a.pcd", "--output"},
       {"--quiet=yes", "a.pcd"},
+      {"-qx", "a.pcd"},  // an unknown letter inside a group
+      {"a.pcd", "-qf"},  // the group's last option needs a value
+      {"--log-format", "xml", "a.pcd"},
       {"a.pcd", "--", "--help"},  // after "--", a second file
   };
   for (size_t i = 0; i < cases.size(); ++i) {
@@ -121,7 +127,13 @@ TEST(Program, HelpVersionAndPluginChoice) {
 
   result = runProgram({{"--version"}, "", {}});
   EXPECT_EQ(result.exitCode, 0) << result.err;
-  EXPECT_EQ(result.out, "pcd-import 5.2.0 - Jun 12 2007 10:46:21\n");
+  // The program's own version, then the bridge's version text; -V is short
+  // for it, also inside a group.
+  EXPECT_EQ(result.out.rfind("pcd-import 1.", 0), 0u) << result.out;
+  EXPECT_NE(result.out.find("\nbridge CaRepositoryDsOdbcImport 5.2.0 - Jun 12 2007 10:46:21\n"),
+            std::string::npos)
+      << result.out;
+  EXPECT_EQ(runProgram({{"-qV"}, "", {}}).out, result.out);
 
   // The plug-in can be named on the command line or in the environment; a
   // library that cannot be loaded is an error with the loader's reason.

@@ -1,0 +1,138 @@
+#include "input_file.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+
+#include "binary_signature.h"
+
+namespace {
+
+std::string descriptorPath(int descriptor) {
+  return "/proc/self/fd/" + std::to_string(descriptor);
+}
+
+// Reads up to `count` bytes from the start of the file at `path`; fewer at
+// its end, 0 when it cannot be read.
+std::size_t readStart(const std::string& path, unsigned char* bytes, std::size_t count) {
+  const int descriptor = open(path.c_str(), O_RDONLY | O_CLOEXEC);
+  if (descriptor < 0) return 0;
+  std::size_t total = 0;
+  while (total < count) {
+    const ssize_t got = read(descriptor, bytes + total, count - total);
+    if (got < 0 && errno == EINTR) continue;
+    if (got <= 0) break;
+    total += static_cast<std::size_t>(got);
+  }
+  close(descriptor);
+  return total;
+}
+
+bool writeAll(int descriptor, const char* bytes, std::size_t count) {
+  while (count > 0) {
+    const ssize_t written = write(descriptor, bytes, count);
+    if (written < 0 && errno == EINTR) continue;
+    if (written <= 0) return false;
+    bytes += written;
+    count -= static_cast<std::size_t>(written);
+  }
+  return true;
+}
+
+}  // namespace
+
+InputFile::~InputFile() {
+  if (copyDescriptor_ >= 0) close(copyDescriptor_);
+}
+
+bool InputFile::copyStream(int descriptor, std::string& error) {
+  // A pipe can be read only once, but the bridge opens the file by name and
+  // an error's context needs the offending line again: copy it into a file
+  // that is unlinked at once, so no path of the program can leave it behind,
+  // and reach it through /proc while it is open.
+  const char* base = std::getenv("TMPDIR");
+  std::string pattern =
+      std::string(base != nullptr && base[0] != '\0' ? base : "/tmp") + "/pcd-import-input-XXXXXX";
+  copyDescriptor_ = mkostemp(pattern.data(), O_CLOEXEC);
+  if (copyDescriptor_ < 0) {
+    error = "cannot create a temporary copy of " + shownName_ + " in '" +
+            pattern.substr(0, pattern.rfind('/')) + "': " + std::strerror(errno);
+    return false;
+  }
+  unlink(pattern.c_str());
+  char buffer[1 << 16];
+  for (;;) {
+    const ssize_t got = read(descriptor, buffer, sizeof buffer);
+    if (got < 0 && errno == EINTR) continue;
+    if (got < 0) {
+      error = "cannot read " + shownName_ + ": " + std::strerror(errno);
+      return false;
+    }
+    if (got == 0) break;
+    if (!writeAll(copyDescriptor_, buffer, static_cast<std::size_t>(got))) {
+      error = "cannot copy " + shownName_ + " to a temporary file: " + std::strerror(errno);
+      return false;
+    }
+    size_ += static_cast<std::uintmax_t>(got);
+  }
+  path_ = descriptorPath(copyDescriptor_);
+  return true;
+}
+
+bool InputFile::identify(const std::string& argument, std::string& error) {
+  isStandardInput_ = argument == "-";
+  shownName_ = isStandardInput_ ? "standard input" : argument;
+  path_ = argument;
+  struct stat status;
+  if (isStandardInput_) {
+    if (fstat(STDIN_FILENO, &status) != 0) {
+      error = std::string("cannot read standard input: ") + std::strerror(errno);
+      return false;
+    }
+    // A redirected file is opened again through its descriptor.
+    path_ = descriptorPath(STDIN_FILENO);
+  } else if (stat(path_.c_str(), &status) != 0) {
+    return true;  // the bridge reports a file that cannot be opened
+  }
+  identified_ = true;
+  device_ = status.st_dev;
+  inode_ = status.st_ino;
+  isStream_ = S_ISFIFO(status.st_mode) || S_ISCHR(status.st_mode) || S_ISSOCK(status.st_mode);
+  if (S_ISREG(status.st_mode)) size_ = static_cast<std::uintmax_t>(status.st_size);
+  return true;
+}
+
+bool InputFile::prepare(std::string& error) {
+  if (isStream_) {
+    int descriptor = STDIN_FILENO;
+    if (!isStandardInput_) {
+      descriptor = open(path_.c_str(), O_RDONLY | O_CLOEXEC);
+      if (descriptor < 0) return true;  // the bridge reports it
+    }
+    const bool copied = copyStream(descriptor, error);
+    if (descriptor != STDIN_FILENO) close(descriptor);
+    if (!copied) return false;
+  }
+  unsigned char start[kSignatureBytes];
+  const std::string kind = describeBinaryStart(start, readStart(path_, start, sizeof start));
+  if (!kind.empty()) {
+    error = "'" + shownName_ + "' is " + kind + ", not a PCD text file";
+    if (kind.find("gzip") != std::string::npos) {
+      error += "; decompress it first, e.g. zcat " +
+               (isStandardInput_ ? std::string("FILE") : "'" + shownName_ + "'") +
+               " | pcd-import -";
+    }
+    return false;
+  }
+  return true;
+}
+
+bool InputFile::isSameFileAs(const std::string& otherPath) const {
+  struct stat status;
+  return identified_ && stat(otherPath.c_str(), &status) == 0 && status.st_dev == device_ &&
+         status.st_ino == inode_;
+}

@@ -1,0 +1,18 @@
+// Temporary files that must not outlive the program, also when it is ended
+// by a signal: the output written before its rename, a copy of standard
+// input.
+#pragma once
+
+#include <string>
+
+// Installs handlers for SIGINT, SIGTERM, SIGHUP and SIGPIPE that remove
+// every registered temporary file, then end the process by the same signal
+// (so the parent sees the usual status). Call once, early.
+void removeTemporaryFilesOnSignals();
+
+// Registers `path` for removal by the signal handlers. Returns a slot for
+// forgetTemporaryFile, or -1 when the path is too long or every slot is
+// taken (the file is then left to the caller's own clean-up alone).
+int rememberTemporaryFile(const std::string& path);
+// Unregisters a slot (after the file was renamed or removed); -1 is ignored.
+void forgetTemporaryFile(int slot);

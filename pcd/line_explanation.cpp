@@ -1,0 +1,180 @@
+#include "pcd/line_explanation.h"
+
+#include <cstring>
+
+#include "bridge/import_bridge.h"
+#include "pcd/record_layouts.h"
+
+namespace CaRepositoryDsOdbcImport {
+
+namespace {
+
+using Bridge = ZELCaRepositoryDsOdbcImportBridge;
+
+// Longest piece of a line quoted in an explanation.
+constexpr size_t kQuoted = 40;
+
+// The field at `cursor` up to the next comma, quoted, or "the end of the
+// line".
+std::string found(const char* cursor) {
+  if (*cursor == '\0') return "the end of the line";
+  const char* comma = std::strchr(cursor, ',');
+  size_t length = comma != nullptr ? static_cast<size_t>(comma - cursor) : std::strlen(cursor);
+  const bool cut = length > kQuoted;
+  if (cut) length = kQuoted;
+  return "'" + std::string(cursor, length) + (cut ? "...'" : "'");
+}
+
+// True when the token the reader just took from `start` (up to `next`) was a
+// whole integer: scanToken takes a token without digits as 0 without
+// consuming it, and stops early at a byte that is not a digit.
+bool wholeInteger(const char* start, const char* next) {
+  if (next == start || *start == ',') return false;
+  return next[-1] == ',' || *next == '\0';
+}
+
+// The primitives are members of the bridge; one idle bridge serves every
+// call (building one fills its record name table).
+Bridge& scratchBridge() {
+  static Bridge bridge(nullptr);
+  return bridge;
+}
+
+const layout::Shape* findShape(const std::string& name) {
+  for (const layout::Shape& shape : layout::kShapes) {
+    if (name == shape.name) return &shape;
+  }
+  return nullptr;
+}
+
+// Runs one primitive; true when it accepted the input.
+template <class Step>
+bool passes(Step step) {
+  try {
+    step();
+    return true;
+  } catch (...) {
+    return false;
+  }
+}
+
+// Steps through an integer field, remembering the first one that is not a
+// whole integer: the reader takes it as 0 without moving on, so the check
+// that finally fails is a later one, and this is the likelier cause.
+struct IntegerFields {
+  Bridge& bridge;
+  std::string firstBad;
+  const char* take(const char* cursor, const char* what, long* value) {
+    const char* next = bridge.scanToken(cursor, value);
+    if (firstBad.empty() && !wholeInteger(cursor, next)) {
+      firstBad = std::string(what) + " is not an integer (found " + found(cursor) + ")";
+    }
+    return next;
+  }
+  std::string withCause(const std::string& explanation) const {
+    return firstBad.empty() ? explanation : explanation + "; " + firstBad;
+  }
+};
+
+std::string explainText(Bridge& bridge, const char* line, const long* lastRecordId) {
+  if (!passes([&] { bridge.assertObjectType(line, "T"); })) {
+    return "text line: expected ',' after 'T', found " + found(line + 1);
+  }
+  IntegerFields fields{bridge, ""};
+  long ignored = 0;
+  const char* cursor = fields.take(line + 2, "the field after 'T'", &ignored);
+  long id = 0;
+  cursor = fields.take(cursor, "the object id", &id);
+  if (lastRecordId == nullptr) {
+    return fields.withCause("text line for object " + std::to_string(id) +
+                            ": no record line comes before it");
+  }
+  if (id != *lastRecordId) {
+    return fields.withCause("text line for object " + std::to_string(id) +
+                            ": it must follow the record of that object, but the record "
+                            "before it is object " +
+                            std::to_string(*lastRecordId));
+  }
+  cursor = fields.take(cursor, "the field after the object id", &ignored);
+  if (std::strchr(cursor, ',') == nullptr) {
+    return fields.withCause("text line: no ',' after the text name " + found(cursor));
+  }
+  return "";
+}
+
+std::string explainRecord(Bridge& bridge, const char* line) {
+  const char letter[2] = {line[0], '\0'};
+  if (line[1] != ',') return "expected ',' after '" + std::string(letter) + "'";
+  const char* nameStart = line + 2;
+  const char* comma = std::strchr(nameStart, ',');
+  if (comma == nullptr) return "the record name " + found(nameStart) + " is not followed by ','";
+  const std::string name(nameStart, comma);
+  const layout::Shape* shape = findShape(name);
+  if (shape == nullptr) return "unknown record name " + found(nameStart);
+  if (shape->objectType != line[0]) {
+    return name + " is an '" + std::string(1, shape->objectType) +
+           "' record, but the line starts with '" + letter + "'";
+  }
+  const char* cursor = comma + 1;
+  IntegerFields fields{bridge, ""};
+  long value = 0;
+  cursor = fields.take(cursor, "the object id", &value);
+  if (shape->objectType == 'R') {
+    cursor = fields.take(cursor, "the from id", &value);
+    cursor = fields.take(cursor, "the to id", &value);
+  }
+  const char* countAt = cursor;
+  if (!passes([&] { cursor = bridge.assertNumAttributes(cursor, shape->attributeCount); })) {
+    return fields.withCause("attribute count of " + name + ": expected " +
+                            std::to_string(shape->attributeCount) + ", found " + found(countAt));
+  }
+  for (int index = 0; index < shape->attributeCount; ++index) {
+    const char type[2] = {shape->letters[index], '\0'};
+    const char* at = cursor;
+    long attributeValue = 0;
+    if (!passes([&] { cursor = bridge.assertAttrTypeAndReadVal(cursor, type, &attributeValue); })) {
+      return fields.withCause("attribute " + std::to_string(index + 1) + " of " +
+                              std::to_string(shape->attributeCount) + " of " + name +
+                              ": expected type letter " + type + ", found " + found(at));
+    }
+    if (type[0] == 'C' && attributeValue > 0) {
+      ZELString ignored;
+      cursor = bridge.scanString(cursor, ignored, attributeValue);
+    }
+  }
+  return "";
+}
+
+}  // namespace
+
+std::string explainLine(const char* line, const long* lastRecordId) {
+  Bridge& bridge = scratchBridge();
+  switch (line[0]) {
+    case 'T':
+      return explainText(bridge, line, lastRecordId);
+    case 'E':
+    case 'R':
+      return explainRecord(bridge, line);
+    default:
+      return "";  // the reader skips any other line
+  }
+}
+
+RecordIds readRecordIds(const char* line) {
+  RecordIds ids;
+  if ((line[0] != 'E' && line[0] != 'R') || line[1] != ',') return ids;
+  const char* comma = std::strchr(line + 2, ',');
+  if (comma == nullptr) return ids;
+  Bridge& bridge = scratchBridge();
+  ids.isRecord = true;
+  ids.objectType = line[0];
+  ids.name.assign(line + 2, comma);
+  const char* cursor = bridge.scanToken(comma + 1, &ids.id);
+  if (line[0] == 'R') {
+    cursor = bridge.scanToken(cursor, &ids.fromId);
+    bridge.scanToken(cursor, &ids.toId);
+  }
+  return ids;
+}
+
+}  // namespace CaRepositoryDsOdbcImport

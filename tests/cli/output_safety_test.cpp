@@ -1,0 +1,126 @@
+// pcd-import's output and input paths: signals, the same file on both sides,
+// standard input and output, an output folder checked before the import.
+#include <fcntl.h>
+#include <signal.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "cli/program_runner.h"
+
+namespace {
+
+const std::string kSourceDir = PCD_SOURCE_DIR;
+
+ProgramRun quietRun(std::vector<std::string> arguments) {
+  return {std::move(arguments), kSourceDir, {{"SOURCE_DATE_EPOCH", "0"}}};
+}
+
+// A signal while the output is being prepared leaves no temporary file and
+// ends the program by that signal. Standard input is a pipe the test holds
+// open, so the program is still waiting for its input when it is signalled.
+TEST(OutputSafety, SignalRemovesTheTemporaryFile) {
+  for (const int signalNumber : {SIGINT, SIGTERM}) {
+    SCOPED_TRACE(signalNumber);
+    TemporaryFolder folder;
+    const std::string output = folder.file("model.json");
+    int input[2];
+    ASSERT_EQ(pipe(input), 0);
+    const pid_t child = fork();
+    if (child == 0) {
+      dup2(input[0], 0);
+      close(input[1]);
+      execl(programPath().c_str(), "pcd-import", "-q", "-o", output.c_str(), "-",
+            static_cast<char*>(nullptr));
+      _exit(127);
+    }
+    close(input[0]);
+    // Part of the sample arrives; the rest never does.
+    const std::string start = readFile(kSourceDir + "/examples/sample.pcd").substr(0, 200);
+    ASSERT_EQ(write(input[1], start.data(), start.size()), static_cast<ssize_t>(start.size()));
+    bool temporaryMade = false;
+    for (int wait = 0; wait < 500 && !temporaryMade; ++wait) {
+      temporaryMade = !folder.entries().empty();
+      if (!temporaryMade) std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    }
+    EXPECT_TRUE(temporaryMade);
+    kill(child, signalNumber);
+    int status = 0;
+    ASSERT_EQ(waitpid(child, &status, 0), child);
+    close(input[1]);
+    EXPECT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == signalNumber) << status;
+    EXPECT_EQ(folder.entries(), std::vector<std::string>{});
+  }
+}
+
+TEST(OutputSafety, RefusesToWriteOverTheInput) {
+  TemporaryFolder folder;
+  const std::string input = folder.file("x.pcd");
+  const std::string sample = readFile(kSourceDir + "/examples/sample.pcd");
+  writeFile(input, sample);
+  ASSERT_EQ(symlink(input.c_str(), folder.file("link.json").c_str()), 0);
+  ASSERT_EQ(link(input.c_str(), folder.file("hard.json").c_str()), 0);
+  // The same name, a symbolic link to it, a hard link, and standard input
+  // redirected from it: each is the input file.
+  for (const std::vector<std::string>& arguments :
+       {std::vector<std::string>{"-o", "x.pcd", "x.pcd"},
+        {"-o", "./link.json", input},
+        {"--output=hard.json", "x.pcd"},
+        {"-o", input, "-"}}) {
+    const ProgramResult result = runProgram({arguments, folder.path(), {}}, input);
+    EXPECT_EQ(result.exitCode, 2) << result.err;
+    EXPECT_NE(result.err.find("is the input file"), std::string::npos) << result.err;
+  }
+  EXPECT_EQ(readFile(input), sample);
+  EXPECT_EQ(folder.entries(), (std::vector<std::string>{"hard.json", "link.json", "x.pcd"}));
+}
+
+TEST(OutputSafety, StandardInputAndOutput) {
+  const std::string expected = readFile(kSourceDir + "/examples/sample.json");
+  const std::string sample = kSourceDir + "/examples/sample.pcd";
+  // From a file on standard input, and through a pipe (the program copies
+  // it): the same model; the origin names the input "-".
+  const ProgramResult result = runProgram(quietRun({"-q", "-o", "-", "-"}), sample);
+  EXPECT_EQ(result.exitCode, 0) << result.err;
+  std::string expectedFromStdin = expected;
+  const std::string sourceField = "\"sourceFile\": \"examples/sample.pcd\"";
+  expectedFromStdin.replace(expectedFromStdin.find(sourceField), sourceField.size(),
+                            "\"sourceFile\": \"-\"");
+  EXPECT_EQ(result.out, expectedFromStdin);
+
+  // A named pipe (as from "<(zcat x.gz)") is read once, through a copy.
+  TemporaryFolder folder;
+  const std::string fifo = folder.file("input.pcd");
+  ASSERT_EQ(mkfifo(fifo.c_str(), 0600), 0);
+  std::thread writer([&] {
+    const std::string bytes = readFile(sample);
+    const int descriptor = open(fifo.c_str(), O_WRONLY);
+    if (descriptor >= 0) {
+      EXPECT_EQ(write(descriptor, bytes.data(), bytes.size()), static_cast<ssize_t>(bytes.size()));
+      close(descriptor);
+    }
+  });
+  const ProgramResult piped = runProgram(quietRun({"-qf", "summary", fifo}));
+  writer.join();
+  EXPECT_EQ(piped.exitCode, 0) << piped.err;
+  EXPECT_EQ(piped.out.rfind("catalogs=2 schemas=4 tables=5 ", 0), 0u) << piped.out;
+}
+
+TEST(OutputSafety, UnwritableOutputIsReportedBeforeTheImport) {
+  TemporaryFolder folder;
+  // A missing folder: the error comes before the import's first message.
+  const ProgramResult result =
+      runProgram(quietRun({"-v", "-o", folder.file("missing/model.json"), "examples/sample.pcd"}));
+  EXPECT_EQ(result.exitCode, 1);
+  EXPECT_EQ(result.err.find("Importing"), std::string::npos) << result.err;
+  EXPECT_NE(result.err.find("missing/model.json"), std::string::npos) << result.err;
+}
+
+}  // namespace
