@@ -25,6 +25,8 @@ const Signature kSignatures[] = {
      4, "an executable (ELF) file"},
     {"%PDF-", 5, "a PDF document"},
     {"\xd0\xcf\x11\xe0\xa1\xb1\x1a\xe1", 8, "an Office (OLE) document"},
+    {"\xff\xfe", 2, "UTF-16 text (little-endian)"},
+    {"\xfe\xff", 2, "UTF-16 text (big-endian)"},
 };
 
 }  // namespace
@@ -34,13 +36,6 @@ std::string describeBinaryStart(const unsigned char* bytes, std::size_t count) {
     if (count >= signature.length && std::memcmp(bytes, signature.magic, signature.length) == 0) {
       return signature.name;
     }
-  }
-  // Text never holds NUL bytes; UTF-16 text has one in every other byte.
-  const std::size_t looked = count < kSignatureBytes ? count : kSignatureBytes;
-  const void* nul = std::memchr(bytes, '\0', looked);
-  if (nul != nullptr) {
-    return "a binary file (NUL byte at offset " +
-           std::to_string(static_cast<const unsigned char*>(nul) - bytes) + ")";
   }
   return "";
 }

@@ -125,6 +125,8 @@ bool InputFile::prepare(std::string& error) {
       error += "; decompress it first, e.g. zcat " +
                (isStandardInput_ ? std::string("FILE") : "'" + shownName_ + "'") +
                " | pcd-import -";
+    } else if (kind.find("UTF-16") != std::string::npos) {
+      error += "; convert it to UTF-8 first, e.g. iconv -f UTF-16 -t UTF-8";
     }
     return false;
   }

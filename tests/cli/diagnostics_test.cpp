@@ -38,16 +38,16 @@ TEST(Diagnostics, FailuresCarryTheirContext) {
 
   // Compressed and binary files are named before any reading.
   writeFile(folder.file("x.pcd.gz"), std::string("\x1f\x8b\x08\x00rest", 8));
-  writeFile(folder.file("nul.pcd"), std::string("header\nE,SCH\0EMA", 16));
+  writeFile(folder.file("utf16.pcd"), std::string("\xff\xfeh\0e\0", 6));
   result = runIn(folder, {"x.pcd.gz"});
   EXPECT_EQ(result.exitCode, 1);
   EXPECT_EQ(result.err,
             "pcd-import: 'x.pcd.gz' is a gzip-compressed file, not a PCD text file; decompress "
             "it first, e.g. zcat 'x.pcd.gz' | pcd-import -\n");
-  result = runIn(folder, {"nul.pcd"});
-  EXPECT_EQ(
-      result.err,
-      "pcd-import: 'nul.pcd' is a binary file (NUL byte at offset 12), not a PCD text file\n");
+  result = runIn(folder, {"utf16.pcd"});
+  EXPECT_EQ(result.err,
+            "pcd-import: 'utf16.pcd' is UTF-16 text (little-endian), not a PCD text file; "
+            "convert it to UTF-8 first, e.g. iconv -f UTF-16 -t UTF-8\n");
 }
 
 TEST(Diagnostics, EmptyImportWarnsAndFailOnWarningHasItsOwnStatus) {
