@@ -1,12 +1,16 @@
 #include "command_line.h"
 
+#include <cerrno>
+#include <cstdlib>
 #include <cstring>
 
 #include "model_writer.h"
 
 namespace {
 
-enum class OptionId { kOutput, kFormat, kCompact, kBridgeId, kPlugin, kQuiet, kVersion, kHelp };
+enum class OptionId {
+  kOutput, kFormat, kCompact, kBridgeId, kPlugin, kQuiet, kVersion, kHelp, kMaxLineBytes
+};
 
 struct OptionDefinition {
   OptionId id;
@@ -21,6 +25,7 @@ const OptionDefinition kOptions[] = {
     {OptionId::kBridgeId, 0, "bridge-id", true}, {OptionId::kPlugin, 0, "plugin", true},
     {OptionId::kQuiet, 'q', "quiet", false},     {OptionId::kVersion, 0, "version", false},
     {OptionId::kHelp, 'h', "help", false},
+    {OptionId::kMaxLineBytes, 0, "max-line-bytes", true},
 };
 
 const OptionDefinition* findLong(const std::string& name) {
@@ -75,6 +80,16 @@ std::string apply(const OptionDefinition& definition, const std::string& value,
     case OptionId::kHelp:
       options.showHelp = true;
       break;
+    case OptionId::kMaxLineBytes: {
+      char* end = nullptr;
+      errno = 0;
+      const unsigned long long bytes = std::strtoull(value.c_str(), &end, 10);
+      if (value.empty() || value[0] == '-' || *end != '\0' || errno != 0 || bytes == 0) {
+        return "--max-line-bytes takes a positive number of bytes, not '" + value + "'";
+      }
+      options.maxLineBytes = static_cast<size_t>(bytes);
+      break;
+    }
   }
   return "";
 }
@@ -172,6 +187,7 @@ const char* usageText() {
          "                        (default CaRepositoryDsOdbcImport)\n"
          "      --plugin PATH     the plug-in library (default: $PCD_IMPORT_PLUGIN, else\n"
          "                        libZELCaRepositoryDsOdbcImport.so next to this program)\n"
+         "      --max-line-bytes N  refuse input lines longer than N bytes (default 256 MiB)\n"
          "  -q, --quiet           log only warnings and errors to standard error\n"
          "      --version         print the bridge version and exit\n"
          "  -h, --help            print this help and exit\n"

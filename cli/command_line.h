@@ -2,6 +2,7 @@
 // arguments cannot be used.
 #pragma once
 
+#include <cstddef>
 #include <string>
 
 struct CommandLine {
@@ -12,6 +13,7 @@ struct CommandLine {
   std::string bridgeId = "CaRepositoryDsOdbcImport";
   std::string pluginPath;  // empty: the default location
   bool quiet = false;
+  size_t maxLineBytes = 0;  // 0: the host's default
   bool showHelp = false;
   bool showVersion = false;
 };

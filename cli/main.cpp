@@ -6,6 +6,7 @@
 #include <exception>
 #include <filesystem>
 #include <memory>
+#include <new>
 #include <string>
 #include <system_error>
 
@@ -18,6 +19,7 @@
 #include "plugin_loader.h"
 #include "zel_bridge_specification.h"
 #include "zel_log.h"
+#include "zel_text_io.h"
 
 namespace {
 
@@ -42,6 +44,7 @@ int importAndWrite(ZELModelBridgeImportDllInterface& bridge, const CommandLine& 
   const std::uintmax_t inputBytes = std::filesystem::file_size(options.pcdFile, sizeUnknown);
   if (!sizeUnknown) prepareHeapForImport(inputBytes);
 
+  setMaxLineBytes(options.maxLineBytes);
   ZELModel model;
   ZELMemoryLog keptLog;  // for the document's "log" array
   ZELPrintLog printedLog(stderr, options.quiet ? ZEL_SEVERITY_WARNING : ZEL_SEVERITY_STATUS);
@@ -93,6 +96,10 @@ int main(int argc, char** argv) {
   std::setlocale(LC_CTYPE, "");
   try {
     return runProgram(argc, argv);
+  } catch (const std::bad_alloc&) {
+    // Reported without allocating anything more.
+    std::fputs("pcd-import: out of memory\n", stderr);
+    return kExitFailure;
   } catch (const std::exception& failure) {
     return fail(std::string("unexpected failure: ") + failure.what());
   }

@@ -4,7 +4,7 @@
 set -euo pipefail
 need=()
 have() { dpkg-query -W -f='${Status}' "$1" 2>/dev/null | grep -q 'install ok installed'; }
-for pkg in g++ cmake ninja-build libgtest-dev libbenchmark-dev clang libclang-rt-14-dev; do
+for pkg in g++ cmake ninja-build libgtest-dev libbenchmark-dev clang libclang-rt-14-dev nlohmann-json3-dev; do
   have "$pkg" || need+=("$pkg")
 done
 if [ ${#need[@]} -gt 0 ]; then
