@@ -22,6 +22,7 @@ void header() { std::puts("PCD extract written by generate_hostile_pcd"); }
 
 // A catalog (database 20 on system 10) with schema 60, type 200 (INTEGER),
 // and table 100 "T0" placed as 120, with column 400 as its primary key 500.
+// The table's record comes last, so that text lines may follow it.
 void catalogWithKeyedTable() {
   std::puts("E,REL_SYS,10,2,C3,SYS,C4,ODBC");
   std::puts("E,DATABASE,20,1,C2,DB");
@@ -29,13 +30,13 @@ void catalogWithKeyedTable() {
   std::puts("E,SCHEMA,60,1,C2,S0");
   std::puts("R,SCHEM_AT,70,60,20,1,C0");
   std::puts("E,REL_DT,200,5,C7,INTEGER,S4,C0,C0,C0");
-  std::puts("E,TABLE,100,1,C2,T0");
   std::puts("R,TABLE_AT,120,100,60,2,C2,T0,C0");
   std::puts("R,REL_COL,300,0,200,7,C2,ID,S0,L0,L0,S0,C0,C0");
   std::puts("R,TBL_COL,400,100,300,2,C1,N,L1");
   std::puts("E,KEY,500,3,C2,PK,C1,P,C0");
   std::puts("R,PRIM_KEY,515,500,100,1,L1");
   std::puts("R,KEY_COL,540,500,400,2,S1,C1,A");
+  std::puts("E,TABLE,100,1,C2,T0");
 }
 
 void duplicateIds(long count) {
@@ -71,7 +72,7 @@ void deepNesting(long count) {
 
 void textLines(long count) {
   catalogWithKeyedTable();
-  for (long i = 0; i < count; ++i) std::puts("T,1,100,1,DESCRIPTION,12,one line more");
+  for (long i = 0; i < count; ++i) std::puts("T,1,100,1,DESCRIPTION,13,one line more");
 }
 
 void foreignKeys(long count) {

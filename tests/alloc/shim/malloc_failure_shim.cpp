@@ -1,7 +1,10 @@
 // Preloaded into pcd-import (LD_PRELOAD) by the whole-program allocation
 // test: counts every malloc, calloc, realloc, aligned allocation and
 // operator new from the start of main on, and makes one chosen allocation
-// fail (null, or std::bad_alloc from operator new).
+// fail (null, or std::bad_alloc from operator new). Allocations made while
+// a library is loaded (dlopen: the loader and the library's static
+// constructors, which have no way to report a failure) are start-up and
+// are neither counted nor failed.
 //
 //   PCD_FAIL_ALLOCATION=N   fail the N-th counted allocation (unset: none)
 //   PCD_ALLOCATION_COUNT=F  write the number of counted allocations to F
@@ -121,6 +124,16 @@ int __libc_start_main(int (*main)(int, char**, char**), int argc, char** argv, v
   realMain = main;
   auto next = reinterpret_cast<StartMain>(dlsym(RTLD_NEXT, "__libc_start_main"));
   return next(countedMain, argc, argv, init, fini, rtldFini, stackEnd);
+}
+
+using DlopenFn = void* (*)(const char*, int);
+void* dlopen(const char* file, int mode) noexcept {
+  static auto next = reinterpret_cast<DlopenFn>(dlsym(RTLD_NEXT, "dlopen"));
+  const bool wasCounting = counting;
+  counting = false;
+  void* handle = next(file, mode);
+  counting = wasCounting;
+  return handle;
 }
 
 void* malloc(size_t size) noexcept {
