@@ -19,10 +19,10 @@ ${CXX:-c++} -O2 -std=c++17 -o "$work/generate" bench/generate_hostile_pcd.cpp
 
 # Case and N; each is run at N and 10*N.
 cases=(
-  "duplicate-ids 10000"
-  "adversarial-ids 5000"
-  "deep-nesting 1000"
-  "text-lines 100000"
+  "duplicate-ids 100000"
+  "adversarial-ids 50000"
+  "deep-nesting 10000"
+  "text-lines 1000000"
   "foreign-keys 10000"
 )
 printf '%-16s %9s %8s %9s | %9s %8s %9s | %6s\n' case N s MB 10N s MB growth
