@@ -13,6 +13,8 @@
 
 namespace {
 
+// Set by the program before an import and read per line: atomic, so that a
+// reader never sees a torn value, relaxed, since nothing else hangs on it.
 std::atomic<size_t> maxLineSetting{kDefaultMaxLineBytes};
 
 bool isUtf8Codeset(const char* codeset) {
