@@ -9,6 +9,7 @@
 #include <unordered_map>
 
 #include "model/zel_type.h"
+#include "zel_keyed_hash.h"
 #include "zel_string.h"
 
 namespace CaRepositoryDsOdbcImport {
@@ -45,7 +46,9 @@ class DerivedTypeValueCache {
   };
   struct KeyHash {
     size_t operator()(const Key& key) const noexcept {
-      return std::hash<const void*>()(key.nativeType) * 31 + static_cast<size_t>(key.length);
+      // Keyed: lengths come from the file and could be chosen to collide.
+      return zel_hash::hashWords(reinterpret_cast<uintptr_t>(key.nativeType),
+                                 static_cast<uint64_t>(static_cast<uint32_t>(key.length)));
     }
   };
   std::unordered_map<Key, DerivedTypeValues, KeyHash> values_;

@@ -1,10 +1,12 @@
 // Completing foreign keys: the link to the referenced primary key, the
 // association between the two tables, and the column pairs.
+#include <cstdint>
 #include <memory>
 #include <unordered_map>
 
 #include "bridge/import_bridge.h"
 #include "bridge/messages/tav_cards.h"
+#include "zel_keyed_hash.h"
 #include "zel_type_helpers.h"
 
 using namespace CaRepositoryDsOdbcImport;
@@ -22,7 +24,13 @@ constexpr long kScanLimit = 16;
 // For each member of the foreign key's index, the first member of the
 // primary key's index with the same position: one role name map per match.
 void pairColumns(ZELForeignKey* foreignKey, ZELIndex* foreignIndex, ZELIndex* primaryIndex) {
-  std::unordered_map<short, ZELIndexMember*> byPosition;
+  // Positions come from the file: hashed with the process's key.
+  struct PositionHash {
+    size_t operator()(short position) const noexcept {
+      return zel_hash::hashWord(static_cast<uint16_t>(position));
+    }
+  };
+  std::unordered_map<short, ZELIndexMember*, PositionHash> byPosition;
   const bool useMap = primaryIndex->members().count() > kScanLimit;
   if (useMap) {
     for (ZELIndexMember* member : primaryIndex->members()) {

@@ -1,5 +1,7 @@
 #include "command_line.h"
 
+#include <cerrno>
+#include <cstdlib>
 #include <cstring>
 
 #include "model_writer.h"
@@ -17,7 +19,8 @@ enum class OptionId {
   kLogFormat,
   kFailOnWarning,
   kVersion,
-  kHelp
+  kHelp,
+  kMaxLineBytes
 };
 
 struct OptionDefinition {
@@ -36,6 +39,7 @@ const OptionDefinition kOptions[] = {
     {OptionId::kFailOnWarning, 0, "fail-on-warning", false},
     {OptionId::kVersion, 'V', "version", false},
     {OptionId::kHelp, 'h', "help", false},
+    {OptionId::kMaxLineBytes, 0, "max-line-bytes", true},
 };
 
 const OptionDefinition* findLong(const std::string& name) {
@@ -104,6 +108,16 @@ std::string apply(const OptionDefinition& definition, const std::string& value,
     case OptionId::kHelp:
       options.showHelp = true;
       break;
+    case OptionId::kMaxLineBytes: {
+      char* end = nullptr;
+      errno = 0;
+      const unsigned long long bytes = std::strtoull(value.c_str(), &end, 10);
+      if (value.empty() || value[0] == '-' || *end != '\0' || errno != 0 || bytes == 0) {
+        return "--max-line-bytes takes a positive number of bytes, not '" + value + "'";
+      }
+      options.maxLineBytes = static_cast<size_t>(bytes);
+      break;
+    }
   }
   return "";
 }
@@ -213,6 +227,7 @@ const char* usageText() {
          "                        (default CaRepositoryDsOdbcImport)\n"
          "      --plugin PATH     the plug-in library (default: $PCD_IMPORT_PLUGIN, else\n"
          "                        libZELCaRepositoryDsOdbcImport.so next to this program)\n"
+         "      --max-line-bytes N  refuse input lines longer than N bytes (default 256 MiB)\n"
          "  -q, --quiet           log only warnings and errors to standard error\n"
          "  -v, --verbose         also log each phase's time, the files, and a closing\n"
          "                        line with the model's counts and the total time\n"

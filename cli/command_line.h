@@ -2,6 +2,7 @@
 // arguments cannot be used.
 #pragma once
 
+#include <cstddef>
 #include <string>
 
 struct CommandLine {
@@ -15,6 +16,7 @@ struct CommandLine {
   bool verbose = false;
   std::string logFormat = "text";  // "text" or "json"
   bool failOnWarning = false;
+  size_t maxLineBytes = 0;  // 0: the host's default
   bool showHelp = false;
   bool showVersion = false;
 };

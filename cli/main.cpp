@@ -5,6 +5,7 @@
 #include <cstdio>
 #include <exception>
 #include <memory>
+#include <new>
 #include <string>
 
 #include "command_line.h"
@@ -22,6 +23,7 @@
 #include "temporary_files.h"
 #include "zel_bridge_specification.h"
 #include "zel_log.h"
+#include "zel_text_io.h"
 
 #ifndef PCD_IMPORT_VERSION
 #define PCD_IMPORT_VERSION "unknown"
@@ -66,6 +68,7 @@ std::string secondsText(double seconds) {
 
 int importAndWrite(ZELModelBridgeImportDllInterface& bridge, const CommandLine& options,
                    ProgramLog& log) {
+  setMaxLineBytes(options.maxLineBytes);
   InputFile input;
   std::string error;
   if (!input.identify(options.pcdFile, error)) return programFailure(log, error);
@@ -122,7 +125,6 @@ int importAndWrite(ZELModelBridgeImportDllInterface& bridge, const CommandLine& 
   const std::string shownSource = input.isStandardInput() ? "-" : options.pcdFile;
   error = writer->write({model, keptLog.events(), shownSource}, output.stream());
   if (!error.empty()) return programFailure(log, error);  // the output target removes its file
-  if (!output.commit(error)) return programFailure(log, error);
   log.endPhase();
 
   if (log.verbose()) {
@@ -136,6 +138,9 @@ int importAndWrite(ZELModelBridgeImportDllInterface& bridge, const CommandLine& 
                     (warnings == 1 ? " warning" : " warnings") + "; " +
                     secondsText(log.secondsSinceStart()));
   }
+  // Last: once the file is in place nothing else may fail, so that a
+  // failing run never leaves a file behind.
+  if (!output.commit(error)) return programFailure(log, error);
   return kExitSuccess;
 }
 
@@ -168,6 +173,10 @@ int main(int argc, char** argv) {
   removeTemporaryFilesOnSignals();
   try {
     return runProgram(argc, argv);
+  } catch (const std::bad_alloc&) {
+    // Reported without allocating anything more.
+    std::fputs("pcd-import: out of memory\n", stderr);
+    return kExitFailure;
   } catch (const std::exception& failure) {
     return fail(std::string("unexpected failure: ") + failure.what());
   }

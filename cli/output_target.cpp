@@ -72,7 +72,9 @@ bool OutputTarget::open(const std::string& path, std::string& error) {
     error = systemError("cannot create the output file", path);
     return false;
   }
-  temporaryPath_ = pattern;
+  // Swapped, not copied: nothing between creating the file and recording it
+  // may fail, or the file would be left behind.
+  temporaryPath_.swap(pattern);
   signalSlot_ = rememberTemporaryFile(temporaryPath_);
   // mkstemp makes the file private; give it the mode a new file would get
   // (or the mode of the file it replaces).
@@ -87,9 +89,12 @@ bool OutputTarget::open(const std::string& path, std::string& error) {
   fchmod(descriptor, mode);
   stream_ = fdopen(descriptor, "w");
   if (stream_ == nullptr) {
-    error = systemError("cannot write", temporaryPath_);
+    // The file goes first: building the message may fail too.
+    const int openError = errno;
     close(descriptor);
     discard();
+    errno = openError;
+    error = systemError("cannot write", finalPath_);
     return false;
   }
   ownsStream_ = true;

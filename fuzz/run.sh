@@ -29,7 +29,7 @@ if ! command -v clang++ >/dev/null 2>&1; then
 fi
 
 build=build/fuzz
-targets=${FUZZ_TARGETS:-"import_fuzzer line_fuzzer"}
+targets=${FUZZ_TARGETS:-"import_fuzzer line_fuzzer program_fuzzer"}
 CXX=clang++ cmake -S . -B "$build" -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo \
   -DPCD_BUILD_FUZZ=ON -DPCD_BUILD_TESTS=OFF -DPCD_WERROR=ON >/dev/null
 # shellcheck disable=SC2086
@@ -37,7 +37,7 @@ cmake --build "$build" -j "$(nproc)" --target $targets
 
 mkdir -p "$build/artifacts" "$build/logs"
 # Whole files may be larger than one line.
-declare -A max_len=([import_fuzzer]=16384 [line_fuzzer]=4096)
+declare -A max_len=([import_fuzzer]=16384 [line_fuzzer]=4096 [program_fuzzer]=16384)
 
 status=0
 for target in $targets; do

@@ -4,6 +4,8 @@
 #include <limits>
 #include <stdexcept>
 
+#include "zel_keyed_hash.h"
+
 namespace {
 
 constexpr size_t kPastEnd = std::numeric_limits<size_t>::max();
@@ -80,15 +82,19 @@ ZELHashtable::ZELHashtable(int initialSize)
 
 ZELHashtable::~ZELHashtable() = default;
 
+ZELHashtable::Place ZELHashtable::placeOf(unsigned long hash) noexcept {
+  return Place{zel_hash::hashWord(static_cast<uint64_t>(hash) >> kLineBits), hash};
+}
+
 size_t ZELHashtable::homeOfSlot(const Slot& slot) const {
   // Up to 2^32 slots the tag holds every bit of the home slot (the same
-  // result as homeOfHash); beyond that, never in practice, the entry is
-  // hashed again.
+  // result as homeOf); beyond that, never in practice, the entry is hashed
+  // again.
   if (bits_ <= 32) {
     const size_t line = (slot.tag >> kLineBits) >> (32 - bits_);
     return (line << kLineBits) | (slot.tag & 7);
   }
-  return homeOfHash(hashObject(entries_[slot.position - 1]));
+  return homeOf(placeOf(hashObject(entries_[slot.position - 1])));
 }
 
 // An empty index of `slotCount` slots (a power of two).
@@ -100,7 +106,7 @@ void ZELHashtable::resetIndex(size_t slotCount) {
 
 // Doubles the index, re-placing the slots from their tags alone. The old
 // slots are walked from just behind a free one, so every probe run is met
-// in order and equal entries keep their newest-first order.
+// in order.
 void ZELHashtable::growIndex() {
   std::vector<Slot> old(slots_.size() * 2, Slot{0, 0});
   old.swap(slots_);
@@ -118,18 +124,39 @@ void ZELHashtable::growIndex() {
   }
 }
 
-// Indexes entries_ afresh (after compaction moved them). Entries go in
-// newest first, so that of equal entries the newest comes first in the
-// probe sequence.
+// Indexes entries_ afresh (after compaction moved them), oldest first, so
+// that each entry equal to an indexed one takes its slot and links to it,
+// as add() does. Allocates nothing: olderOf_ only shrinks.
 void ZELHashtable::indexEntries() {
   std::fill(slots_.begin(), slots_.end(), Slot{0, 0});
+  const bool mayHaveEqual = !olderOf_.empty();
+  if (mayHaveEqual) {
+    olderOf_.resize(entries_.size());
+    std::fill(olderOf_.begin(), olderOf_.end(), 0u);
+  }
+  indexed_ = 0;
   const size_t mask = slots_.size() - 1;
-  for (size_t index = entries_.size(); index-- > 0;) {
+  for (size_t index = 0; index < entries_.size(); ++index) {
     if (!entries_[index]) continue;
-    const unsigned long hash = hashObject(entries_[index]);
-    size_t slot = homeOfHash(hash);
-    while (slots_[slot].position != 0) slot = (slot + 1) & mask;
-    slots_[slot] = Slot{static_cast<uint32_t>(index + 1), tagOf(hash)};
+    const auto position = static_cast<uint32_t>(index + 1);
+    const Place place = placeOf(hashObject(entries_[index]));
+    const uint32_t tag = tagOf(place);
+    size_t slot = homeOf(place);
+    bool replaced = false;
+    for (; slots_[slot].position != 0; slot = (slot + 1) & mask) {
+      Slot& held = slots_[slot];
+      if (mayHaveEqual && held.tag == tag &&
+          compare2Object(entries_[held.position - 1], entries_[index]) == 0) {
+        olderOf_[index] = held.position;
+        held.position = position;
+        replaced = true;
+        break;
+      }
+    }
+    if (!replaced) {
+      slots_[slot] = Slot{position, tag};
+      ++indexed_;
+    }
   }
 }
 
@@ -149,8 +176,10 @@ bool ZELHashtable::empty() {
   // Swapping with an empty vector frees the entries without allocating; a
   // smaller index would need an allocation, so the index is cleared in place.
   std::vector<const void*>().swap(entries_);
+  std::vector<uint32_t>().swap(olderOf_);
   std::fill(slots_.begin(), slots_.end(), Slot{0, 0});
   live_ = 0;
+  indexed_ = 0;
   return true;
 }
 
@@ -160,30 +189,39 @@ bool ZELHashtable::add(const void* entry, bool allowDuplicates, Iterator* where)
   if (entries_.size() >= std::numeric_limits<uint32_t>::max() - 1u) {
     throw std::length_error("ZELHashtable: too many entries");
   }
-  if (overLoaded(live_ + 1, slots_.size())) growIndex();
+  if (overLoaded(indexed_ + 1, slots_.size())) growIndex();
 
-  const unsigned long hash = hashObject(entry);
-  const uint32_t tag = tagOf(hash);
+  const Place place = placeOf(hashObject(entry));
+  const uint32_t tag = tagOf(place);
   const size_t mask = slots_.size() - 1;
   const size_t index = entries_.size();
-  entries_.push_back(entry);
-  // Walks the probe sequence to the first free slot. An equal entry on the
-  // way refuses the add, or, with duplicates, gives up its slot to the one
-  // being placed and is carried on: equal entries stay newest first. Only
-  // slots whose tag matches are compared, so a unique key costs no compare.
-  Slot carried{static_cast<uint32_t>(index + 1), tag};
-  size_t slot = homeOfHash(hash);
+  const auto position = static_cast<uint32_t>(index + 1);
+  // Walks the probe sequence to the first free slot, or to the one equal
+  // entry indexed (the newest of its key). Only slots whose tag matches are
+  // compared, so a unique key costs no compare.
+  size_t slot = homeOf(place);
   for (; slots_[slot].position != 0; slot = (slot + 1) & mask) {
     const Slot held = slots_[slot];
-    if (held.tag != tag || compare2Object(entries_[held.position - 1], entry) != 0) continue;
-    if (!allowDuplicates) {
-      entries_.pop_back();
-      return false;
-    }
-    slots_[slot] = carried;
-    carried = held;
+    if (held.tag == tag && compare2Object(entries_[held.position - 1], entry) == 0) break;
   }
-  slots_[slot] = carried;
+  const bool replacing = slots_[slot].position != 0;
+  if (replacing && !allowDuplicates) return false;
+
+  // Room first, so that a failed allocation changes nothing.
+  entries_.push_back(entry);
+  try {
+    if (replacing && olderOf_.empty()) olderOf_.resize(entries_.size() - 1, 0u);
+    if (!olderOf_.empty()) olderOf_.push_back(replacing ? slots_[slot].position : 0u);
+  } catch (...) {
+    entries_.pop_back();
+    throw;
+  }
+  if (replacing) {
+    slots_[slot].position = position;  // equal hashes: the tag stays
+  } else {
+    slots_[slot] = Slot{position, tag};
+    ++indexed_;
+  }
   ++live_;
   if (where != nullptr) {
     if (auto* iterator = dynamic_cast<TableIterator*>(where)) {
@@ -194,11 +232,11 @@ bool ZELHashtable::add(const void* entry, bool allowDuplicates, Iterator* where)
 }
 
 void* ZELHashtable::findFirst(const void* key, Iterator* where) {
-  const unsigned long hash = hashKey(key);
-  const uint32_t tag = tagOf(hash);
+  const Place place = placeOf(hashKey(key));
+  const uint32_t tag = tagOf(place);
   const size_t mask = slots_.size() - 1;
   size_t found = kPastEnd;
-  for (size_t slot = homeOfHash(hash); slots_[slot].position != 0; slot = (slot + 1) & mask) {
+  for (size_t slot = homeOf(place); slots_[slot].position != 0; slot = (slot + 1) & mask) {
     const Slot& held = slots_[slot];
     if (held.tag == tag && compare2Key(entries_[held.position - 1], key) == 0) {
       found = held.position - 1;
@@ -213,12 +251,25 @@ void* ZELHashtable::findFirst(const void* key, Iterator* where) {
   return found == kPastEnd ? nullptr : const_cast<void*>(entries_[found]);
 }
 
+// The slot that indexes `entry` itself, or kPastEnd.
 size_t ZELHashtable::findSlotOf(const void* entry) const {
-  const unsigned long hash = hashObject(entry);
-  const uint32_t tag = tagOf(hash);
+  const Place place = placeOf(hashObject(entry));
+  const uint32_t tag = tagOf(place);
   const size_t mask = slots_.size() - 1;
-  for (size_t slot = homeOfHash(hash); slots_[slot].position != 0; slot = (slot + 1) & mask) {
+  for (size_t slot = homeOf(place); slots_[slot].position != 0; slot = (slot + 1) & mask) {
     if (slots_[slot].tag == tag && entries_[slots_[slot].position - 1] == entry) return slot;
+  }
+  return kPastEnd;
+}
+
+// The slot that indexes an entry equal to `entry`, or kPastEnd.
+size_t ZELHashtable::findSlotOfEqual(const void* entry) const {
+  const Place place = placeOf(hashObject(entry));
+  const uint32_t tag = tagOf(place);
+  const size_t mask = slots_.size() - 1;
+  for (size_t slot = homeOf(place); slots_[slot].position != 0; slot = (slot + 1) & mask) {
+    const Slot& held = slots_[slot];
+    if (held.tag == tag && compare2Object(entries_[held.position - 1], entry) == 0) return slot;
   }
   return kPastEnd;
 }
@@ -226,9 +277,36 @@ size_t ZELHashtable::findSlotOf(const void* entry) const {
 bool ZELHashtable::remove(const void* entry) {
   if (!entry) return false;
   size_t gap = findSlotOf(entry);
-  if (gap == kPastEnd) return false;
-  entries_[slots_[gap].position - 1] = nullptr;
+  if (gap == kPastEnd) {
+    // Not indexed: an older equal entry, or not held at all.
+    if (olderOf_.empty()) return false;
+    const size_t newest = findSlotOfEqual(entry);
+    if (newest == kPastEnd) return false;
+    // Walks that entry's chain of older equal entries: removing an older
+    // duplicate is rare, adding one stays O(1).
+    uint32_t before = slots_[newest].position;
+    for (uint32_t at = olderOf_[before - 1]; at != 0; before = at, at = olderOf_[at - 1]) {
+      if (entries_[at - 1] != entry) continue;
+      olderOf_[before - 1] = olderOf_[at - 1];
+      olderOf_[at - 1] = 0;
+      entries_[at - 1] = nullptr;
+      --live_;
+      compactIfSparse();
+      return true;
+    }
+    return false;
+  }
+  const uint32_t position = slots_[gap].position;
+  entries_[position - 1] = nullptr;
   --live_;
+  if (!olderOf_.empty() && olderOf_[position - 1] != 0) {
+    // The next older equal entry takes the slot back.
+    slots_[gap].position = olderOf_[position - 1];
+    olderOf_[position - 1] = 0;
+    compactIfSparse();
+    return true;
+  }
+  --indexed_;
 
   // Backward-shift deletion: pull later members of the probe run into the
   // gap when their home slot allows it, so that no lookup stops early and

@@ -11,9 +11,14 @@
 // entry's position, so probes compare entries only when those bits agree and
 // growth re-places slots without hashing any entry again. A key's home slot
 // keeps the key's three lowest hash bits as its place within a line of eight
-// slots (one cache line) and mixes the other bits to choose the line: runs
-// of consecutive ids fill and probe whole lines, instead of touching one
-// cache line per key, while keys that differ in any other bits still spread.
+// slots (one cache line) and chooses the line by a keyed hash of the other
+// bits (zel_keyed_hash.h): runs of consecutive ids fill and probe whole
+// lines, instead of touching one cache line per key, while no input can pick
+// keys that crowd into one probe run (at most eight keys share a line's key).
+//
+// Equal entries: only the newest is in the index; each one indexed in place
+// of an older equal entry links to it (olderOf_), so adding a duplicate costs
+// the same as adding a new key, however many equal entries there are.
 #pragma once
 
 #include <cstddef>
@@ -72,31 +77,38 @@ class ZELHashtable : public ZELContainer {
     uint32_t tag;
   };
   static constexpr unsigned kLineBits = 3;  // eight 8-byte slots: one cache line
-  // The multiply mixes every bit above the line bits into its high bits,
-  // which choose the line.
-  static uint64_t lineMix(unsigned long hash) noexcept {
-    return (static_cast<uint64_t>(hash) >> kLineBits) * 0x9E3779B97F4A7C15ull;
+  // A hash's place: the keyed mix of its bits above the line bits, whose
+  // high bits choose the line, and its own low bits, the place in the line.
+  struct Place {
+    uint64_t lineMix;
+    unsigned long hash;
+  };
+  static Place placeOf(unsigned long hash) noexcept;
+  // Bits 31..3: the top 29 bits of the line mix; bits 2..0: the hash's own
+  // low bits.
+  static uint32_t tagOf(const Place& place) noexcept {
+    const auto line = static_cast<uint32_t>(place.lineMix >> 32) & ~uint32_t{7};
+    return line | static_cast<uint32_t>(place.hash & 7);
   }
-  // Bits 31..3: the top 29 bits of the mixed line hash; bits 2..0: the
-  // hash's own low bits, the place within the line.
-  static uint32_t tagOf(unsigned long hash) noexcept {
-    const auto line = static_cast<uint32_t>(lineMix(hash) >> 32) & ~uint32_t{7};
-    return line | static_cast<uint32_t>(hash & 7);
-  }
-  size_t homeOfHash(unsigned long hash) const noexcept {
-    const auto line = static_cast<size_t>(lineMix(hash) >> (64 - (bits_ - kLineBits)));
-    return (line << kLineBits) | static_cast<size_t>(hash & 7);
+  size_t homeOf(const Place& place) const noexcept {
+    const auto line = static_cast<size_t>(place.lineMix >> (64 - (bits_ - kLineBits)));
+    return (line << kLineBits) | static_cast<size_t>(place.hash & 7);
   }
   size_t homeOfSlot(const Slot& slot) const;
   void resetIndex(size_t slotCount);
   void growIndex();
   void indexEntries();
   size_t findSlotOf(const void* entry) const;
+  size_t findSlotOfEqual(const void* entry) const;
   void compactIfSparse();
 
   std::vector<const void*> entries_;  // insertion order; null where removed
   std::vector<Slot> slots_;
+  // Empty while no two entries were ever equal; then one per entry: the
+  // position (index+1) of the next older equal entry, 0 for none.
+  std::vector<uint32_t> olderOf_;
   size_t live_ = 0;
+  size_t indexed_ = 0;  // entries with a slot: live_ less the older equal ones
   size_t initialSize_;
   unsigned bits_ = 0;         // log2(slots_.size())
   size_t openIterators_ = 0;  // entries_ is not compacted while iterators exist

@@ -7,42 +7,17 @@
 #include <ostream>
 #include <stdexcept>
 
+#include "zel_keyed_hash.h"
+
 namespace {
 
 void checkLength(size_t length) {
   if (length > ZELString::kMaxLength) throw std::length_error("ZELString: text too long");
 }
 
-inline uint64_t load64(const char* bytes) {
-  uint64_t word;
-  std::memcpy(&word, bytes, sizeof word);
-  return word;
-}
-
-// Word-at-a-time multiply-mix hash with a strong final avalanche, so that
-// tables can take any bits of it. The length seeds the state, which keeps
-// texts that differ only by trailing NUL bytes apart.
+// Keyed per process (see zel_keyed_hash.h): names come from input files.
 uint64_t hashBytes(const char* bytes, size_t count) noexcept {
-  constexpr uint64_t kMul = 0x9E3779B97F4A7C15ull;
-  uint64_t h = 0xCBF29CE484222325ull ^ (count * 0xC2B2AE3D27D4EB4Full);
-  while (count >= 8) {
-    h = (h ^ load64(bytes)) * kMul;
-    h ^= h >> 29;
-    bytes += 8;
-    count -= 8;
-  }
-  if (count > 0) {
-    uint64_t tail = 0;
-    std::memcpy(&tail, bytes, count);
-    h = (h ^ tail) * kMul;
-    h ^= h >> 29;
-  }
-  h ^= h >> 33;
-  h *= 0xFF51AFD7ED558CCDull;
-  h ^= h >> 33;
-  h *= 0xC4CEB9FE1A85EC53ull;
-  h ^= h >> 33;
-  return h;
+  return zel_hash::hashBytes(bytes, count);
 }
 
 }  // namespace

@@ -93,10 +93,16 @@ void Bridge::processStream(const ZELString& fileName) {
 
   ZELString line;  // one buffer for every line of the file
   // Reads the next line; a read error (not the end of the file) ends reading,
-  // since a failed stream would never reach its end.
+  // since a failed stream would never reach its end. A line longer than the
+  // host accepts is a format error of that line.
   auto readLine = [&] {
     errno = 0;
-    getFullLine(input, line, kLineChunk);
+    try {
+      getFullLine(input, line, kLineChunk);
+    } catch (const ZELLineTooLong&) {
+      ++lineNumber;
+      throwPcdError();
+    }
     const int readError = errno != 0 ? errno : EIO;
     ++lineNumber;
     if (input.bad() || (input.fail() && !input.eof())) throwCannotRead(fileName, readError);

@@ -33,6 +33,7 @@ test_packages=(
   "libclang-rt-14-dev /usr/lib/llvm-14/lib/clang/*/lib/linux/libclang_rt.fuzzer-*.a"
   "clang-format clang-format"
   "pkg-config pkg-config"  # the install test's consumer
+  "nlohmann-json3-dev /usr/include/nlohmann/json.hpp"  # the program fuzzer's JSON check
   # --- test-only packages of further components (database servers, the
   # --- browser, npm, ...): add their "package check" pairs here.
 )

@@ -4,6 +4,7 @@
 #include "model/zel_operation.h"
 #include "model/zel_type.h"
 #include "zel_fault_injection.h"
+#include "zel_keyed_hash.h"
 
 bool ZELPackage::addChildPackage(ZELPackage* child) {
   zel_testing::faultPoint();
@@ -97,7 +98,7 @@ void ZELDesignPackage::forgetElement(const ZELObject* element) {
   for (unsigned i = name.length() - digits; i < name.length(); ++i) {
     counter = counter * 10 + static_cast<unsigned long>(name[i] - '0');
   }
-  const auto last = lastCounters_.find(name.left(name.length() - digits));
+  const auto last = lastCounters_.find(Prefix{ZELString(), name.c_str(), name.length() - digits});
   if (last != lastCounters_.end() && counter >= 1 && last->second >= counter) {
     last->second = counter - 1;
   }
@@ -107,11 +108,16 @@ void ZELDesignPackage::ElementList::entryLost(ZELObject* target) {
   static_cast<ZELDesignPackage*>(holder())->forgetElement(target);
 }
 
+size_t ZELDesignPackage::PrefixHash::operator()(const Prefix& prefix) const noexcept {
+  const std::string_view text = prefix.text();
+  return zel_hash::hashBytes(text.data(), text.size());
+}
+
 unsigned long ZELDesignPackage::firstUniqueNameCounter(const ZELString& prefix) {
-  const auto last = lastCounters_.find(prefix);
+  const auto last = lastCounters_.find(Prefix{prefix});
   return last == lastCounters_.end() ? 1 : last->second + 1;
 }
 
 void ZELDesignPackage::noteUniqueNameCounter(const ZELString& prefix, unsigned long counter) {
-  lastCounters_[prefix] = counter;
+  lastCounters_[Prefix{prefix}] = counter;
 }

@@ -2,6 +2,7 @@
 // and design packages.
 #pragma once
 
+#include <string_view>
 #include <unordered_map>
 
 #include "model/zel_model_object.h"
@@ -137,9 +138,25 @@ class ZELDesignPackage : public ZELPackage {
   // The name tables are declared before the lists so that they outlive them.
   std::unordered_map<ZELString, long, NameHash> names_;         // name -> elements holding it
   std::unordered_map<const ZELObject*, ZELString> registered_;  // element -> its name here
+  // A name prefix, held as a string in the table, or borrowed (a name's
+  // first bytes) for a look-up, which then allocates nothing: forgetting an
+  // element runs while objects are deleted and must not fail.
+  struct Prefix {
+    ZELString held;
+    const char* borrowed = nullptr;
+    size_t borrowedLength = 0;
+    std::string_view text() const noexcept {
+      return borrowed ? std::string_view(borrowed, borrowedLength)
+                      : std::string_view(held.c_str(), held.length());
+    }
+    bool operator==(const Prefix& other) const noexcept { return text() == other.text(); }
+  };
+  struct PrefixHash {
+    size_t operator()(const Prefix& prefix) const noexcept;
+  };
   // Name and separator -> the last counter addLinkUniqueName handed out for
   // them. Every name PREFIX + 1 .. PREFIX + last is taken.
-  std::unordered_map<ZELString, unsigned long, NameHash> lastCounters_;
+  std::unordered_map<Prefix, unsigned long, PrefixHash> lastCounters_;
   ElementList elements_;
   ZELOwnedList<ZELModelElement> ownedElements_;
   bool schema_ = false;

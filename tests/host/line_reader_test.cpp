@@ -33,22 +33,20 @@ Lines readAll(const std::string& bytes, std::vector<bool>* eofAfter = nullptr) {
 
 }  // namespace
 
-TEST(GetFullLineTest, SplitsAtEveryKindOfTerminator) {
+TEST(GetFullLineTest, EndsLinesAtLineFeedsDroppingOneCarriageReturn) {
   EXPECT_EQ(readAll("a\nb\r\nc\n"), (Lines{"a", "b", "c"}));
   EXPECT_EQ(readAll("a\n\n\r\n\nb\n"), (Lines{"a", "", "", "", "b"}));
-  EXPECT_EQ(readAll("a\rb\r\nc\r\rd\n"), (Lines{"a", "b", "c", "", "d"}));
-  EXPECT_EQ(readAll("a\r\r\n"), (Lines{"a", ""}));
-  EXPECT_EQ(readAll("a\nb\r"), (Lines{"a", "b"}));  // CR as last byte
+  // Any other carriage return is data.
+  EXPECT_EQ(readAll("a\rb\r\nc\r\rd\n"), (Lines{"a\rb", "c\r\rd"}));
+  EXPECT_EQ(readAll("a\r\r\n\r"), (Lines{"a\r", "\r"}));
   EXPECT_EQ(readAll(""), Lines{});
 }
 
 TEST(GetFullLineTest, SetsEndOfInputWithTheLastLine) {
-  // An unterminated last line is delivered with eof set by the same call;
-  // CR-terminated lines keep eof clear until the last one.
+  // An unterminated last line is delivered with eof set by the same call.
   std::vector<bool> eof;
   EXPECT_EQ(readAll("first\nlast", &eof), (Lines{"first", "last"}));
-  EXPECT_EQ(readAll("x\ry\rz\r", &eof), (Lines{"x", "y", "z"}));
-  EXPECT_EQ(eof, (std::vector<bool>{false, true, false, false, true}));
+  EXPECT_EQ(eof, (std::vector<bool>{false, true}));
 
   // After a terminated last line, one more call finds nothing and sets eof.
   std::istringstream in("only\n");
@@ -56,6 +54,22 @@ TEST(GetFullLineTest, SetsEndOfInputWithTheLastLine) {
   EXPECT_TRUE(getFullLine(in, line, 32) && !in.eof());
   EXPECT_FALSE(getFullLine(in, line, 32));
   EXPECT_TRUE(in.eof() && line.isEmpty());
+}
+
+TEST(GetFullLineTest, RefusesLinesAboveTheLimitWhileReading) {
+  setMaxLineBytes(100);
+  const std::string atLimit(100, 'a');
+  EXPECT_EQ(readAll(atLimit + "\r\n" + atLimit + "\n" + atLimit), (Lines{atLimit, atLimit, atLimit}));
+  for (const std::string& tooLong :
+       {atLimit + "b\n", atLimit + "\r\r\n", atLimit + "b", std::string(5000, 'c')}) {
+    std::istringstream in("ok\n" + tooLong + "ok\n");
+    ZELString line;
+    ASSERT_TRUE(getFullLine(in, line, 32));
+    EXPECT_THROW(getFullLine(in, line, 32), ZELLineTooLong);
+    EXPECT_LE(line.capacity(), 101u);  // never buffered beyond the limit
+  }
+  setMaxLineBytes(0);
+  EXPECT_EQ(maxLineBytes(), kDefaultMaxLineBytes);
 }
 
 TEST(GetFullLineTest, DeliversLongLinesWhole) {

@@ -15,6 +15,7 @@
 #include "builder/model_queries.h"
 #include "pcd/reader_harness.h"
 #include "support/pcd_fixture.h"
+#include "zel_text_io.h"
 
 namespace {
 
@@ -67,11 +68,17 @@ struct HostileFile {
   std::string description = "";
 };
 
-std::string crOnly(std::string bytes) {
-  for (char& c : bytes) {
-    if (c == '\n') c = '\r';
+// The bytes with every "\n" replaced by `lineEnd`.
+std::string withLineEnds(const std::string& bytes, const std::string& lineEnd) {
+  std::string out;
+  for (char c : bytes) {
+    if (c == '\n') {
+      out += lineEnd;
+    } else {
+      out += c;
+    }
   }
-  return bytes;
+  return out;
 }
 
 }  // namespace
@@ -99,10 +106,16 @@ TEST(HostileInputs, EndInTheExpectedModelOrError) {
       {"NUL before the name's comma", kCatalog + "E,TAB\0LE,10,1,C1,T\n"s, pcdError(7)},
       {"NUL before a due attribute", kCatalog + "R,TABLE_AT,9,10,4,2,C0,\0C0,\n"s, pcdError(7)},
       {"NUL starting a line", kCatalog + "\0E,garbage\n"s, ""},
-      {"CR line ends",
-       crOnly(kCatalog + placedTable("10", "C6,ORDERS") + "T,1,10,1,DESCRIPTION,3,abc\n"), "",
-       "ORDERS", "abc"},
-      {"CR-ended lines are counted", "header\rE,TABLE,1,1,C1,T\rE,TABLE,2,2,C1,T\r", pcdError(3)},
+      // Only "\n" ends a line; one "\r" before it is dropped, any other is data.
+      {"CRLF line ends",
+       withLineEnds(kCatalog + placedTable("10", "C6,ORDERS") + "T,1,10,1,DESCRIPTION,3,abc\n",
+                    "\r\n"),
+       "", "ORDERS", "abc"},
+      {"CR inside records",
+       kCatalog + placedTable("10", "C5,AB\rCD") + "T,1,10,1,DESCRIPTION,5,a\rbc\r\r\n", "",
+       "AB\rCD", "a\rbc\r"},
+      {"CR-only file is its first line", "header\rE,TABLE,1,1,C1,T\rE,TABLE,2,2,C1,T\r", ""},
+      {"CR does not split lines", kCatalog + "x\rE,FOO,1\ny\nE,FOO,3\n", pcdError(9)},
       // At the end of the file the last attribute takes what is left of it.
       {"file ends in the last string", kCatalog + table + "E,TABLE,10,1,C50,ORD", "", "ORD"},
       {"file ends before a due attribute", kCatalog + "R,TABLE_AT,900,10,4,2,C50,ORD", pcdError(7)},
@@ -134,6 +147,22 @@ TEST(HostileInputs, EndInTheExpectedModelOrError) {
     EXPECT_TRUE(found->getDescription() == file.description.c_str())
         << found->getDescription().length();
   }
+}
+
+TEST(HostileInputs, LinesAboveTheLimitAreFormatErrorsOfTheirLine) {
+  // The limit counts the line without its terminator (a "\r\n" included).
+  setMaxLineBytes(40);
+  const ImportResult fits =
+      importBytes(withLineEnds(kCatalog, "\r\n") + std::string(40, 'x') + "\r\n");
+  const ImportResult header = importBytes(std::string(1000, 'h') + "\n");
+  const ImportResult tooLong = importBytes(kCatalog + "\n" + std::string(41, 'T') + "\n");
+  const ImportResult unterminated = importBytes(kCatalog + std::string(41, 'T'));
+  setMaxLineBytes(0);
+  EXPECT_EQ(fits.error, "");
+  EXPECT_EQ(header.error, pcdError(1));
+  EXPECT_EQ(tooLong.error, pcdError(8));
+  EXPECT_EQ(unterminated.error, pcdError(7));
+  EXPECT_EQ(maxLineBytes(), kDefaultMaxLineBytes);
 }
 
 TEST(HostileInputs, BinaryGarbageEndsInACataloguedErrorOrAModel) {
