@@ -59,6 +59,8 @@ int importAndWrite(ZELModelBridgeImportDllInterface& bridge, const CommandLine& 
   if (!output.open(options.outputPath, error)) return fail(error);
   WriterOptions writerOptions;
   writerOptions.compact = options.compact;
+  writerOptions.schemas = options.schemas;
+  writerOptions.columns = options.columns;
   const std::unique_ptr<ModelWriter> writer =
       findOutputFormat(options.format)->make(writerOptions);
   error = writer->write({model, keptLog.events(), options.pcdFile}, output.stream());
