@@ -1,5 +1,6 @@
 #include "model_writer.h"
 
+#include "model_dbml.h"
 #include "model_dot.h"
 #include "model_json.h"
 #include "model_summary.h"
@@ -11,6 +12,7 @@ const std::vector<OutputFormat>& outputFormats() {
       {"summary", "one line of object counts", makeSummaryModelWriter},
       {"dot", "a Graphviz graph of the tables, views and their relations", makeDotModelWriter},
       {"svg", "the Graphviz graph laid out and drawn as SVG", makeSvgModelWriter},
+      {"dbml", "the tables, keys, indexes and references in DBML", makeDbmlModelWriter},
   };
   return formats;
 }
