@@ -3,6 +3,7 @@
 #include "model_dbml.h"
 #include "model_dot.h"
 #include "model_json.h"
+#include "model_mermaid.h"
 #include "model_summary.h"
 #include "model_svg.h"
 
@@ -12,6 +13,7 @@ const std::vector<OutputFormat>& outputFormats() {
       {"summary", "one line of object counts", makeSummaryModelWriter},
       {"dot", "a Graphviz graph of the tables, views and their relations", makeDotModelWriter},
       {"svg", "the Graphviz graph laid out and drawn as SVG", makeSvgModelWriter},
+      {"mermaid", "a Mermaid entity-relationship diagram (erDiagram)", makeMermaidModelWriter},
       {"dbml", "the tables, keys, indexes and references in DBML", makeDbmlModelWriter},
   };
   return formats;
