@@ -47,15 +47,16 @@ void appendNode(std::string& dot, const DiagramTable& table, size_t id) {
   dot += "    t" + std::to_string(id) + " [";
   if (table.view) dot += "style=dashed, ";
   dot += "label=<<TABLE BORDER=\"0\" CELLBORDER=\"0\" CELLSPACING=\"0\" CELLPADDING=\"2\">";
-  dot += "<TR><TD COLSPAN=\"3\" BGCOLOR=\"";
+  // One row a line, so that a change to one column is a one-line diff.
+  dot += "\n      <TR><TD COLSPAN=\"3\" BGCOLOR=\"";
   dot += table.view ? "#eeeeee" : "#dce6f2";
   dot += "\"><B>" + shownName(table.table->getName()) + "</B></TD></TR>";
   for (const DiagramColumn& column : table.columns) {
-    dot += "<TR><TD ALIGN=\"LEFT\">" + columnMarks(column) + "</TD><TD ALIGN=\"LEFT\">" +
+    dot += "\n      <TR><TD ALIGN=\"LEFT\">" + columnMarks(column) + "</TD><TD ALIGN=\"LEFT\">" +
            shownName(column.column->getName()) + "</TD><TD ALIGN=\"LEFT\">" +
            htmlText(columnTypeText(*column.column)) + "</TD></TR>";
   }
-  dot += "</TABLE>>];\n";
+  dot += "\n    </TABLE>>];\n";
 }
 
 // Crow's foot ends: the shape nearest the node first (crow for many, bar for
