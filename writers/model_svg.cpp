@@ -110,8 +110,9 @@ SvgLayout chooseSvgLayout(size_t tables, size_t cells) {
                          std::to_string(cells - tables) +
                          " columns, too many to lay out in reasonable time (at most " +
                          std::to_string(kMaxTables) + " tables and " + std::to_string(kMaxCells) +
-                         " tables and columns together); draw part of it with --schema NAME "
-                         "or fewer columns with --columns keys or --columns none"};
+                         " tables and columns together); draw part of it with --schema NAME" +
+                         (cells > tables ? " or fewer columns with --columns keys or --columns none"
+                                         : "")};
   }
   return {tables <= kLayeredLayoutTables ? "dot" : "osage", ""};
 }
