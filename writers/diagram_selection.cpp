@@ -1,6 +1,7 @@
 #include "diagram_selection.h"
 
 #include <algorithm>
+#include <iterator>
 #include <unordered_map>
 #include <unordered_set>
 
