@@ -56,8 +56,9 @@ void expectCheckPasses(const std::string& commandLine) {
 
 // The files every format is checked with: the sample (two catalogs, four
 // schemas, a view, a composite foreign key), a catalog of generated tables
-// in 25 schemas with foreign keys across them, and a file of hostile names
-// (quotes, blanks, reserved words, non-ASCII, empty names).
+// in 25 schemas with foreign keys across them, a file of hostile names
+// (quotes, blanks, reserved words, non-ASCII, empty names), and the sample
+// with one schema nested in another.
 class DiagramFormats : public testing::Test {
  protected:
   static void SetUpTestSuite() {
@@ -67,7 +68,7 @@ class DiagramFormats : public testing::Test {
         runCommand(shellWord(std::string(PCD_BIN_DIR) + "/generate_pcd") + " 300 7 > " + shellWord(generated));
     ASSERT_EQ(made.exitCode, 0) << made.output;
     files_ = {kSourceDir + "/examples/sample.pcd", kSourceDir + "/tests/diagrams/data/hostile_names.pcd",
-              generated};
+              generated, kSourceDir + "/tests/diagrams/data/nested_schemas.pcd"};
     for (size_t i = 0; i < files_.size(); ++i) {
       models_.push_back(folder_->file("model" + std::to_string(i) + ".json"));
       writeFormat({files_[i]}, models_.back());
@@ -158,6 +159,9 @@ TEST_F(DiagramFormats, MermaidRendersEveryEntityInTheBrowser) {
   const std::string part = output("part.mmd");
   writeFormat({"-f", "mermaid", "--columns", "none", "--schema", "SHOP", files_[0]}, part);
   jobs += " --schemas=SHOP " + shellWord(models_[0]) + " " + shellWord(part);
+  const std::string nested = output("nested.mmd");
+  writeFormat({"-f", "mermaid", "--schema", "SALES.SHOP/REPORTING", files_[3]}, nested);
+  jobs += " --schemas=SALES.SHOP/REPORTING " + shellWord(models_[3]) + " " + shellWord(nested);
   if (std::getenv("PCD_TESTS_NO_BROWSER") != nullptr) return;  // see tests/CMakeLists.txt
   expectCheckPasses("node " + shellWord(kScripts + "render_mermaid.mjs") + jobs);
 }
