@@ -12,6 +12,8 @@ enum class OptionId {
   kOutput,
   kFormat,
   kCompact,
+  kSchema,
+  kColumns,
   kBridgeId,
   kPlugin,
   kQuiet,
@@ -33,6 +35,7 @@ struct OptionDefinition {
 const OptionDefinition kOptions[] = {
     {OptionId::kOutput, 'o', "output", true},    {OptionId::kFormat, 'f', "format", true},
     {OptionId::kCompact, 0, "compact", false},
+    {OptionId::kSchema, 0, "schema", true},      {OptionId::kColumns, 0, "columns", true},
     {OptionId::kBridgeId, 0, "bridge-id", true}, {OptionId::kPlugin, 0, "plugin", true},
     {OptionId::kQuiet, 'q', "quiet", false},     {OptionId::kVerbose, 'v', "verbose", false},
     {OptionId::kLogFormat, 0, "log-format", true},
@@ -77,6 +80,20 @@ std::string apply(const OptionDefinition& definition, const std::string& value,
       break;
     case OptionId::kCompact:
       options.compact = true;
+      break;
+    case OptionId::kSchema:
+      options.schemas.push_back(value);
+      break;
+    case OptionId::kColumns:
+      if (value == "all") {
+        options.columns = DiagramColumns::kAll;
+      } else if (value == "keys") {
+        options.columns = DiagramColumns::kKeys;
+      } else if (value == "none") {
+        options.columns = DiagramColumns::kNone;
+      } else {
+        return "unknown column choice '" + value + "'; use all, keys or none";
+      }
       break;
     case OptionId::kBridgeId:
       options.bridgeId = value;
@@ -221,8 +238,13 @@ const char* usageText() {
          "Options:\n"
          "  -o, --output FILE     write to FILE instead of standard output; FILE is\n"
          "                        replaced only when the import succeeds\n"
-         "  -f, --format FORMAT   json (the model, default) or summary (one line of counts)\n"
+         "  -f, --format FORMAT   json (the model, default), summary (one line of counts),\n"
+         "                        dot, svg or mermaid (diagrams), dbml\n"
          "      --compact         JSON without indentation or line breaks\n"
+         "      --schema NAME     dot, svg, mermaid, dbml: only this schema (NAME or\n"
+         "                        CATALOG.NAME); repeat for more schemas\n"
+         "      --columns WHICH   dot, svg, mermaid: all columns (default), keys (only\n"
+         "                        key columns) or none (tables and relations only)\n"
          "      --bridge-id ID    bridge identifier handed to the plug-in\n"
          "                        (default CaRepositoryDsOdbcImport)\n"
          "      --plugin PATH     the plug-in library (default: $PCD_IMPORT_PLUGIN, else\n"

@@ -4,12 +4,17 @@
 
 #include <cstddef>
 #include <string>
+#include <vector>
+
+#include "model_writer.h"
 
 struct CommandLine {
   std::string pcdFile;     // the one file argument, as given
   std::string outputPath;  // empty: standard output
   std::string format = "json";  // a name from outputFormats()
   bool compact = false;
+  std::vector<std::string> schemas;  // --schema, repeatable: diagram formats and DBML
+  DiagramColumns columns = DiagramColumns::kAll;
   std::string bridgeId = "CaRepositoryDsOdbcImport";
   std::string pluginPath;  // empty: the default location
   bool quiet = false;

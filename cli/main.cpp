@@ -121,6 +121,8 @@ int importAndWrite(ZELModelBridgeImportDllInterface& bridge, const CommandLine& 
   log.beginPhase("Writing " + options.format);
   WriterOptions writerOptions;
   writerOptions.compact = options.compact;
+  writerOptions.schemas = options.schemas;
+  writerOptions.columns = options.columns;
   const std::unique_ptr<ModelWriter> writer = findOutputFormat(options.format)->make(writerOptions);
   const std::string shownSource = input.isStandardInput() ? "-" : options.pcdFile;
   error = writer->write({model, keptLog.events(), shownSource}, output.stream());

@@ -25,6 +25,8 @@ run_packages=(
   "g++ g++"
   "cmake cmake"
   "ninja-build ninja"
+  "pkg-config pkg-config"
+  "libgraphviz-dev /usr/include/graphviz/gvc.h"  # the svg format lays out in the process
 )
 test_packages=(
   "libgtest-dev /usr/include/gtest/gtest.h"
@@ -32,10 +34,13 @@ test_packages=(
   "clang clang++"
   "libclang-rt-14-dev /usr/lib/llvm-14/lib/clang/*/lib/linux/libclang_rt.fuzzer-*.a"
   "clang-format clang-format"
-  "pkg-config pkg-config"  # the install test's consumer
   "nlohmann-json3-dev /usr/include/nlohmann/json.hpp"  # the program fuzzer's JSON check
-  # --- test-only packages of further components (database servers, the
-  # --- browser, npm, ...): add their "package check" pairs here.
+  # Diagrams: Graphviz renders the dot output, Chromium renders Mermaid,
+  # node runs the reference parsers of tests/js.
+  "graphviz dot"
+  "chromium chromium"
+  "nodejs node"
+  "npm npm"
 )
 
 present() {  # command-or-file
@@ -74,5 +79,12 @@ if [ ${#missing[@]} -gt 0 ]; then
 fi
 
 if [ "$purpose" = test ]; then
-  :  # --- further test set-up steps (e.g. npm ci) go here.
+  # The pinned npm packages of tests/js, again only when the lock file changed.
+  js_dir=tests/js
+  if ! cmp -s "$js_dir/package-lock.json" "$js_dir/node_modules/.package-lock-installed"; then
+    echo "setup: installing the npm packages of $js_dir" >&2
+    npm ci --prefix "$js_dir" --no-audit --no-fund >/dev/null
+    cp "$js_dir/package-lock.json" "$js_dir/node_modules/.package-lock-installed"
+  fi
 fi
+

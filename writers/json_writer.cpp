@@ -2,43 +2,12 @@
 
 #include <array>
 
+#include "utf8_sequence.h"
+
 namespace {
 
 constexpr size_t kFlushThreshold = 1 << 16;
 constexpr char kReplacementCharacter[] = "\xEF\xBF\xBD";  // U+FFFD in UTF-8
-
-bool isContinuation(unsigned char byte) {
-  return (byte & 0xC0) == 0x80;
-}
-
-// Length of the well-formed UTF-8 sequence starting at `at` (at least two
-// bytes long, lead byte >= 0x80), or 0 when the bytes there do not form one.
-// Overlong forms, surrogates, code points above U+10FFFF and truncated
-// sequences are all rejected.
-size_t wellFormedSequenceLength(const unsigned char* at, size_t available) {
-  const unsigned char lead = at[0];
-  size_t length;
-  unsigned char secondMin = 0x80, secondMax = 0xBF;
-  if (lead >= 0xC2 && lead <= 0xDF) {
-    length = 2;
-  } else if (lead >= 0xE0 && lead <= 0xEF) {
-    length = 3;
-    if (lead == 0xE0) secondMin = 0xA0;  // overlong below U+0800
-    if (lead == 0xED) secondMax = 0x9F;  // surrogates U+D800..U+DFFF
-  } else if (lead >= 0xF0 && lead <= 0xF4) {
-    length = 4;
-    if (lead == 0xF0) secondMin = 0x90;  // overlong below U+10000
-    if (lead == 0xF4) secondMax = 0x8F;  // above U+10FFFF
-  } else {
-    return 0;  // a continuation byte, C0/C1 (always overlong) or F5..FF
-  }
-  if (available < length) return 0;
-  if (at[1] < secondMin || at[1] > secondMax) return 0;
-  for (size_t i = 2; i < length; ++i) {
-    if (!isContinuation(at[i])) return 0;
-  }
-  return length;
-}
 
 // The bytes copied as they stand: printable ASCII but the quote and the
 // backslash. Looked up, since every byte of every text is tested.

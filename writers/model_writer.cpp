@@ -1,12 +1,20 @@
 #include "model_writer.h"
 
+#include "model_dbml.h"
+#include "model_dot.h"
 #include "model_json.h"
+#include "model_mermaid.h"
 #include "model_summary.h"
+#include "model_svg.h"
 
 const std::vector<OutputFormat>& outputFormats() {
   static const std::vector<OutputFormat> formats = {
       {"json", "the whole model (default; --compact: without white space)", makeJsonModelWriter},
       {"summary", "one line of object counts", makeSummaryModelWriter},
+      {"dot", "a Graphviz graph of the tables, views and their relations", makeDotModelWriter},
+      {"svg", "the Graphviz graph laid out and drawn as SVG", makeSvgModelWriter},
+      {"mermaid", "a Mermaid entity-relationship diagram (erDiagram)", makeMermaidModelWriter},
+      {"dbml", "the tables, keys, indexes and references in DBML", makeDbmlModelWriter},
   };
   return formats;
 }

@@ -14,8 +14,15 @@
 
 // What the user chose for the formats that look at it; each writer ignores
 // the rest.
+enum class DiagramColumns { kAll, kKeys, kNone };
+
 struct WriterOptions {
   bool compact = false;  // JSON without white space
+  // Diagram formats and DBML: only these schemas (a schema's name, its path
+  // from the catalog when schemas nest, or CATALOG.SCHEMA); empty: all.
+  std::vector<std::string> schemas;
+  // Diagram formats: every column, only the columns of keys, or none.
+  DiagramColumns columns = DiagramColumns::kAll;
 };
 
 // What a writer writes: the model, the log of its import and where it came

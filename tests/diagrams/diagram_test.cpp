@@ -1,0 +1,209 @@
+// The diagram formats and DBML checked by the real tools: Graphviz renders
+// the dot output, the reference DBML parser reads the dbml output, and
+// Mermaid renders the mermaid output in headless Chromium. The checks
+// themselves are the scripts in tests/js/, which compare each output with
+// the model's JSON document.
+#include <sys/wait.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <string>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "cli/program_runner.h"
+
+namespace {
+
+const std::string kSourceDir = PCD_SOURCE_DIR;
+
+// The programs this test starts inherit it (see tests/CMakeLists.txt).
+[[maybe_unused]] const bool kLeakSuppressionsSet =
+    setenv("LSAN_OPTIONS", "suppressions=" PCD_LSAN_SUPPRESSIONS ":print_suppressions=0", 0) == 0;
+const std::string kScripts = kSourceDir + "/tests/js/";
+
+struct CommandResult {
+  int exitCode = -1;
+  std::string output;  // standard output and error together
+};
+
+// Runs a shell command line; arguments must be quoted by the caller.
+CommandResult runCommand(const std::string& commandLine) {
+  CommandResult result;
+  std::FILE* pipe = popen((commandLine + " 2>&1").c_str(), "r");
+  if (pipe == nullptr) return result;
+  char buffer[4096];
+  size_t count;
+  while ((count = std::fread(buffer, 1, sizeof buffer, pipe)) > 0) result.output.append(buffer, count);
+  const int status = pclose(pipe);
+  if (WIFEXITED(status)) result.exitCode = WEXITSTATUS(status);
+  return result;
+}
+
+std::string shellWord(const std::string& text) { return "'" + text + "'"; }
+
+// pcd-import with these arguments, writing to `output`; fails the test
+// unless it succeeds.
+void writeFormat(const std::vector<std::string>& arguments, const std::string& output) {
+  std::vector<std::string> all{"-q", "-o", output};
+  all.insert(all.end(), arguments.begin(), arguments.end());
+  const ProgramResult result = runProgram({all, "", {}});
+  ASSERT_EQ(result.exitCode, 0) << result.err;
+}
+
+void expectCheckPasses(const std::string& commandLine) {
+  const CommandResult result = runCommand(commandLine);
+  EXPECT_EQ(result.exitCode, 0) << commandLine << "\n" << result.output;
+}
+
+// The files every format is checked with: the sample (two catalogs, four
+// schemas, a view, a composite foreign key), a catalog of generated tables
+// in 25 schemas with foreign keys across them, a file of hostile names
+// (quotes, blanks, reserved words, non-ASCII, empty names), and the sample
+// with one schema nested in another.
+class DiagramFormats : public testing::Test {
+ protected:
+  static void SetUpTestSuite() {
+    folder_ = new TemporaryFolder;
+    const std::string generated = folder_->file("generated.pcd");
+    const CommandResult made =
+        runCommand(shellWord(std::string(PCD_BIN_DIR) + "/generate_pcd") + " 300 7 > " + shellWord(generated));
+    ASSERT_EQ(made.exitCode, 0) << made.output;
+    files_ = {kSourceDir + "/examples/sample.pcd", kSourceDir + "/tests/diagrams/data/hostile_names.pcd",
+              generated, kSourceDir + "/tests/diagrams/data/nested_schemas.pcd"};
+    for (size_t i = 0; i < files_.size(); ++i) {
+      models_.push_back(folder_->file("model" + std::to_string(i) + ".json"));
+      writeFormat({files_[i]}, models_.back());
+    }
+  }
+  static void TearDownTestSuite() {
+    delete folder_;
+    folder_ = nullptr;
+  }
+  void SetUp() override {
+    // Installed by scripts/setup.sh; without them the checks cannot run.
+    const CommandResult tools = runCommand(
+        "command -v node && command -v dot && test -x /usr/bin/chromium && test -d " +
+        shellWord(kScripts + "node_modules/@dbml/core") + " && test -d " +
+        shellWord(kScripts + "node_modules/mermaid") + " && test -d " +
+        shellWord(kScripts + "node_modules/playwright-core"));
+    ASSERT_EQ(tools.exitCode, 0)
+        << "node, Graphviz's dot, /usr/bin/chromium or the npm packages of tests/js are "
+           "missing; run scripts/setup.sh";
+  }
+  static std::string output(const std::string& name) { return folder_->file(name); }
+
+  static TemporaryFolder* folder_;
+  static std::vector<std::string> files_, models_;
+};
+TemporaryFolder* DiagramFormats::folder_ = nullptr;
+std::vector<std::string> DiagramFormats::files_, DiagramFormats::models_;
+
+TEST_F(DiagramFormats, DotRendersOneNodePerTableAndOneEdgePerAssociation) {
+  for (size_t i = 0; i < files_.size(); ++i) {
+    const std::string dot = output("d" + std::to_string(i) + ".dot");
+    const std::string svg = output("d" + std::to_string(i) + ".svg");
+    writeFormat({"-f", "dot", files_[i]}, dot);
+    const CommandResult rendered = runCommand("dot -Tsvg -o " + shellWord(svg) + " " + shellWord(dot));
+    ASSERT_EQ(rendered.exitCode, 0) << files_[i] << "\n" << rendered.output;
+    EXPECT_EQ(rendered.output, "") << "Graphviz warned about " << files_[i];
+    expectCheckPasses("node " + shellWord(kScripts + "check_svg.mjs") + " " + shellWord(models_[i]) +
+                      " " + shellWord(svg));
+  }
+}
+
+TEST_F(DiagramFormats, SvgIsDrawnInTheProgram) {
+  for (size_t i = 0; i < files_.size(); ++i) {
+    const std::string svg = output("s" + std::to_string(i) + ".svg");
+    writeFormat({"-f", "svg", "--columns", i == 2 ? "keys" : "all", files_[i]}, svg);
+    expectCheckPasses("node " + shellWord(kScripts + "check_svg.mjs") + " " + shellWord(models_[i]) +
+                      " " + shellWord(svg));
+  }
+  // Only the chosen schemas, and the relations between them.
+  const std::string part = output("part.svg");
+  writeFormat({"-f", "svg", "--columns", "none", "--schema", "SHOP", "--schema", "SALES.BILLING",
+               files_[0]},
+              part);
+  expectCheckPasses("node " + shellWord(kScripts + "check_svg.mjs") + " " + shellWord(models_[0]) + " " +
+                    shellWord(part) + " SHOP SALES.BILLING");
+}
+
+TEST_F(DiagramFormats, DbmlHoldsTheTablesColumnsRefsAndIndexes) {
+  std::string jobs;  // one parser run for all documents
+  for (size_t i = 0; i < files_.size(); ++i) {
+    const std::string dbml = output("m" + std::to_string(i) + ".dbml");
+    writeFormat({"-f", "dbml", files_[i]}, dbml);
+    jobs += " " + shellWord(models_[i]) + " " + shellWord(dbml);
+  }
+  const std::string part = output("part.dbml");
+  writeFormat({"-f", "dbml", "--schema", "BILLING", files_[0]}, part);
+  jobs += " --schemas=BILLING " + shellWord(models_[0]) + " " + shellWord(part);
+  expectCheckPasses("node " + shellWord(kScripts + "check_dbml.mjs") + jobs);
+}
+
+TEST_F(DiagramFormats, MermaidRendersEveryEntityInTheBrowser) {
+  // One browser for all documents; the generated one smaller, since the
+  // browser's layout of hundreds of entities takes long.
+  const std::string smaller = output("smaller.pcd");
+  ASSERT_EQ(runCommand(shellWord(std::string(PCD_BIN_DIR) + "/generate_pcd") + " 120 7 > " +
+                       shellWord(smaller)).exitCode,
+            0);
+  const std::string smallerModel = output("smaller.json");
+  writeFormat({smaller}, smallerModel);
+  std::string jobs;
+  const std::vector<std::pair<std::string, std::string>> documents = {
+      {files_[0], models_[0]}, {files_[1], models_[1]}, {smaller, smallerModel}};
+  for (size_t i = 0; i < documents.size(); ++i) {
+    const std::string mmd = output("r" + std::to_string(i) + ".mmd");
+    writeFormat({"-f", "mermaid", "--columns", i == 2 ? "keys" : "all", documents[i].first}, mmd);
+    jobs += " " + shellWord(documents[i].second) + " " + shellWord(mmd);
+  }
+  const std::string part = output("part.mmd");
+  writeFormat({"-f", "mermaid", "--columns", "none", "--schema", "SHOP", files_[0]}, part);
+  jobs += " --schemas=SHOP " + shellWord(models_[0]) + " " + shellWord(part);
+  const std::string nested = output("nested.mmd");
+  writeFormat({"-f", "mermaid", "--schema", "SALES.SHOP/REPORTING", files_[3]}, nested);
+  jobs += " --schemas=SALES.SHOP/REPORTING " + shellWord(models_[3]) + " " + shellWord(nested);
+#ifdef PCD_TESTS_NO_BROWSER  // see tests/CMakeLists.txt
+  return;
+#endif
+  expectCheckPasses("node " + shellWord(kScripts + "render_mermaid.mjs") + jobs);
+}
+
+// A wrong schema name or a diagram too large to lay out: a message, exit
+// status 1 and no output file.
+TEST_F(DiagramFormats, RefusesWhatItCannotDrawWithoutWritingAFile) {
+  const std::string target = output("refused.out");
+  ProgramResult result =
+      runProgram({{"-q", "-f", "dot", "--schema", "NOPE", "-o", target, files_[0]}, "", {}});
+  EXPECT_EQ(result.exitCode, 1);
+  EXPECT_NE(result.err.find("no schema named 'NOPE'"), std::string::npos) << result.err;
+  EXPECT_FALSE(std::filesystem::exists(target));
+
+  // 20,001 tables without columns: beyond the limit of the svg layout.
+  std::string pcd = "PCD extract\nE,REL_SYS,1,2,C3,SYS,C0\nE,DATABASE,2,1,C2,DB\n"
+                    "R,DB_AT,3,2,1,2,C0,C0\nE,SCHEMA,4,1,C1,S\nR,SCHEM_AT,5,4,2,1,C0\n";
+  long id = 100;
+  for (int table = 0; table <= 20000; ++table) {
+    const std::string name = "T" + std::to_string(table);
+    const long tableId = id++;
+    pcd += "E,TABLE," + std::to_string(tableId) + ",1,C" + std::to_string(name.size()) + "," +
+           name + "\nR,TABLE_AT," + std::to_string(id++) + "," + std::to_string(tableId) +
+           ",4,2,C0,C0\n";
+  }
+  const std::string large = output("large.pcd");
+  writeFile(large, pcd);
+  result = runProgram({{"-q", "-f", "svg", "--columns", "none", "-o", target, large}, "", {}});
+  EXPECT_EQ(result.exitCode, 1);
+  EXPECT_NE(result.err.find("too many to lay out"), std::string::npos) << result.err;
+  EXPECT_NE(result.err.find("--schema NAME"), std::string::npos) << result.err;
+  EXPECT_FALSE(std::filesystem::exists(target));
+
+  result = runProgram({{"--columns", "some", files_[0]}, "", {}});
+  EXPECT_EQ(result.exitCode, 2);
+  EXPECT_NE(result.err.find("use all, keys or none"), std::string::npos) << result.err;
+}
+
+}  // namespace

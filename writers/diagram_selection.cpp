@@ -1,0 +1,197 @@
+#include "diagram_selection.h"
+
+#include <algorithm>
+#include <iterator>
+#include <unordered_map>
+#include <unordered_set>
+
+#include "utf8_sequence.h"
+
+namespace {
+
+constexpr char kReplacementCharacter[] = "\xEF\xBF\xBD";  // U+FFFD in UTF-8
+
+bool isKeyColumn(const ZELClass& table, const ZELAttribute& column) {
+  for (const ZELKey* key : table.keys()) {
+    for (const ZELAttribute* member : key->attributes()) {
+      if (member == &column) return true;
+    }
+  }
+  return false;
+}
+
+DiagramTable describeTable(const ZELClass& table, bool view, size_t schema,
+                           DiagramColumns detail) {
+  DiagramTable drawn{&table, view, schema, {}};
+  if (detail == DiagramColumns::kNone) return drawn;
+  std::unordered_set<const ZELAttribute*> primary, foreign, unique;
+  for (const ZELKey* key : table.keys()) {
+    if (key->isInstanceOf(ZEL_ET_FOREIGN_KEY)) {
+      for (const ZELAttribute* column : key->attributes()) foreign.insert(column);
+    } else if (key == table.getPrimaryKey()) {
+      for (const ZELAttribute* column : key->attributes()) primary.insert(column);
+    } else if (key->isInstanceOf(ZEL_ET_CANDIDATE_KEY) &&
+               static_cast<const ZELCandidateKey*>(key)->uniqueKey &&
+               key->attributes().count() == 1) {
+      unique.insert(*key->attributes().begin());
+    }
+  }
+  for (const ZELFeature* feature : table.features()) {
+    if (!feature->isInstanceOf(ZEL_ET_ATTRIBUTE)) continue;
+    const auto* column = static_cast<const ZELAttribute*>(feature);
+    if (detail == DiagramColumns::kKeys && !isKeyColumn(table, *column)) continue;
+    DiagramColumn drawnColumn{column};
+    drawnColumn.primaryKey = primary.count(column) != 0;
+    drawnColumn.foreignKey = foreign.count(column) != 0;
+    drawnColumn.unique = unique.count(column) != 0;
+    drawnColumn.notNull = !view && !column->isOptional();
+    drawn.columns.push_back(drawnColumn);
+  }
+  return drawn;
+}
+
+// Whether the user asked for this schema; marks the names that matched.
+bool isChosen(const std::vector<std::string>& names, std::vector<bool>& matched,
+              const std::string& catalog, const std::string& path) {
+  if (names.empty()) return true;
+  bool chosen = false;
+  for (size_t i = 0; i < names.size(); ++i) {
+    if (names[i] == path || names[i] == catalog + "." + path) {
+      matched[i] = true;
+      chosen = true;
+    }
+  }
+  return chosen;
+}
+
+// The tables and views of the chosen schemas of every catalog; nested
+// schemas are walked with a stack of their own, as deep as they go.
+void selectTables(const ZELModel& model, const WriterOptions& options, Diagram& diagram,
+                  std::vector<bool>& matched) {
+  struct Pending {
+    const ZELPackage* schema;
+    std::string path;
+  };
+  for (const ZELPackage* package : model.childPackages()) {
+    if (package->getElementType() != ZEL_ET_DATABASE_CATALOG) continue;
+    const std::string catalog(bytesOf(package->getName()));
+    // A stack in reverse, so that schemas come out in the model's order,
+    // each followed by the schemas nested in it.
+    std::vector<Pending> pending;
+    const auto pushChildren = [&pending](const ZELPackage& parent, const std::string& prefix) {
+      const size_t first = pending.size();
+      for (const ZELPackage* child : parent.childPackages()) {
+        pending.push_back({child, prefix + std::string(bytesOf(child->getName()))});
+      }
+      std::reverse(pending.begin() + static_cast<std::ptrdiff_t>(first), pending.end());
+    };
+    pushChildren(*package, "");
+    while (!pending.empty()) {
+      const Pending current = pending.back();
+      pending.pop_back();
+      pushChildren(*current.schema, current.path + "/");
+      if (!isChosen(options.schemas, matched, catalog, current.path)) continue;
+      if (!current.schema->isInstanceOf(ZEL_ET_DATA_PACKAGE)) continue;
+      DiagramSchema schema{catalog, current.path, {}};
+      for (const ZELModelObject* object :
+           static_cast<const ZELDataPackage*>(current.schema)->modelObjects()) {
+        const ZELElementType type = object->getElementType();
+        if (type != ZEL_ET_CLASS && type != ZEL_ET_SQL_VIEW_ENTITY) continue;
+        schema.tables.push_back(diagram.tables.size());
+        diagram.tables.push_back(describeTable(*static_cast<const ZELClass*>(object),
+                                               type == ZEL_ET_SQL_VIEW_ENTITY,
+                                               diagram.schemas.size(), options.columns));
+      }
+      if (!schema.tables.empty()) diagram.schemas.push_back(std::move(schema));
+    }
+  }
+}
+
+// The associations of the design packages whose two ends are both drawn.
+void selectRelations(const ZELModel& model, Diagram& diagram) {
+  std::unordered_map<const ZELClass*, size_t> drawn;
+  for (size_t i = 0; i < diagram.tables.size(); ++i) drawn.emplace(diagram.tables[i].table, i);
+  for (const ZELPackage* package : model.childPackages()) {
+    if (package->getElementType() != ZEL_ET_DESIGN_PACKAGE) continue;
+    for (const ZELModelElement* element : static_cast<const ZELDesignPackage*>(package)->elements()) {
+      if (element->getElementType() != ZEL_ET_ASSOCIATION) continue;
+      const auto& association = *static_cast<const ZELAssociation*>(element);
+      if (association.roles().count() != 2) continue;
+      const ZELAssociationRole* parent = *association.roles().begin();
+      const ZELAssociationRole* child = *std::next(association.roles().begin());
+      if (child->parentSide && !parent->parentSide) std::swap(parent, child);
+      const auto parentTable = drawn.find(parent->getAssociatedClass());
+      const auto childTable = drawn.find(child->getAssociatedClass());
+      if (parentTable == drawn.end() || childTable == drawn.end()) continue;
+      DiagramRelation relation{childTable->second,
+                               parentTable->second,
+                               parseMultiplicity(bytesOf(child->multiplicity)),
+                               parseMultiplicity(bytesOf(parent->multiplicity)),
+                               child->getForeignKey(),
+                               {}};
+      relation.name = std::string(bytesOf(relation.foreignKey != nullptr
+                                              ? relation.foreignKey->getName()
+                                              : association.getName()));
+      diagram.relations.push_back(std::move(relation));
+    }
+  }
+}
+
+}  // namespace
+
+Multiplicity parseMultiplicity(std::string_view text) {
+  const size_t dots = text.find("..");
+  const std::string_view lower = text.substr(0, dots);
+  const std::string_view upper = dots == std::string_view::npos ? text : text.substr(dots + 2);
+  const bool upperIsOne = upper == "1" || upper == "0";
+  return {lower == "0" || lower.empty(), !upperIsOne};
+}
+
+std::string selectDiagram(const ZELModel& model, const WriterOptions& options, Diagram& diagram) {
+  std::vector<bool> matched(options.schemas.size(), false);
+  selectTables(model, options, diagram, matched);
+  for (size_t i = 0; i < matched.size(); ++i) {
+    if (!matched[i]) {
+      return "no schema named '" + options.schemas[i] +
+             "' in the model; give a schema's name or CATALOG.SCHEMA";
+    }
+  }
+  selectRelations(model, diagram);
+  return "";
+}
+
+std::string printableText(std::string_view bytes) {
+  std::string text;
+  text.reserve(bytes.size());
+  const auto* data = reinterpret_cast<const unsigned char*>(bytes.data());
+  for (size_t i = 0; i < bytes.size();) {
+    const unsigned char byte = data[i];
+    if (byte < 0x80) {
+      text += byte < 0x20 || byte == 0x7F ? ' ' : static_cast<char>(byte);
+      ++i;
+    } else if (const size_t length = wellFormedSequenceLength(data + i, bytes.size() - i)) {
+      text.append(bytes.data() + i, length);
+      i += length;
+    } else {
+      text += kReplacementCharacter;
+      ++i;
+    }
+  }
+  return text;
+}
+
+std::string columnTypeText(const ZELAttribute& column) {
+  const ZELType* type = column.getType();
+  if (type == nullptr) return "";
+  if (!type->isInstanceOf(ZEL_ET_DERIVED_TYPE)) return std::string(bytesOf(type->getName()));
+  const auto& derived = static_cast<const ZELDerivedType&>(*type);
+  std::string text(bytesOf(derived.NativeDataType.length() != 0 ? derived.NativeDataType
+                                                                   : derived.getName()));
+  // Some native names carry their size already: "NUMBER(10,2)".
+  if (derived.getLength() > 0 && text.find('(') == std::string::npos) {
+    text += "(" + std::to_string(derived.getLength());
+    if (derived.getScale() > 0) text += "," + std::to_string(derived.getScale());
+    text += ")";
+  }
+  return text;
+}

@@ -1,0 +1,71 @@
+// What the diagram formats (and DBML) draw: the tables and views of the
+// chosen schemas, each with the columns --columns asks for and their key
+// marks, and the associations whose two ends are both drawn. Everything in
+// the model's order, so that the same model gives the same bytes.
+#pragma once
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "model/zel_model.h"
+#include "model_writer.h"
+
+struct DiagramColumn {
+  const ZELAttribute* column;
+  bool primaryKey = false;  // in the table's primary key
+  bool foreignKey = false;  // in one of the table's foreign keys
+  bool unique = false;      // alone in a unique candidate key that is not the primary key
+  bool notNull = false;     // a table column that is not optional (views carry no flag)
+};
+
+struct DiagramTable {
+  const ZELClass* table;
+  bool view;
+  size_t schema;  // index into Diagram::schemas
+  std::vector<DiagramColumn> columns;  // as --columns asks
+};
+
+struct DiagramSchema {
+  std::string catalog;  // the catalog's name
+  std::string path;     // the schema's name; "PARENT/CHILD" when schemas nest
+  std::vector<size_t> tables;  // indexes into Diagram::tables
+};
+
+// Bounds of an association role's multiplicity ("1", "0..1", "0..*", "1..5").
+struct Multiplicity {
+  bool optional;  // lower bound 0
+  bool many;      // upper bound above 1
+};
+Multiplicity parseMultiplicity(std::string_view text);
+
+// An association between two drawn tables: the referencing (child) end and
+// the referenced (parent) end.
+struct DiagramRelation {
+  size_t child, parent;  // indexes into Diagram::tables
+  Multiplicity childEnd, parentEnd;
+  const ZELForeignKey* foreignKey;  // the key the child role holds, or null
+  std::string name;                 // the foreign key's name, else the association's
+};
+
+struct Diagram {
+  std::vector<DiagramSchema> schemas;  // only schemas with something to draw
+  std::vector<DiagramTable> tables;
+  std::vector<DiagramRelation> relations;
+};
+
+// Fills `diagram` from the model as `options` choose. Returns "" or, when a
+// --schema name matches no schema of the model, the message to show.
+std::string selectDiagram(const ZELModel& model, const WriterOptions& options, Diagram& diagram);
+
+// The model's bytes of a name or text.
+inline std::string_view bytesOf(const ZELString& text) { return {text.c_str(), text.length()}; }
+
+// Valid UTF-8 for any bytes: each byte that is not part of a well-formed
+// sequence becomes U+FFFD and each control character a blank, so that a
+// diagram language (and its renderer) can take the text.
+std::string printableText(std::string_view bytes);
+
+// A column's type as a reader expects it: "VARCHAR2(60)", "NUMBER(10,2)",
+// "DATE"; "" when the column has no type.
+std::string columnTypeText(const ZELAttribute& column);

@@ -1,0 +1,10 @@
+// The "dbml" format: the tables of the model in DBML, with their columns,
+// keys, index-only indexes, descriptions as notes, a Ref per linked foreign
+// key and a table group per schema.
+#pragma once
+
+#include <memory>
+
+#include "model_writer.h"
+
+std::unique_ptr<ModelWriter> makeDbmlModelWriter(const WriterOptions& options);

@@ -1,0 +1,175 @@
+#include "model_mermaid.h"
+
+#include <cctype>
+#include <unordered_set>
+
+#include "diagram_selection.h"
+
+// How names reach Mermaid:
+// - An entity is written by its own name when that is a plain identifier
+//   (ASCII letters, digits, "_", not starting with a digit), no keyword of
+//   the diagram, and not taken by an earlier entity. Any other entity gets
+//   the id "e-N" (N its position in the diagram; no plain name has a "-")
+//   and its name as the alias label: e-7["order lines"].
+// - A column name that Mermaid's attribute token cannot take is written in
+//   backticks (a backtick inside becomes "'"); an empty one as `""`.
+// - In quoted text (aliases, comments, relation labels) the characters
+//   Mermaid would read itself are entity codes: #quot; #35; #37; #92; #lt; #gt;
+//   #amp;. A type keeps its letters, digits and -_()[]., and the rest
+//   become "_".
+
+namespace {
+
+bool isKeyword(const std::string& name) {
+  static const std::unordered_set<std::string> keywords = {
+      "erdiagram", "direction", "style", "classdef", "class", "subgraph", "end", "one",
+      "only", "zero", "many", "to", "optionally", "u", "acctitle", "accdescr", "o"};
+  std::string lower;
+  for (const char c : name) lower += static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+  return keywords.count(lower) != 0;
+}
+
+bool isPlainIdentifier(const std::string& name) {
+  if (name.empty() || std::isdigit(static_cast<unsigned char>(name[0]))) return false;
+  for (const char c : name) {
+    if (!std::isalnum(static_cast<unsigned char>(c)) && c != '_') return false;
+  }
+  return true;
+}
+
+// A byte that Mermaid's attribute tokens take: their ASCII set, or part of
+// a non-ASCII character (they take U+00C0 and up; lower ones are rare in
+// names and become "_" only in types).
+bool isTokenByte(unsigned char c) {
+  return std::isalnum(c) || c == '_' || c == '-' || c == '(' || c == ')' || c == '[' ||
+         c == ']' || c == '.' || c == ',' || c >= 0x80;
+}
+
+bool isAttributeToken(const std::string& text) {
+  if (text.empty()) return false;
+  const auto first = static_cast<unsigned char>(text[0]);
+  if (!std::isalpha(first) && first != '_' && first < 0xC3) return false;
+  for (const char c : text) {
+    if (!isTokenByte(static_cast<unsigned char>(c))) return false;
+  }
+  // U+0080..U+00BF (lead byte 0xC2) is outside the token's range.
+  return text.find('\xC2') == std::string::npos;
+}
+
+std::string quotedText(std::string_view bytes) {
+  std::string text = "\"";
+  for (const char byte : printableText(bytes)) {
+    switch (byte) {
+      case '"': text += "#quot;"; break;
+      case '#': text += "#35;"; break;
+      case '%': text += "#37;"; break;
+      case '<': text += "#lt;"; break;
+      case '>': text += "#gt;"; break;
+      case '&': text += "#amp;"; break;
+      case '\\': text += "#92;"; break;
+      default: text += byte;
+    }
+  }
+  return text + "\"";
+}
+
+std::string typeToken(const ZELAttribute& column) {
+  const std::string type = printableText(columnTypeText(column));
+  if (type.empty()) return "undefined";
+  std::string token;
+  for (const char c : type) token += isTokenByte(static_cast<unsigned char>(c)) ? c : '_';
+  if (!isAttributeToken(token)) token = "_" + token;
+  return isAttributeToken(token) ? token : "undefined";
+}
+
+std::string attributeName(const ZELAttribute& column) {
+  std::string name = printableText(bytesOf(column.getName()));
+  if (isAttributeToken(name) && !isKeyword(name)) return name;
+  if (name.empty()) return "`\"\"`";
+  for (char& c : name) {
+    if (c == '`') c = '\'';
+  }
+  return "`" + name + "`";
+}
+
+const char* childEnd(const Multiplicity& end) {
+  if (end.many) return end.optional ? "}o" : "}|";
+  return end.optional ? "|o" : "||";
+}
+
+const char* parentEnd(const Multiplicity& end) {
+  if (end.many) return end.optional ? "o{" : "|{";
+  return end.optional ? "o|" : "||";
+}
+
+std::string writeDiagram(const Diagram& diagram) {
+  std::vector<std::string> ids(diagram.tables.size());
+  std::unordered_set<std::string> taken;
+  std::string text = "erDiagram\n";
+  bool anyView = false;
+  for (size_t t = 0; t < diagram.tables.size(); ++t) {
+    const DiagramTable& table = diagram.tables[t];
+    const std::string name(bytesOf(table.table->getName()));
+    std::string head;
+    if (isPlainIdentifier(name) && !isKeyword(name) && taken.insert(name).second) {
+      ids[t] = head = name;
+    } else {
+      ids[t] = "e-" + std::to_string(t + 1);
+      head = ids[t] + "[" + quotedText(name.empty() ? "\"\"" : name) + "]";
+    }
+    anyView |= table.view;
+    text += "    " + head;
+    if (!table.columns.empty()) {
+      text += " {\n";
+      for (const DiagramColumn& column : table.columns) {
+        text += "        " + typeToken(*column.column) + " " + attributeName(*column.column);
+        std::string keys;
+        if (column.primaryKey) keys += "PK";
+        if (column.foreignKey) keys += keys.empty() ? "FK" : ", FK";
+        if (column.unique) keys += keys.empty() ? "UK" : ", UK";
+        if (!keys.empty()) text += " " + keys;
+        if (column.column->getDescription().length() != 0) {
+          text += " " + quotedText(bytesOf(column.column->getDescription()));
+        }
+        text += "\n";
+      }
+      text += "    }";
+    }
+    text += "\n";
+  }
+  for (const DiagramRelation& relation : diagram.relations) {
+    text += "    " + ids[relation.child] + " " + childEnd(relation.childEnd) + "--" +
+            parentEnd(relation.parentEnd) + " " + ids[relation.parent] + " : " +
+            quotedText(relation.name) + "\n";
+  }
+  // Views are drawn with a dashed border.
+  if (anyView) {
+    text += "    classDef view stroke-dasharray:5 5\n";
+    for (size_t t = 0; t < diagram.tables.size(); ++t) {
+      if (diagram.tables[t].view) text += "    class " + ids[t] + " view\n";
+    }
+  }
+  return text;
+}
+
+class MermaidModelWriter final : public ModelWriter {
+ public:
+  explicit MermaidModelWriter(WriterOptions options) : options_(std::move(options)) {}
+  std::string write(const ModelSource& source, std::FILE* out) override {
+    Diagram diagram;
+    const std::string error = selectDiagram(source.model, options_, diagram);
+    if (!error.empty()) return error;
+    const std::string text = writeDiagram(diagram);
+    std::fwrite(text.data(), 1, text.size(), out);  // a write error stays in the stream
+    return "";
+  }
+
+ private:
+  WriterOptions options_;
+};
+
+}  // namespace
+
+std::unique_ptr<ModelWriter> makeMermaidModelWriter(const WriterOptions& options) {
+  return std::make_unique<MermaidModelWriter>(options);
+}

@@ -1,0 +1,34 @@
+// Well-formed UTF-8, as the writers check it before text reaches a format
+// that requires valid UTF-8.
+#pragma once
+
+#include <cstddef>
+
+// Length of the well-formed UTF-8 sequence starting at `at` (at least two
+// bytes long, lead byte >= 0x80), or 0 when the bytes there do not form one.
+// Overlong forms, surrogates, code points above U+10FFFF and truncated
+// sequences are all rejected.
+inline size_t wellFormedSequenceLength(const unsigned char* at, size_t available) {
+  const unsigned char lead = at[0];
+  size_t length;
+  unsigned char secondMin = 0x80, secondMax = 0xBF;
+  if (lead >= 0xC2 && lead <= 0xDF) {
+    length = 2;
+  } else if (lead >= 0xE0 && lead <= 0xEF) {
+    length = 3;
+    if (lead == 0xE0) secondMin = 0xA0;  // overlong below U+0800
+    if (lead == 0xED) secondMax = 0x9F;  // surrogates U+D800..U+DFFF
+  } else if (lead >= 0xF0 && lead <= 0xF4) {
+    length = 4;
+    if (lead == 0xF0) secondMin = 0x90;  // overlong below U+10000
+    if (lead == 0xF4) secondMax = 0x8F;  // above U+10FFFF
+  } else {
+    return 0;  // a continuation byte, C0/C1 (always overlong) or F5..FF
+  }
+  if (available < length) return 0;
+  if (at[1] < secondMin || at[1] > secondMax) return 0;
+  for (size_t i = 2; i < length; ++i) {
+    if ((at[i] & 0xC0) != 0x80) return 0;
+  }
+  return length;
+}
