@@ -3,10 +3,14 @@
 #include <cstring>
 
 #include "model_writer.h"
+#include "sql_dialect.h"
 
 namespace {
 
-enum class OptionId { kOutput, kFormat, kCompact, kBridgeId, kPlugin, kQuiet, kVersion, kHelp };
+enum class OptionId {
+  kOutput, kFormat, kCompact, kBridgeId, kPlugin, kQuiet, kVersion, kHelp,
+  kDialect, kNativeTypes,
+};
 
 struct OptionDefinition {
   OptionId id;
@@ -21,6 +25,7 @@ const OptionDefinition kOptions[] = {
     {OptionId::kBridgeId, 0, "bridge-id", true}, {OptionId::kPlugin, 0, "plugin", true},
     {OptionId::kQuiet, 'q', "quiet", false},     {OptionId::kVersion, 0, "version", false},
     {OptionId::kHelp, 'h', "help", false},
+    {OptionId::kDialect, 0, "dialect", true},    {OptionId::kNativeTypes, 0, "native-types", false},
 };
 
 const OptionDefinition* findLong(const std::string& name) {
@@ -74,6 +79,22 @@ std::string apply(const OptionDefinition& definition, const std::string& value,
       break;
     case OptionId::kHelp:
       options.showHelp = true;
+      break;
+    case OptionId::kDialect: {
+      SqlDialect dialect;
+      if (!parseSqlDialect(value, dialect)) {
+        std::string names;
+        for (const std::string_view name : sqlDialectNames()) {
+          names += names.empty() ? "" : ", ";
+          names += name;
+        }
+        return "unknown dialect '" + value + "'; use one of: " + names;
+      }
+      options.dialect = value;
+      break;
+    }
+    case OptionId::kNativeTypes:
+      options.nativeTypes = true;
       break;
   }
   return "";
@@ -166,8 +187,12 @@ const char* usageText() {
          "Options:\n"
          "  -o, --output FILE     write to FILE instead of standard output; FILE is\n"
          "                        replaced only when the import succeeds\n"
-         "  -f, --format FORMAT   json (the model, default) or summary (one line of counts)\n"
+         "  -f, --format FORMAT   json (the model, default), summary (one line of counts)\n"
+         "                        or sql (a DDL script)\n"
          "      --compact         JSON without indentation or line breaks\n"
+         "      --dialect NAME    SQL dialect of --format sql: postgresql (default),\n"
+         "                        mysql or sqlite\n"
+         "      --native-types    SQL with the extract's own type names\n"
          "      --bridge-id ID    bridge identifier handed to the plug-in\n"
          "                        (default CaRepositoryDsOdbcImport)\n"
          "      --plugin PATH     the plug-in library (default: $PCD_IMPORT_PLUGIN, else\n"

@@ -9,6 +9,8 @@ struct CommandLine {
   std::string outputPath;  // empty: standard output
   std::string format = "json";  // a name from outputFormats()
   bool compact = false;
+  std::string dialect = "postgresql";  // --format sql: a name from sqlDialectNames()
+  bool nativeTypes = false;
   std::string bridgeId = "CaRepositoryDsOdbcImport";
   std::string pluginPath;  // empty: the default location
   bool quiet = false;

@@ -59,6 +59,12 @@ int importAndWrite(ZELModelBridgeImportDllInterface& bridge, const CommandLine& 
   if (!output.open(options.outputPath, error)) return fail(error);
   WriterOptions writerOptions;
   writerOptions.compact = options.compact;
+  writerOptions.dialect = options.dialect;
+  writerOptions.nativeTypes = options.nativeTypes;
+  ZELBridgeSpecification specification;
+  bridge.getSpecification(ZELString(options.bridgeId.data(), options.bridgeId.size()),
+                          specification);
+  writerOptions.toolVersion = specification.getBridgeVersion().c_str();
   const std::unique_ptr<ModelWriter> writer =
       findOutputFormat(options.format)->make(writerOptions);
   error = writer->write({model, keptLog.events(), options.pcdFile}, output.stream());

@@ -16,6 +16,9 @@
 // the rest.
 struct WriterOptions {
   bool compact = false;  // JSON without white space
+  std::string dialect = "postgresql";  // SQL: a name from sqlDialectNames()
+  bool nativeTypes = false;            // SQL: the extract's own type names
+  std::string toolVersion;             // SQL: for the script's header
 };
 
 // What a writer writes: the model, the log of its import and where it came
