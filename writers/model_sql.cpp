@@ -90,7 +90,10 @@ class ScriptBuilder {
       body_ += "\n-- Foreign keys, once every table exists.\n\n";
       body_ += foreignKeys_;
     }
-    return header(toolVersion, schemas) + body_;
+    // One transaction where DDL is transactional: a script that stops
+    // half way leaves nothing behind. MySQL commits each statement.
+    if (dialect_ == SqlDialect::kMySql) return header(toolVersion, schemas) + body_;
+    return header(toolVersion, schemas) + "BEGIN;\n" + body_ + "\nCOMMIT;\n";
   }
 
  private:

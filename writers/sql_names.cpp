@@ -211,7 +211,7 @@ std::string SqlNames::assign(const ZELModel& model, SqlDialect dialect) {
       bool reserved = true;
       for (size_t i = 0; i < reservedPrefix.size(); ++i) {
         const char c = name[i];
-        reserved = reserved && (c | 0x20) == reservedPrefix[i];
+        reserved = reserved && (c >= 'A' && c <= 'Z' ? c - 'A' + 'a' : c) == reservedPrefix[i];
       }
       if (reserved) name = "x" + name;
     }
