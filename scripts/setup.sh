@@ -7,6 +7,11 @@ have() { dpkg-query -W -f='${Status}' "$1" 2>/dev/null | grep -q 'install ok ins
 for pkg in g++ cmake ninja-build libgtest-dev libbenchmark-dev clang libclang-rt-14-dev; do
   have "$pkg" || need+=("$pkg")
 done
+# Test only: the SQL round-trip tests (tests/sql) load scripts into real
+# engines; the tests start their own throwaway servers.
+for pkg in postgresql-15 mariadb-server mariadb-client libsqlite3-dev; do
+  have "$pkg" || need+=("$pkg")
+done
 if [ ${#need[@]} -gt 0 ]; then
   echo "setup: installing ${need[*]}" >&2
   SUDO=""; [ "$(id -u)" -ne 0 ] && SUDO="sudo"

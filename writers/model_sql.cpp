@@ -1,6 +1,9 @@
 #include "model_sql.h"
 
 #include <algorithm>
+#include <cctype>
+#include <cstdio>
+#include <cstdlib>
 #include <unordered_map>
 #include <unordered_set>
 #include <vector>
@@ -66,7 +69,10 @@ class ScriptBuilder {
                 const SqlNames& names)
       : source_(source), dialect_(dialect), nativeTypes_(nativeTypes), names_(names) {}
 
-  std::string build(const std::string& toolVersion) {
+  // Writes the script to `out` as it goes: a table at a time, the foreign
+  // keys at the end.
+  void build(const std::string& toolVersion, std::FILE* out) {
+    out_ = out;
     const std::vector<SchemaOfCatalog> schemas = catalogSchemas(source_.model);
     // Which tables the script creates, so that foreign keys can refer only to
     // those; MySQL and SQLite tables need at least one column.
@@ -85,18 +91,28 @@ class ScriptBuilder {
         if (createdTables_.count(table)) planKeys(*table);
       }
     }
+    body_ = header(toolVersion, schemas);
+    // One transaction where DDL is transactional: a script that stops
+    // half way leaves nothing behind. MySQL commits each statement.
+    if (dialect_ != SqlDialect::kMySql) body_ += "BEGIN;\n";
     for (const SchemaOfCatalog& entry : schemas) writeSchema(entry);
     if (!foreignKeys_.empty()) {
       body_ += "\n-- Foreign keys, once every table exists.\n\n";
       body_ += foreignKeys_;
     }
-    // One transaction where DDL is transactional: a script that stops
-    // half way leaves nothing behind. MySQL commits each statement.
-    if (dialect_ == SqlDialect::kMySql) return header(toolVersion, schemas) + body_;
-    return header(toolVersion, schemas) + "BEGIN;\n" + body_ + "\nCOMMIT;\n";
+    body_ += "\n-- " + std::to_string(notWrittenCount_) +
+             " keys, indexes or tables could not be written in " +
+             std::string(sqlDialectName(dialect_)) + " (comments marked NOT WRITTEN).\n";
+    if (dialect_ != SqlDialect::kMySql) body_ += "COMMIT;\n";
+    flush();
   }
 
  private:
+  void flush() {
+    std::fwrite(body_.data(), 1, body_.size(), out_);  // errors stay in the stream
+    body_.clear();
+  }
+
   const std::string& name(const ZELObject* object) const { return names_.of(object); }
   std::string quoted(const ZELObject* object) const {
     return quoteIdentifier(dialect_, name(object));
@@ -213,6 +229,7 @@ class ScriptBuilder {
     }
     for (const ZELModelObject* object : objectsOfType(schema, ZEL_ET_CLASS)) {
       writeTable(*static_cast<const ZELClass*>(object));
+      if (body_.size() > (1u << 16)) flush();
     }
     for (const ZELModelObject* object : objectsOfType(schema, ZEL_ET_SQL_VIEW_ENTITY)) {
       writeView(*static_cast<const ZELSQLViewEntity*>(object), schema);
@@ -540,11 +557,8 @@ class ScriptBuilder {
     line("Not carried: view definitions and procedure bodies (listed as comments);");
     line("the sort order of key columns; referential actions and deferrability;");
     line("the catalogs' server types; design packages and associations.");
-    if (notWrittenCount_ != 0) {
-      line(std::to_string(notWrittenCount_) +
-           " keys, indexes or tables could not be written; each is a comment marked NOT "
-           "WRITTEN.");
-    }
+    line("What a dialect cannot take is a comment marked NOT WRITTEN that says why;");
+    line("their count is at the end.");
     switch (dialect_) {
       case SqlDialect::kPostgreSql:
         text += "SET client_encoding = 'UTF8';\n";
@@ -562,7 +576,8 @@ class ScriptBuilder {
   SqlDialect dialect_;
   bool nativeTypes_;
   const SqlNames& names_;
-  std::string body_;
+  std::FILE* out_ = nullptr;
+  std::string body_;  // written out a table at a time
   std::string foreignKeys_;
   unsigned notWrittenCount_ = 0;
   std::unordered_set<const ZELClass*> createdTables_;
@@ -577,11 +592,7 @@ class SqlModelWriter final : public ModelWriter {
   SqlModelWriter(SqlDialect dialect, bool nativeTypes, std::string toolVersion)
       : dialect_(dialect), nativeTypes_(nativeTypes), toolVersion_(std::move(toolVersion)) {}
   std::string write(const ModelSource& source, std::FILE* out) override {
-    std::string error;
-    const std::string script = makeSqlScript(source, dialect_, nativeTypes_, toolVersion_, error);
-    if (!error.empty()) return error;
-    std::fwrite(script.data(), 1, script.size(), out);  // errors stay in the stream
-    return "";
+    return writeSqlScript(source, dialect_, nativeTypes_, toolVersion_, out);
   }
 
  private:
@@ -592,12 +603,30 @@ class SqlModelWriter final : public ModelWriter {
 
 }  // namespace
 
+std::string writeSqlScript(const ModelSource& source, SqlDialect dialect, bool nativeTypes,
+                           const std::string& toolVersion, std::FILE* out) {
+  // Every name is settled before the first byte: a model that cannot be
+  // written leaves the stream untouched.
+  SqlNames names;
+  const std::string error = names.assign(source.model, dialect);
+  if (error.empty()) ScriptBuilder(source, dialect, nativeTypes, names).build(toolVersion, out);
+  return error;
+}
+
 std::string makeSqlScript(const ModelSource& source, SqlDialect dialect, bool nativeTypes,
                           const std::string& toolVersion, std::string& error) {
-  SqlNames names;
-  error = names.assign(source.model, dialect);
-  if (!error.empty()) return "";
-  return ScriptBuilder(source, dialect, nativeTypes, names).build(toolVersion);
+  char* bytes = nullptr;
+  size_t size = 0;
+  std::FILE* memory = open_memstream(&bytes, &size);
+  if (memory == nullptr) {
+    error = "out of memory";
+    return "";
+  }
+  error = writeSqlScript(source, dialect, nativeTypes, toolVersion, memory);
+  std::fclose(memory);
+  std::string script = error.empty() ? std::string(bytes, size) : std::string();
+  std::free(bytes);
+  return script;
 }
 
 std::unique_ptr<ModelWriter> makeSqlModelWriter(const WriterOptions& options) {

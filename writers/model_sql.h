@@ -4,14 +4,18 @@
 // says why, never as a statement that would fail.
 #pragma once
 
+#include <cstdio>
 #include <memory>
 #include <string>
 
 #include "model_writer.h"
 #include "sql_dialect.h"
 
-// The whole script for the model, or "" with `error` set when a name cannot
-// be written in the dialect.
+// Writes the script for the model to `out`. Returns "" or, when a name
+// cannot be written in the dialect, why (then nothing is written).
+std::string writeSqlScript(const ModelSource& source, SqlDialect dialect, bool nativeTypes,
+                           const std::string& toolVersion, std::FILE* out);
+// The same script as a string, or "" with `error` set.
 std::string makeSqlScript(const ModelSource& source, SqlDialect dialect, bool nativeTypes,
                           const std::string& toolVersion, std::string& error);
 

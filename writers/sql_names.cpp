@@ -189,6 +189,14 @@ std::string SqlNames::assign(const ZELModel& model, SqlDialect dialect) {
   const Namer namer(dialect);
   std::string error;
   const std::vector<SchemaOfCatalog> schemas = catalogSchemas(model);
+  size_t objects = schemas.size();
+  for (const SchemaOfCatalog& entry : schemas) {
+    for (const ZELModelObject* object : objectsOfType(*entry.schema, ZEL_ET_CLASS)) {
+      const auto& table = static_cast<const ZELClass&>(*object);
+      objects += 1 + table.features().count() + table.keys().count() + table.indexes().count();
+    }
+  }
+  names_.reserve(objects);  // one allocation for a model of any size
 
   // Schemas (PostgreSQL schemas, MySQL databases) share one scope with the
   // ones every database already has.
