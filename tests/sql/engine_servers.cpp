@@ -25,19 +25,36 @@ namespace {
 // handler only sends signals, which is safe there.
 volatile sig_atomic_t gServerPids[4] = {0, 0, 0, 0};
 
-void stopServersAndDie(int signalNumber) {
+constexpr int kFatalSignals[] = {SIGINT, SIGTERM, SIGHUP, SIGABRT, SIGSEGV, SIGBUS, SIGFPE};
+struct sigaction gPreviousActions[sizeof kFatalSignals / sizeof kFatalSignals[0]];
+
+// Stops the servers, then hands the signal to whoever handled it before
+// (a sanitizer, or the default action): a fault happens again when the
+// handler returns, any other signal is raised again.
+void stopServersAndPassOn(int signalNumber) {
   for (volatile sig_atomic_t& pid : gServerPids) {
     if (pid > 0) kill(static_cast<pid_t>(pid), SIGKILL);
   }
-  signal(signalNumber, SIG_DFL);
-  raise(signalNumber);
+  for (size_t i = 0; i < sizeof kFatalSignals / sizeof kFatalSignals[0]; ++i) {
+    if (kFatalSignals[i] == signalNumber) sigaction(signalNumber, &gPreviousActions[i], nullptr);
+  }
+  if (signalNumber != SIGSEGV && signalNumber != SIGBUS && signalNumber != SIGFPE) {
+    raise(signalNumber);
+  }
 }
 
 void watchServer(pid_t pid) {
   static bool handlersSet = false;
   if (!handlersSet) {
-    for (const int number : {SIGINT, SIGTERM, SIGABRT, SIGSEGV, SIGBUS, SIGFPE, SIGHUP}) {
-      signal(number, stopServersAndDie);
+    struct sigaction action {};
+    action.sa_handler = stopServersAndPassOn;
+    sigemptyset(&action.sa_mask);
+    for (size_t i = 0; i < sizeof kFatalSignals / sizeof kFatalSignals[0]; ++i) {
+      sigaction(kFatalSignals[i], &action, &gPreviousActions[i]);
+      // A signal the program was started to ignore stays ignored.
+      if (gPreviousActions[i].sa_handler == SIG_IGN) {
+        sigaction(kFatalSignals[i], &gPreviousActions[i], nullptr);
+      }
     }
     handlersSet = true;
   }
