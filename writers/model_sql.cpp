@@ -289,6 +289,9 @@ class ScriptBuilder {
                                                           std::string(sqlDialectName(dialect_)));
       return;
     }
+    if (name(&table) != validUtf8(bytesOf(table.getName()))) {
+      body_ += "-- Table " + shown(table.getName()) + " of the extract\n";
+    }
     if (dialect_ == SqlDialect::kSqlite && !description.empty()) {
       body_ += "-- " + commentText(description) + "\n";
     }
@@ -310,6 +313,10 @@ class ScriptBuilder {
       std::string line = "  " + quoted(column) + " " + type.text;
       if (!column->isOptional() || primaryColumns.count(column)) line += " NOT NULL";
       std::string note = type.note;
+      if (name(column) != validUtf8(bytesOf(column->getName()))) {
+        note += std::string(note.empty() ? "" : "; ") + "column " + shown(column->getName()) +
+                " of the extract";
+      }
       const std::string columnDescription = validUtf8(bytesOf(column->getDescription()));
       if (!columnDescription.empty()) {
         if (dialect_ == SqlDialect::kMySql) {
