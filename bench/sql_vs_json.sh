@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # Time to write the SQL script of the largest generated file, against the
 # JSON document: pcd-import with --format json and --format sql in each
-# dialect, output to /dev/null, best of 3 wall times. Uses the files of
+# dialect, output to /dev/null, best of 3 CPU times (user + system: on a
+# machine shared with other work, wall times vary too much). Uses the files of
 # bench/run.sh (bench/data/tables-N.pcd) and the program of its build.
 #
 #   bench/sql_vs_json.sh              the largest file in bench/data
@@ -20,20 +21,23 @@ if [ -z "$file" ] || [ ! -s "$file" ]; then
 fi
 
 best() {
-  local best_ns="" start end
+  local best="" seconds
   for _ in 1 2 3; do
-    start=$(date +%s%N)
-    "$bin/pcd-import" -q -o /dev/null "$@" "$file" 2>/dev/null
-    end=$(date +%s%N)
-    if [ -z "$best_ns" ] || [ $((end - start)) -lt "$best_ns" ]; then best_ns=$((end - start)); fi
+    /usr/bin/time -f "%U %S" -o "$times" "$bin/pcd-import" -q -o /dev/null "$@" "$file" 2>/dev/null
+    seconds=$(awk '{ print $1 + $2 }' "$times")
+    if [ -z "$best" ] || awk -v a="$seconds" -v b="$best" 'BEGIN { exit !(a < b) }'; then
+      best=$seconds
+    fi
   done
-  awk -v ns="$best_ns" 'BEGIN { printf "%.3f", ns / 1e9 }'
+  echo "$best"
 }
 
+times=$(mktemp)
+trap 'rm -f "$times"' EXIT
 cat "$file" >/dev/null  # from the page cache in every run
 summary=$(best -f summary)
 json=$(best -f json)
-echo "$file: $(stat -c %s "$file") bytes; wall seconds, best of 3 (import alone: $summary s)"
+echo "$file: $(stat -c %s "$file") bytes; CPU seconds, best of 3 (import alone: $summary s)"
 printf "%-18s %8s %8s %8s\n" format total write "write/json"
 json_write=$(awk -v t="$json" -v s="$summary" 'BEGIN { print t - s }')
 printf "%-18s %8.3f %8.3f %8.2f\n" json "$json" "$json_write" 1

@@ -143,12 +143,13 @@ class ScriptBuilder {
     return columns;
   }
 
-  // The column's type in the script, cached: foreign keys compare them.
+  // The column's type in the script. Cached per model type: the types are
+  // merged on import, so a model has few, and keys look them up again.
   const SqlType& typeOf(const ZELFeature* column) {
-    const auto found = types_.find(column);
+    const ZELType* modelType = column->getType();
+    const auto found = types_.find(modelType);
     if (found != types_.end()) return found->second;
     SqlType type;
-    const ZELType* modelType = column->getType();
     if (modelType == nullptr || !modelType->isInstanceOf(ZEL_ET_DERIVED_TYPE)) {
       type = generalType(dialect_);
       type.note = "no type in the extract; written as " + type.text;
@@ -172,7 +173,7 @@ class ScriptBuilder {
         }
       }
     }
-    return types_.emplace(column, std::move(type)).first->second;
+    return types_.emplace(modelType, std::move(type)).first->second;
   }
 
   std::string columnList(const std::vector<const ZELAttribute*>& columns) const {
@@ -590,7 +591,7 @@ class ScriptBuilder {
   std::unordered_set<const ZELClass*> createdTables_;
   std::unordered_set<const ZELCandidateKey*> writtenKeys_;
   std::unordered_map<const ZELClass*, const ZELPackage*> schemaOf_;
-  std::unordered_map<const ZELFeature*, SqlType> types_;
+  std::unordered_map<const ZELType*, SqlType> types_;
   std::unordered_map<const ZELClass*, TableKeys> plannedKeys_;
 };
 
