@@ -5,6 +5,7 @@
 #include <cstring>
 
 #include "model_writer.h"
+#include "sql_dialect.h"
 
 namespace {
 
@@ -22,7 +23,9 @@ enum class OptionId {
   kFailOnWarning,
   kVersion,
   kHelp,
-  kMaxLineBytes
+  kMaxLineBytes,
+  kDialect,
+  kNativeTypes
 };
 
 struct OptionDefinition {
@@ -43,6 +46,7 @@ const OptionDefinition kOptions[] = {
     {OptionId::kVersion, 'V', "version", false},
     {OptionId::kHelp, 'h', "help", false},
     {OptionId::kMaxLineBytes, 0, "max-line-bytes", true},
+    {OptionId::kDialect, 0, "dialect", true},    {OptionId::kNativeTypes, 0, "native-types", false},
 };
 
 const OptionDefinition* findLong(const std::string& name) {
@@ -135,6 +139,22 @@ std::string apply(const OptionDefinition& definition, const std::string& value,
       options.maxLineBytes = static_cast<size_t>(bytes);
       break;
     }
+    case OptionId::kDialect: {
+      SqlDialect dialect;
+      if (!parseSqlDialect(value, dialect)) {
+        std::string names;
+        for (const std::string_view name : sqlDialectNames()) {
+          names += names.empty() ? "" : ", ";
+          names += name;
+        }
+        return "unknown dialect '" + value + "'; use one of: " + names;
+      }
+      options.dialect = value;
+      break;
+    }
+    case OptionId::kNativeTypes:
+      options.nativeTypes = true;
+      break;
   }
   return "";
 }
@@ -239,8 +259,11 @@ const char* usageText() {
          "  -o, --output FILE     write to FILE instead of standard output; FILE is\n"
          "                        replaced only when the import succeeds\n"
          "  -f, --format FORMAT   json (the model, default), summary (one line of counts),\n"
-         "                        dot, svg or mermaid (diagrams), dbml\n"
+         "                        sql (a DDL script), dot, svg or mermaid (diagrams), dbml\n"
          "      --compact         JSON without indentation or line breaks\n"
+         "      --dialect NAME    SQL dialect of --format sql: postgresql (default),\n"
+         "                        mysql or sqlite\n"
+         "      --native-types    SQL with the extract's own type names\n"
          "      --schema NAME     dot, svg, mermaid, dbml: only this schema (NAME or\n"
          "                        CATALOG.NAME); repeat for more schemas\n"
          "      --columns WHICH   dot, svg, mermaid: all columns (default), keys (only\n"

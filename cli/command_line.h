@@ -15,6 +15,8 @@ struct CommandLine {
   bool compact = false;
   std::vector<std::string> schemas;  // --schema, repeatable: diagram formats and DBML
   DiagramColumns columns = DiagramColumns::kAll;
+  std::string dialect = "postgresql";  // --format sql: a name from sqlDialectNames()
+  bool nativeTypes = false;
   std::string bridgeId = "CaRepositoryDsOdbcImport";
   std::string pluginPath;  // empty: the default location
   bool quiet = false;

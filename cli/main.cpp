@@ -123,6 +123,9 @@ int importAndWrite(ZELModelBridgeImportDllInterface& bridge, const CommandLine& 
   writerOptions.compact = options.compact;
   writerOptions.schemas = options.schemas;
   writerOptions.columns = options.columns;
+  writerOptions.dialect = options.dialect;
+  writerOptions.nativeTypes = options.nativeTypes;
+  writerOptions.toolVersion = std::string("pcd-import ") + PCD_IMPORT_VERSION;
   const std::unique_ptr<ModelWriter> writer = findOutputFormat(options.format)->make(writerOptions);
   const std::string shownSource = input.isStandardInput() ? "-" : options.pcdFile;
   error = writer->write({model, keptLog.events(), shownSource}, output.stream());

@@ -41,6 +41,11 @@ test_packages=(
   "chromium chromium"
   "nodejs node"
   "npm npm"
+  # SQL: the round-trip tests start throwaway servers and use SQLite's library.
+  "postgresql-15 /usr/lib/postgresql/15/bin/initdb"
+  "mariadb-server /usr/sbin/mariadbd"
+  "mariadb-client mariadb"
+  "libsqlite3-dev /usr/include/sqlite3.h"
 )
 
 present() {  # command-or-file

@@ -4,6 +4,7 @@
 #include "model_dot.h"
 #include "model_json.h"
 #include "model_mermaid.h"
+#include "model_sql.h"
 #include "model_summary.h"
 #include "model_svg.h"
 
@@ -11,6 +12,7 @@ const std::vector<OutputFormat>& outputFormats() {
   static const std::vector<OutputFormat> formats = {
       {"json", "the whole model (default; --compact: without white space)", makeJsonModelWriter},
       {"summary", "one line of object counts", makeSummaryModelWriter},
+      {"sql", "DDL script (--dialect postgresql|mysql|sqlite, --native-types)", makeSqlModelWriter},
       {"dot", "a Graphviz graph of the tables, views and their relations", makeDotModelWriter},
       {"svg", "the Graphviz graph laid out and drawn as SVG", makeSvgModelWriter},
       {"mermaid", "a Mermaid entity-relationship diagram (erDiagram)", makeMermaidModelWriter},

@@ -23,6 +23,9 @@ struct WriterOptions {
   std::vector<std::string> schemas;
   // Diagram formats: every column, only the columns of keys, or none.
   DiagramColumns columns = DiagramColumns::kAll;
+  std::string dialect = "postgresql";  // SQL: a name from sqlDialectNames()
+  bool nativeTypes = false;            // SQL: the extract's own type names
+  std::string toolVersion;             // SQL: for the script's header
 };
 
 // What a writer writes: the model, the log of its import and where it came

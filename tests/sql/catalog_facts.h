@@ -1,0 +1,24 @@
+// A database catalog as a sorted list of one-line facts ("table S.T",
+// "column S.T #2 NAME notnull", "pk S.T (A,B)", "fk S.T NAME (A) -> S.U (B)",
+// "index S.T NAME unique (A DESC)"), so that what an engine holds after a
+// script compares line by line with what the model says it should hold.
+// Where an engine keeps no name (SQLite constraints), the fact has none.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "engine_servers.h"
+#include "model/zel_model.h"
+#include "sql_dialect.h"
+
+using Facts = std::vector<std::string>;
+
+// What the model says, under the names the script gives; objects the
+// script marks as not written are left out.
+Facts expectedFacts(const ZELModel& model, SqlDialect dialect, const std::string& script);
+
+Facts postgresFacts(PostgresServer& server, const std::string& database);
+Facts mariaDbFacts(MariaDbServer& server);
+// Loads nothing; reads the catalog of the SQLite database file.
+Facts sqliteFacts(const std::string& databaseFile);

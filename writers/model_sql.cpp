@@ -1,0 +1,644 @@
+#include "model_sql.h"
+
+#include <algorithm>
+#include <cctype>
+#include <cstdio>
+#include <cstdlib>
+#include <unordered_map>
+#include <unordered_set>
+#include <vector>
+
+#include "sql_names.h"
+
+namespace {
+
+std::string_view bytesOf(const ZELString& text) { return {text.c_str(), text.length()}; }
+
+// MySQL: longest comments (characters) and index key (bytes).
+constexpr size_t kMySqlColumnComment = 1024;
+constexpr size_t kMySqlTableComment = 2048;
+constexpr unsigned kMySqlKeyBytes = 3072;
+
+// The head of valid UTF-8 `text` of at most `max` characters.
+std::string firstCharacters(const std::string& text, size_t max) {
+  size_t count = 0;
+  for (size_t at = 0; at < text.size(); ++at) {
+    if ((static_cast<unsigned char>(text[at]) & 0xC0) != 0x80 && count++ == max) {
+      return text.substr(0, at);
+    }
+  }
+  return text;
+}
+
+// MySQL keeps comments as 3-byte UTF-8: 4-byte characters become U+FFFD.
+std::string basicPlaneOnly(const std::string& text) {
+  std::string kept;
+  for (size_t at = 0; at < text.size(); ++at) {
+    if (static_cast<unsigned char>(text[at]) >= 0xF0) {
+      kept += "\xEF\xBF\xBD";
+      at += 3;
+    } else {
+      kept += text[at];
+    }
+  }
+  return kept;
+}
+
+// A native type name that can go into a script as it is: letters, digits,
+// blanks, '_' and one balanced "(digits[,digits])".
+bool isPlainTypeName(std::string_view name) {
+  if (name.empty() || !std::isalpha(static_cast<unsigned char>(name[0]))) return false;
+  int depth = 0;
+  for (const char c : name) {
+    const auto byte = static_cast<unsigned char>(c);
+    if (c == '(') {
+      if (++depth > 1) return false;
+    } else if (c == ')') {
+      if (--depth < 0) return false;
+    } else if (depth > 0 ? !(std::isdigit(byte) || c == ',' || c == ' ')
+                         : !(std::isalnum(byte) || c == '_' || c == ' ')) {
+      return false;
+    }
+  }
+  return depth == 0;
+}
+
+class ScriptBuilder {
+ public:
+  ScriptBuilder(const ModelSource& source, SqlDialect dialect, bool nativeTypes,
+                const SqlNames& names)
+      : source_(source), dialect_(dialect), nativeTypes_(nativeTypes), names_(names) {}
+
+  // Writes the script to `out` as it goes: a table at a time, the foreign
+  // keys at the end.
+  void build(const std::string& toolVersion, std::FILE* out) {
+    out_ = out;
+    const std::vector<SchemaOfCatalog> schemas = catalogSchemas(source_.model);
+    // Which tables the script creates, so that foreign keys can refer only to
+    // those; MySQL and SQLite tables need at least one column.
+    for (const SchemaOfCatalog& entry : schemas) {
+      for (const ZELModelObject* object : objectsOfType(*entry.schema, ZEL_ET_CLASS)) {
+        const auto* table = static_cast<const ZELClass*>(object);
+        if (dialect_ == SqlDialect::kPostgreSql || !columnsOf(*table).empty()) {
+          createdTables_.insert(table);
+        }
+        schemaOf_[table] = entry.schema;
+      }
+    }
+    for (const SchemaOfCatalog& entry : schemas) {
+      for (const ZELModelObject* object : objectsOfType(*entry.schema, ZEL_ET_CLASS)) {
+        const auto* table = static_cast<const ZELClass*>(object);
+        if (createdTables_.count(table)) planKeys(*table);
+      }
+    }
+    body_ = header(toolVersion, schemas);
+    // One transaction where DDL is transactional: a script that stops
+    // half way leaves nothing behind. MySQL commits each statement.
+    if (dialect_ != SqlDialect::kMySql) body_ += "BEGIN;\n";
+    for (const SchemaOfCatalog& entry : schemas) writeSchema(entry);
+    if (!foreignKeys_.empty()) {
+      body_ += "\n-- Foreign keys, once every table exists.\n\n";
+      body_ += foreignKeys_;
+    }
+    body_ += "\n-- " + std::to_string(notWrittenCount_) +
+             " keys, indexes or tables could not be written in " +
+             std::string(sqlDialectName(dialect_)) + " (comments marked NOT WRITTEN).\n";
+    if (dialect_ != SqlDialect::kMySql) body_ += "COMMIT;\n";
+    flush();
+  }
+
+ private:
+  void flush() {
+    std::fwrite(body_.data(), 1, body_.size(), out_);  // errors stay in the stream
+    body_.clear();
+  }
+
+  const std::string& name(const ZELObject* object) const { return names_.of(object); }
+  std::string quoted(const ZELObject* object) const {
+    return quoteIdentifier(dialect_, name(object));
+  }
+  // The table as the script refers to it.
+  std::string tableRef(const ZELClass* table) const {
+    if (dialect_ == SqlDialect::kSqlite) return quoted(table);
+    return quoted(schemaOf_.at(table)) + "." + quoted(table);
+  }
+  std::string literal(const std::string& text) const { return quoteString(dialect_, text); }
+  // A model name for a comment, quoted as the dialect would (not shortened).
+  std::string shown(const ZELString& raw) const {
+    return quoteIdentifier(dialect_, commentText(bytesOf(raw)));
+  }
+
+  static std::vector<const ZELAttribute*> columnsOf(const ZELClassifier& classifier) {
+    std::vector<const ZELAttribute*> columns;
+    for (const ZELFeature* feature : classifier.features()) {
+      if (feature->isInstanceOf(ZEL_ET_ATTRIBUTE)) {
+        columns.push_back(static_cast<const ZELAttribute*>(feature));
+      }
+    }
+    // Position order; the model's order among equal positions.
+    std::stable_sort(columns.begin(), columns.end(),
+                     [](const ZELAttribute* a, const ZELAttribute* b) {
+                       return a->getPosition() < b->getPosition();
+                     });
+    return columns;
+  }
+
+  // The column's type in the script. Cached per model type: the types are
+  // merged on import, so a model has few, and keys look them up again.
+  const SqlType& typeOf(const ZELFeature* column) {
+    const ZELType* modelType = column->getType();
+    const auto found = types_.find(modelType);
+    if (found != types_.end()) return found->second;
+    SqlType type;
+    if (modelType == nullptr || !modelType->isInstanceOf(ZEL_ET_DERIVED_TYPE)) {
+      type = generalType(dialect_);
+      type.note = "no type in the extract; written as " + type.text;
+    } else {
+      const auto& derived = static_cast<const ZELDerivedType&>(*modelType);
+      type = mapType(dialect_, bytesOf(derived.DataType), derived.getLength(), derived.getScale(),
+                     bytesOf(derived.NativeDataType));
+      if (nativeTypes_) {
+        const std::string_view native = bytesOf(derived.NativeDataType);
+        if (isPlainTypeName(native)) {
+          type.text = std::string(native);
+          if (native.find('(') == std::string_view::npos && derived.getLength() > 0) {
+            type.text += "(" + std::to_string(derived.getLength());
+            if (derived.getScale() > 0) type.text += "," + std::to_string(derived.getScale());
+            type.text += ")";
+          }
+          type.note.clear();
+        } else {
+          type.note = "native type " + commentText(native) + " cannot be written as it is; " +
+                      "written as " + type.text;
+        }
+      }
+    }
+    return types_.emplace(modelType, std::move(type)).first->second;
+  }
+
+  std::string columnList(const std::vector<const ZELAttribute*>& columns) const {
+    std::string list;
+    for (const ZELAttribute* column : columns) {
+      list += list.empty() ? "" : ", ";
+      list += quoted(column);
+    }
+    return list;
+  }
+
+  // Why the dialect cannot make a key or index of these columns of `table`,
+  // or "".
+  std::string keyProblem(const ZELClass& table, const std::vector<const ZELAttribute*>& columns) {
+    if (columns.empty()) return "it has no columns";
+    unsigned bytes = 0;
+    std::unordered_set<const ZELAttribute*> seen;
+    for (const ZELAttribute* column : columns) {
+      if (column == nullptr) return "a member has no column";
+      if (column->getClassifier() != &table) {
+        return "column " + shown(column->getName()) + " is not a column of this table";
+      }
+      if (!seen.insert(column).second) {
+        return "column " + shown(column->getName()) + " appears twice";
+      }
+      const SqlType& type = typeOf(column);
+      if (!type.indexable) {
+        return "column " + quoted(column) + " is of type " + type.text + ", which " +
+               std::string(sqlDialectName(dialect_)) + " cannot index";
+      }
+      bytes += type.indexBytes;
+    }
+    if (dialect_ == SqlDialect::kMySql && bytes > kMySqlKeyBytes) {
+      return "its columns take " + std::to_string(bytes) + " bytes, over the " +
+             std::to_string(kMySqlKeyBytes) + "-byte limit of an index";
+    }
+    return "";
+  }
+
+  void notWritten(std::string& out, const std::string& what, const std::string& why) {
+    out += kNotWrittenMark + what + ": " + why + "\n";
+    ++notWrittenCount_;
+  }
+
+  void writeSchema(const SchemaOfCatalog& entry) {
+    const ZELPackage& schema = *entry.schema;
+    body_ += "\n-- Schema " + shown(schema.getName()) + " of catalog " +
+             shown(entry.catalog->getName()) + "\n";
+    if (dialect_ == SqlDialect::kPostgreSql) {
+      body_ += "CREATE SCHEMA " + quoted(&schema) + ";\n";
+    } else if (dialect_ == SqlDialect::kMySql) {
+      body_ += "CREATE DATABASE " + quoted(&schema) +
+               " CHARACTER SET utf8mb4 COLLATE utf8mb4_bin;\n";
+    }
+    for (const ZELModelObject* object : objectsOfType(schema, ZEL_ET_CLASS)) {
+      writeTable(*static_cast<const ZELClass*>(object));
+      if (body_.size() > (1u << 16)) flush();
+    }
+    for (const ZELModelObject* object : objectsOfType(schema, ZEL_ET_SQL_VIEW_ENTITY)) {
+      writeView(*static_cast<const ZELSQLViewEntity*>(object), schema);
+    }
+    for (const ZELModelObject* object : objectsOfType(schema, ZEL_ET_STORED_PROCEDURE)) {
+      writeProcedure(*static_cast<const ZELStoredProcedure*>(object), schema);
+    }
+  }
+
+  // The keys of `table` that the script makes constraints of, with what it
+  // writes for each.
+  struct TableKeys {
+    const ZELCandidateKey* primary = nullptr;
+    std::vector<const ZELCandidateKey*> unique;
+    std::vector<const ZELCandidateKey*> indexed;  // candidate keys that are not unique
+    std::vector<std::string> foreignKeyClauses;  // SQLite: inside CREATE TABLE
+    std::string notes;  // keys not written
+  };
+
+  // Decides which candidate keys of `table` become constraints; done for
+  // every table before any is written, so that foreign keys (SQLite's inside
+  // CREATE TABLE) know which referenced keys exist.
+  void planKeys(const ZELClass& table) {
+    TableKeys& keys = plannedKeys_[&table];
+    std::string& keyNotes = keys.notes;
+    // Keys first: a column of the written primary key is NOT NULL.
+    for (const ZELKey* key : table.keys()) {
+      if (key->isInstanceOf(ZEL_ET_FOREIGN_KEY)) continue;
+      if (!key->isInstanceOf(ZEL_ET_CANDIDATE_KEY)) continue;
+      const auto* candidate = static_cast<const ZELCandidateKey*>(key);
+      const std::vector<const ZELAttribute*> keyColumns(key->attributes().begin(),
+                                                        key->attributes().end());
+      const std::string problem = keyProblem(table, keyColumns);
+      const bool primary = table.getPrimaryKey() == candidate;
+      if (!problem.empty()) {
+        notWritten(keyNotes, std::string(primary ? "primary key " : "key ") + quoted(key) +
+                                 " of " + tableRef(&table), problem);
+        continue;
+      }
+      writtenKeys_.insert(candidate);
+      if (primary) {
+        keys.primary = candidate;
+      } else if (candidate->uniqueKey) {
+        keys.unique.push_back(candidate);
+      } else {
+        keys.indexed.push_back(candidate);
+      }
+    }
+  }
+
+  void writeTable(const ZELClass& table) {
+    const std::vector<const ZELAttribute*> columns = columnsOf(table);
+    body_ += "\n";
+    const std::string description = validUtf8(bytesOf(table.getDescription()));
+    if (!createdTables_.count(&table)) {
+      notWritten(body_, "table " + tableRef(&table), "a table needs at least one column in " +
+                                                          std::string(sqlDialectName(dialect_)));
+      return;
+    }
+    if (name(&table) != validUtf8(bytesOf(table.getName()))) {
+      body_ += "-- Table " + shown(table.getName()) + " of the extract\n";
+    }
+    if (dialect_ == SqlDialect::kSqlite && !description.empty()) {
+      body_ += "-- " + commentText(description) + "\n";
+    }
+
+    // A column of the written primary key is NOT NULL.
+    TableKeys& keys = plannedKeys_[&table];
+    std::unordered_set<const ZELAttribute*> primaryColumns;
+    if (keys.primary != nullptr) {
+      primaryColumns.insert(keys.primary->attributes().begin(), keys.primary->attributes().end());
+    }
+    if (dialect_ == SqlDialect::kSqlite) collectForeignKeys(table, keys.foreignKeyClauses);
+
+    body_ += keys.notes;
+    body_ += "CREATE TABLE " + tableRef(&table) + " (\n";
+    std::vector<std::string> lines;  // each with its trailing comment, if any
+    std::vector<std::string> comments;
+    for (const ZELAttribute* column : columns) {
+      const SqlType& type = typeOf(column);
+      std::string line = "  " + quoted(column) + " " + type.text;
+      if (!column->isOptional() || primaryColumns.count(column)) line += " NOT NULL";
+      std::string note = type.note;
+      if (name(column) != validUtf8(bytesOf(column->getName()))) {
+        note += std::string(note.empty() ? "" : "; ") + "column " + shown(column->getName()) +
+                " of the extract";
+      }
+      const std::string columnDescription = validUtf8(bytesOf(column->getDescription()));
+      if (!columnDescription.empty()) {
+        if (dialect_ == SqlDialect::kMySql) {
+          const std::string kept =
+              firstCharacters(basicPlaneOnly(columnDescription), kMySqlColumnComment);
+          if (kept.size() < columnDescription.size()) {
+            note += std::string(note.empty() ? "" : "; ") + "description shortened";
+          }
+          line += " COMMENT " + literal(kept);
+        } else if (dialect_ == SqlDialect::kSqlite) {
+          note += std::string(note.empty() ? "" : "; ") + commentText(columnDescription);
+        }
+      }
+      lines.push_back(line);
+      comments.push_back(note);
+    }
+    if (keys.primary != nullptr) {
+      const std::vector<const ZELAttribute*> keyColumns(keys.primary->attributes().begin(),
+                                                        keys.primary->attributes().end());
+      // MySQL names every primary key PRIMARY.
+      lines.push_back(std::string("  ") +
+                      (dialect_ == SqlDialect::kMySql ? ""
+                                                      : "CONSTRAINT " + quoted(keys.primary) + " ") +
+                      "PRIMARY KEY (" + columnList(keyColumns) + ")");
+      comments.emplace_back();
+    }
+    for (const ZELCandidateKey* key : keys.unique) {
+      const std::vector<const ZELAttribute*> keyColumns(key->attributes().begin(),
+                                                        key->attributes().end());
+      lines.push_back("  CONSTRAINT " + quoted(key) + " UNIQUE (" + columnList(keyColumns) + ")");
+      comments.emplace_back();
+    }
+    for (const std::string& clause : keys.foreignKeyClauses) {
+      lines.push_back(clause);
+      comments.emplace_back();
+    }
+    for (size_t i = 0; i < lines.size(); ++i) {
+      body_ += lines[i];
+      if (i + 1 < lines.size()) body_ += ",";
+      if (!comments[i].empty()) body_ += "  -- " + commentText(comments[i]);
+      body_ += "\n";
+    }
+    body_ += ")";
+    if (dialect_ == SqlDialect::kMySql && !description.empty()) {
+      const std::string kept = firstCharacters(basicPlaneOnly(description), kMySqlTableComment);
+      body_ += " COMMENT=" + literal(kept);
+      if (kept.size() < description.size()) body_ += ";  -- description shortened\n";
+      else body_ += ";\n";
+    } else {
+      body_ += ";\n";
+    }
+
+    if (dialect_ == SqlDialect::kPostgreSql) {
+      if (!description.empty()) {
+        body_ += "COMMENT ON TABLE " + tableRef(&table) + " IS " + literal(description) + ";\n";
+      }
+      for (const ZELAttribute* column : columns) {
+        const std::string text = validUtf8(bytesOf(column->getDescription()));
+        if (!text.empty()) {
+          body_ += "COMMENT ON COLUMN " + tableRef(&table) + "." + quoted(column) + " IS " +
+                   literal(text) + ";\n";
+        }
+      }
+    }
+
+    for (const ZELCandidateKey* key : keys.indexed) {
+      std::vector<std::pair<const ZELAttribute*, bool>> members;
+      for (const ZELAttribute* column : key->attributes()) members.emplace_back(column, false);
+      writeIndex(table, key, members, false);
+    }
+    writeIndexes(table);
+    if (dialect_ != SqlDialect::kSqlite) {
+      std::vector<std::string> unused;
+      collectForeignKeys(table, unused);
+    }
+  }
+
+  void writeIndex(const ZELClass& table, const ZELObject* index,
+                  const std::vector<std::pair<const ZELAttribute*, bool>>& members, bool unique) {
+    std::string list;
+    for (const auto& [column, descending] : members) {
+      list += list.empty() ? "" : ", ";
+      list += quoted(column) + (descending ? " DESC" : "");
+    }
+    body_ += std::string("CREATE ") + (unique ? "UNIQUE " : "") + "INDEX " + quoted(index) +
+             " ON " + tableRef(&table) + " (" + list + ");\n";
+  }
+
+  // The indexes that belong to no key (index-only keys of the extract).
+  void writeIndexes(const ZELClass& table) {
+    for (const ZELIndex* index : table.indexes()) {
+      if (SqlNames::isKeyIndex(table, *index)) continue;
+      std::vector<std::pair<const ZELAttribute*, bool>> members;
+      std::vector<const ZELAttribute*> columns;
+      for (const ZELIndexMember* member : index->members()) {
+        members.emplace_back(member->getAttribute(), member->sortOrder == 2);
+        columns.push_back(member->getAttribute());
+      }
+      const std::string problem = keyProblem(table, columns);
+      if (!problem.empty()) {
+        notWritten(body_, "index " + quoted(index) + " of " + tableRef(&table), problem);
+        continue;
+      }
+      writeIndex(table, index, members, index->indexFlag1);
+    }
+  }
+
+  // Writes the table's foreign keys: SQLite clauses go into `clauses`, the
+  // other dialects' ALTER TABLE statements into the script's last part.
+  void collectForeignKeys(const ZELClass& table, std::vector<std::string>& clauses) {
+    for (const ZELKey* key : table.keys()) {
+      if (!key->isInstanceOf(ZEL_ET_FOREIGN_KEY)) continue;
+      const auto& foreignKey = static_cast<const ZELForeignKey&>(*key);
+      std::vector<const ZELAttribute*> columns, referencedColumns;
+      const std::string problem = foreignKeyProblem(table, foreignKey, columns, referencedColumns);
+      const std::string what = "foreign key " + quoted(key) + " of " + tableRef(&table);
+      if (!problem.empty()) {
+        notWritten(dialect_ == SqlDialect::kSqlite ? body_ : foreignKeys_, what, problem);
+        continue;
+      }
+      const ZELClass* referenced = foreignKey.getCandidateKey()->getAssociatedClass();
+      const std::string clause = "CONSTRAINT " + quoted(key) + " FOREIGN KEY (" +
+                                 columnList(columns) + ") REFERENCES " + tableRef(referenced) +
+                                 " (" + columnList(referencedColumns) + ")";
+      if (dialect_ == SqlDialect::kSqlite) {
+        clauses.push_back("  " + clause);
+      } else {
+        foreignKeys_ += "ALTER TABLE " + tableRef(&table) + " ADD " + clause + ";\n";
+      }
+    }
+  }
+
+  // Why the foreign key cannot be written, or "" with its column pairs.
+  std::string foreignKeyProblem(const ZELClass& table, const ZELForeignKey& key,
+                                std::vector<const ZELAttribute*>& columns,
+                                std::vector<const ZELAttribute*>& referencedColumns) {
+    const ZELCandidateKey* referencedKey = key.getCandidateKey();
+    if (referencedKey == nullptr) return "it is not linked to a referenced key";
+    const ZELClass* referenced = referencedKey->getAssociatedClass();
+    if (referenced == nullptr || !createdTables_.count(referenced)) {
+      return "the referenced table is not in the script";
+    }
+    if (!writtenKeys_.count(referencedKey)) {
+      return "the referenced key " + quoted(referencedKey) + " is not in the script";
+    }
+    for (const ZELAssociationRoleNameMap* map : key.roleNameMaps()) {
+      const ZELAttribute* source = map->getSourceAttribute();
+      const ZELAttribute* destination = map->getDestinationAttribute();
+      if (source == nullptr || destination == nullptr) return "a column pair is incomplete";
+      if (destination->getClassifier() != &table || source->getClassifier() != referenced) {
+        return "a column pair joins columns of other tables";
+      }
+      columns.push_back(destination);
+      referencedColumns.push_back(source);
+    }
+    if (columns.empty()) return "it has no column pairs";
+    const std::vector<const ZELAttribute*> keyColumns(referencedKey->attributes().begin(),
+                                                      referencedKey->attributes().end());
+    // PostgreSQL and SQLite need the key's columns in any order, MySQL the
+    // columns of an index in its order.
+    bool sameColumns = referencedColumns.size() == keyColumns.size();
+    if (sameColumns && dialect_ == SqlDialect::kMySql) {
+      sameColumns = referencedColumns == keyColumns;
+    } else if (sameColumns) {
+      sameColumns = std::is_permutation(referencedColumns.begin(), referencedColumns.end(),
+                                        keyColumns.begin());
+    }
+    if (!sameColumns) {
+      return "its referenced columns are not those of key " + quoted(referencedKey) +
+             (dialect_ == SqlDialect::kMySql ? " in their order" : "");
+    }
+    std::unordered_set<const ZELAttribute*> seen;
+    for (size_t i = 0; i < columns.size(); ++i) {
+      if (!seen.insert(columns[i]).second) {
+        return "column " + quoted(columns[i]) + " appears twice";
+      }
+      const SqlType& own = typeOf(columns[i]);
+      const SqlType& other = typeOf(referencedColumns[i]);
+      if (own.pairClass != other.pairClass) {
+        return "column " + quoted(columns[i]) + " (" + own.text + ") cannot reference column " +
+               quoted(referencedColumns[i]) + " (" + other.text + ") in " +
+               std::string(sqlDialectName(dialect_));
+      }
+    }
+    // MySQL indexes the referencing columns too.
+    if (dialect_ == SqlDialect::kMySql) return keyProblem(table, columns);
+    return "";
+  }
+
+  void writeView(const ZELSQLViewEntity& view, const ZELPackage& schema) {
+    body_ += "\n-- View " + shown(schema.getName()) + "." + shown(view.getName()) +
+             ": the extract holds no definition, so it is not created.\n";
+    const std::string description = commentText(bytesOf(view.getDescription()));
+    if (!description.empty()) body_ += "--   " + description + "\n";
+    for (const ZELAttribute* column : columnsOf(view)) {
+      body_ += "--   column " + std::to_string(column->getPosition()) + " " +
+               shown(column->getName()) + " " + typeOf(column).text + "\n";
+    }
+  }
+
+  void writeProcedure(const ZELStoredProcedure& procedure, const ZELPackage& schema) {
+    body_ += "\n-- Procedure " + shown(schema.getName()) + "." + shown(procedure.getName()) +
+             ": the extract holds no body, so it is not created.\n";
+    const std::string description = commentText(bytesOf(procedure.getDescription()));
+    if (!description.empty()) body_ += "--   " + description + "\n";
+    for (const ZELArgument* argument : procedure.arguments()) {
+      body_ += "--   argument " + std::to_string(argument->getPosition()) + " " +
+               shown(argument->getName()) + " " + typeOfArgument(*argument) + "\n";
+    }
+  }
+
+  std::string typeOfArgument(const ZELArgument& argument) const {
+    const ZELType* type = argument.getType();
+    if (type == nullptr || !type->isInstanceOf(ZEL_ET_DERIVED_TYPE)) return "(no type)";
+    const auto& derived = static_cast<const ZELDerivedType&>(*type);
+    return mapType(dialect_, bytesOf(derived.DataType), derived.getLength(), derived.getScale(),
+                   bytesOf(derived.NativeDataType))
+        .text;
+  }
+
+  std::string header(const std::string& toolVersion, const std::vector<SchemaOfCatalog>& schemas) {
+    std::string text;
+    const auto line = [&](const std::string& content) { text += "-- " + content + "\n"; };
+    line("SQL DDL written by pcd-import" +
+         (toolVersion.empty() ? std::string() : " " + commentText(toolVersion)));
+    line("Source file: " + commentText(source_.sourceFile));
+    line("Model: " + commentText(bytesOf(source_.model.getName())));
+    line("Dialect: " + std::string(sqlDialectName(dialect_)) +
+         (nativeTypes_ ? ", with the extract's native type names" : ""));
+    line("Schemas: " + std::to_string(schemas.size()));
+    switch (dialect_) {
+      case SqlDialect::kPostgreSql:
+        line("Each schema of every catalog becomes a schema of the current database.");
+        break;
+      case SqlDialect::kMySql:
+        line("Each schema of every catalog becomes a database (utf8mb4).");
+        break;
+      case SqlDialect::kSqlite:
+        line("SQLite has no schemas: the tables of every schema go into one database.");
+        break;
+    }
+    line("Names: bytes that are not UTF-8 become U+FFFD; an empty name gets a generated one;");
+    line("a name taken in its scope (schema names across catalogs included) gets _2, _3, ...;");
+    line("a name over the dialect's length limit is cut and ends in a hash of the whole name.");
+    line("Not carried: view definitions and procedure bodies (listed as comments);");
+    line("the sort order of key columns; referential actions and deferrability;");
+    line("the catalogs' server types; design packages and associations.");
+    line("What a dialect cannot take is a comment marked NOT WRITTEN that says why;");
+    line("their count is at the end.");
+    switch (dialect_) {
+      case SqlDialect::kPostgreSql:
+        text += "SET client_encoding = 'UTF8';\n";
+        break;
+      case SqlDialect::kMySql:
+        text += "SET NAMES utf8mb4;\n";
+        break;
+      case SqlDialect::kSqlite:
+        break;
+    }
+    return text;
+  }
+
+  const ModelSource& source_;
+  SqlDialect dialect_;
+  bool nativeTypes_;
+  const SqlNames& names_;
+  std::FILE* out_ = nullptr;
+  std::string body_;  // written out a table at a time
+  std::string foreignKeys_;
+  unsigned notWrittenCount_ = 0;
+  std::unordered_set<const ZELClass*> createdTables_;
+  std::unordered_set<const ZELCandidateKey*> writtenKeys_;
+  std::unordered_map<const ZELClass*, const ZELPackage*> schemaOf_;
+  std::unordered_map<const ZELType*, SqlType> types_;
+  std::unordered_map<const ZELClass*, TableKeys> plannedKeys_;
+};
+
+class SqlModelWriter final : public ModelWriter {
+ public:
+  SqlModelWriter(SqlDialect dialect, bool nativeTypes, std::string toolVersion)
+      : dialect_(dialect), nativeTypes_(nativeTypes), toolVersion_(std::move(toolVersion)) {}
+  std::string write(const ModelSource& source, std::FILE* out) override {
+    return writeSqlScript(source, dialect_, nativeTypes_, toolVersion_, out);
+  }
+
+ private:
+  SqlDialect dialect_;
+  bool nativeTypes_;
+  std::string toolVersion_;
+};
+
+}  // namespace
+
+std::string writeSqlScript(const ModelSource& source, SqlDialect dialect, bool nativeTypes,
+                           const std::string& toolVersion, std::FILE* out) {
+  // Every name is settled before the first byte: a model that cannot be
+  // written leaves the stream untouched.
+  SqlNames names;
+  const std::string error = names.assign(source.model, dialect);
+  if (error.empty()) ScriptBuilder(source, dialect, nativeTypes, names).build(toolVersion, out);
+  return error;
+}
+
+std::string makeSqlScript(const ModelSource& source, SqlDialect dialect, bool nativeTypes,
+                          const std::string& toolVersion, std::string& error) {
+  char* bytes = nullptr;
+  size_t size = 0;
+  std::FILE* memory = open_memstream(&bytes, &size);
+  if (memory == nullptr) {
+    error = "out of memory";
+    return "";
+  }
+  error = writeSqlScript(source, dialect, nativeTypes, toolVersion, memory);
+  std::fclose(memory);
+  std::string script = error.empty() ? std::string(bytes, size) : std::string();
+  std::free(bytes);
+  return script;
+}
+
+std::unique_ptr<ModelWriter> makeSqlModelWriter(const WriterOptions& options) {
+  SqlDialect dialect = SqlDialect::kPostgreSql;
+  parseSqlDialect(options.dialect, dialect);  // the command line checked the name
+  return std::make_unique<SqlModelWriter>(dialect, options.nativeTypes, options.toolVersion);
+}

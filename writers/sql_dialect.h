@@ -1,0 +1,60 @@
+// The SQL dialects the "sql" format writes: their names, how they quote
+// identifiers and strings, how long an identifier may be and which of the
+// host's data types they have.
+#pragma once
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+enum class SqlDialect { kPostgreSql, kMySql, kSqlite };
+
+// "postgresql", "mysql", "sqlite", in that order (the first is the default).
+const std::vector<std::string_view>& sqlDialectNames();
+// False when `name` is not one of sqlDialectNames().
+bool parseSqlDialect(std::string_view name, SqlDialect& dialect);
+std::string_view sqlDialectName(SqlDialect dialect);
+
+// Text made fit for a script: each byte that is not part of a well-formed
+// UTF-8 sequence becomes U+FFFD (the rule the JSON writer follows too).
+std::string validUtf8(std::string_view bytes);
+// The same, with line breaks, tabs and other control characters as blanks,
+// for text inside a "-- " line comment.
+std::string commentText(std::string_view bytes);
+
+// The identifier quoted for the dialect, embedded quote characters doubled.
+// `name` must be valid UTF-8 and fit the dialect's limits (SqlNames sees to it).
+std::string quoteIdentifier(SqlDialect dialect, std::string_view name);
+// A string literal: single quotes doubled, and for MySQL backslashes too.
+std::string quoteString(SqlDialect dialect, std::string_view text);
+
+// The longest identifier the dialect keeps, in its own unit: PostgreSQL
+// counts bytes (63), MySQL characters (64); SQLite has no limit (0).
+struct IdentifierLimit {
+  unsigned max = 0;  // 0: none
+  bool countsBytes = false;
+};
+IdentifierLimit identifierLimit(SqlDialect dialect);
+
+// A column type as the script writes it.
+struct SqlType {
+  std::string text;  // "varchar(60)", "numeric(10,2)", ...
+  // Compatibility class for foreign-key pairs: two columns can be paired
+  // when their classes are equal (see mapType).
+  std::string pairClass;
+  // False when the dialect cannot use the type in a key or index (MySQL
+  // TEXT and BLOB types, PostgreSQL xml).
+  bool indexable = true;
+  // Bytes one value takes in a MySQL index, for its 3072-byte key limit.
+  unsigned indexBytes = 0;
+  // Why the type is not the host's own, e.g. "unknown type GEOMETRY, written
+  // as text"; empty when it maps plainly.
+  std::string note;
+};
+
+// The dialect's type for a host data type ("VARCHAR", "NUMERIC", ...) with
+// its length and scale. `nativeName` is only used in notes.
+SqlType mapType(SqlDialect dialect, std::string_view dataType, int length, int scale,
+                std::string_view nativeName);
+// The dialect's most general type, for columns without a type.
+SqlType generalType(SqlDialect dialect);

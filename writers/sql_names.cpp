@@ -1,0 +1,323 @@
+#include "sql_names.h"
+
+#include <algorithm>
+#include <cstdint>
+#include <cstdio>
+#include <unordered_set>
+#include <vector>
+
+namespace {
+
+std::string_view bytesOf(const ZELString& text) { return {text.c_str(), text.length()}; }
+
+// FNV-1a, 32 bits, as 8 hex digits: short and the same on every machine.
+std::string shortHash(std::string_view text) {
+  uint32_t hash = 2166136261u;
+  for (const char c : text) {
+    hash ^= static_cast<unsigned char>(c);
+    hash *= 16777619u;
+  }
+  char digits[9];
+  std::snprintf(digits, sizeof digits, "%08x", hash);
+  return digits;
+}
+
+bool isContinuation(char c) { return (static_cast<unsigned char>(c) & 0xC0) == 0x80; }
+
+// Length of `text` in the limit's unit.
+size_t units(std::string_view text, const IdentifierLimit& limit) {
+  if (limit.countsBytes) return text.size();
+  size_t count = 0;
+  for (const char c : text) count += isContinuation(c) ? 0 : 1;
+  return count;
+}
+
+// The longest head of `text` of at most `max` units, cut between characters.
+std::string_view head(std::string_view text, size_t max, const IdentifierLimit& limit) {
+  size_t taken = 0, end = 0;
+  while (end < text.size()) {
+    size_t next = end + 1;
+    while (next < text.size() && isContinuation(text[next])) ++next;
+    const size_t cost = limit.countsBytes ? next - end : 1;
+    if (taken + cost > max) break;
+    taken += cost;
+    end = next;
+  }
+  return text.substr(0, end);
+}
+
+// Names already given in one scope, compared as the dialect compares them.
+class NameScope {
+ public:
+  explicit NameScope(SqlDialect dialect) : dialect_(dialect) {}
+  bool taken(std::string_view name) const { return names_.count(folded(name)) != 0; }
+  void take(std::string_view name) { names_.insert(folded(name)); }
+
+ private:
+  // MySQL and SQLite match identifiers without regard to ASCII case.
+  std::string folded(std::string_view name) const {
+    std::string key(name);
+    if (dialect_ != SqlDialect::kPostgreSql) {
+      for (char& c : key) {
+        if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
+      }
+    }
+    return key;
+  }
+  SqlDialect dialect_;
+  std::unordered_set<std::string> names_;
+};
+
+class Namer {
+ public:
+  explicit Namer(SqlDialect dialect) : dialect_(dialect), limit_(identifierLimit(dialect)) {}
+
+  // The text a raw name becomes, before uniqueness: valid UTF-8, what the
+  // dialect refuses replaced, `fallback` when empty. Sets `error` when no
+  // quoting can carry the name.
+  std::string clean(const ZELString& raw, const std::string& fallback, const std::string& what,
+                    std::string& error) const {
+    const std::string_view bytes = bytesOf(raw);
+    if (bytes.find('\0') != std::string_view::npos) {
+      if (error.empty()) {
+        error = what + " has a NUL byte in its name, which no " +
+                std::string(sqlDialectName(dialect_)) + " identifier can hold";
+      }
+      return fallback;
+    }
+    std::string text = validUtf8(bytes);
+    if (dialect_ == SqlDialect::kMySql) {
+      // MySQL identifiers hold characters of the Basic Multilingual Plane
+      // only and cannot end with a blank.
+      std::string kept;
+      for (size_t at = 0; at < text.size(); ++at) {
+        if (static_cast<unsigned char>(text[at]) >= 0xF0) {
+          kept += "\xEF\xBF\xBD";
+          at += 3;
+        } else {
+          kept += text[at];
+        }
+      }
+      text = std::move(kept);
+      size_t end = text.size();
+      while (end > 0 && text[end - 1] == ' ') text[--end] = '_';
+    }
+    return text.empty() ? fallback : text;
+  }
+
+  // A unique name in `scopes` for `text`, taken in all of them: the text
+  // itself when it fits and is free, else with "_2", "_3", ... and, when
+  // too long, a hash of the whole text in place of its tail.
+  std::string unique(const std::string& text, std::initializer_list<NameScope*> scopes) const {
+    const bool tooLong = limit_.max != 0 && units(text, limit_) > limit_.max;
+    for (unsigned attempt = 1;; ++attempt) {
+      std::string suffix = tooLong ? "_" + shortHash(text) : "";
+      if (attempt > 1) suffix += "_" + std::to_string(attempt);
+      std::string name = text;
+      if (!suffix.empty()) {
+        const size_t room = limit_.max == 0 ? text.size() : limit_.max - suffix.size();
+        name = std::string(head(text, room, limit_)) + suffix;
+      }
+      bool free = true;
+      for (const NameScope* scope : scopes) free = free && !scope->taken(name);
+      if (free) {
+        for (NameScope* scope : scopes) scope->take(name);
+        return name;
+      }
+    }
+  }
+
+  SqlDialect dialect() const { return dialect_; }
+
+ private:
+  SqlDialect dialect_;
+  IdentifierLimit limit_;
+};
+
+std::string quotedForMessage(const ZELString& name) { return "\"" + commentText(bytesOf(name)) + "\""; }
+
+}  // namespace
+
+std::vector<SchemaOfCatalog> catalogSchemas(const ZELModel& model) {
+  std::vector<SchemaOfCatalog> schemas;
+  for (const ZELPackage* package : model.childPackages()) {
+    if (package->getElementType() != ZEL_ET_DATABASE_CATALOG) continue;
+    const auto* catalog = static_cast<const ZELDatabaseCatalog*>(package);
+    // Depth first with an explicit stack: schemas may nest to any depth.
+    // Children are pushed in reverse so that they come out in model order.
+    std::vector<const ZELPackage*> stack;
+    const auto pushChildren = [&stack](const ZELPackage& parent) {
+      const size_t first = stack.size();
+      for (const ZELPackage* child : parent.childPackages()) stack.push_back(child);
+      std::reverse(stack.begin() + static_cast<long>(first), stack.end());
+    };
+    pushChildren(*catalog);
+    while (!stack.empty()) {
+      const ZELPackage* schema = stack.back();
+      stack.pop_back();
+      schemas.push_back({catalog, schema});
+      pushChildren(*schema);
+    }
+  }
+  return schemas;
+}
+
+std::vector<const ZELModelObject*> objectsOfType(const ZELPackage& schema, ZELElementType type) {
+  std::vector<const ZELModelObject*> objects;
+  if (!schema.isInstanceOf(ZEL_ET_DATA_PACKAGE)) return objects;
+  for (const ZELModelObject* object : static_cast<const ZELDataPackage&>(schema).modelObjects()) {
+    if (object->getElementType() == type) objects.push_back(object);
+  }
+  return objects;
+}
+
+bool SqlNames::isKeyIndex(const ZELClass& table, const ZELIndex& index) {
+  for (const ZELKey* key : table.keys()) {
+    if (key->getIndex() == &index) return true;
+  }
+  return false;
+}
+
+const std::string& SqlNames::of(const ZELObject* object) const {
+  static const std::string kNone;
+  const auto found = names_.find(object);
+  return found != names_.end() ? found->second : kNone;
+}
+
+std::string SqlNames::assign(const ZELModel& model, SqlDialect dialect) {
+  names_.clear();
+  const Namer namer(dialect);
+  std::string error;
+  const std::vector<SchemaOfCatalog> schemas = catalogSchemas(model);
+  size_t objects = schemas.size();
+  for (const SchemaOfCatalog& entry : schemas) {
+    for (const ZELModelObject* object : objectsOfType(*entry.schema, ZEL_ET_CLASS)) {
+      const auto& table = static_cast<const ZELClass&>(*object);
+      objects += 1 + table.features().count() + table.keys().count() + table.indexes().count();
+    }
+  }
+  names_.reserve(objects);  // one allocation for a model of any size
+
+  // Schemas (PostgreSQL schemas, MySQL databases) share one scope with the
+  // ones every database already has.
+  NameScope schemaNames(dialect);
+  if (dialect == SqlDialect::kPostgreSql) {
+    for (const char* name : {"public", "information_schema", "pg_catalog", "pg_toast"}) {
+      schemaNames.take(name);
+    }
+  } else if (dialect == SqlDialect::kMySql) {
+    for (const char* name : {"mysql", "information_schema", "performance_schema", "sys"}) {
+      schemaNames.take(name);
+    }
+  }
+  // PostgreSQL keeps "pg_" and SQLite "sqlite_" for their own objects.
+  const std::string reservedPrefix = dialect == SqlDialect::kPostgreSql ? "pg_"
+                                     : dialect == SqlDialect::kSqlite   ? "sqlite_"
+                                                                        : "";
+  const auto unreserved = [&](std::string name) {
+    if (!reservedPrefix.empty() && name.size() >= reservedPrefix.size()) {
+      bool reserved = true;
+      for (size_t i = 0; i < reservedPrefix.size(); ++i) {
+        const char c = name[i];
+        reserved = reserved && (c >= 'A' && c <= 'Z' ? c - 'A' + 'a' : c) == reservedPrefix[i];
+      }
+      if (reserved) name = "x" + name;
+    }
+    return name;
+  };
+
+  for (size_t i = 0; i < schemas.size(); ++i) {
+    const ZELPackage* schema = schemas[i].schema;
+    const std::string what = "schema " + quotedForMessage(schema->getName());
+    names_[schema] = namer.unique(
+        unreserved(namer.clean(schema->getName(), "schema_" + std::to_string(i + 1), what, error)),
+        {&schemaNames});
+  }
+
+  // Tables first, so that a table keeps its own name before an index or a
+  // constraint of the same name. PostgreSQL: one scope per schema for
+  // tables, indexes and key constraints; MySQL: one per database for
+  // tables; SQLite: one for all tables and indexes.
+  NameScope sqliteRelations(dialect);
+  std::unordered_map<const ZELPackage*, NameScope> relationScopes;
+  const auto relationScope = [&](const ZELPackage* schema) -> NameScope& {
+    if (dialect == SqlDialect::kSqlite) return sqliteRelations;
+    return relationScopes.try_emplace(schema, dialect).first->second;
+  };
+  for (const SchemaOfCatalog& entry : schemas) {
+    NameScope& relations = relationScope(entry.schema);
+    const auto tables = objectsOfType(*entry.schema, ZEL_ET_CLASS);
+    for (size_t i = 0; i < tables.size(); ++i) {
+      const std::string what = "table " + quotedForMessage(tables[i]->getName()) + " of schema " +
+                               quotedForMessage(entry.schema->getName());
+      names_[tables[i]] = namer.unique(
+          unreserved(namer.clean(tables[i]->getName(), "table_" + std::to_string(i + 1), what,
+                                 error)),
+          {&relations});
+    }
+  }
+
+  // Columns, key constraints and indexes. MySQL foreign-key names are
+  // unique per database, and each also names an index of its table.
+  std::unordered_map<const ZELPackage*, NameScope> foreignKeyScopes;
+  for (const SchemaOfCatalog& entry : schemas) {
+    NameScope& relations = relationScope(entry.schema);
+    NameScope& foreignKeys = foreignKeyScopes.try_emplace(entry.schema, dialect).first->second;
+    for (const ZELModelObject* object : objectsOfType(*entry.schema, ZEL_ET_CLASS)) {
+      const auto& table = static_cast<const ZELClass&>(*object);
+      const std::string& tableName = names_[&table];
+      const std::string where = " of table " + quotedForMessage(table.getName());
+
+      NameScope columns(dialect);
+      for (const ZELFeature* feature : table.features()) {
+        if (!feature->isInstanceOf(ZEL_ET_ATTRIBUTE)) continue;
+        const auto* column = static_cast<const ZELAttribute*>(feature);
+        const std::string fallback = "column_" + std::to_string(column->getPosition());
+        names_[column] = namer.unique(
+            namer.clean(column->getName(), fallback,
+                        "column " + quotedForMessage(column->getName()) + where, error),
+            {&columns});
+      }
+
+      NameScope constraints(dialect);  // per table
+      NameScope tableIndexes(dialect);  // MySQL: per table
+      tableIndexes.take("PRIMARY");
+      int ordinal = 0;
+      for (const ZELKey* key : table.keys()) {
+        ++ordinal;
+        const bool foreign = key->isInstanceOf(ZEL_ET_FOREIGN_KEY);
+        const bool primary = table.getPrimaryKey() == key;
+        const std::string fallback = (primary   ? "pk_" + tableName
+                                      : foreign ? "fk_" + tableName + "_" + std::to_string(ordinal)
+                                                : "uk_" + tableName + "_" +
+                                                      std::to_string(ordinal));
+        const std::string text = namer.clean(
+            key->getName(), fallback, "key " + quotedForMessage(key->getName()) + where, error);
+        if (dialect == SqlDialect::kPostgreSql) {
+          // A primary or unique key's index takes the constraint's name.
+          names_[key] = foreign ? namer.unique(text, {&constraints})
+                                : namer.unique(text, {&constraints, &relations});
+        } else if (dialect == SqlDialect::kMySql) {
+          names_[key] = foreign ? namer.unique(text, {&foreignKeys, &tableIndexes})
+                                : namer.unique(text, {&tableIndexes});
+        } else if (foreign) {
+          names_[key] = namer.unique(text, {&constraints});
+        } else {
+          // A candidate key that is not unique becomes an index.
+          names_[key] = namer.unique(text, {&constraints, &relations});
+        }
+      }
+      ordinal = 0;
+      for (const ZELIndex* index : table.indexes()) {
+        ++ordinal;
+        if (isKeyIndex(table, *index)) continue;
+        const std::string text =
+            namer.clean(index->getName(), "ix_" + tableName + "_" + std::to_string(ordinal),
+                        "index " + quotedForMessage(index->getName()) + where, error);
+        names_[index] = namer.unique(
+            text, {dialect == SqlDialect::kMySql ? &tableIndexes : &relations});
+      }
+    }
+  }
+  return error;
+}

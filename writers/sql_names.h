@@ -1,0 +1,39 @@
+// The names a SQL script gives the model's objects in one dialect: valid
+// UTF-8, within the dialect's length limit, unique where the dialect needs
+// it, never empty. Given out in model order, so the same model always gets
+// the same names.
+#pragma once
+
+#include <string>
+#include <unordered_map>
+
+#include "model/zel_model.h"
+#include "sql_dialect.h"
+
+class SqlNames {
+ public:
+  // Names every schema, table, column, key and index-only index of the
+  // model's catalogs. Returns "" or why a name cannot be written (naming
+  // the object).
+  std::string assign(const ZELModel& model, SqlDialect dialect);
+
+  // The name of an object that assign() named; "" for any other.
+  const std::string& of(const ZELObject* object) const;
+
+  // Names of a table's indexes that belong to a key (the position index
+  // of each key); only the other indexes are written as indexes.
+  static bool isKeyIndex(const ZELClass& table, const ZELIndex& index);
+
+ private:
+  std::unordered_map<const ZELObject*, std::string> names_;
+};
+
+// The data packages (schemas) of the model's catalogs, nested ones
+// included, in model order, each with its catalog.
+struct SchemaOfCatalog {
+  const ZELDatabaseCatalog* catalog;
+  const ZELPackage* schema;
+};
+std::vector<SchemaOfCatalog> catalogSchemas(const ZELModel& model);
+// The schema's model objects whose element type is exactly `type`.
+std::vector<const ZELModelObject*> objectsOfType(const ZELPackage& schema, ZELElementType type);
