@@ -4,7 +4,6 @@
 #include <gtest/gtest.h>
 
 #include <fstream>
-#include <regex>
 #include <sstream>
 #include <string>
 
@@ -21,16 +20,10 @@ extern "C" ZELModelBridgeImportDllInterface* getZELCaRepositoryDsOdbcImportInter
 
 namespace {
 
-// The fatal messages of the bridge's catalog, and the host's own for any
-// other failure.
+// The bridge's fatal messages, and the host's own for any other failure.
 bool isCatalogued(const std::string& text) {
-  static const std::regex fatal(
-      R"(\[TAV_CARDS_F0002\] Unable to open '.*'\. The error is: .*)"
-      R"(|\[TAV_CARDS_F0008\] Error in input PCD file, line \(\d+\))"
-      R"(|\[TAV_CARDS_F0009\] Missing Object \(-?\d+\))"
-      R"(|\[TAV_CARDS_F0010\] Bad Object Type for \(-?\d+\) \(got \(.*\), expected \(.*\)\))"
-      R"(|\[TAVGEN_F0001\] Unexpected error in bridge ZELCaRepositoryDsOdbcImport)");
-  return std::regex_match(text, fatal);
+  return isCataloguedError(text) ||
+         text == "[TAVGEN_F0001] Unexpected error in bridge ZELCaRepositoryDsOdbcImport";
 }
 
 struct RunOutcome {
@@ -108,7 +101,7 @@ TEST(AllocationFailure, EveryAllocationOfAnImportFailsCleanly) {
   std::ifstream in(std::string(PCD_SOURCE_DIR) + "/examples/sample.pcd", std::ios::binary);
   std::ostringstream sample;
   sample << in.rdbuf();
-  if (sample.str().empty()) GTEST_SKIP() << "no examples/sample.pcd";
+  ASSERT_FALSE(sample.str().empty()) << "examples/sample.pcd is missing or empty";
   failEachAllocation(sample.str(), true);
   failEachAllocation(sample.str() + "R,TBL_COL,1,2,3,2,C1,N,S1\n",
                      false);  // "S" where "L" is due

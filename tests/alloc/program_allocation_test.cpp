@@ -71,7 +71,8 @@ TEST(AllocationFailure, EveryAllocationOfAProgramRunFailsCleanly) {
   const std::string program = bin + "/pcd-import";
   const std::string shim = bin + "/libpcd_alloc_shim.so";
   const std::string sample = std::string(PCD_SOURCE_DIR) + "/examples/sample.pcd";
-  if (!exists(program) || !exists(shim)) GTEST_SKIP() << "pcd-import or the shim is not built";
+  ASSERT_TRUE(exists(program) && exists(shim)) << "pcd-import or the shim is not built";
+  ASSERT_TRUE(exists(sample)) << "examples/sample.pcd is missing";
 
   char folderTemplate[] = "/tmp/pcd-alloc-XXXXXX";
   ASSERT_NE(mkdtemp(folderTemplate), nullptr);
@@ -85,8 +86,7 @@ TEST(AllocationFailure, EveryAllocationOfAProgramRunFailsCleanly) {
   // only when told; its reports end the run with an exit status of its own.
   const std::vector<std::string> baseEnv = {
       "LD_PRELOAD=" + shim, "SOURCE_DATE_EPOCH=0",
-      "ASAN_OPTIONS=verify_asan_link_order=0:exitcode=86",
-      "UBSAN_OPTIONS=exitcode=86",
+      "ASAN_OPTIONS=verify_asan_link_order=0:exitcode=86", "UBSAN_OPTIONS=exitcode=86",
       "LSAN_OPTIONS=exitcode=86:suppressions=" + std::string(PCD_SOURCE_DIR) +
           "/tests/alloc/shim/lsan.supp"};
 
@@ -131,7 +131,8 @@ TEST(AllocationFailure, EveryAllocationOfAProgramRunFailsCleanly) {
       EXPECT_FALSE(exists(output));
       // The clean run's warnings up to the failure, then one message line.
       const size_t lastLine = errors.rfind('\n', errors.size() - 2);
-      const std::string before = lastLine == std::string::npos ? "" : errors.substr(0, lastLine + 1);
+      const std::string before =
+          lastLine == std::string::npos ? "" : errors.substr(0, lastLine + 1);
       const std::string message = errors.substr(before.size());
       EXPECT_EQ(cleanErrors.compare(0, before.size(), before), 0);
       EXPECT_TRUE(message.size() > 1 && message.back() == '\n' &&

@@ -30,7 +30,7 @@ TEST(Run, FilesWithoutRecordsImportWithTheWarningAndTheOrigin) {
 }
 
 TEST(Run, AReadErrorStopsTheRunBeforeTheOrigin) {
-  ImportResult result = importLines({"header", "E,TABLE,1,1,C1,X", "R,FOO,1,2,3,0"});
+  ImportResult result = importFile(PcdFile({"header", "E,TABLE,1,1,C1,X", "R,FOO,1,2,3,0"}).path());
   EXPECT_EQ(result.error, pcdError(3));
   EXPECT_FALSE(result.returned);
   EXPECT_EQ(result.logTexts(), Texts{kImporting});

@@ -6,6 +6,7 @@
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
+#include <regex>
 #include <stdexcept>
 
 #include "bridge/file_option.h"
@@ -70,10 +71,11 @@ ImportResult importFile(const std::string& path) {
   return result;
 }
 
-ImportResult importLines(std::initializer_list<std::string> lines) {
-  return importFile(PcdFile(lines).path());
-}
-
-std::string importError(const std::string& path) {
-  return importFile(path).error;
+bool isCataloguedError(const std::string& text) {
+  static const std::regex fatal(
+      R"(\[TAV_CARDS_F0002\] Unable to open '.*'\. The error is: .*)"
+      R"(|\[TAV_CARDS_F0008\] Error in input PCD file, line \(\d+\))"
+      R"(|\[TAV_CARDS_F0009\] Missing Object \(-?\d+\))"
+      R"(|\[TAV_CARDS_F0010\] Bad Object Type for \(-?\d+\) \(got \(.*\), expected \(.*\)\))");
+  return std::regex_match(text, fatal);
 }

@@ -6,7 +6,6 @@
 //   EXPECT_TRUE(r.error.empty());
 #pragma once
 
-#include <initializer_list>
 #include <memory>
 #include <string>
 #include <vector>
@@ -48,7 +47,5 @@ struct ImportResult {
 // model with a new bridge and a memory log. A ZELException is captured in
 // `error`; any other exception passes through.
 ImportResult importFile(const std::string& path);
-// Imports the given lines (first line included) from a temporary file.
-ImportResult importLines(std::initializer_list<std::string> lines);
-// The text of the ZELException an import of `path` throws, or "" if none.
-std::string importError(const std::string& path);
+// True when `text` is one of the bridge's fatal messages, whatever its values.
+bool isCataloguedError(const std::string& text);
