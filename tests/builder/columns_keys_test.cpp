@@ -10,8 +10,7 @@ namespace {
 TEST(Columns, TypesAreNamedByNativeTypeAndLengthAndShareBaseTypes) {
   PcdWriter pcd;
   pcd.basicCatalog()
-      .table(10, "T")
-      .tableAt(11, 10, 4)
+      .tableIn(10, "T", 4)
       .relDt(20, "NUMBER(10,2)")
       .relDt(21, "CHAR (10)")
       .relDt(22, "MYSTERY")
@@ -32,18 +31,12 @@ TEST(Columns, TypesAreNamedByNativeTypeAndLengthAndShareBaseTypes) {
   ZELClass* table = onlyClass(*result.model, "T");
   ASSERT_NE(table, nullptr);
 
+  // Names from native type and length, scale and the undefined base type
+  // are in the sample; here the alternate length and a blank before brackets.
   ZELDerivedType* alt = typeOf(columnOf(table, "ALT_LENGTH"));
   EXPECT_STREQ(alt->getName().c_str(), "VARCHAR_12");
-  EXPECT_EQ(alt->Length, 12);
   EXPECT_STREQ(typeOf(columnOf(table, "NO_LENGTH"))->getName().c_str(), "VARCHAR");
-  ZELDerivedType* amount = typeOf(columnOf(table, "AMOUNT"));
-  EXPECT_STREQ(amount->getName().c_str(), "NUMBER(10,2)_10");
-  EXPECT_STREQ(amount->NativeDataType.c_str(), "NUMBER(10,2)");
-  EXPECT_STREQ(amount->DataType.c_str(), "NUMERIC");
-  EXPECT_EQ(amount->Scale, 2);
   EXPECT_STREQ(typeOf(columnOf(table, "CODE"))->DataType.c_str(), "CHAR");
-  ZELDerivedType* odd = typeOf(columnOf(table, "ODD"));
-  EXPECT_STREQ(odd->getDerivedFromConcreteType()->getName().c_str(), "undefined");
 
   // Positions keep their low 16 bits; only "N" leaves a column required.
   EXPECT_EQ(columnOf(table, "CODE")->getPosition(), 1);
@@ -65,36 +58,17 @@ TEST(Columns, TypesAreNamedByNativeTypeAndLengthAndShareBaseTypes) {
   EXPECT_EQ(derived, 5);
 }
 
-TEST(Columns, DescriptionsComeFromTheColumnOrElseItsDefinition) {
+// Descriptions from the column definition, joined text lines and view
+// columns are in the sample; not a column's own text over its definition's.
+TEST(Columns, AColumnsOwnDescriptionComesBeforeItsDefinitions) {
   PcdWriter pcd;
   pcd.basicCatalog()
-      .table(10, "T")
-      .tableAt(11, 10, 4)
-      .view(12, "V")
-      .tableAt(13, 12, 4)
+      .tableIn(10, "T", 4)
       .relCol(20, 9, "A", 5, 0, 0, "from definition")
-      .tblCol(21, 10, 20, "N", 1, "own ")
-      .text(21, "COLUMN_COMMENTS", "text")
-      .relCol(22, 9, "B", 5, 0, 0, "from definition")
-      .tblCol(23, 10, 22, "N", 2)
-      .relCol(24, 9, "C", 5)
-      .tblCol(25, 10, 24, "N", 3)
-      .viewCol(26, 12, 20, 7);
+      .tblCol(21, 10, 20, "N", 1, "own");
   ImportResult result = pcd.import();
   ASSERT_EQ(result.error, "");
-  ZELClass* table = onlyClass(*result.model, "T");
-  EXPECT_STREQ(columnOf(table, "A")->getDescription().c_str(), "own text");
-  EXPECT_STREQ(columnOf(table, "B")->getDescription().c_str(), "from definition");
-  EXPECT_STREQ(columnOf(table, "C")->getDescription().c_str(), "");
-
-  auto* view =
-      findByName<ZELSQLViewEntity>(schemaOf(*result.model, "DB", "S")->modelObjects(), "V");
-  ASSERT_EQ(view->features().count(), 1);
-  auto* viewColumn = view->features().first();
-  EXPECT_EQ(viewColumn->getElementType(), ZEL_ET_SQL_VIEW_ATTRIBUTE);
-  EXPECT_STREQ(viewColumn->getName().c_str(), "A");
-  EXPECT_STREQ(viewColumn->getDescription().c_str(), "from definition");
-  EXPECT_EQ(static_cast<ZELAttribute*>(viewColumn)->getPosition(), 7);
+  EXPECT_STREQ(columnOf(onlyClass(*result.model, "T"), "A")->getDescription().c_str(), "own");
 }
 
 TEST(Columns, ColumnsOfWrongKindsEndTheImport) {
@@ -103,11 +77,7 @@ TEST(Columns, ColumnsOfWrongKindsEndTheImport) {
   EXPECT_EQ(pcd.import().error,
             "[TAV_CARDS_F0010] Bad Object Type for (10) (got (VIEW), expected (TABLE))");
   PcdWriter dangling;
-  dangling.basicCatalog()
-      .table(10, "T")
-      .tableAt(11, 10, 4)
-      .relCol(20, 99, "A", 5)
-      .tblCol(21, 10, 20, "N", 1);
+  dangling.basicCatalog().tableIn(10, "T", 4).relCol(20, 99, "A", 5).tblCol(21, 10, 20, "N", 1);
   EXPECT_EQ(dangling.import().error, "[TAV_CARDS_F0009] Missing Object (99)");
 }
 
@@ -150,14 +120,12 @@ TEST(Keys, KindLettersMakeCandidateKeysForeignKeysAndIndexes) {
   EXPECT_EQ(namesOf(table->indexes()),
             (std::vector<std::string>{"PK_POSITION", "AK_POSITION", "FK_POSITION", "IX"}));
 
+  // Key kinds, position indexes and sort orders "A" and "D" are in the
+  // sample; here columns out of position order and odd sort orders.
   auto* primary = findByName<ZELCandidateKey>(table->keys(), "PK");
-  EXPECT_EQ(table->getPrimaryKey(), primary);
-  EXPECT_TRUE(primary->uniqueKey);
-  EXPECT_EQ(primary->getElementType(), ZEL_ET_CANDIDATE_KEY);
   EXPECT_EQ(namesOf(primary->attributes()), (std::vector<std::string>{"B", "A"}));
   ZELIndex* position = primary->getIndex();
   ASSERT_NE(position, nullptr);
-  EXPECT_FALSE(position->indexFlag2);
   // Members keep record order, not position order.
   EXPECT_EQ(memberColumns(position), (std::vector<std::string>{"B", "A"}));
   EXPECT_EQ(position->members().at(0)->position, 2);
@@ -165,10 +133,8 @@ TEST(Keys, KindLettersMakeCandidateKeysForeignKeysAndIndexes) {
   EXPECT_EQ(position->members().at(1)->sortOrder, 2);
 
   auto* alternate = findByName<ZELCandidateKey>(table->keys(), "AK");
-  EXPECT_TRUE(alternate->uniqueKey);
   EXPECT_EQ(alternate->getIndex()->members().first()->position, 1);
   EXPECT_EQ(alternate->getIndex()->members().first()->sortOrder, 1);
-  EXPECT_EQ(findByName<ZELKey>(table->keys(), "FK")->getElementType(), ZEL_ET_FOREIGN_KEY);
 
   auto* indexOnly = findByName<ZELIndex>(table->indexes(), "IX");
   EXPECT_EQ(memberColumns(indexOnly), (std::vector<std::string>{"A", "B", "C"}));

@@ -55,9 +55,10 @@ class PcdWriter {
   PcdWriter& schemAt(long id, long schema, long owner) {
     return relation("SCHEM_AT", id, schema, owner, {C("")});
   }
-  PcdWriter& table(long id, const std::string& name, const std::string& description = "") {
-    entity("TABLE", id, {C(name)});
-    return description.empty() ? *this : text(id, "DESCRIPTION", description);
+  PcdWriter& table(long id, const std::string& name) { return entity("TABLE", id, {C(name)}); }
+  // Table `id` placed in `location` by TABLE_AT id+1.
+  PcdWriter& tableIn(long id, const std::string& name, long location) {
+    return table(id, name).tableAt(id + 1, id, location);
   }
   PcdWriter& view(long id, const std::string& name) { return entity("VIEW", id, {C(name), C("")}); }
   PcdWriter& tableAt(long id, long table, long location, const std::string& label = "") {
@@ -77,9 +78,6 @@ class PcdWriter {
     relation("TBL_COL", id, table, column, {C(nullable), L(position)});
     return comment.empty() ? *this : text(id, "COLUMN_COMMENTS", comment);
   }
-  PcdWriter& viewCol(long id, long view, long column, long position) {
-    return relation("VIEW_COL", id, view, column, {L(position)});
-  }
   PcdWriter& key(long id, const std::string& name, const std::string& kind) {
     return entity("KEY", id, {C(name), C(kind), C("")});
   }
@@ -97,10 +95,7 @@ class PcdWriter {
   PcdWriter& indexAt(long id, long key, const std::string& flag1, const std::string& flag3) {
     return relation("INDEX_AT", id, key, 0, {C(flag1), C(""), L(0), S(0), C(flag3)});
   }
-  PcdWriter& dbProc(long id, const std::string& name, const std::string& description = "") {
-    entity("DBPROC", id, {C(name)});
-    return description.empty() ? *this : text(id, "DESCRIPTION", description);
-  }
+  PcdWriter& dbProc(long id, const std::string& name) { return entity("DBPROC", id, {C(name)}); }
   PcdWriter& objAt(long id, long placed, long location) {
     return relation("OBJ_AT", id, placed, location, {});
   }
@@ -112,7 +107,7 @@ class PcdWriter {
   // columns in order: column i has REL_COL id+10+2i and TBL_COL id+11+2i.
   PcdWriter& placedTable(long id, const std::string& name,
                          const std::vector<std::string>& columns) {
-    table(id, name).tableAt(id + 1, id, 4);
+    tableIn(id, name, 4);
     for (size_t i = 0; i < columns.size(); ++i) {
       const long column = id + 10 + 2 * static_cast<long>(i);
       relCol(column, 9, columns[i], 5)
