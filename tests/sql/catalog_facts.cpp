@@ -3,6 +3,7 @@
 #include <sqlite3.h>
 
 #include <algorithm>
+#include <functional>
 #include <map>
 #include <set>
 #include <stdexcept>
@@ -36,6 +37,13 @@ class ExpectedFacts {
       for (const ZELModelObject* object : objectsOfType(*entry.schema, ZEL_ET_CLASS)) {
         addTable(*entry.schema, static_cast<const ZELClass&>(*object));
       }
+    }
+    // Foreign keys last: the referenced table may come later.
+    for (const PendingForeignKey& pending : pendingForeignKeys_) {
+      facts_.push_back("fk " + pending.label +
+                       (dialect_ == SqlDialect::kSqlite ? "" : " " + name(pending.key)) + " (" +
+                       pending.columns + ") -> " + labelOf(pending.target) + " (" +
+                       pending.referencedColumns + ")");
     }
     return sorted(facts_);
   }
@@ -126,22 +134,9 @@ class ExpectedFacts {
       referenced.push_back(map->getSourceAttribute());
     }
     const ZELClass* target = foreignKey.getCandidateKey()->getAssociatedClass();
-    // Written out in finish(): the referenced table may come later.
     pendingForeignKeys_.push_back({label, &key, columns(own), target, columns(referenced)});
   }
 
- public:
-  Facts finish(Facts facts) {
-    for (const PendingForeignKey& pending : pendingForeignKeys_) {
-      facts.push_back("fk " + pending.label +
-                      (dialect_ == SqlDialect::kSqlite ? "" : " " + name(pending.key)) + " (" +
-                      pending.columns + ") -> " + labelOf(pending.target) + " (" +
-                      pending.referencedColumns + ")");
-    }
-    return sorted(facts);
-  }
-
- private:
   std::string labelOf(const ZELClass* table) const {
     const auto found = tableLabels_.find(table);
     return found != tableLabels_.end() ? found->second : "?";
@@ -178,34 +173,44 @@ std::string hexOf(const std::string& expression) {
   return "encode(convert_to((" + expression + ")::text, 'UTF8'), 'hex')";
 }
 
+using Rows = std::vector<std::vector<std::string>>;
+
+// Tables and their columns through information_schema, which both servers
+// have; `hex` gives an expression's bytes as hex digits.
+void addTablesAndColumns(const std::function<Rows(const std::string&)>& query,
+                         std::string (*hex)(const std::string&), const std::string& ownSchemas,
+                         Facts& facts) {
+  const std::string names = hex("table_schema") + ", " + hex("table_name");
+  for (const auto& row : query("SELECT " + names +
+                               " FROM information_schema.tables WHERE table_type = 'BASE TABLE' "
+                               "AND " + ownSchemas)) {
+    facts.push_back("table " + fromHex(row.at(0)) + "." + fromHex(row.at(1)));
+  }
+  for (const auto& row : query("SELECT " + names + ", ordinal_position, " + hex("column_name") +
+                               ", is_nullable FROM information_schema.columns WHERE " +
+                               ownSchemas)) {
+    facts.push_back("column " + fromHex(row.at(0)) + "." + fromHex(row.at(1)) + " #" + row.at(2) +
+                    " " + fromHex(row.at(3)) + (row.at(4) == "NO" ? " notnull" : " null"));
+  }
+}
+
+std::string mariaDbHex(const std::string& expression) { return "HEX(" + expression + ")"; }
+
 }  // namespace
 
 Facts expectedFacts(const ZELModel& model, SqlDialect dialect, const std::string& script) {
-  ExpectedFacts expected(dialect, script);
-  return expected.finish(expected.collect(model));
+  return ExpectedFacts(dialect, script).collect(model);
 }
 
 Facts postgresFacts(PostgresServer& server, const std::string& database) {
-  const std::string ownSchemas =
-      "n.nspname NOT IN ('pg_catalog', 'information_schema', 'public') AND n.nspname NOT LIKE "
-      "'pg_toast%'";
+  const auto own = [](const std::string& schema) {
+    return schema + " NOT IN ('pg_catalog', 'information_schema', 'public') AND " + schema +
+           " NOT LIKE 'pg_toast%'";
+  };
+  const std::string ownSchemas = own("n.nspname");
   Facts facts;
-  for (const auto& row : server.query(
-           database, "SELECT " + hexOf("n.nspname") + ", " + hexOf("c.relname") +
-                         " FROM pg_class c JOIN pg_namespace n ON n.oid = c.relnamespace WHERE "
-                         "c.relkind = 'r' AND " + ownSchemas)) {
-    facts.push_back("table " + fromHex(row.at(0)) + "." + fromHex(row.at(1)));
-  }
-  for (const auto& row : server.query(
-           database, "SELECT " + hexOf("n.nspname") + ", " + hexOf("c.relname") +
-                         ", a.attnum, " + hexOf("a.attname") +
-                         ", a.attnotnull FROM pg_attribute a JOIN pg_class c ON c.oid = "
-                         "a.attrelid JOIN pg_namespace n ON n.oid = c.relnamespace WHERE "
-                         "c.relkind = 'r' AND a.attnum > 0 AND NOT a.attisdropped AND " +
-                         ownSchemas)) {
-    facts.push_back("column " + fromHex(row.at(0)) + "." + fromHex(row.at(1)) + " #" + row.at(2) +
-                    " " + fromHex(row.at(3)) + (row.at(4) == "t" ? " notnull" : " null"));
-  }
+  addTablesAndColumns([&](const std::string& sql) { return server.query(database, sql); }, hexOf,
+                      own("table_schema"), facts);
   const auto columnList = [](const std::string& keys, const std::string& table) {
     return "(SELECT string_agg(" + hexOf("a.attname") +
            ", ',' ORDER BY u.ord) FROM unnest(k." + keys +
@@ -259,17 +264,8 @@ Facts mariaDbFacts(MariaDbServer& server) {
   const std::string own =
       " TABLE_SCHEMA NOT IN ('mysql', 'information_schema', 'performance_schema', 'sys')";
   Facts facts;
-  for (const auto& row : server.query("SELECT HEX(TABLE_SCHEMA), HEX(TABLE_NAME) FROM "
-                                      "information_schema.TABLES WHERE TABLE_TYPE = 'BASE "
-                                      "TABLE' AND" + own)) {
-    facts.push_back("table " + fromHex(row.at(0)) + "." + fromHex(row.at(1)));
-  }
-  for (const auto& row : server.query("SELECT HEX(TABLE_SCHEMA), HEX(TABLE_NAME), "
-                                      "ORDINAL_POSITION, HEX(COLUMN_NAME), IS_NULLABLE FROM "
-                                      "information_schema.COLUMNS WHERE" + own)) {
-    facts.push_back("column " + fromHex(row.at(0)) + "." + fromHex(row.at(1)) + " #" + row.at(2) +
-                    " " + fromHex(row.at(3)) + (row.at(4) == "NO" ? " notnull" : " null"));
-  }
+  addTablesAndColumns([&](const std::string& sql) { return server.query(sql); }, mariaDbHex,
+                      own, facts);
   // Grouped by (schema, table, name), members in their order.
   using Group = std::map<std::tuple<std::string, std::string, std::string>,
                          std::map<int, std::vector<std::string>>>;
