@@ -17,9 +17,7 @@ class CountingTable : public ZELHashtable {
  public:
   mutable long compares = 0;
   int* find(int key) { return static_cast<int*>(findFirst(&key, nullptr)); }
-  int compare2Object(const void* a, const void* b) const override {
-    return compare2Key(a, b);
-  }
+  int compare2Object(const void* a, const void* b) const override { return compare2Key(a, b); }
   int compare2Key(const void* entry, const void* key) const override {
     ++compares;
     return *static_cast<const int*>(entry) - *static_cast<const int*>(key);

@@ -59,7 +59,8 @@ TEST(GetFullLineTest, SetsEndOfInputWithTheLastLine) {
 TEST(GetFullLineTest, RefusesLinesAboveTheLimitWhileReading) {
   setMaxLineBytes(100);
   const std::string atLimit(100, 'a');
-  EXPECT_EQ(readAll(atLimit + "\r\n" + atLimit + "\n" + atLimit), (Lines{atLimit, atLimit, atLimit}));
+  EXPECT_EQ(readAll(atLimit + "\r\n" + atLimit + "\n" + atLimit),
+            (Lines{atLimit, atLimit, atLimit}));
   for (const std::string& tooLong :
        {atLimit + "b\n", atLimit + "\r\r\n", atLimit + "b", std::string(5000, 'c')}) {
     std::istringstream in("ok\n" + tooLong + "ok\n");

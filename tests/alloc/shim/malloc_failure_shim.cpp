@@ -215,6 +215,8 @@ void* operator new(size_t size, std::align_val_t alignment, const std::nothrow_t
 void* operator new[](size_t size, std::align_val_t alignment, const std::nothrow_t&) noexcept {
   return allocateAligned(size, static_cast<size_t>(alignment));
 }
+// One line each: every form frees alike.
+// clang-format off
 void operator delete(void* block) noexcept { free(block); }
 void operator delete[](void* block) noexcept { free(block); }
 void operator delete(void* block, size_t) noexcept { free(block); }
@@ -225,3 +227,4 @@ void operator delete(void* block, size_t, std::align_val_t) noexcept { free(bloc
 void operator delete[](void* block, size_t, std::align_val_t) noexcept { free(block); }
 void operator delete(void* block, const std::nothrow_t&) noexcept { free(block); }
 void operator delete[](void* block, const std::nothrow_t&) noexcept { free(block); }
+// clang-format on
