@@ -8,6 +8,7 @@
 #include <new>
 #include <string>
 
+#include "check_command.h"
 #include "command_line.h"
 #include "error_context.h"
 #include "heap_setup.h"
@@ -150,6 +151,9 @@ int importAndWrite(ZELModelBridgeImportDllInterface& bridge, const CommandLine& 
 }
 
 int runProgram(int argc, const char* const* argv) {
+  // A subcommand is the first argument, spelt exactly; a file of that name
+  // is imported as "./check".
+  if (argc > 1 && std::string(argv[1]) == "check") return runCheckCommand(argc - 1, argv + 1);
   const ParsedCommandLine parsed = parseCommandLine(argc, argv);
   if (!parsed.usageError.empty()) return usageFailure(parsed.usageError);
   const CommandLine& options = parsed.options;

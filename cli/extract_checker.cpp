@@ -1,0 +1,295 @@
+#include "extract_checker.h"
+
+#include <algorithm>
+#include <cstdint>
+#include <cstring>
+#include <limits>
+#include <unordered_map>
+#include <unordered_set>
+
+#include "pcd/line_explanation.h"
+#include "pcd/record_layouts.h"
+#include "zel_text_io.h"
+
+namespace {
+
+using CaRepositoryDsOdbcImport::explainLine;
+using CaRepositoryDsOdbcImport::readRecordIds;
+using CaRepositoryDsOdbcImport::RecordIds;
+namespace layout = CaRepositoryDsOdbcImport::layout;
+
+constexpr int kLineChunk = 4096;
+constexpr uint8_t kNoKind = 0xff;
+
+// What cross-reference checks need of one record.
+struct RecordFacts {
+  long id;
+  long fromId;
+  long toId;
+  long line;
+  uint8_t kind;  // index into layout::kShapes
+};
+
+uint8_t kindOf(const std::string& name) {
+  for (int index = 0; index < layout::kRecordCount; ++index) {
+    if (name == layout::kShapes[index].name) return static_cast<uint8_t>(index);
+  }
+  return kNoKind;
+}
+
+const char* kindName(uint8_t kind) { return layout::kShapes[kind].name; }
+
+class Checker {
+ public:
+  explicit Checker(bool strict) : strict_(strict) {}
+
+  void readAll(std::istream& in) {
+    ZELString line;
+    bool haveRecord = false;
+    long lastRecordId = 0;
+    while (in.good()) {
+      bool tooLong = false;
+      try {
+        if (!getFullLine(in, line, kLineChunk)) break;
+      } catch (const ZELLineTooLong&) {
+        tooLong = true;
+        in.ignore(std::numeric_limits<std::streamsize>::max(), '\n');
+      }
+      ++report_.lines;
+      if (report_.lines == 1) continue;  // the first line is never data
+      if (tooLong) {
+        lineError("the line is longer than " + std::to_string(maxLineBytes()) +
+                  " bytes (see --max-line-bytes)");
+        continue;
+      }
+      const char* text = line.c_str();
+      const std::string why = explainLine(text, haveRecord ? &lastRecordId : nullptr);
+      if (!why.empty()) {
+        lineError(why);
+        // Text lines of a rejected record belong to it, not to the record
+        // before it; its id is remembered to explain what names it.
+        const RecordIds ids = readRecordIds(text);
+        if (ids.isRecord) {
+          rejected_.try_emplace(ids.id, report_.lines);
+          haveRecord = true;
+          lastRecordId = ids.id;
+        }
+        continue;
+      }
+      if (text[0] != 'E' && text[0] != 'R') continue;
+      const RecordIds ids = readRecordIds(text);
+      addRecord(ids);
+      haveRecord = true;
+      lastRecordId = ids.id;
+    }
+  }
+
+  CheckReport finish() {
+    checkReferences();
+    if (strict_) checkQuality();
+    std::stable_sort(report_.findings.begin(), report_.findings.end(),
+                     [](const CheckFinding& a, const CheckFinding& b) { return a.line < b.line; });
+    return std::move(report_);
+  }
+
+ private:
+  void add(long line, bool error, std::string message) {
+    report_.findings.push_back({line, error, std::move(message)});
+  }
+
+  void lineError(const std::string& why) {
+    add(report_.lines, true,
+        "[TAV_CARDS_F0008] Error in input PCD file, line (" + std::to_string(report_.lines) +
+            "): " + why);
+  }
+
+  void addRecord(const RecordIds& ids) {
+    ++report_.records;
+    const uint8_t kind = kindOf(ids.name);
+    const auto [at, inserted] = byId_.try_emplace(ids.id, records_.size());
+    if (!inserted) {
+      const RecordFacts& earlier = records_[at->second];
+      add(report_.lines, false,
+          "id " + std::to_string(ids.id) + " is defined again (" + ids.name +
+              "); this record replaces the " + kindName(earlier.kind) + " record on line " +
+              std::to_string(earlier.line) + ", which the import drops");
+      at->second = records_.size();
+    }
+    records_.push_back({ids.id, ids.fromId, ids.toId, report_.lines, kind});
+  }
+
+  // The record the import resolves `id` to (the last one defining it), or null.
+  const RecordFacts* find(long id) const {
+    const auto at = byId_.find(id);
+    return at == byId_.end() ? nullptr : &records_[at->second];
+  }
+
+  bool isCurrent(const RecordFacts& record) const {
+    return &records_[byId_.at(record.id)] == &record;
+  }
+
+  // Resolves `id` named by `record` as the import would; reports a missing
+  // object or one of the wrong kind (`expected` kNoKind: any kind).
+  const RecordFacts* resolve(const RecordFacts& record, const char* role, long id,
+                             uint8_t expected) {
+    const RecordFacts* target = find(id);
+    const std::string who = std::string(kindName(record.kind)) + " record (id " +
+                            std::to_string(record.id) + "): its " + role + " ";
+    if (target == nullptr) {
+      const auto rejected = rejected_.find(id);
+      add(record.line, true,
+          "[TAV_CARDS_F0009] Missing Object (" + std::to_string(id) + "): " + who +
+              std::to_string(id) +
+              (rejected == rejected_.end()
+                   ? std::string(" is defined by no record")
+                   : " is defined only by the rejected line " + std::to_string(rejected->second)));
+      return nullptr;
+    }
+    if (expected != kNoKind && target->kind != expected) {
+      add(record.line, true,
+          "[TAV_CARDS_F0010] Bad Object Type for (" + std::to_string(id) + ") (got (" +
+              kindName(target->kind) + "), expected (" + kindName(expected) + ")): " + who +
+              std::to_string(id) + " is the " + kindName(target->kind) + " record on line " +
+              std::to_string(target->line));
+      return nullptr;
+    }
+    return target;
+  }
+
+  // A column (REL_COL) and its data type (REL_DT), as TBL_COL, VIEW_COL and
+  // PARM resolve them.
+  void resolveColumn(const RecordFacts& record) {
+    const RecordFacts* column = resolve(record, "to id", record.toId, kind("REL_COL"));
+    if (column == nullptr) return;
+    placedColumns_.insert(column->id);
+    resolve(*column, "to id (data type)", column->toId, kind("REL_DT"));
+  }
+
+  static uint8_t kind(const char* name) { return kindOf(name); }
+
+  void checkReferences() {
+    std::unordered_map<long, int> keyColumns;        // KEY id -> KEY_COL count
+    std::unordered_set<long> placed;                  // TABLE, VIEW, DBPROC ids placed
+    std::vector<const RecordFacts*> parms, indexes;
+    for (const RecordFacts& record : records_) {
+      if (record.kind == kNoKind || !isCurrent(record)) continue;
+      const std::string name = kindName(record.kind);
+      if (name == "DB_AT") {
+        resolve(record, "from id", record.fromId, kind("DATABASE"));
+        resolve(record, "to id", record.toId, kind("REL_SYS"));
+      } else if (name == "SERVINST") {
+        resolve(record, "from id", record.fromId, kind("SERVTYPE"));
+        resolve(record, "to id", record.toId, kind("REL_SYS"));
+      } else if (name == "SCHEM_AT") {
+        resolve(record, "from id", record.fromId, kind("SCHEMA"));
+        resolve(record, "to id", record.toId, kNoKind);
+      } else if (name == "TABLE_AT" || name == "OBJ_AT") {
+        const RecordFacts* object = resolve(record, "from id", record.fromId, kNoKind);
+        resolve(record, "to id", record.toId, kNoKind);
+        if (object != nullptr) placed.insert(object->id);
+      } else if (name == "TBL_COL" || name == "VIEW_COL") {
+        resolve(record, "from id", record.fromId, kind(name == "TBL_COL" ? "TABLE" : "VIEW"));
+        resolveColumn(record);
+      } else if (name == "KEY_COL") {
+        if (resolve(record, "from id", record.fromId, kind("KEY")) != nullptr) {
+          ++keyColumns[record.fromId];
+        }
+        resolve(record, "to id", record.toId, kind("TBL_COL"));
+      } else if (name == "FK_TB_AT") {
+        const RecordFacts* foreignKey = resolve(record, "from id", record.fromId, kind("FGN_KEY"));
+        resolve(record, "to id", record.toId, kind("TABLE_AT"));
+        if (foreignKey != nullptr) resolve(*foreignKey, "to id (key)", foreignKey->toId, kind("KEY"));
+      } else if (name == "INDEX_AT") {
+        if (resolve(record, "from id", record.fromId, kind("KEY")) != nullptr) {
+          indexes.push_back(&record);
+        }
+      } else if (name == "PARM") {
+        parms.push_back(&record);
+      }
+    }
+    for (const RecordFacts* parm : parms) {
+      const RecordFacts* owner = resolve(*parm, "from id", parm->fromId, kNoKind);
+      if (owner == nullptr) continue;
+      if (owner->kind != kind("DBPROC")) {
+        add(parm->line, false,
+            "PARM record (id " + std::to_string(parm->id) + ") belongs to the " +
+                kindName(owner->kind) + " record on line " + std::to_string(owner->line) +
+                ", not to a procedure; the import skips it");
+        continue;
+      }
+      resolveColumn(*parm);
+      if (placed.count(owner->id) == 0) {
+        add(parm->line, false,
+            "PARM record (id " + std::to_string(parm->id) + "): its procedure (line " +
+                std::to_string(owner->line) + ") is placed by no OBJ_AT record; the import skips it");
+      }
+    }
+    for (const RecordFacts* index : indexes) {
+      if (keyColumns.count(index->fromId) == 0) {
+        add(index->line, false,
+            "INDEX_AT record (id " + std::to_string(index->id) + "): its KEY " +
+                std::to_string(index->fromId) + " has no KEY_COL record; the import skips it");
+      }
+    }
+    reportUnplaced(placed);
+  }
+
+  void reportUnplaced(const std::unordered_set<long>& placed) {
+    for (const RecordFacts& record : records_) {
+      if (record.kind == kNoKind || !isCurrent(record)) continue;
+      const std::string name = kindName(record.kind);
+      const std::string what = name + " record (id " + std::to_string(record.id) + ")";
+      if ((name == "TABLE" || name == "VIEW") && placed.count(record.id) == 0) {
+        add(record.line, false,
+            what + " is placed by no TABLE_AT record; the import skips it and its columns");
+      } else if (name == "DBPROC" && placed.count(record.id) == 0) {
+        add(record.line, false,
+            what + " is placed by no OBJ_AT record; the import skips it and its parameters");
+      } else if (name == "REL_COL" && placedColumns_.count(record.id) == 0) {
+        add(record.line, false,
+            what + " is named by no TBL_COL, VIEW_COL or PARM record; the import skips it");
+      }
+    }
+  }
+
+  // Tables without a primary key: a TABLE whose columns no KEY_COL of a
+  // "P" key names. Key kinds are not kept, so this counts key columns.
+  void checkQuality() {
+    std::unordered_set<long> tablesWithKey;
+    for (const RecordFacts& record : records_) {
+      if (record.kind != kind("KEY_COL") || !isCurrent(record)) continue;
+      const RecordFacts* tableColumn = find(record.toId);
+      if (tableColumn != nullptr && tableColumn->kind == kind("TBL_COL")) {
+        tablesWithKey.insert(tableColumn->fromId);
+      }
+    }
+    for (const RecordFacts& record : records_) {
+      if (record.kind != kind("TABLE") || !isCurrent(record)) continue;
+      if (tablesWithKey.count(record.id) == 0) {
+        add(record.line, false,
+            "TABLE record (id " + std::to_string(record.id) + ") has no key (no KEY_COL names its columns)");
+      }
+    }
+  }
+
+  bool strict_;
+  CheckReport report_;
+  std::vector<RecordFacts> records_;
+  std::unordered_map<long, size_t> byId_;  // id -> the last record defining it
+  std::unordered_set<long> placedColumns_;
+  std::unordered_map<long, long> rejected_;  // id of a rejected record line -> its line
+};
+
+}  // namespace
+
+long CheckReport::errors() const {
+  return std::count_if(findings.begin(), findings.end(), [](const CheckFinding& f) { return f.error; });
+}
+
+long CheckReport::warnings() const { return static_cast<long>(findings.size()) - errors(); }
+
+CheckReport checkExtract(std::istream& in, bool strict) {
+  Checker checker(strict);
+  checker.readAll(in);
+  return checker.finish();
+}
