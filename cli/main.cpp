@@ -22,6 +22,7 @@
 #include "program_log.h"
 #include "program_messages.h"
 #include "temporary_files.h"
+#include "text_encoding.h"
 #include "zel_bridge_specification.h"
 #include "zel_log.h"
 #include "zel_text_io.h"
@@ -67,6 +68,32 @@ std::string secondsText(double seconds) {
   return text;
 }
 
+// Brings the model's texts to UTF-8 from the extract's code page; without
+// one, warns once when texts are not UTF-8. False when a text cannot be
+// converted.
+bool decodeTexts(ZELModel& model, const std::string& inputEncoding, ProgramLog& log) {
+  if (inputEncoding.empty() || isUtf8Name(inputEncoding)) {
+    const long invalid = countInvalidUtf8(model);
+    if (invalid > 0) {
+      log.program(ZEL_SEVERITY_WARNING, program_messages::kNotUtf8,
+                  std::to_string(invalid) + (invalid == 1 ? " text" : " texts") +
+                      " of the model are not UTF-8; name the extract's code page with "
+                      "--input-encoding (e.g. CP1252)");
+    }
+    return true;
+  }
+  std::string error;
+  if (!convertModelToUtf8(model, inputEncoding, error)) {
+    programFailure(log, error);
+    return false;
+  }
+  // The origin names the code page the extract was written in.
+  for (ZELMetadataOrigin* origin : model.metadataOrigins()) {
+    origin->characterEncoding = ZELString(inputEncoding.data(), inputEncoding.size());
+  }
+  return true;
+}
+
 int importAndWrite(ZELModelBridgeImportDllInterface& bridge, const CommandLine& options,
                    ProgramLog& log) {
   setMaxLineBytes(options.maxLineBytes);
@@ -104,6 +131,7 @@ int importAndWrite(ZELModelBridgeImportDllInterface& bridge, const CommandLine& 
   if (input.isStandardInput()) {
     for (ZELMetadataOrigin* origin : model.metadataOrigins()) origin->sourceFile = "-";
   }
+  if (!decodeTexts(model, options.inputEncoding, log)) return kExitFailure;
 
   const ModelCounts counts = countModel(model);
   // Only a model without catalogs makes the file worth a second look.
