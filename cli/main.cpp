@@ -10,6 +10,7 @@
 
 #include "check_command.h"
 #include "command_line.h"
+#include "diff_command.h"
 #include "error_context.h"
 #include "heap_setup.h"
 #include "import_run.h"
@@ -180,8 +181,9 @@ int importAndWrite(ZELModelBridgeImportDllInterface& bridge, const CommandLine& 
 
 int runProgram(int argc, const char* const* argv) {
   // A subcommand is the first argument, spelt exactly; a file of that name
-  // is imported as "./check".
+  // is imported as "./check" or "./diff".
   if (argc > 1 && std::string(argv[1]) == "check") return runCheckCommand(argc - 1, argv + 1);
+  if (argc > 1 && std::string(argv[1]) == "diff") return runDiffCommand(argc - 1, argv + 1);
   const ParsedCommandLine parsed = parseCommandLine(argc, argv);
   if (!parsed.usageError.empty()) return usageFailure(parsed.usageError);
   const CommandLine& options = parsed.options;
