@@ -22,6 +22,7 @@
 #include "plugin_loader.h"
 #include "program_log.h"
 #include "program_messages.h"
+#include "progress_line.h"
 #include "temporary_files.h"
 #include "text_encoding.h"
 #include "zel_bridge_specification.h"
@@ -121,10 +122,13 @@ int importAndWrite(ZELModelBridgeImportDllInterface& bridge, const CommandLine& 
   if (input.size() > 0) prepareHeapForImport(input.size());
   ZELModel model;
   ZELMemoryLog keptLog;  // for the document's "log" array
-  ZELTeeLog importLog(log, keptLog);
+  ProgressLine progress(input.path(), input.size(), !options.quiet);
+  ProgressAwareLog shownLog(progress, log);
+  ZELTeeLog importLog(shownLog, keptLog);
   const std::string failure = runImport(bridge, options.bridgeId, input.path(), model, importLog);
   log.endPhase();
   if (!failure.empty()) {
+    progress.stop();
     log.failure(failure, explainFailure(failure, input));
     return kExitFailure;
   }
@@ -133,6 +137,7 @@ int importAndWrite(ZELModelBridgeImportDllInterface& bridge, const CommandLine& 
     for (ZELMetadataOrigin* origin : model.metadataOrigins()) origin->sourceFile = "-";
   }
   if (!decodeTexts(model, options.inputEncoding, log)) return kExitFailure;
+  progress.setPhase("writing " + options.format);
 
   const ModelCounts counts = countModel(model);
   // Only a model without catalogs makes the file worth a second look.
@@ -159,6 +164,7 @@ int importAndWrite(ZELModelBridgeImportDllInterface& bridge, const CommandLine& 
   const std::unique_ptr<ModelWriter> writer = findOutputFormat(options.format)->make(writerOptions);
   const std::string shownSource = input.isStandardInput() ? "-" : options.pcdFile;
   error = writer->write({model, keptLog.events(), shownSource}, output.stream());
+  progress.stop();
   if (!error.empty()) return programFailure(log, error);  // the output target removes its file
   log.endPhase();
 
