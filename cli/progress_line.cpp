@@ -76,6 +76,9 @@ std::uintmax_t progressThresholdBytes() {
 ProgressLine::ProgressLine(const std::string& inputPath, std::uintmax_t size, bool wanted)
     : inputPath_(canonical(inputPath)), size_(size) {
   if (!wanted || isatty(STDERR_FILENO) == 0 || size < progressThresholdBytes()) return;
+  // The first line is drawn at once, so that even a short run shows it.
+  std::fputs("\rpcd-import: starting...\033[K", stderr);
+  std::fflush(stderr);
   thread_ = std::thread([this] { run(); });
 }
 
@@ -116,10 +119,9 @@ std::string ProgressLine::currentText(long& descriptor) {
 void ProgressLine::run() {
   std::unique_lock<std::mutex> lock(mutex_);
   long descriptor = -1;
-  while (!stopping_) {
+  while (!wake_.wait_for(lock, kRefresh, [this] { return stopping_; })) {
     const std::string text = "pcd-import: " + currentText(descriptor);
     std::fprintf(stderr, "\r%s\033[K", text.c_str());
     std::fflush(stderr);
-    wake_.wait_for(lock, kRefresh, [this] { return stopping_; });
   }
 }
