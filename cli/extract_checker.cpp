@@ -15,6 +15,7 @@ namespace {
 
 using CaRepositoryDsOdbcImport::explainLine;
 using CaRepositoryDsOdbcImport::readRecordIds;
+using CaRepositoryDsOdbcImport::readTextAttributes;
 using CaRepositoryDsOdbcImport::RecordIds;
 namespace layout = CaRepositoryDsOdbcImport::layout;
 
@@ -76,9 +77,16 @@ class Checker {
         }
         continue;
       }
+      if (text[0] == 'T') described_.insert(lastRecordId);
       if (text[0] != 'E' && text[0] != 'R') continue;
       const RecordIds ids = readRecordIds(text);
       addRecord(ids);
+      if (ids.name == "KEY" || ids.name == "TABLE") {
+        // Names for the messages; a key's kind letter ("P", "A", "F", "I").
+        const std::vector<std::string> texts = readTextAttributes(text);
+        if (!texts.empty()) names_[ids.id] = texts[0];
+        if (ids.name == "KEY" && texts.size() > 1) keyKinds_[ids.id] = texts[1];
+      }
       haveRecord = true;
       lastRecordId = ids.id;
     }
@@ -232,6 +240,88 @@ class Checker {
       }
     }
     reportUnplaced(placed);
+    checkForeignKeyColumns();
+  }
+
+  std::string nameOf(long id) const {
+    const auto at = names_.find(id);
+    return at == names_.end() ? "(id " + std::to_string(id) + ")" : at->second;
+  }
+
+  std::string keyKind(long keyId) const {
+    const auto at = keyKinds_.find(keyId);
+    return at == keyKinds_.end() ? std::string() : at->second;
+  }
+
+  // Per key: the table its columns belong to and its columns (TBL_COL ids)
+  // in file order.
+  struct KeyColumns {
+    long table = 0;
+    std::vector<long> columns;
+  };
+
+  std::unordered_map<long, KeyColumns> keyColumns() const {
+    std::unordered_map<long, KeyColumns> keys;
+    for (const RecordFacts& record : records_) {
+      if (record.kind != kind("KEY_COL") || !isCurrent(record)) continue;
+      const RecordFacts* column = find(record.toId);
+      if (column == nullptr || column->kind != kind("TBL_COL")) continue;
+      KeyColumns& key = keys[record.fromId];
+      key.table = column->fromId;
+      key.columns.push_back(column->id);
+    }
+    return keys;
+  }
+
+  // The primary key of each table: its key of kind "P".
+  static std::unordered_map<long, long> primaryKeys(
+      const std::unordered_map<long, KeyColumns>& keys,
+      const std::unordered_map<long, std::string>& kinds) {
+    std::unordered_map<long, long> primary;
+    for (const auto& [keyId, key] : keys) {
+      const auto kindAt = kinds.find(keyId);
+      if (kindAt != kinds.end() && kindAt->second == "P") primary.emplace(key.table, keyId);
+    }
+    return primary;
+  }
+
+  // Foreign keys the import drops: a column count other than that of the
+  // referenced table's primary key, or a referenced table without one.
+  void checkForeignKeyColumns() {
+    const auto keys = keyColumns();
+    const auto primary = primaryKeys(keys, keyKinds_);
+    for (const RecordFacts& record : records_) {
+      if (record.kind != kind("FK_TB_AT") || !isCurrent(record)) continue;
+      const RecordFacts* foreignKey = find(record.fromId);
+      const RecordFacts* placement = find(record.toId);
+      if (foreignKey == nullptr || placement == nullptr || foreignKey->kind != kind("FGN_KEY") ||
+          placement->kind != kind("TABLE_AT")) {
+        continue;  // reported as a missing or mistyped id
+      }
+      const long keyId = foreignKey->toId;
+      const long referencedTable = placement->fromId;
+      const auto keyAt = keys.find(keyId);
+      const size_t columns = keyAt == keys.end() ? 0 : keyAt->second.columns.size();
+      const auto primaryAt = primary.find(referencedTable);
+      const std::string what = "foreign key " + nameOf(keyId) + " (FK_TB_AT id " +
+                               std::to_string(record.id) + ")";
+      if (columns == 0) {
+        add(record.line, false, what + ": the key has no KEY_COL record; the import skips it");
+      } else if (primaryAt == primary.end()) {
+        add(record.line, false,
+            what + ": the referenced table " + nameOf(referencedTable) +
+                " has no primary key; the import skips it");
+      } else {
+        const size_t referenced = keys.at(primaryAt->second).columns.size();
+        if (referenced != columns) {
+          add(record.line, false,
+              "[TAV_CARDS_W0013] " + what + " has " + std::to_string(columns) +
+                  (columns == 1 ? " column" : " columns") + ", the primary key " + nameOf(primaryAt->second) + " of " +
+                  nameOf(referencedTable) + " " + std::to_string(referenced) +
+                  "; the import drops it");
+        }
+      }
+    }
   }
 
   void reportUnplaced(const std::unordered_set<long>& placed) {
@@ -252,23 +342,39 @@ class Checker {
     }
   }
 
-  // Tables without a primary key: a TABLE whose columns no KEY_COL of a
-  // "P" key names. Key kinds are not kept, so this counts key columns.
+  // What schema linters report: tables without a primary key or a
+  // description, columns without a description, foreign keys whose columns
+  // no other key or index starts with.
   void checkQuality() {
-    std::unordered_set<long> tablesWithKey;
+    const auto keys = keyColumns();
+    const auto primary = primaryKeys(keys, keyKinds_);
     for (const RecordFacts& record : records_) {
-      if (record.kind != kind("KEY_COL") || !isCurrent(record)) continue;
-      const RecordFacts* tableColumn = find(record.toId);
-      if (tableColumn != nullptr && tableColumn->kind == kind("TBL_COL")) {
-        tablesWithKey.insert(tableColumn->fromId);
+      if (!isCurrent(record)) continue;
+      if (record.kind == kind("TABLE")) {
+        const std::string table = "table " + nameOf(record.id);
+        if (primary.count(record.id) == 0) add(record.line, false, table + " has no primary key");
+        if (described_.count(record.id) == 0) add(record.line, false, table + " has no description");
+      } else if (record.kind == kind("TBL_COL")) {
+        if (described_.count(record.id) == 0 && described_.count(record.toId) == 0) {
+          add(record.line, false,
+              "column (TBL_COL id " + std::to_string(record.id) + ") of table " +
+                  nameOf(record.fromId) + " has no description");
+        }
       }
     }
+    // First columns of every key that is not a foreign key: what an index
+    // on a foreign key's columns would start with.
+    std::unordered_set<long> leadingColumns;
+    for (const auto& [keyId, key] : keys) {
+      if (keyKind(keyId) != "F") leadingColumns.insert(key.columns.front());
+    }
     for (const RecordFacts& record : records_) {
-      if (record.kind != kind("TABLE") || !isCurrent(record)) continue;
-      if (tablesWithKey.count(record.id) == 0) {
-        add(record.line, false,
-            "TABLE record (id " + std::to_string(record.id) + ") has no key (no KEY_COL names its columns)");
-      }
+      if (record.kind != kind("KEY") || !isCurrent(record) || keyKind(record.id) != "F") continue;
+      const auto keyAt = keys.find(record.id);
+      if (keyAt == keys.end() || leadingColumns.count(keyAt->second.columns.front()) != 0) continue;
+      add(record.line, false,
+          "foreign key " + nameOf(record.id) + " of table " + nameOf(keyAt->second.table) +
+              ": no key or index starts with its columns");
     }
   }
 
@@ -278,6 +384,9 @@ class Checker {
   std::unordered_map<long, size_t> byId_;  // id -> the last record defining it
   std::unordered_set<long> placedColumns_;
   std::unordered_map<long, long> rejected_;  // id of a rejected record line -> its line
+  std::unordered_set<long> described_;        // ids a text line follows
+  std::unordered_map<long, std::string> names_;     // TABLE and KEY names
+  std::unordered_map<long, std::string> keyKinds_;  // KEY id -> "P", "A", "F", "I"
 };
 
 }  // namespace

@@ -2,7 +2,8 @@
 // the import would reject (explained with the reader's own line checks),
 // ids that relationships name and no record defines or that name a record
 // of the wrong kind, duplicate ids, and records the import skips without a
-// message. Keeps a few numbers per record, never the records themselves.
+// message, foreign keys it drops. Keeps a few numbers per record (and the
+// names of tables and keys), never the records themselves.
 #pragma once
 
 #include <istream>
@@ -24,5 +25,6 @@ struct CheckReport {
 };
 
 // Reads `in` (the extract's bytes) to its end. `strict` adds the quality
-// findings: tables without a primary key.
+// findings: tables without a primary key or description, columns without a
+// description, foreign keys that no key or index starts with.
 CheckReport checkExtract(std::istream& in, bool strict);
