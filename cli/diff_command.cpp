@@ -63,7 +63,8 @@ int parse(int argc, const char* const* argv, DiffOptions& options) {
       std::fputs(kDiffUsage, stdout);
       return std::fflush(stdout) == 0 ? kExitEqual : kExitTrouble;
     } else if (value("--format", text) || value("-f", text)) {
-      if (text != "text" && text != "json") return trouble("unknown format '" + text + "'; use text or json");
+      if (text != "text" && text != "json")
+        return trouble("unknown format '" + text + "'; use text or json");
       options.json = text == "json";
     } else if (value("--input-encoding", text)) {
       if (!isKnownEncoding(text)) return trouble("unknown input encoding '" + text + "'");
@@ -100,7 +101,9 @@ const char* kindWord(ModelChange::Kind kind) {
                                                : "changed";
 }
 
-std::string quoted(const std::string& value) { return "'" + value + "'"; }
+std::string quoted(const std::string& value) {
+  return "'" + value + "'";
+}
 
 void printText(const std::vector<ModelChange>& changes) {
   std::string group;
@@ -117,7 +120,8 @@ void printText(const std::vector<ModelChange>& changes) {
       if (change.kind == ModelChange::Kind::kAdded) {
         details += property.name + " " + quoted(property.newValue);
       } else {
-        details += property.name + " " + quoted(property.oldValue) + " -> " + quoted(property.newValue);
+        details +=
+            property.name + " " + quoted(property.oldValue) + " -> " + quoted(property.newValue);
       }
     }
     std::printf("  %s %s%s\n", marker(change.kind), change.object.c_str(), details.c_str());
@@ -175,7 +179,8 @@ int runDiffCommand(int argc, const char* const* argv) {
   if (!plugin.load(choosePluginPath(options.pluginPath), error)) return trouble(error);
   ZELModel before;
   ZELModel after;
-  for (const auto& [file, model] : {std::pair{&options.files[0], &before}, {&options.files[1], &after}}) {
+  for (const auto& [file, model] :
+       {std::pair{&options.files[0], &before}, {&options.files[1], &after}}) {
     const std::string failure = importFile(plugin, *file, options, *model);
     if (!failure.empty()) return trouble(*file + ": " + failure);
   }

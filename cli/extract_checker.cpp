@@ -38,7 +38,9 @@ uint8_t kindOf(const std::string& name) {
   return kNoKind;
 }
 
-const char* kindName(uint8_t kind) { return layout::kShapes[kind].name; }
+const char* kindName(uint8_t kind) {
+  return layout::kShapes[kind].name;
+}
 
 class Checker {
  public:
@@ -176,8 +178,8 @@ class Checker {
   static uint8_t kind(const char* name) { return kindOf(name); }
 
   void checkReferences() {
-    std::unordered_map<long, int> keyColumns;        // KEY id -> KEY_COL count
-    std::unordered_set<long> placed;                  // TABLE, VIEW, DBPROC ids placed
+    std::unordered_map<long, int> keyColumns;  // KEY id -> KEY_COL count
+    std::unordered_set<long> placed;           // TABLE, VIEW, DBPROC ids placed
     std::vector<const RecordFacts*> parms, indexes;
     for (const RecordFacts& record : records_) {
       if (record.kind == kNoKind || !isCurrent(record)) continue;
@@ -206,7 +208,8 @@ class Checker {
       } else if (name == "FK_TB_AT") {
         const RecordFacts* foreignKey = resolve(record, "from id", record.fromId, kind("FGN_KEY"));
         resolve(record, "to id", record.toId, kind("TABLE_AT"));
-        if (foreignKey != nullptr) resolve(*foreignKey, "to id (key)", foreignKey->toId, kind("KEY"));
+        if (foreignKey != nullptr)
+          resolve(*foreignKey, "to id (key)", foreignKey->toId, kind("KEY"));
       } else if (name == "INDEX_AT") {
         if (resolve(record, "from id", record.fromId, kind("KEY")) != nullptr) {
           indexes.push_back(&record);
@@ -229,7 +232,8 @@ class Checker {
       if (placed.count(owner->id) == 0) {
         add(parm->line, false,
             "PARM record (id " + std::to_string(parm->id) + "): its procedure (line " +
-                std::to_string(owner->line) + ") is placed by no OBJ_AT record; the import skips it");
+                std::to_string(owner->line) +
+                ") is placed by no OBJ_AT record; the import skips it");
       }
     }
     for (const RecordFacts* index : indexes) {
@@ -303,8 +307,8 @@ class Checker {
       const auto keyAt = keys.find(keyId);
       const size_t columns = keyAt == keys.end() ? 0 : keyAt->second.columns.size();
       const auto primaryAt = primary.find(referencedTable);
-      const std::string what = "foreign key " + nameOf(keyId) + " (FK_TB_AT id " +
-                               std::to_string(record.id) + ")";
+      const std::string what =
+          "foreign key " + nameOf(keyId) + " (FK_TB_AT id " + std::to_string(record.id) + ")";
       if (columns == 0) {
         add(record.line, false, what + ": the key has no KEY_COL record; the import skips it");
       } else if (primaryAt == primary.end()) {
@@ -316,9 +320,9 @@ class Checker {
         if (referenced != columns) {
           add(record.line, false,
               "[TAV_CARDS_W0013] " + what + " has " + std::to_string(columns) +
-                  (columns == 1 ? " column" : " columns") + ", the primary key " + nameOf(primaryAt->second) + " of " +
-                  nameOf(referencedTable) + " " + std::to_string(referenced) +
-                  "; the import drops it");
+                  (columns == 1 ? " column" : " columns") + ", the primary key " +
+                  nameOf(primaryAt->second) + " of " + nameOf(referencedTable) + " " +
+                  std::to_string(referenced) + "; the import drops it");
         }
       }
     }
@@ -353,7 +357,8 @@ class Checker {
       if (record.kind == kind("TABLE")) {
         const std::string table = "table " + nameOf(record.id);
         if (primary.count(record.id) == 0) add(record.line, false, table + " has no primary key");
-        if (described_.count(record.id) == 0) add(record.line, false, table + " has no description");
+        if (described_.count(record.id) == 0)
+          add(record.line, false, table + " has no description");
       } else if (record.kind == kind("TBL_COL")) {
         if (described_.count(record.id) == 0 && described_.count(record.toId) == 0) {
           add(record.line, false,
@@ -383,8 +388,8 @@ class Checker {
   std::vector<RecordFacts> records_;
   std::unordered_map<long, size_t> byId_;  // id -> the last record defining it
   std::unordered_set<long> placedColumns_;
-  std::unordered_map<long, long> rejected_;  // id of a rejected record line -> its line
-  std::unordered_set<long> described_;        // ids a text line follows
+  std::unordered_map<long, long> rejected_;         // id of a rejected record line -> its line
+  std::unordered_set<long> described_;              // ids a text line follows
   std::unordered_map<long, std::string> names_;     // TABLE and KEY names
   std::unordered_map<long, std::string> keyKinds_;  // KEY id -> "P", "A", "F", "I"
 };
@@ -392,10 +397,13 @@ class Checker {
 }  // namespace
 
 long CheckReport::errors() const {
-  return std::count_if(findings.begin(), findings.end(), [](const CheckFinding& f) { return f.error; });
+  return std::count_if(findings.begin(), findings.end(),
+                       [](const CheckFinding& f) { return f.error; });
 }
 
-long CheckReport::warnings() const { return static_cast<long>(findings.size()) - errors(); }
+long CheckReport::warnings() const {
+  return static_cast<long>(findings.size()) - errors();
+}
 
 CheckReport checkExtract(std::istream& in, bool strict) {
   Checker checker(strict);

@@ -19,7 +19,9 @@ struct FlatObject {
 
 using FlatModel = std::map<std::string, FlatObject>;
 
-std::string text(const ZELString& value) { return {value.c_str(), value.length()}; }
+std::string text(const ZELString& value) {
+  return {value.c_str(), value.length()};
+}
 
 std::string nameOf(const ZELObject* object) {
   return object != nullptr ? text(object->getName()) : std::string("(none)");
@@ -78,7 +80,8 @@ class Flattener {
       add(catalogGroup, 1, "schema " + pathOf(schema), {});
       for (const ZELPackage* child : schema->childPackages()) pending.push_back(child);
       if (!schema->isInstanceOf(ZEL_ET_DATA_PACKAGE)) continue;
-      for (const ZELModelObject* object : static_cast<const ZELDataPackage&>(*schema).modelObjects()) {
+      for (const ZELModelObject* object :
+           static_cast<const ZELDataPackage&>(*schema).modelObjects()) {
         switch (object->getElementType()) {
           case ZEL_ET_CLASS:
             table(static_cast<const ZELClass&>(*object), "table");
@@ -138,11 +141,10 @@ class Flattener {
     }
     if (foreign) {
       const ZELCandidateKey* referenced = static_cast<const ZELForeignKey&>(key).getCandidateKey();
-      properties.emplace_back("references",
-                              referenced == nullptr
-                                  ? std::string("(none)")
-                                  : pathOf(referenced->getAssociatedClass()) + " " +
-                                        text(referenced->getName()));
+      properties.emplace_back("references", referenced == nullptr
+                                                ? std::string("(none)")
+                                                : pathOf(referenced->getAssociatedClass()) + " " +
+                                                      text(referenced->getName()));
     }
     add(group, 2, std::string(foreign ? "foreign key " : "key ") + text(key.getName()),
         std::move(properties));
@@ -185,7 +187,8 @@ std::vector<ModelChange> diffModels(const ZELModel& before, const ZELModel& afte
   // Both maps are sorted by the same key: one merge pass.
   while (oldAt != oldFlat.end() || newAt != newFlat.end()) {
     if (newAt == newFlat.end() || (oldAt != oldFlat.end() && oldAt->first < newAt->first)) {
-      changes.push_back({oldAt->second.group, oldAt->second.object, ModelChange::Kind::kRemoved, {}});
+      changes.push_back(
+          {oldAt->second.group, oldAt->second.object, ModelChange::Kind::kRemoved, {}});
       ++oldAt;
     } else if (oldAt == oldFlat.end() || newAt->first < oldAt->first) {
       ModelChange added{newAt->second.group, newAt->second.object, ModelChange::Kind::kAdded, {}};

@@ -82,7 +82,9 @@ ProgressLine::ProgressLine(const std::string& inputPath, std::uintmax_t size, bo
   thread_ = std::thread([this] { run(); });
 }
 
-ProgressLine::~ProgressLine() { stop(); }
+ProgressLine::~ProgressLine() {
+  stop();
+}
 
 void ProgressLine::setPhase(const std::string& phase) {
   std::lock_guard<std::mutex> lock(mutex_);

@@ -29,7 +29,8 @@ class TextWalk : public ZELTraversalOperation {
     if (map_(object->getName(), replacement)) object->setName(replacement);
     if (object->isInstanceOf(ZEL_ET_MODEL_OBJECT)) {
       auto* modelObject = static_cast<ZELModelObject*>(object);
-      if (map_(modelObject->getDescription(), replacement)) modelObject->setDescription(replacement);
+      if (map_(modelObject->getDescription(), replacement))
+        modelObject->setDescription(replacement);
     }
     if (object->isInstanceOf(ZEL_ET_DATABASE_CATALOG)) {
       auto* catalog = static_cast<ZELDatabaseCatalog*>(object);
@@ -87,7 +88,8 @@ bool isKnownEncoding(const std::string& encoding) {
 bool isUtf8Name(const std::string& encoding) {
   std::string folded;
   for (char c : encoding) {
-    if (c != '-' && c != '_') folded += static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+    if (c != '-' && c != '_')
+      folded += static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
   }
   return folded == "utf8";
 }
@@ -119,8 +121,8 @@ bool convertModelToUtf8(ZELModel& model, const std::string& encoding, std::strin
     size_t outLeft = output.size();
     if (iconv(converter, &in, &inLeft, &out, &outLeft) == static_cast<size_t>(-1)) {
       error = "the text '" + std::string(text.c_str(), std::min<size_t>(text.length(), 40)) +
-              "' is not valid " + encoding + " (byte " +
-              std::to_string(in - text.c_str() + 1) + "); check --input-encoding";
+              "' is not valid " + encoding + " (byte " + std::to_string(in - text.c_str() + 1) +
+              "); check --input-encoding";
       return false;
     }
     replacement = ZELString(output.data(), output.size() - outLeft);

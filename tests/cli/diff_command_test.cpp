@@ -17,7 +17,9 @@ std::string renumbered(const std::string& extract, long offset) {
   std::istringstream in(extract);
   std::string line, out;
   while (std::getline(in, line)) {
-    const int idFields = line.rfind("R,", 0) == 0 ? 3 : (line.rfind("E,", 0) == 0 || line.rfind("T,", 0) == 0) ? 1 : 0;
+    const int idFields = line.rfind("R,", 0) == 0                                 ? 3
+                         : (line.rfind("E,", 0) == 0 || line.rfind("T,", 0) == 0) ? 1
+                                                                                  : 0;
     std::string result;
     size_t start = 0;
     for (int field = 0; field < 2 + idFields; ++field) {
@@ -54,7 +56,8 @@ TEST(DiffCommand, ListsExactlyTheChangesWhateverTheIds) {
   edited = replaced(edited, "R,TBL_COL,413,103,313,2,C1,Y,L4\n", "");
   edited = replaced(edited, "R,KEY_COL,544,503,401,2,S1,C1,D\n",
                     "R,KEY_COL,544,503,401,2,S1,C1,D\nR,KEY_COL,599,503,402,2,S2,C1,A\n");
-  edited += "\nR,REL_COL,800,0,201,7,C5,EMAIL,S0,L120,L0,S0,C0,C0\nR,TBL_COL,801,100,800,2,C1,Y,L4\n";
+  edited +=
+      "\nR,REL_COL,800,0,201,7,C5,EMAIL,S0,L120,L0,S0,C0,C0\nR,TBL_COL,801,100,800,2,C1,Y,L4\n";
   writeFile(folder.file("new.pcd"), renumbered(edited, 7000));
   result = runProgram({{"diff", "old.pcd", "new.pcd"}, folder.path(), {}});
   EXPECT_EQ(result.exitCode, 1) << result.err;

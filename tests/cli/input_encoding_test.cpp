@@ -28,8 +28,8 @@ TEST(InputEncoding, ConvertsLegacyTextsAndWarnsWithoutTheOption) {
   TemporaryFolder folder;
   writeFile(folder.file("legacy.pcd"), kCp1252Extract);
 
-  ProgramResult result = runProgram({{"-q", "--input-encoding", "CP1252", "legacy.pcd"},
-                                     folder.path(), {}});
+  ProgramResult result =
+      runProgram({{"-q", "--input-encoding", "CP1252", "legacy.pcd"}, folder.path(), {}});
   ASSERT_EQ(result.exitCode, 0) << result.err;
   EXPECT_NE(result.out.find("\"name\": \"CLIENT\xc3\x88LE\""), std::string::npos) << result.out;
   EXPECT_NE(result.out.find("\"description\": \"Z\xc3\xbcrich, Gen\xc3\xa8ve\""),

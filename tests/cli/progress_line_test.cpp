@@ -32,10 +32,9 @@ TEST(ProgressLine, OnATerminalOnlyAndNotWhenQuiet) {
   shown = onTerminal(folder, "-q");
   EXPECT_EQ(shown.find("pcd-import: "), std::string::npos) << shown;
 
-  const ProgramResult piped =
-      runProgram({{"-o", folder.file("piped.json"), "examples/sample.pcd"},
-                  kSourceDir,
-                  {{"PCD_IMPORT_PROGRESS_BYTES", "1"}}});
+  const ProgramResult piped = runProgram({{"-o", folder.file("piped.json"), "examples/sample.pcd"},
+                                          kSourceDir,
+                                          {{"PCD_IMPORT_PROGRESS_BYTES", "1"}}});
   EXPECT_EQ(piped.exitCode, 0);
   EXPECT_EQ(piped.err.find("pcd-import: "), std::string::npos) << piped.err;
   EXPECT_EQ(piped.err.find('\r'), std::string::npos);
