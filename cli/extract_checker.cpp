@@ -59,12 +59,13 @@ class Checker {
         in.ignore(std::numeric_limits<std::streamsize>::max(), '\n');
       }
       ++report_.lines;
-      if (report_.lines == 1) continue;  // the first line is never data
+      // Even the first line, which is never data, is refused when too long.
       if (tooLong) {
         lineError("the line is longer than " + std::to_string(maxLineBytes()) +
                   " bytes (see --max-line-bytes)");
         continue;
       }
+      if (report_.lines == 1) continue;
       const char* text = line.c_str();
       const std::string why = explainLine(text, haveRecord ? &lastRecordId : nullptr);
       if (!why.empty()) {

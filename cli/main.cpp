@@ -1,5 +1,7 @@
 // pcd-import: runs the bridge plug-in on one PCD file and writes the model it
 // builds in the format the user chose.
+#include <unistd.h>
+
 #include <clocale>
 #include <cstdint>
 #include <cstdio>
@@ -127,8 +129,9 @@ int importAndWrite(ZELModelBridgeImportDllInterface& bridge, const CommandLine& 
   ZELTeeLog importLog(shownLog, keptLog);
   const std::string failure = runImport(bridge, options.bridgeId, input.path(), model, importLog);
   log.endPhase();
+  // The program's own messages below are printed on a clean line.
+  progress.stop();
   if (!failure.empty()) {
-    progress.stop();
     log.failure(failure, explainFailure(failure, input));
     return kExitFailure;
   }
@@ -137,7 +140,6 @@ int importAndWrite(ZELModelBridgeImportDllInterface& bridge, const CommandLine& 
     for (ZELMetadataOrigin* origin : model.metadataOrigins()) origin->sourceFile = "-";
   }
   if (!decodeTexts(model, options.inputEncoding, log)) return kExitFailure;
-  progress.setPhase("writing " + options.format);
 
   const ModelCounts counts = countModel(model);
   // Only a model without catalogs makes the file worth a second look.
@@ -162,6 +164,8 @@ int importAndWrite(ZELModelBridgeImportDllInterface& bridge, const CommandLine& 
   writerOptions.nativeTypes = options.nativeTypes;
   writerOptions.toolVersion = std::string("pcd-import ") + PCD_IMPORT_VERSION;
   const std::unique_ptr<ModelWriter> writer = findOutputFormat(options.format)->make(writerOptions);
+  // Not over a model being written to the same terminal.
+  if (!toStandardOutput || isatty(STDOUT_FILENO) == 0) progress.resume("writing " + options.format);
   const std::string shownSource = input.isStandardInput() ? "-" : options.pcdFile;
   error = writer->write({model, keptLog.events(), shownSource}, output.stream());
   progress.stop();

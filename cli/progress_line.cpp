@@ -75,10 +75,15 @@ std::uintmax_t progressThresholdBytes() {
 
 ProgressLine::ProgressLine(const std::string& inputPath, std::uintmax_t size, bool wanted)
     : inputPath_(canonical(inputPath)), size_(size) {
-  if (!wanted || isatty(STDERR_FILENO) == 0 || size < progressThresholdBytes()) return;
+  shown_ = wanted && isatty(STDERR_FILENO) != 0 && size >= progressThresholdBytes();
+  if (shown_) start("starting...");
+}
+
+void ProgressLine::start(const std::string& firstText) {
   // The first line is drawn at once, so that even a short run shows it.
-  std::fputs("\rpcd-import: starting...\033[K", stderr);
+  std::fprintf(stderr, "\rpcd-import: %s\033[K", firstText.c_str());
   std::fflush(stderr);
+  stopping_ = false;
   thread_ = std::thread([this] { run(); });
 }
 
@@ -86,9 +91,10 @@ ProgressLine::~ProgressLine() {
   stop();
 }
 
-void ProgressLine::setPhase(const std::string& phase) {
-  std::lock_guard<std::mutex> lock(mutex_);
+void ProgressLine::resume(const std::string& phase) {
+  if (!shown_ || thread_.joinable()) return;
   phase_ = phase;
+  start(phase_ + "...");
 }
 
 void ProgressLine::stop() {

@@ -23,10 +23,11 @@ class ProgressLine {
   ProgressLine(const ProgressLine&) = delete;
   ProgressLine& operator=(const ProgressLine&) = delete;
 
-  // Names the phase after reading ("writing json").
-  void setPhase(const std::string& phase);
   // Stops the thread and clears the line; before anything else is printed.
   void stop();
+  // Shows the line again, naming a later phase ("writing json"), when it
+  // was shown at all.
+  void resume(const std::string& phase);
   // Clears the line for one line of other output; the next refresh redraws
   // it. `print` runs with the line's lock held.
   template <class Print>
@@ -37,12 +38,14 @@ class ProgressLine {
   }
 
  private:
+  void start(const std::string& firstText);
   void run();
   std::string currentText(long& descriptor);
 
   std::string inputPath_;
   std::uintmax_t size_;
   std::string phase_;  // empty: reading or building, told by the descriptor
+  bool shown_ = false;  // the conditions for showing the line hold
   bool sawOpen_ = false;
   bool stopping_ = false;
   std::mutex mutex_;
