@@ -44,7 +44,7 @@ class ProgressLine {
 
   std::string inputPath_;
   std::uintmax_t size_;
-  std::string phase_;  // empty: reading or building, told by the descriptor
+  std::string phase_;   // empty: reading or building, told by the descriptor
   bool shown_ = false;  // the conditions for showing the line hold
   bool sawOpen_ = false;
   bool stopping_ = false;
