@@ -6,6 +6,7 @@
 
 #include "model_writer.h"
 #include "sql_dialect.h"
+#include "text_encoding.h"
 
 namespace {
 
@@ -25,7 +26,8 @@ enum class OptionId {
   kHelp,
   kMaxLineBytes,
   kDialect,
-  kNativeTypes
+  kNativeTypes,
+  kInputEncoding
 };
 
 struct OptionDefinition {
@@ -47,6 +49,7 @@ const OptionDefinition kOptions[] = {
     {OptionId::kHelp, 'h', "help", false},
     {OptionId::kMaxLineBytes, 0, "max-line-bytes", true},
     {OptionId::kDialect, 0, "dialect", true},    {OptionId::kNativeTypes, 0, "native-types", false},
+    {OptionId::kInputEncoding, 0, "input-encoding", true},
 };
 
 const OptionDefinition* findLong(const std::string& name) {
@@ -155,6 +158,12 @@ std::string apply(const OptionDefinition& definition, const std::string& value,
     case OptionId::kNativeTypes:
       options.nativeTypes = true;
       break;
+    case OptionId::kInputEncoding:
+      if (!isKnownEncoding(value)) {
+        return "unknown input encoding '" + value + "'; 'iconv -l' lists the names known";
+      }
+      options.inputEncoding = value;
+      break;
   }
   return "";
 }
@@ -252,6 +261,8 @@ ParsedCommandLine parseCommandLine(int argc, const char* const* argv) {
 
 const char* usageText() {
   return "Usage: pcd-import [options] FILE.pcd\n"
+         "       pcd-import check [--format text|json] [--strict] FILE...\n"
+         "       pcd-import diff [--format text|json] OLD.pcd NEW.pcd\n"
          "Imports a PCD file through the bridge plug-in and writes the resulting model.\n"
          "FILE.pcd '-' reads standard input; '-o -' writes standard output.\n"
          "\n"
@@ -273,6 +284,8 @@ const char* usageText() {
          "      --plugin PATH     the plug-in library (default: $PCD_IMPORT_PLUGIN, else\n"
          "                        libZELCaRepositoryDsOdbcImport.so next to this program)\n"
          "      --max-line-bytes N  refuse input lines longer than N bytes (default 256 MiB)\n"
+         "      --input-encoding NAME  the extract's code page (default UTF-8; any name\n"
+         "                        iconv knows, e.g. CP1252): texts are written as UTF-8\n"
          "  -q, --quiet           log only warnings and errors to standard error\n"
          "  -v, --verbose         also log each phase's time, the files, and a closing\n"
          "                        line with the model's counts and the total time\n"
@@ -282,6 +295,11 @@ const char* usageText() {
          "                        logged a warning\n"
          "  -V, --version         print this program's and the bridge's versions and exit\n"
          "  -h, --help            print this help and exit\n"
+         "\n"
+         "\n"
+         "Subcommands ('pcd-import check --help', 'pcd-import diff --help'):\n"
+         "  check FILE...         list every problem of each file with its line\n"
+         "  diff OLD NEW          list what changed between the models of two files\n"
          "\n"
          "Exit status: 0 on success (warnings included), 1 when the import fails,\n"
          "2 for a usage error, 3 for warnings under --fail-on-warning; a run ended by\n"

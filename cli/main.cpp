@@ -1,5 +1,7 @@
 // pcd-import: runs the bridge plug-in on one PCD file and writes the model it
 // builds in the format the user chose.
+#include <unistd.h>
+
 #include <clocale>
 #include <cstdint>
 #include <cstdio>
@@ -8,7 +10,9 @@
 #include <new>
 #include <string>
 
+#include "check_command.h"
 #include "command_line.h"
+#include "diff_command.h"
 #include "error_context.h"
 #include "heap_setup.h"
 #include "import_run.h"
@@ -20,7 +24,9 @@
 #include "plugin_loader.h"
 #include "program_log.h"
 #include "program_messages.h"
+#include "progress_line.h"
 #include "temporary_files.h"
+#include "text_encoding.h"
 #include "zel_bridge_specification.h"
 #include "zel_log.h"
 #include "zel_text_io.h"
@@ -66,6 +72,32 @@ std::string secondsText(double seconds) {
   return text;
 }
 
+// Brings the model's texts to UTF-8 from the extract's code page; without
+// one, warns once when texts are not UTF-8. False when a text cannot be
+// converted.
+bool decodeTexts(ZELModel& model, const std::string& inputEncoding, ProgramLog& log) {
+  if (inputEncoding.empty() || isUtf8Name(inputEncoding)) {
+    const long invalid = countInvalidUtf8(model);
+    if (invalid > 0) {
+      log.program(ZEL_SEVERITY_WARNING, program_messages::kNotUtf8,
+                  std::to_string(invalid) + (invalid == 1 ? " text" : " texts") +
+                      " of the model are not UTF-8; name the extract's code page with "
+                      "--input-encoding (e.g. CP1252)");
+    }
+    return true;
+  }
+  std::string error;
+  if (!convertModelToUtf8(model, inputEncoding, error)) {
+    programFailure(log, error);
+    return false;
+  }
+  // The origin names the code page the extract was written in.
+  for (ZELMetadataOrigin* origin : model.metadataOrigins()) {
+    origin->characterEncoding = ZELString(inputEncoding.data(), inputEncoding.size());
+  }
+  return true;
+}
+
 int importAndWrite(ZELModelBridgeImportDllInterface& bridge, const CommandLine& options,
                    ProgramLog& log) {
   setMaxLineBytes(options.maxLineBytes);
@@ -92,9 +124,13 @@ int importAndWrite(ZELModelBridgeImportDllInterface& bridge, const CommandLine& 
   if (input.size() > 0) prepareHeapForImport(input.size());
   ZELModel model;
   ZELMemoryLog keptLog;  // for the document's "log" array
-  ZELTeeLog importLog(log, keptLog);
+  ProgressLine progress(input.path(), input.size(), !options.quiet);
+  ProgressAwareLog shownLog(progress, log);
+  ZELTeeLog importLog(shownLog, keptLog);
   const std::string failure = runImport(bridge, options.bridgeId, input.path(), model, importLog);
   log.endPhase();
+  // The program's own messages below are printed on a clean line.
+  progress.stop();
   if (!failure.empty()) {
     log.failure(failure, explainFailure(failure, input));
     return kExitFailure;
@@ -103,6 +139,7 @@ int importAndWrite(ZELModelBridgeImportDllInterface& bridge, const CommandLine& 
   if (input.isStandardInput()) {
     for (ZELMetadataOrigin* origin : model.metadataOrigins()) origin->sourceFile = "-";
   }
+  if (!decodeTexts(model, options.inputEncoding, log)) return kExitFailure;
 
   const ModelCounts counts = countModel(model);
   // Only a model without catalogs makes the file worth a second look.
@@ -127,8 +164,11 @@ int importAndWrite(ZELModelBridgeImportDllInterface& bridge, const CommandLine& 
   writerOptions.nativeTypes = options.nativeTypes;
   writerOptions.toolVersion = std::string("pcd-import ") + PCD_IMPORT_VERSION;
   const std::unique_ptr<ModelWriter> writer = findOutputFormat(options.format)->make(writerOptions);
+  // Not over a model being written to the same terminal.
+  if (!toStandardOutput || isatty(STDOUT_FILENO) == 0) progress.resume("writing " + options.format);
   const std::string shownSource = input.isStandardInput() ? "-" : options.pcdFile;
   error = writer->write({model, keptLog.events(), shownSource}, output.stream());
+  progress.stop();
   if (!error.empty()) return programFailure(log, error);  // the output target removes its file
   log.endPhase();
 
@@ -150,6 +190,10 @@ int importAndWrite(ZELModelBridgeImportDllInterface& bridge, const CommandLine& 
 }
 
 int runProgram(int argc, const char* const* argv) {
+  // A subcommand is the first argument, spelt exactly; a file of that name
+  // is imported as "./check" or "./diff".
+  if (argc > 1 && std::string(argv[1]) == "check") return runCheckCommand(argc - 1, argv + 1);
+  if (argc > 1 && std::string(argv[1]) == "diff") return runDiffCommand(argc - 1, argv + 1);
   const ParsedCommandLine parsed = parseCommandLine(argc, argv);
   if (!parsed.usageError.empty()) return usageFailure(parsed.usageError);
   const CommandLine& options = parsed.options;

@@ -14,6 +14,8 @@ inline constexpr const char* kDone = "PCD_IMPORT_S0002";
 inline constexpr const char* kFiles = "PCD_IMPORT_S0003";
 // WARNING: the file holds no record at all; the model is empty.
 inline constexpr const char* kNoRecords = "PCD_IMPORT_W0001";
+// WARNING: texts of the model are not UTF-8 and no --input-encoding was given.
+inline constexpr const char* kNotUtf8 = "PCD_IMPORT_W0002";
 // FATAL: a failure of the program itself (plug-in, input, output).
 inline constexpr const char* kProgramFailure = "PCD_IMPORT_F0001";
 

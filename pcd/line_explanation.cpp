@@ -177,4 +177,32 @@ RecordIds readRecordIds(const char* line) {
   return ids;
 }
 
+std::vector<std::string> readTextAttributes(const char* line) {
+  std::vector<std::string> texts;
+  const RecordIds ids = readRecordIds(line);
+  if (!ids.isRecord) return texts;
+  const layout::Shape* shape = findShape(ids.name);
+  if (shape == nullptr) return texts;
+  Bridge& bridge = scratchBridge();
+  try {
+    const char* cursor = std::strchr(line + 2, ',') + 1;
+    long value = 0;
+    const int idFields = shape->objectType == 'R' ? 3 : 1;
+    for (int field = 0; field < idFields; ++field) cursor = bridge.scanToken(cursor, &value);
+    cursor = bridge.assertNumAttributes(cursor, shape->attributeCount);
+    for (int index = 0; index < shape->attributeCount; ++index) {
+      const char type[2] = {shape->letters[index], '\0'};
+      long attributeValue = 0;
+      cursor = bridge.assertAttrTypeAndReadVal(cursor, type, &attributeValue);
+      if (type[0] != 'C') continue;
+      ZELString text;
+      if (attributeValue > 0) cursor = bridge.scanString(cursor, text, attributeValue);
+      texts.emplace_back(text.c_str(), text.length());
+    }
+  } catch (...) {
+    texts.clear();  // not a line the reader accepts
+  }
+  return texts;
+}
+
 }  // namespace CaRepositoryDsOdbcImport

@@ -6,6 +6,7 @@
 #pragma once
 
 #include <string>
+#include <vector>
 
 namespace CaRepositoryDsOdbcImport {
 
@@ -26,5 +27,9 @@ struct RecordIds {
   long toId = 0;    // relationships only
 };
 RecordIds readRecordIds(const char* line);
+
+// The string ("C") attributes of a record line that explainLine accepts, in
+// file order, as the reader takes them.
+std::vector<std::string> readTextAttributes(const char* line);
 
 }  // namespace CaRepositoryDsOdbcImport

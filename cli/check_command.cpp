@@ -1,0 +1,196 @@
+#include "check_command.h"
+
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <fstream>
+#include <iostream>
+#include <string>
+#include <vector>
+
+#include "extract_checker.h"
+#include "json_writer.h"
+#include "zel_text_io.h"
+
+namespace {
+
+constexpr int kExitClean = 0;
+constexpr int kExitProblems = 1;
+constexpr int kExitUsage = 2;
+
+const char kCheckUsage[] =
+    "Usage: pcd-import check [--format text|json] [--strict] [--max-line-bytes N] FILE...\n"
+    "Lists every problem of each PCD file with its line number, in one pass:\n"
+    "lines the import rejects, missing ids and ids of the wrong kind, duplicate\n"
+    "ids, records the import skips. --strict adds tables without a key.\n"
+    "Exit status: 0 no errors, 1 errors found, 2 usage error.\n";
+
+struct CheckOptions {
+  std::vector<std::string> files;
+  bool json = false;
+  bool strict = false;
+};
+
+struct FileResult {
+  std::string file;
+  std::string openError;  // empty: the file was read
+  CheckReport report;
+};
+
+int usage(const std::string& message) {
+  std::fprintf(stderr, "pcd-import check: %s\nTry 'pcd-import check --help'.\n", message.c_str());
+  return kExitUsage;
+}
+
+// Parses the subcommand's arguments; returns -1 when the run goes on.
+int parse(int argc, const char* const* argv, CheckOptions& options) {
+  bool optionsEnded = false;
+  for (int index = 1; index < argc; ++index) {
+    const std::string argument = argv[index];
+    if (optionsEnded || argument == "-" || argument.empty() || argument[0] != '-') {
+      options.files.push_back(argument);
+      continue;
+    }
+    auto value = [&](const std::string& name, std::string& out) {
+      if (argument.rfind(name + "=", 0) == 0) {
+        out = argument.substr(name.size() + 1);
+        return true;
+      }
+      if (argument == name && index + 1 < argc) {
+        out = argv[++index];
+        return true;
+      }
+      return false;
+    };
+    std::string text;
+    if (argument == "--") {
+      optionsEnded = true;
+    } else if (argument == "-h" || argument == "--help") {
+      std::fputs(kCheckUsage, stdout);
+      return std::fflush(stdout) == 0 ? kExitClean : kExitProblems;
+    } else if (argument == "--strict") {
+      options.strict = true;
+    } else if (value("--format", text) || value("-f", text)) {
+      if (text != "text" && text != "json") {
+        return usage("unknown format '" + text + "'; choose text or json");
+      }
+      options.json = text == "json";
+    } else if (value("--max-line-bytes", text)) {
+      char* end = nullptr;
+      errno = 0;
+      const unsigned long long bytes = std::strtoull(text.c_str(), &end, 10);
+      if (text.empty() || *end != '\0' || errno != 0 || bytes == 0 || text[0] == '-') {
+        return usage("--max-line-bytes needs a positive number of bytes");
+      }
+      setMaxLineBytes(static_cast<size_t>(bytes));
+    } else {
+      return usage("unknown option '" + argument + "'");
+    }
+  }
+  if (options.files.empty()) return usage("no file to check");
+  return -1;
+}
+
+FileResult checkFile(const std::string& file, bool strict) {
+  FileResult result{file, "", {}};
+  if (file == "-") {
+    result.report = checkExtract(std::cin, strict);
+    return result;
+  }
+  std::ifstream in(file, std::ios::in | std::ios::binary);
+  const int error = errno;
+  if (!in) {
+    result.openError = std::strerror(error);
+    return result;
+  }
+  result.report = checkExtract(in, strict);
+  if (in.bad()) result.openError = "read error";
+  return result;
+}
+
+std::string plural(long count, const char* word) {
+  return std::to_string(count) + " " + word + (count == 1 ? "" : "s");
+}
+
+void printText(const std::vector<FileResult>& results, long errors, long warnings) {
+  for (const FileResult& result : results) {
+    if (!result.openError.empty()) {
+      std::printf("%s: error: cannot read the file: %s\n", result.file.c_str(),
+                  result.openError.c_str());
+      continue;
+    }
+    for (const CheckFinding& finding : result.report.findings) {
+      std::printf("%s:%ld: %s: %s\n", result.file.c_str(), finding.line,
+                  finding.error ? "error" : "warning", finding.message.c_str());
+    }
+  }
+  std::printf("%s, %s in %s\n", plural(errors, "error").c_str(),
+              plural(warnings, "warning").c_str(),
+              plural(static_cast<long>(results.size()), "file").c_str());
+}
+
+bool printJson(const std::vector<FileResult>& results, long errors, long warnings) {
+  JsonWriter json(stdout);
+  json.beginObject();
+  json.key("files");
+  json.beginArray();
+  for (const FileResult& result : results) {
+    json.beginObject();
+    json.key("file");
+    json.string(result.file);
+    if (!result.openError.empty()) {
+      json.key("readError");
+      json.string(result.openError);
+    }
+    json.key("lines");
+    json.integer(result.report.lines);
+    json.key("records");
+    json.integer(result.report.records);
+    json.key("findings");
+    json.beginArray();
+    for (const CheckFinding& finding : result.report.findings) {
+      json.beginObject();
+      json.key("line");
+      json.integer(finding.line);
+      json.key("severity");
+      json.string(finding.error ? "error" : "warning");
+      json.key("message");
+      json.string(finding.message);
+      json.endObject();
+    }
+    json.endArray();
+    json.endObject();
+  }
+  json.endArray();
+  json.key("errors");
+  json.integer(errors);
+  json.key("warnings");
+  json.integer(warnings);
+  json.endObject();
+  return json.finish();
+}
+
+}  // namespace
+
+int runCheckCommand(int argc, const char* const* argv) {
+  CheckOptions options;
+  const int parsed = parse(argc, argv, options);
+  if (parsed >= 0) return parsed;
+  std::vector<FileResult> results;
+  long errors = 0;
+  long warnings = 0;
+  for (const std::string& file : options.files) {
+    results.push_back(checkFile(file, options.strict));
+    const FileResult& result = results.back();
+    errors += result.report.errors() + (result.openError.empty() ? 0 : 1);
+    warnings += result.report.warnings();
+  }
+  if (options.json) {
+    if (!printJson(results, errors, warnings)) return kExitProblems;
+  } else {
+    printText(results, errors, warnings);
+  }
+  if (std::fflush(stdout) != 0) return kExitProblems;
+  return errors > 0 ? kExitProblems : kExitClean;
+}

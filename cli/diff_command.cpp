@@ -1,0 +1,195 @@
+#include "diff_command.h"
+
+#include <cstdio>
+#include <string>
+#include <vector>
+
+#include "import_run.h"
+#include "json_writer.h"
+#include "model/zel_model.h"
+#include "model_diff.h"
+#include "plugin_loader.h"
+#include "text_encoding.h"
+#include "zel_log.h"
+
+namespace {
+
+constexpr int kExitEqual = 0;
+constexpr int kExitDifferent = 1;
+constexpr int kExitTrouble = 2;
+
+const char kDiffUsage[] =
+    "Usage: pcd-import diff [--format text|json] [--input-encoding NAME] [--plugin PATH] OLD NEW\n"
+    "Imports both PCD files and lists what changed between their models, grouped by\n"
+    "table: catalogs, schemas, tables, views, columns, keys, foreign keys, indexes,\n"
+    "procedures and arguments, matched by name (not by the files' ids).\n"
+    "Exit status: 0 equal, 1 different, 2 error.\n";
+
+struct DiffOptions {
+  std::vector<std::string> files;
+  bool json = false;
+  std::string inputEncoding;
+  std::string pluginPath;
+};
+
+int trouble(const std::string& message) {
+  std::fprintf(stderr, "pcd-import diff: %s\n", message.c_str());
+  return kExitTrouble;
+}
+
+int parse(int argc, const char* const* argv, DiffOptions& options) {
+  bool optionsEnded = false;
+  for (int index = 1; index < argc; ++index) {
+    const std::string argument = argv[index];
+    if (optionsEnded || argument.empty() || argument[0] != '-') {
+      options.files.push_back(argument);
+      continue;
+    }
+    auto value = [&](const std::string& name, std::string& out) {
+      if (argument.rfind(name + "=", 0) == 0) {
+        out = argument.substr(name.size() + 1);
+        return true;
+      }
+      if (argument == name && index + 1 < argc) {
+        out = argv[++index];
+        return true;
+      }
+      return false;
+    };
+    std::string text;
+    if (argument == "--") {
+      optionsEnded = true;
+    } else if (argument == "-h" || argument == "--help") {
+      std::fputs(kDiffUsage, stdout);
+      return std::fflush(stdout) == 0 ? kExitEqual : kExitTrouble;
+    } else if (value("--format", text) || value("-f", text)) {
+      if (text != "text" && text != "json")
+        return trouble("unknown format '" + text + "'; use text or json");
+      options.json = text == "json";
+    } else if (value("--input-encoding", text)) {
+      if (!isKnownEncoding(text)) return trouble("unknown input encoding '" + text + "'");
+      options.inputEncoding = text;
+    } else if (value("--plugin", text)) {
+      options.pluginPath = text;
+    } else {
+      return trouble("unknown option '" + argument + "'; try 'pcd-import diff --help'");
+    }
+  }
+  if (options.files.size() != 2) return trouble("give two PCD files, OLD and NEW");
+  return -1;
+}
+
+// Imports `file` into `model`; "" or why it failed.
+std::string importFile(BridgePlugin& plugin, const std::string& file, const DiffOptions& options,
+                       ZELModel& model) {
+  ZELMemoryLog log;  // the imports' warnings are not the comparison's business
+  std::string failure = runImport(plugin.bridge(), "CaRepositoryDsOdbcImport", file, model, log);
+  if (!failure.empty()) return failure;
+  if (!options.inputEncoding.empty() && !isUtf8Name(options.inputEncoding)) {
+    convertModelToUtf8(model, options.inputEncoding, failure);
+  }
+  return failure;
+}
+
+const char* marker(ModelChange::Kind kind) {
+  return kind == ModelChange::Kind::kAdded ? "+" : kind == ModelChange::Kind::kRemoved ? "-" : "~";
+}
+
+const char* kindWord(ModelChange::Kind kind) {
+  return kind == ModelChange::Kind::kAdded     ? "added"
+         : kind == ModelChange::Kind::kRemoved ? "removed"
+                                               : "changed";
+}
+
+std::string quoted(const std::string& value) {
+  return "'" + value + "'";
+}
+
+void printText(const std::vector<ModelChange>& changes) {
+  std::string group;
+  long counts[3] = {0, 0, 0};
+  for (const ModelChange& change : changes) {
+    ++counts[static_cast<int>(change.kind)];
+    if (change.group != group) {
+      group = change.group;
+      std::printf("%s\n", group.c_str());
+    }
+    std::string details;
+    for (const PropertyChange& property : change.properties) {
+      details += details.empty() ? ": " : "; ";
+      if (change.kind == ModelChange::Kind::kAdded) {
+        details += property.name + " " + quoted(property.newValue);
+      } else {
+        details +=
+            property.name + " " + quoted(property.oldValue) + " -> " + quoted(property.newValue);
+      }
+    }
+    std::printf("  %s %s%s\n", marker(change.kind), change.object.c_str(), details.c_str());
+  }
+  if (!changes.empty()) {
+    std::printf("%ld added, %ld removed, %ld changed\n", counts[0], counts[1], counts[2]);
+  }
+}
+
+bool printJson(const std::vector<ModelChange>& changes) {
+  JsonWriter json(stdout);
+  json.beginObject();
+  json.key("equal");
+  json.boolean(changes.empty());
+  json.key("changes");
+  json.beginArray();
+  for (const ModelChange& change : changes) {
+    json.beginObject();
+    json.key("group");
+    json.string(change.group);
+    json.key("object");
+    json.string(change.object);
+    json.key("change");
+    json.string(kindWord(change.kind));
+    json.key("properties");
+    json.beginArray();
+    for (const PropertyChange& property : change.properties) {
+      json.beginObject();
+      json.key("name");
+      json.string(property.name);
+      if (change.kind != ModelChange::Kind::kAdded) {
+        json.key("old");
+        json.string(property.oldValue);
+      }
+      json.key("new");
+      json.string(property.newValue);
+      json.endObject();
+    }
+    json.endArray();
+    json.endObject();
+  }
+  json.endArray();
+  json.endObject();
+  return json.finish();
+}
+
+}  // namespace
+
+int runDiffCommand(int argc, const char* const* argv) {
+  DiffOptions options;
+  const int parsed = parse(argc, argv, options);
+  if (parsed >= 0) return parsed;
+  BridgePlugin plugin;
+  std::string error;
+  if (!plugin.load(choosePluginPath(options.pluginPath), error)) return trouble(error);
+  ZELModel before;
+  ZELModel after;
+  for (const auto& [file, model] :
+       {std::pair{&options.files[0], &before}, {&options.files[1], &after}}) {
+    const std::string failure = importFile(plugin, *file, options, *model);
+    if (!failure.empty()) return trouble(*file + ": " + failure);
+  }
+  const std::vector<ModelChange> changes = diffModels(before, after);
+  if (options.json) {
+    if (!printJson(changes)) return trouble("cannot write to standard output");
+  } else {
+    printText(changes);
+  }
+  if (std::fflush(stdout) != 0) return trouble("cannot write to standard output");
+  return changes.empty() ? kExitEqual : kExitDifferent;
+}

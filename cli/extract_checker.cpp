@@ -1,0 +1,413 @@
+#include "extract_checker.h"
+
+#include <algorithm>
+#include <cstdint>
+#include <cstring>
+#include <limits>
+#include <unordered_map>
+#include <unordered_set>
+
+#include "pcd/line_explanation.h"
+#include "pcd/record_layouts.h"
+#include "zel_text_io.h"
+
+namespace {
+
+using CaRepositoryDsOdbcImport::explainLine;
+using CaRepositoryDsOdbcImport::readRecordIds;
+using CaRepositoryDsOdbcImport::readTextAttributes;
+using CaRepositoryDsOdbcImport::RecordIds;
+namespace layout = CaRepositoryDsOdbcImport::layout;
+
+constexpr int kLineChunk = 4096;
+constexpr uint8_t kNoKind = 0xff;
+
+// What cross-reference checks need of one record.
+struct RecordFacts {
+  long id;
+  long fromId;
+  long toId;
+  long line;
+  uint8_t kind;  // index into layout::kShapes
+};
+
+uint8_t kindOf(const std::string& name) {
+  for (int index = 0; index < layout::kRecordCount; ++index) {
+    if (name == layout::kShapes[index].name) return static_cast<uint8_t>(index);
+  }
+  return kNoKind;
+}
+
+const char* kindName(uint8_t kind) {
+  return layout::kShapes[kind].name;
+}
+
+class Checker {
+ public:
+  explicit Checker(bool strict) : strict_(strict) {}
+
+  void readAll(std::istream& in) {
+    ZELString line;
+    bool haveRecord = false;
+    long lastRecordId = 0;
+    while (in.good()) {
+      bool tooLong = false;
+      try {
+        if (!getFullLine(in, line, kLineChunk)) break;
+      } catch (const ZELLineTooLong&) {
+        tooLong = true;
+        in.ignore(std::numeric_limits<std::streamsize>::max(), '\n');
+      }
+      ++report_.lines;
+      // Even the first line, which is never data, is refused when too long.
+      if (tooLong) {
+        lineError("the line is longer than " + std::to_string(maxLineBytes()) +
+                  " bytes (see --max-line-bytes)");
+        continue;
+      }
+      if (report_.lines == 1) continue;
+      const char* text = line.c_str();
+      const std::string why = explainLine(text, haveRecord ? &lastRecordId : nullptr);
+      if (!why.empty()) {
+        lineError(why);
+        // Text lines of a rejected record belong to it, not to the record
+        // before it; its id is remembered to explain what names it.
+        const RecordIds ids = readRecordIds(text);
+        if (ids.isRecord) {
+          rejected_.try_emplace(ids.id, report_.lines);
+          haveRecord = true;
+          lastRecordId = ids.id;
+        }
+        continue;
+      }
+      if (text[0] == 'T') described_.insert(lastRecordId);
+      if (text[0] != 'E' && text[0] != 'R') continue;
+      const RecordIds ids = readRecordIds(text);
+      addRecord(ids);
+      if (ids.name == "KEY" || ids.name == "TABLE") {
+        // Names for the messages; a key's kind letter ("P", "A", "F", "I").
+        const std::vector<std::string> texts = readTextAttributes(text);
+        if (!texts.empty()) names_[ids.id] = texts[0];
+        if (ids.name == "KEY" && texts.size() > 1) keyKinds_[ids.id] = texts[1];
+      }
+      haveRecord = true;
+      lastRecordId = ids.id;
+    }
+  }
+
+  CheckReport finish() {
+    checkReferences();
+    if (strict_) checkQuality();
+    std::stable_sort(report_.findings.begin(), report_.findings.end(),
+                     [](const CheckFinding& a, const CheckFinding& b) { return a.line < b.line; });
+    return std::move(report_);
+  }
+
+ private:
+  void add(long line, bool error, std::string message) {
+    report_.findings.push_back({line, error, std::move(message)});
+  }
+
+  void lineError(const std::string& why) {
+    add(report_.lines, true,
+        "[TAV_CARDS_F0008] Error in input PCD file, line (" + std::to_string(report_.lines) +
+            "): " + why);
+  }
+
+  void addRecord(const RecordIds& ids) {
+    ++report_.records;
+    const uint8_t kind = kindOf(ids.name);
+    const auto [at, inserted] = byId_.try_emplace(ids.id, records_.size());
+    if (!inserted) {
+      const RecordFacts& earlier = records_[at->second];
+      add(report_.lines, false,
+          "id " + std::to_string(ids.id) + " is defined again (" + ids.name +
+              "); this record replaces the " + kindName(earlier.kind) + " record on line " +
+              std::to_string(earlier.line) + ", which the import drops");
+      at->second = records_.size();
+    }
+    records_.push_back({ids.id, ids.fromId, ids.toId, report_.lines, kind});
+  }
+
+  // The record the import resolves `id` to (the last one defining it), or null.
+  const RecordFacts* find(long id) const {
+    const auto at = byId_.find(id);
+    return at == byId_.end() ? nullptr : &records_[at->second];
+  }
+
+  bool isCurrent(const RecordFacts& record) const {
+    return &records_[byId_.at(record.id)] == &record;
+  }
+
+  // Resolves `id` named by `record` as the import would; reports a missing
+  // object or one of the wrong kind (`expected` kNoKind: any kind).
+  const RecordFacts* resolve(const RecordFacts& record, const char* role, long id,
+                             uint8_t expected) {
+    const RecordFacts* target = find(id);
+    const std::string who = std::string(kindName(record.kind)) + " record (id " +
+                            std::to_string(record.id) + "): its " + role + " ";
+    if (target == nullptr) {
+      const auto rejected = rejected_.find(id);
+      add(record.line, true,
+          "[TAV_CARDS_F0009] Missing Object (" + std::to_string(id) + "): " + who +
+              std::to_string(id) +
+              (rejected == rejected_.end()
+                   ? std::string(" is defined by no record")
+                   : " is defined only by the rejected line " + std::to_string(rejected->second)));
+      return nullptr;
+    }
+    if (expected != kNoKind && target->kind != expected) {
+      add(record.line, true,
+          "[TAV_CARDS_F0010] Bad Object Type for (" + std::to_string(id) + ") (got (" +
+              kindName(target->kind) + "), expected (" + kindName(expected) + ")): " + who +
+              std::to_string(id) + " is the " + kindName(target->kind) + " record on line " +
+              std::to_string(target->line));
+      return nullptr;
+    }
+    return target;
+  }
+
+  // A column (REL_COL) and its data type (REL_DT), as TBL_COL, VIEW_COL and
+  // PARM resolve them.
+  void resolveColumn(const RecordFacts& record) {
+    const RecordFacts* column = resolve(record, "to id", record.toId, kind("REL_COL"));
+    if (column == nullptr) return;
+    placedColumns_.insert(column->id);
+    resolve(*column, "to id (data type)", column->toId, kind("REL_DT"));
+  }
+
+  static uint8_t kind(const char* name) { return kindOf(name); }
+
+  void checkReferences() {
+    std::unordered_map<long, int> keyColumns;  // KEY id -> KEY_COL count
+    std::unordered_set<long> placed;           // TABLE, VIEW, DBPROC ids placed
+    std::vector<const RecordFacts*> parms, indexes;
+    for (const RecordFacts& record : records_) {
+      if (record.kind == kNoKind || !isCurrent(record)) continue;
+      const std::string name = kindName(record.kind);
+      if (name == "DB_AT") {
+        resolve(record, "from id", record.fromId, kind("DATABASE"));
+        resolve(record, "to id", record.toId, kind("REL_SYS"));
+      } else if (name == "SERVINST") {
+        resolve(record, "from id", record.fromId, kind("SERVTYPE"));
+        resolve(record, "to id", record.toId, kind("REL_SYS"));
+      } else if (name == "SCHEM_AT") {
+        resolve(record, "from id", record.fromId, kind("SCHEMA"));
+        resolve(record, "to id", record.toId, kNoKind);
+      } else if (name == "TABLE_AT" || name == "OBJ_AT") {
+        const RecordFacts* object = resolve(record, "from id", record.fromId, kNoKind);
+        resolve(record, "to id", record.toId, kNoKind);
+        if (object != nullptr) placed.insert(object->id);
+      } else if (name == "TBL_COL" || name == "VIEW_COL") {
+        resolve(record, "from id", record.fromId, kind(name == "TBL_COL" ? "TABLE" : "VIEW"));
+        resolveColumn(record);
+      } else if (name == "KEY_COL") {
+        if (resolve(record, "from id", record.fromId, kind("KEY")) != nullptr) {
+          ++keyColumns[record.fromId];
+        }
+        resolve(record, "to id", record.toId, kind("TBL_COL"));
+      } else if (name == "FK_TB_AT") {
+        const RecordFacts* foreignKey = resolve(record, "from id", record.fromId, kind("FGN_KEY"));
+        resolve(record, "to id", record.toId, kind("TABLE_AT"));
+        if (foreignKey != nullptr)
+          resolve(*foreignKey, "to id (key)", foreignKey->toId, kind("KEY"));
+      } else if (name == "INDEX_AT") {
+        if (resolve(record, "from id", record.fromId, kind("KEY")) != nullptr) {
+          indexes.push_back(&record);
+        }
+      } else if (name == "PARM") {
+        parms.push_back(&record);
+      }
+    }
+    for (const RecordFacts* parm : parms) {
+      const RecordFacts* owner = resolve(*parm, "from id", parm->fromId, kNoKind);
+      if (owner == nullptr) continue;
+      if (owner->kind != kind("DBPROC")) {
+        add(parm->line, false,
+            "PARM record (id " + std::to_string(parm->id) + ") belongs to the " +
+                kindName(owner->kind) + " record on line " + std::to_string(owner->line) +
+                ", not to a procedure; the import skips it");
+        continue;
+      }
+      resolveColumn(*parm);
+      if (placed.count(owner->id) == 0) {
+        add(parm->line, false,
+            "PARM record (id " + std::to_string(parm->id) + "): its procedure (line " +
+                std::to_string(owner->line) +
+                ") is placed by no OBJ_AT record; the import skips it");
+      }
+    }
+    for (const RecordFacts* index : indexes) {
+      if (keyColumns.count(index->fromId) == 0) {
+        add(index->line, false,
+            "INDEX_AT record (id " + std::to_string(index->id) + "): its KEY " +
+                std::to_string(index->fromId) + " has no KEY_COL record; the import skips it");
+      }
+    }
+    reportUnplaced(placed);
+    checkForeignKeyColumns();
+  }
+
+  std::string nameOf(long id) const {
+    const auto at = names_.find(id);
+    return at == names_.end() ? "(id " + std::to_string(id) + ")" : at->second;
+  }
+
+  std::string keyKind(long keyId) const {
+    const auto at = keyKinds_.find(keyId);
+    return at == keyKinds_.end() ? std::string() : at->second;
+  }
+
+  // Per key: the table its columns belong to and its columns (TBL_COL ids)
+  // in file order.
+  struct KeyColumns {
+    long table = 0;
+    std::vector<long> columns;
+  };
+
+  std::unordered_map<long, KeyColumns> keyColumns() const {
+    std::unordered_map<long, KeyColumns> keys;
+    for (const RecordFacts& record : records_) {
+      if (record.kind != kind("KEY_COL") || !isCurrent(record)) continue;
+      const RecordFacts* column = find(record.toId);
+      if (column == nullptr || column->kind != kind("TBL_COL")) continue;
+      KeyColumns& key = keys[record.fromId];
+      key.table = column->fromId;
+      key.columns.push_back(column->id);
+    }
+    return keys;
+  }
+
+  // The primary key of each table: its key of kind "P".
+  static std::unordered_map<long, long> primaryKeys(
+      const std::unordered_map<long, KeyColumns>& keys,
+      const std::unordered_map<long, std::string>& kinds) {
+    std::unordered_map<long, long> primary;
+    for (const auto& [keyId, key] : keys) {
+      const auto kindAt = kinds.find(keyId);
+      if (kindAt != kinds.end() && kindAt->second == "P") primary.emplace(key.table, keyId);
+    }
+    return primary;
+  }
+
+  // Foreign keys the import drops: a column count other than that of the
+  // referenced table's primary key, or a referenced table without one.
+  void checkForeignKeyColumns() {
+    const auto keys = keyColumns();
+    const auto primary = primaryKeys(keys, keyKinds_);
+    for (const RecordFacts& record : records_) {
+      if (record.kind != kind("FK_TB_AT") || !isCurrent(record)) continue;
+      const RecordFacts* foreignKey = find(record.fromId);
+      const RecordFacts* placement = find(record.toId);
+      if (foreignKey == nullptr || placement == nullptr || foreignKey->kind != kind("FGN_KEY") ||
+          placement->kind != kind("TABLE_AT")) {
+        continue;  // reported as a missing or mistyped id
+      }
+      const long keyId = foreignKey->toId;
+      const long referencedTable = placement->fromId;
+      const auto keyAt = keys.find(keyId);
+      const size_t columns = keyAt == keys.end() ? 0 : keyAt->second.columns.size();
+      const auto primaryAt = primary.find(referencedTable);
+      const std::string what =
+          "foreign key " + nameOf(keyId) + " (FK_TB_AT id " + std::to_string(record.id) + ")";
+      if (columns == 0) {
+        add(record.line, false, what + ": the key has no KEY_COL record; the import skips it");
+      } else if (primaryAt == primary.end()) {
+        add(record.line, false,
+            what + ": the referenced table " + nameOf(referencedTable) +
+                " has no primary key; the import skips it");
+      } else {
+        const size_t referenced = keys.at(primaryAt->second).columns.size();
+        if (referenced != columns) {
+          add(record.line, false,
+              "[TAV_CARDS_W0013] " + what + " has " + std::to_string(columns) +
+                  (columns == 1 ? " column" : " columns") + ", the primary key " +
+                  nameOf(primaryAt->second) + " of " + nameOf(referencedTable) + " " +
+                  std::to_string(referenced) + "; the import drops it");
+        }
+      }
+    }
+  }
+
+  void reportUnplaced(const std::unordered_set<long>& placed) {
+    for (const RecordFacts& record : records_) {
+      if (record.kind == kNoKind || !isCurrent(record)) continue;
+      const std::string name = kindName(record.kind);
+      const std::string what = name + " record (id " + std::to_string(record.id) + ")";
+      if ((name == "TABLE" || name == "VIEW") && placed.count(record.id) == 0) {
+        add(record.line, false,
+            what + " is placed by no TABLE_AT record; the import skips it and its columns");
+      } else if (name == "DBPROC" && placed.count(record.id) == 0) {
+        add(record.line, false,
+            what + " is placed by no OBJ_AT record; the import skips it and its parameters");
+      } else if (name == "REL_COL" && placedColumns_.count(record.id) == 0) {
+        add(record.line, false,
+            what + " is named by no TBL_COL, VIEW_COL or PARM record; the import skips it");
+      }
+    }
+  }
+
+  // What schema linters report: tables without a primary key or a
+  // description, columns without a description, foreign keys whose columns
+  // no other key or index starts with.
+  void checkQuality() {
+    const auto keys = keyColumns();
+    const auto primary = primaryKeys(keys, keyKinds_);
+    for (const RecordFacts& record : records_) {
+      if (!isCurrent(record)) continue;
+      if (record.kind == kind("TABLE")) {
+        const std::string table = "table " + nameOf(record.id);
+        if (primary.count(record.id) == 0) add(record.line, false, table + " has no primary key");
+        if (described_.count(record.id) == 0)
+          add(record.line, false, table + " has no description");
+      } else if (record.kind == kind("TBL_COL")) {
+        if (described_.count(record.id) == 0 && described_.count(record.toId) == 0) {
+          add(record.line, false,
+              "column (TBL_COL id " + std::to_string(record.id) + ") of table " +
+                  nameOf(record.fromId) + " has no description");
+        }
+      }
+    }
+    // First columns of every key that is not a foreign key: what an index
+    // on a foreign key's columns would start with.
+    std::unordered_set<long> leadingColumns;
+    for (const auto& [keyId, key] : keys) {
+      if (keyKind(keyId) != "F") leadingColumns.insert(key.columns.front());
+    }
+    for (const RecordFacts& record : records_) {
+      if (record.kind != kind("KEY") || !isCurrent(record) || keyKind(record.id) != "F") continue;
+      const auto keyAt = keys.find(record.id);
+      if (keyAt == keys.end() || leadingColumns.count(keyAt->second.columns.front()) != 0) continue;
+      add(record.line, false,
+          "foreign key " + nameOf(record.id) + " of table " + nameOf(keyAt->second.table) +
+              ": no key or index starts with its columns");
+    }
+  }
+
+  bool strict_;
+  CheckReport report_;
+  std::vector<RecordFacts> records_;
+  std::unordered_map<long, size_t> byId_;  // id -> the last record defining it
+  std::unordered_set<long> placedColumns_;
+  std::unordered_map<long, long> rejected_;         // id of a rejected record line -> its line
+  std::unordered_set<long> described_;              // ids a text line follows
+  std::unordered_map<long, std::string> names_;     // TABLE and KEY names
+  std::unordered_map<long, std::string> keyKinds_;  // KEY id -> "P", "A", "F", "I"
+};
+
+}  // namespace
+
+long CheckReport::errors() const {
+  return std::count_if(findings.begin(), findings.end(),
+                       [](const CheckFinding& f) { return f.error; });
+}
+
+long CheckReport::warnings() const {
+  return static_cast<long>(findings.size()) - errors();
+}
+
+CheckReport checkExtract(std::istream& in, bool strict) {
+  Checker checker(strict);
+  checker.readAll(in);
+  return checker.finish();
+}

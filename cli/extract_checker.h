@@ -1,0 +1,30 @@
+// Every problem of one PCD extract, found in one streaming pass: the lines
+// the import would reject (explained with the reader's own line checks),
+// ids that relationships name and no record defines or that name a record
+// of the wrong kind, duplicate ids, and records the import skips without a
+// message, foreign keys it drops. Keeps a few numbers per record (and the
+// names of tables and keys), never the records themselves.
+#pragma once
+
+#include <istream>
+#include <string>
+#include <vector>
+
+struct CheckFinding {
+  long line = 0;
+  bool error = false;  // false: a warning
+  std::string message;
+};
+
+struct CheckReport {
+  std::vector<CheckFinding> findings;  // ordered by line
+  long lines = 0;
+  long records = 0;
+  long errors() const;
+  long warnings() const;
+};
+
+// Reads `in` (the extract's bytes) to its end. `strict` adds the quality
+// findings: tables without a primary key or description, columns without a
+// description, foreign keys that no key or index starts with.
+CheckReport checkExtract(std::istream& in, bool strict);

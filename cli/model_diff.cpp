@@ -1,0 +1,212 @@
+#include "model_diff.h"
+
+#include <map>
+#include <utility>
+
+#include "model/zel_model.h"
+
+namespace {
+
+using Properties = std::vector<std::pair<std::string, std::string>>;
+
+// One comparable object: the order key puts a group's own object first.
+struct FlatObject {
+  std::string group;
+  int rank;  // 0: the group's object, 1: columns and arguments, 2: keys, 3: indexes
+  std::string object;
+  Properties properties;
+};
+
+using FlatModel = std::map<std::string, FlatObject>;
+
+std::string text(const ZELString& value) {
+  return {value.c_str(), value.length()};
+}
+
+std::string nameOf(const ZELObject* object) {
+  return object != nullptr ? text(object->getName()) : std::string("(none)");
+}
+
+// CATALOG.SCHEMA[.NESTED...] of a schema package, or the table's path.
+std::string pathOf(const ZELObject* object) {
+  std::string path;
+  for (; object != nullptr && object->getElementType() != ZEL_ET_MODEL;
+       object = object->getOwner()) {
+    path = path.empty() ? text(object->getName()) : text(object->getName()) + "." + path;
+  }
+  return path;
+}
+
+void typeProperties(const ZELType* type, Properties& properties) {
+  if (type == nullptr || !type->isInstanceOf(ZEL_ET_DERIVED_TYPE)) {
+    properties.emplace_back("type", "(none)");
+    return;
+  }
+  const auto& derived = static_cast<const ZELDerivedType&>(*type);
+  properties.emplace_back("type", text(derived.NativeDataType.length() > 0 ? derived.NativeDataType
+                                                                           : derived.getName()));
+  properties.emplace_back("length", std::to_string(derived.getLength()));
+  properties.emplace_back("scale", std::to_string(derived.getScale()));
+}
+
+class Flattener {
+ public:
+  FlatModel run(const ZELModel& model) {
+    for (const ZELPackage* package : model.childPackages()) {
+      if (package->getElementType() != ZEL_ET_DATABASE_CATALOG) continue;
+      const auto& catalog = static_cast<const ZELDatabaseCatalog&>(*package);
+      const std::string group = "catalog " + text(catalog.getName());
+      add(group, 0, "catalog " + text(catalog.getName()),
+          {{"serverTypeName", text(catalog.getServerTypeName())},
+           {"serverTypeText", text(catalog.getServerTypeText())},
+           {"serverTypeNumber", std::to_string(catalog.getServerTypeNumber())}});
+      schemas(group, catalog.childPackages());
+    }
+    return std::move(flat_);
+  }
+
+ private:
+  void add(const std::string& group, int rank, const std::string& object, Properties properties) {
+    const std::string key = group + '\x1f' + std::to_string(rank) + '\x1f' + object;
+    flat_[key] = {group, rank, object, std::move(properties)};
+  }
+
+  // Schemas nest to any depth: an explicit stack, not recursion.
+  void schemas(const std::string& catalogGroup, const ZELOwnedList<ZELPackage>& top) {
+    std::vector<const ZELPackage*> pending(top.begin(), top.end());
+    while (!pending.empty()) {
+      const ZELPackage* schema = pending.back();
+      pending.pop_back();
+      add(catalogGroup, 1, "schema " + pathOf(schema), {});
+      for (const ZELPackage* child : schema->childPackages()) pending.push_back(child);
+      if (!schema->isInstanceOf(ZEL_ET_DATA_PACKAGE)) continue;
+      for (const ZELModelObject* object :
+           static_cast<const ZELDataPackage&>(*schema).modelObjects()) {
+        switch (object->getElementType()) {
+          case ZEL_ET_CLASS:
+            table(static_cast<const ZELClass&>(*object), "table");
+            break;
+          case ZEL_ET_SQL_VIEW_ENTITY:
+            table(static_cast<const ZELClass&>(*object), "view");
+            break;
+          case ZEL_ET_STORED_PROCEDURE:
+            procedure(static_cast<const ZELStoredProcedure&>(*object));
+            break;
+          default:
+            break;
+        }
+      }
+    }
+  }
+
+  void table(const ZELClass& table, const char* kind) {
+    const std::string group = std::string(kind) + " " + pathOf(&table);
+    add(group, 0, std::string(kind) + " " + text(table.getName()),
+        {{"description", text(table.getDescription())},
+         {"primaryKey", nameOf(table.getPrimaryKey())}});
+    for (const ZELFeature* feature : table.features()) {
+      if (!feature->isInstanceOf(ZEL_ET_ATTRIBUTE)) continue;
+      const auto& column = static_cast<const ZELAttribute&>(*feature);
+      Properties properties{{"position", std::to_string(column.getPosition())}};
+      typeProperties(column.getType(), properties);
+      properties.emplace_back("optional", column.isOptional() ? "yes" : "no");
+      properties.emplace_back("description", text(column.getDescription()));
+      add(group, 1, "column " + text(column.getName()), std::move(properties));
+    }
+    for (const ZELKey* key : table.keys()) keyOf(group, *key);
+    for (const ZELIndex* index : table.indexes()) {
+      std::string members;
+      for (const ZELIndexMember* member : index->members()) {
+        members += members.empty() ? "" : ", ";
+        members += nameOf(member->getAttribute()) + (member->sortOrder == 2 ? " desc" : "");
+      }
+      add(group, 3, "index " + text(index->getName()),
+          {{"columns", members},
+           {"unique", index->indexFlag1 ? "yes" : "no"},
+           {"clustered", index->indexFlag2 ? "yes" : "no"}});
+    }
+  }
+
+  void keyOf(const std::string& group, const ZELKey& key) {
+    std::string columns;
+    for (const ZELAttribute* column : key.attributes()) {
+      columns += columns.empty() ? "" : ", ";
+      columns += text(column->getName());
+    }
+    const bool foreign = key.isInstanceOf(ZEL_ET_FOREIGN_KEY);
+    Properties properties{{"columns", columns}};
+    if (key.isInstanceOf(ZEL_ET_CANDIDATE_KEY)) {
+      properties.emplace_back("unique",
+                              static_cast<const ZELCandidateKey&>(key).uniqueKey ? "yes" : "no");
+    }
+    if (foreign) {
+      const ZELCandidateKey* referenced = static_cast<const ZELForeignKey&>(key).getCandidateKey();
+      properties.emplace_back("references", referenced == nullptr
+                                                ? std::string("(none)")
+                                                : pathOf(referenced->getAssociatedClass()) + " " +
+                                                      text(referenced->getName()));
+    }
+    add(group, 2, std::string(foreign ? "foreign key " : "key ") + text(key.getName()),
+        std::move(properties));
+  }
+
+  void procedure(const ZELStoredProcedure& procedure) {
+    const std::string group = "procedure " + pathOf(&procedure);
+    add(group, 0, "procedure " + text(procedure.getName()),
+        {{"description", text(procedure.getDescription())}});
+    for (const ZELArgument* argument : procedure.arguments()) {
+      Properties properties{{"position", std::to_string(argument->getPosition())}};
+      typeProperties(argument->getType(), properties);
+      properties.emplace_back("description", text(argument->getDescription()));
+      add(group, 1, "argument " + text(argument->getName()), std::move(properties));
+    }
+  }
+
+  FlatModel flat_;
+};
+
+std::vector<PropertyChange> changedProperties(const Properties& before, const Properties& after) {
+  std::map<std::string, std::string> old(before.begin(), before.end());
+  std::vector<PropertyChange> changes;
+  for (const auto& [name, value] : after) {
+    const auto at = old.find(name);
+    const std::string oldValue = at == old.end() ? std::string() : at->second;
+    if (oldValue != value) changes.push_back({name, oldValue, value});
+  }
+  return changes;
+}
+
+}  // namespace
+
+std::vector<ModelChange> diffModels(const ZELModel& before, const ZELModel& after) {
+  const FlatModel oldFlat = Flattener().run(before);
+  const FlatModel newFlat = Flattener().run(after);
+  std::vector<ModelChange> changes;
+  auto oldAt = oldFlat.begin();
+  auto newAt = newFlat.begin();
+  // Both maps are sorted by the same key: one merge pass.
+  while (oldAt != oldFlat.end() || newAt != newFlat.end()) {
+    if (newAt == newFlat.end() || (oldAt != oldFlat.end() && oldAt->first < newAt->first)) {
+      changes.push_back(
+          {oldAt->second.group, oldAt->second.object, ModelChange::Kind::kRemoved, {}});
+      ++oldAt;
+    } else if (oldAt == oldFlat.end() || newAt->first < oldAt->first) {
+      ModelChange added{newAt->second.group, newAt->second.object, ModelChange::Kind::kAdded, {}};
+      for (const auto& [name, value] : newAt->second.properties) {
+        added.properties.push_back({name, "", value});
+      }
+      changes.push_back(std::move(added));
+      ++newAt;
+    } else {
+      std::vector<PropertyChange> differences =
+          changedProperties(oldAt->second.properties, newAt->second.properties);
+      if (!differences.empty()) {
+        changes.push_back({newAt->second.group, newAt->second.object, ModelChange::Kind::kChanged,
+                           std::move(differences)});
+      }
+      ++oldAt;
+      ++newAt;
+    }
+  }
+  return changes;
+}

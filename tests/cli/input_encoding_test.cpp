@@ -1,0 +1,54 @@
+// --input-encoding: a CP1252 extract comes out as UTF-8 with the option, and
+// without it the program warns once and suggests it.
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include "program_runner.h"
+
+namespace {
+
+// A small extract whose table name and column description are CP1252
+// ("\xc8" is È, "\xfc" is ü, "\xe8" is è); lengths count bytes.
+const std::string kCp1252Extract =
+    "PCD extract\n"
+    "E,REL_SYS,10,2,C4,PROD,C4,ODBC\n"
+    "E,DATABASE,20,1,C5,SALES\n"
+    "R,DB_AT,30,20,10,2,C0,C0\n"
+    "E,SCHEMA,60,1,C4,SHOP\n"
+    "R,SCHEM_AT,70,60,20,1,C0\n"
+    "E,TABLE,100,1,C9,CLIENT\xc8LE\n"
+    "R,TABLE_AT,120,100,60,2,C9,CLIENT\xc8LE,C0\n"
+    "E,REL_DT,200,5,C7,INTEGER,S4,C0,C0,C0\n"
+    "R,REL_COL,300,0,200,7,C4,CITY,S0,L0,L0,S0,C0,C0\n"
+    "R,TBL_COL,400,100,300,2,C1,N,L1\n"
+    "T,1,400,1,COLUMN_COMMENTS,14,Z\xfcrich, Gen\xe8ve\n";
+
+TEST(InputEncoding, ConvertsLegacyTextsAndWarnsWithoutTheOption) {
+  TemporaryFolder folder;
+  writeFile(folder.file("legacy.pcd"), kCp1252Extract);
+
+  ProgramResult result =
+      runProgram({{"-q", "--input-encoding", "CP1252", "legacy.pcd"}, folder.path(), {}});
+  ASSERT_EQ(result.exitCode, 0) << result.err;
+  EXPECT_NE(result.out.find("\"name\": \"CLIENT\xc3\x88LE\""), std::string::npos) << result.out;
+  EXPECT_NE(result.out.find("\"description\": \"Z\xc3\xbcrich, Gen\xc3\xa8ve\""),
+            std::string::npos);
+  EXPECT_NE(result.out.find("\"encoding\": \"CP1252\""), std::string::npos);
+  EXPECT_EQ(result.err.find("PCD_IMPORT_W0002"), std::string::npos);
+
+  result = runProgram({{"-q", "legacy.pcd"}, folder.path(), {}});
+  EXPECT_EQ(result.exitCode, 0);
+  EXPECT_NE(result.err.find("WARNING PCD_IMPORT_W0002 2 texts of the model are not UTF-8; name "
+                            "the extract's code page with --input-encoding"),
+            std::string::npos)
+      << result.err;
+  EXPECT_NE(result.out.find("\"encoding\": \"UTF-8\""), std::string::npos);
+
+  // A code page iconv does not know is a usage error.
+  EXPECT_EQ(runProgram({{"--input-encoding", "NO-SUCH-CODE-PAGE", "legacy.pcd"}, folder.path(), {}})
+                .exitCode,
+            2);
+}
+
+}  // namespace
