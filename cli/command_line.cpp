@@ -25,7 +25,8 @@ enum class OptionId {
   kHelp,
   kMaxLineBytes,
   kDialect,
-  kNativeTypes
+  kNativeTypes,
+  kForce
 };
 
 struct OptionDefinition {
@@ -47,6 +48,7 @@ const OptionDefinition kOptions[] = {
     {OptionId::kHelp, 'h', "help", false},
     {OptionId::kMaxLineBytes, 0, "max-line-bytes", true},
     {OptionId::kDialect, 0, "dialect", true},    {OptionId::kNativeTypes, 0, "native-types", false},
+    {OptionId::kForce, 0, "force", false},
 };
 
 const OptionDefinition* findLong(const std::string& name) {
@@ -152,6 +154,9 @@ std::string apply(const OptionDefinition& definition, const std::string& value,
       options.dialect = value;
       break;
     }
+    case OptionId::kForce:
+      options.force = true;
+      break;
     case OptionId::kNativeTypes:
       options.nativeTypes = true;
       break;
@@ -257,13 +262,16 @@ const char* usageText() {
          "\n"
          "Options:\n"
          "  -o, --output FILE     write to FILE instead of standard output; FILE is\n"
-         "                        replaced only when the import succeeds\n"
+         "                        replaced only when the import succeeds; --format\n"
+         "                        markdown writes the folder FILE\n"
          "  -f, --format FORMAT   json (the model, default), summary (one line of counts),\n"
-         "                        sql (a DDL script), dot, svg or mermaid (diagrams), dbml\n"
+         "                        sql (a DDL script), dot, svg or mermaid (diagrams), dbml,\n"
+         "                        html (a browsable catalog page), markdown (a folder)\n"
          "      --compact         JSON without indentation or line breaks\n"
          "      --dialect NAME    SQL dialect of --format sql: postgresql (default),\n"
          "                        mysql or sqlite\n"
          "      --native-types    SQL with the extract's own type names\n"
+         "      --force           markdown: write into a folder that holds other files\n"
          "      --schema NAME     dot, svg, mermaid, dbml: only this schema (NAME or\n"
          "                        CATALOG.NAME); repeat for more schemas\n"
          "      --columns WHICH   dot, svg, mermaid: all columns (default), keys (only\n"

@@ -4,6 +4,7 @@
 #include "model_dot.h"
 #include "model_html.h"
 #include "model_json.h"
+#include "model_markdown.h"
 #include "model_mermaid.h"
 #include "model_sql.h"
 #include "model_summary.h"
@@ -19,6 +20,7 @@ const std::vector<OutputFormat>& outputFormats() {
       {"mermaid", "a Mermaid entity-relationship diagram (erDiagram)", makeMermaidModelWriter},
       {"dbml", "the tables, keys, indexes and references in DBML", makeDbmlModelWriter},
       {"html", "a browsable catalog in one self-contained HTML page", makeHtmlModelWriter},
+      {"markdown", "a folder of Markdown pages (-o DIR) with Mermaid diagrams", makeMarkdownModelWriter, true},
   };
   return formats;
 }

@@ -4,6 +4,7 @@
 // rules of writing into a folder.
 #include <sys/wait.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
@@ -104,6 +105,118 @@ TEST_F(DocumentationFormats, HtmlPageWorksInTheBrowser) {
 #endif
   const CommandResult result = runCommand(command);
   EXPECT_EQ(result.exitCode, 0) << command << "\n" << result.output;
+}
+
+std::vector<std::string> folderEntries(const std::string& path) {
+  std::vector<std::string> names;
+  for (const auto& entry : std::filesystem::directory_iterator(path)) names.push_back(entry.path().filename());
+  std::sort(names.begin(), names.end());
+  return names;
+}
+
+// Every relative link of every page names a file of the folder.
+void expectLinksResolve(const std::string& folder) {
+  for (const auto& entry : std::filesystem::directory_iterator(folder)) {
+    if (entry.path().extension() != ".md") continue;
+    const std::string text = readFile(entry.path().string());
+    for (size_t at = text.find("]("); at != std::string::npos; at = text.find("](", at + 2)) {
+      const size_t end = text.find(')', at);
+      ASSERT_NE(end, std::string::npos) << entry.path();
+      std::string target;
+      const std::string encoded = text.substr(at + 2, end - at - 2);
+      for (size_t i = 0; i < encoded.size(); ++i) {
+        if (encoded[i] == '%' && i + 2 < encoded.size()) {
+          target += static_cast<char>(std::stoi(encoded.substr(i + 1, 2), nullptr, 16));
+          i += 2;
+        } else {
+          target += encoded[i];
+        }
+      }
+      EXPECT_TRUE(std::filesystem::is_regular_file(folder + "/" + target))
+          << entry.path().filename() << " links to " << encoded;
+    }
+  }
+}
+
+// The Mermaid blocks of the folder's pages (at most `most`, rendering is
+// slow), each written to a file of its own.
+std::vector<std::string> extractMermaidBlocks(const std::string& folder, const TemporaryFolder& into,
+                                              size_t most) {
+  std::vector<std::string> files;
+  for (const auto& entry : std::filesystem::directory_iterator(folder)) {
+    if (files.size() >= most) break;
+    const std::string text = readFile(entry.path().string());
+    for (size_t at = text.find("```mermaid\n"); at != std::string::npos;
+         at = text.find("```mermaid\n", at + 1)) {
+      const size_t start = at + 11, end = text.find("```", start);
+      files.push_back(into.file(std::filesystem::path(folder).filename().string() + "-block" +
+                                std::to_string(files.size()) + ".mmd"));
+      writeFile(files.back(), text.substr(start, end - start));
+    }
+  }
+  return files;
+}
+
+TEST_F(DocumentationFormats, MarkdownFolderLinksResolveAndDiagramsRender) {
+  std::string command = "node " + shellWord(kScripts + "render_mermaid.mjs");
+  size_t blocks = 0;
+  for (size_t i = 0; i < files_.size(); ++i) {
+    const std::string folder = folder_->file("markdown" + std::to_string(i));
+    writeFormat({"--format", "markdown", files_[i]}, folder);
+    ASSERT_TRUE(std::filesystem::is_regular_file(folder + "/README.md"));
+    expectLinksResolve(folder);
+    for (const std::string& block : extractMermaidBlocks(folder, *folder_, 25)) {
+      command += " --only " + shellWord(block);
+      ++blocks;
+    }
+  }
+  EXPECT_GT(blocks, 10u);
+  const std::string markup = readFile(folder_->file("markdown1") + "/SHOP.CUSTOMERS.md");
+  EXPECT_NE(markup.find("&lt;script&gt;window.pwned=1&lt;/script&gt; &amp; &lt;b&gt;"), std::string::npos);
+#ifdef PCD_TESTS_NO_BROWSER
+  GTEST_SKIP() << "the browser checks run in the normal build";
+#endif
+  const CommandResult result = runCommand(command + " > /dev/null");
+  EXPECT_EQ(result.exitCode, 0) << result.output;
+}
+
+// A folder of other files is refused unless --force, which keeps them; a
+// folder the program wrote is replaced, stale pages included; a failed
+// import leaves the folder as it was.
+TEST_F(DocumentationFormats, MarkdownFolderRules) {
+  TemporaryFolder work;
+  const std::string folder = work.file("docs");
+  const std::string sample = kSourceDir + "/examples/sample.pcd";
+  std::filesystem::create_directory(folder);
+  writeFile(folder + "/notes.txt", "mine");
+  ProgramResult result = runProgram({{"-q", "-f", "markdown", "-o", folder, sample}, "", {}});
+  EXPECT_NE(result.exitCode, 0);
+  EXPECT_NE(result.err.find("--force"), std::string::npos) << result.err;
+  EXPECT_EQ(std::distance(std::filesystem::directory_iterator(folder), {}), 1);
+  EXPECT_EQ(work.entries(), std::vector<std::string>{"docs"});
+
+  result = runProgram({{"-q", "-f", "markdown", "--force", "-o", folder, sample}, "", {}});
+  ASSERT_EQ(result.exitCode, 0) << result.err;
+  EXPECT_EQ(readFile(folder + "/notes.txt"), "mine");
+  EXPECT_TRUE(std::filesystem::is_regular_file(folder + "/SHOP.ORDERS.md"));
+
+  // Our own folder: replaced, and a page of a table gone since goes too.
+  const std::string own = work.file("own");
+  writeFormat({"-f", "markdown", sample}, own);
+  writeFile(own + "/OLD.TABLE.md", "stale");
+  writeFile(own + "/.pcd-import-files", readFile(own + "/.pcd-import-files") + "OLD.TABLE.md\n");
+  writeFormat({"-f", "markdown", sample}, own);
+  EXPECT_FALSE(std::filesystem::exists(own + "/OLD.TABLE.md"));
+  EXPECT_TRUE(std::filesystem::is_regular_file(own + "/SHOP.ORDERS.md"));
+
+  const std::vector<std::string> before = folderEntries(own);
+  result = runProgram({{"-q", "-f", "markdown", "--fail-on-warning", "-o", own, sample}, "", {}});
+  EXPECT_NE(result.exitCode, 0);  // the sample has a warning
+  EXPECT_EQ(folderEntries(own), before);
+  EXPECT_EQ(work.entries(), (std::vector<std::string>{"docs", "own"}));
+
+  result = runProgram({{"-q", "-f", "markdown", sample}, "", {}});
+  EXPECT_EQ(result.exitCode, 2) << result.err;
 }
 
 }  // namespace
