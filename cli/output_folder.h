@@ -25,6 +25,6 @@ class OutputFolder {
  private:
   std::string path_;
   bool exists_ = false;
-  bool foreign_ = false;  // holds files this program did not write (only with force)
+  bool foreign_ = false;               // holds files this program did not write (only with force)
   std::vector<std::string> previous_;  // the files the previous run wrote
 };

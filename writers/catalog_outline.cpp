@@ -64,13 +64,16 @@ CatalogOutline outlineModel(const ZELModel& model) {
   std::vector<size_t> schemaOf(outline.diagram.schemas.size());
   for (size_t d = 0, o = 0; d < schemaOf.size(); ++d) {
     const DiagramSchema& drawn = outline.diagram.schemas[d];
-    while (outline.schemas[o].catalog != drawn.catalog || outline.schemas[o].path != drawn.path) ++o;
+    while (outline.schemas[o].catalog != drawn.catalog || outline.schemas[o].path != drawn.path)
+      ++o;
     schemaOf[d] = o++;
   }
   std::unordered_map<std::string, std::unordered_set<std::string>> catalogsOfPath;
-  for (const OutlineSchema& schema : outline.schemas) catalogsOfPath[schema.path].insert(schema.catalog);
+  for (const OutlineSchema& schema : outline.schemas)
+    catalogsOfPath[schema.path].insert(schema.catalog);
   const auto prefix = [&](const OutlineSchema& schema) {
-    return catalogsOfPath[schema.path].size() > 1 ? schema.catalog + "." + schema.path : schema.path;
+    return catalogsOfPath[schema.path].size() > 1 ? schema.catalog + "." + schema.path
+                                                  : schema.path;
   };
 
   UniqueNames anchors;
@@ -90,9 +93,8 @@ CatalogOutline outlineModel(const ZELModel& model) {
     }
   }
   for (OutlineSchema& schema : outline.schemas) {
-    schema.anchor = anchors.take(anchorText(catalogsOfPath[schema.path].size() > 1
-                                                ? schema.catalog + "." + schema.path
-                                                : schema.path));
+    schema.anchor = anchors.take(anchorText(
+        catalogsOfPath[schema.path].size() > 1 ? schema.catalog + "." + schema.path : schema.path));
   }
 
   for (size_t r = 0; r < outline.diagram.relations.size(); ++r) {
@@ -107,7 +109,8 @@ CatalogOutline outlineModel(const ZELModel& model) {
       const ZELCandidateKey* referenced = foreignKey->getCandidateKey();
       if (referenced == nullptr) continue;
       const auto target = outline.indexOf.find(referenced->getAssociatedClass());
-      if (target != outline.indexOf.end()) outline.tables[target->second].referencedBy.push_back(foreignKey);
+      if (target != outline.indexOf.end())
+        outline.tables[target->second].referencedBy.push_back(foreignKey);
     }
   }
   return outline;

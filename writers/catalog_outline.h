@@ -18,7 +18,7 @@ struct OutlineProcedure {
 
 struct OutlineSchema {
   std::string catalog;
-  std::string path;    // the schema's name; "PARENT/CHILD" when schemas nest
+  std::string path;  // the schema's name; "PARENT/CHILD" when schemas nest
   std::string anchor;
   std::vector<size_t> tables;  // indexes into CatalogOutline::tables
   std::vector<OutlineProcedure> procedures;

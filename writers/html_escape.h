@@ -27,14 +27,27 @@ inline std::string htmlText(std::string_view bytes) {
       continue;
     }
     switch (byte) {
-      case '&': text += "&amp;"; break;
-      case '<': text += "&lt;"; break;
-      case '>': text += "&gt;"; break;
-      case '"': text += "&quot;"; break;
-      case '\'': text += "&#39;"; break;
+      case '&':
+        text += "&amp;";
+        break;
+      case '<':
+        text += "&lt;";
+        break;
+      case '>':
+        text += "&gt;";
+        break;
+      case '"':
+        text += "&quot;";
+        break;
+      case '\'':
+        text += "&#39;";
+        break;
       case '\t':
-      case '\n': text += static_cast<char>(byte); break;
-      default: text += byte < 0x20 || byte == 0x7F ? ' ' : static_cast<char>(byte);
+      case '\n':
+        text += static_cast<char>(byte);
+        break;
+      default:
+        text += byte < 0x20 || byte == 0x7F ? ' ' : static_cast<char>(byte);
     }
     ++i;
   }

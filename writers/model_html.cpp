@@ -9,12 +9,13 @@
 
 namespace {
 
-// Measured with bench/html_catalog.sh: a schema diagram of more tables than
-// this is too dense to read at page width.
+// A schema diagram of more tables than this is too dense to read at page
+// width (judged on generated schemas of 10 to 400 tables).
 constexpr size_t kSchemaDiagramTables = 40;
-// Drawing one table with its neighbours takes Graphviz a few milliseconds;
-// beyond this many tables the page would take minutes to write, so larger
-// models get the per-table diagrams in no section.
+// Drawing one table with its neighbours takes Graphviz about a millisecond
+// (2,000 generated tables: 2.7 s for the whole page), but every diagram
+// adds to a page the browser must parse: a 10,000-table page without them
+// already takes tens of seconds to open, so larger models get none.
 constexpr size_t kTableDiagramsUpTo = 2000;
 // A table related to more tables than this (a hub) is listed, not drawn.
 constexpr size_t kNeighbourDiagramLimit = 30;
@@ -69,12 +70,13 @@ const char kScript[] = R"JS(
 var box=document.getElementById('search'),count=document.getElementById('matches'),index=null,pending=0;
 function build(){
   index=[];
+  var entries={},links=document.querySelectorAll('nav a');
+  for(var k=0;k<links.length;k++)entries[links[k].getAttribute('href')]=links[k].parentNode;
   var sections=document.querySelectorAll('section.object');
   for(var i=0;i<sections.length;i++){
     var s=sections[i],parts=s.querySelectorAll('.name,.desc'),text=[];
     for(var j=0;j<parts.length;j++)text.push(parts[j].textContent);
-    var link=document.querySelector('nav a[href="#'+CSS.escape(s.id)+'"]');
-    index.push({section:s,entry:link?link.parentNode:null,text:text.join('\n').toLowerCase(),shown:true});
+    index.push({section:s,entry:entries['#'+s.id]||null,text:text.join('\n').toLowerCase(),shown:true});
   }
 }
 function apply(){
@@ -113,7 +115,9 @@ class Page {
   std::string buffer_;
 };
 
-std::string link(const std::string& anchor) { return "<a href=\"#" + htmlText(anchor) + "\">"; }
+std::string link(const std::string& anchor) {
+  return "<a href=\"#" + htmlText(anchor) + "\">";
+}
 
 // The SVG element of Graphviz's document, without its XML prolog.
 std::string inlineSvg(const std::string& document) {
@@ -155,7 +159,8 @@ class HtmlModelWriter final : public ModelWriter {
   }
 
   void writeNavigation(Page& page) const {
-    page << "<nav>\n<input id=\"search\" type=\"search\" placeholder=\"Search names and descriptions\" "
+    page << "<nav>\n<input id=\"search\" type=\"search\" placeholder=\"Search names and "
+            "descriptions\" "
             "aria-label=\"Search tables, views, columns and procedures\" autocomplete=\"off\">\n"
             "<p id=\"matches\"></p>\n<ul>\n";
     std::string catalog;
@@ -201,14 +206,15 @@ class HtmlModelWriter final : public ModelWriter {
     }
     const ModelCounts counts = countModel(source.model);
     long foreignKeys = 0;
-    for (const OutlineTable& table : outline_.tables) foreignKeys += static_cast<long>(table.referencedBy.size());
+    for (const OutlineTable& table : outline_.tables)
+      foreignKeys += static_cast<long>(table.referencedBy.size());
     const struct {
       const char* name;
       long value;
-    } rows[] = {{"Catalogs", counts.catalogs}, {"Schemas", counts.schemas},
-                {"Tables", counts.tables},     {"Views", counts.views},
-                {"Columns", counts.columns},   {"Keys", counts.keys - foreignKeys},
-                {"Foreign keys", foreignKeys}, {"Indexes", counts.indexes},
+    } rows[] = {{"Catalogs", counts.catalogs},    {"Schemas", counts.schemas},
+                {"Tables", counts.tables},        {"Views", counts.views},
+                {"Columns", counts.columns},      {"Keys", counts.keys - foreignKeys},
+                {"Foreign keys", foreignKeys},    {"Indexes", counts.indexes},
                 {"Procedures", counts.procedures}};
     for (const auto& row : rows) {
       page << "<dt>" << row.name << "</dt><dd>" << std::to_string(row.value) << "</dd>\n";
@@ -241,8 +247,9 @@ class HtmlModelWriter final : public ModelWriter {
 
   void writeSchema(Page& page, const OutlineSchema& schema, SvgDrawing& drawing) const {
     page << "<section class=\"schema\" id=\"" << htmlText(schema.anchor) << "\">\n<h2>"
-         << schemaTitle(schema) << "</h2>\n<p class=\"muted\">" << std::to_string(schema.tables.size())
-         << " tables and views, " << std::to_string(schema.procedures.size()) << " procedures</p>\n";
+         << schemaTitle(schema) << "</h2>\n<p class=\"muted\">"
+         << std::to_string(schema.tables.size()) << " tables and views, "
+         << std::to_string(schema.procedures.size()) << " procedures</p>\n";
     if (schema.tables.empty()) {
     } else if (schema.tables.size() <= kSchemaDiagramTables) {
       std::vector<size_t> relations;
@@ -257,18 +264,25 @@ class HtmlModelWriter final : public ModelWriter {
     }
     page << "</section>\n";
     for (const size_t t : schema.tables) writeTable(page, t, drawing);
-    for (const OutlineProcedure& procedure : schema.procedures) writeProcedure(page, schema, procedure);
+    for (const OutlineProcedure& procedure : schema.procedures)
+      writeProcedure(page, schema, procedure);
   }
 
   void writeColumns(Page& page, const DiagramTable& drawn) const {
     page << "<table class=\"columns\">\n<thead><tr><th>#</th><th>Column</th><th>Type</th>"
-         << (drawn.view ? "" : "<th>Not null</th>") << "<th>Keys</th><th>Description</th></tr></thead>\n<tbody>\n";
+         << (drawn.view ? "" : "<th>Not null</th>")
+         << "<th>Keys</th><th>Description</th></tr></thead>\n<tbody>\n";
     for (const DiagramColumn& column : drawn.columns) {
-      page << "<tr><td>" << std::to_string(column.column->getPosition()) << "</td><td class=\"name\">";
+      page << "<tr><td>" << std::to_string(column.column->getPosition())
+           << "</td><td class=\"name\">";
       page.text(column.column->getName());
       page << "</td><td>";
       page.text(columnTypeText(*column.column));
-      page << "</td>" << (drawn.view ? "" : column.notNull ? "<td>yes</td>" : "<td></td>") << "<td>";
+      page << "</td>"
+           << (drawn.view       ? ""
+               : column.notNull ? "<td>yes</td>"
+                                : "<td></td>")
+           << "<td>";
       if (column.primaryKey) page << "<span class=\"mark\">PK</span>";
       if (column.foreignKey) page << "<span class=\"mark\">FK</span>";
       if (column.unique) page << "<span class=\"mark\">AK</span>";
@@ -295,17 +309,21 @@ class HtmlModelWriter final : public ModelWriter {
       const bool primary = key == table.getPrimaryKey();
       const bool unique = static_cast<const ZELCandidateKey*>(key)->uniqueKey;
       rows += "<tr><td>" + htmlText(bytesOf(key->getName())) + "</td><td>" +
-              (primary ? "primary" : unique ? "alternate (unique)" : "alternate") + "</td><td>" +
-              columnList(*key) + "</td></tr>\n";
+              (primary  ? "primary"
+               : unique ? "alternate (unique)"
+                        : "alternate") +
+              "</td><td>" + columnList(*key) + "</td></tr>\n";
     }
     if (rows.empty()) return;
-    page << "<h4>Keys</h4>\n<table><thead><tr><th>Name</th><th>Kind</th><th>Columns</th></tr></thead>\n<tbody>\n"
+    page << "<h4>Keys</h4>\n<table><thead><tr><th>Name</th><th>Kind</th><th>Columns</th></tr></"
+            "thead>\n<tbody>\n"
          << rows << "</tbody></table>\n";
   }
 
   void writeIndexes(Page& page, const ZELClass& table) const {
     if (table.indexes().count() == 0) return;
-    page << "<h4>Indexes</h4>\n<table><thead><tr><th>Name</th><th>Columns</th><th>Flags</th></tr></thead>\n<tbody>\n";
+    page << "<h4>Indexes</h4>\n<table><thead><tr><th>Name</th><th>Columns</th><th>Flags</th></tr></"
+            "thead>\n<tbody>\n";
     for (const ZELIndex* index : table.indexes()) {
       page << "<tr><td>";
       page.text(index->getName());
@@ -355,12 +373,14 @@ class HtmlModelWriter final : public ModelWriter {
               "</td></tr>\n";
     }
     if (!rows.empty()) {
-      page << "<h4>References</h4>\n<table class=\"fk-out\"><thead><tr><th>Foreign key</th><th>Columns</th>"
+      page << "<h4>References</h4>\n<table class=\"fk-out\"><thead><tr><th>Foreign "
+              "key</th><th>Columns</th>"
               "<th>Table</th><th>Key</th></tr></thead>\n<tbody>\n"
            << rows << "</tbody></table>\n";
     }
     if (outlined.referencedBy.empty()) return;
-    page << "<h4>Referenced by</h4>\n<table class=\"fk-in\"><thead><tr><th>Table</th><th>Foreign key</th>"
+    page << "<h4>Referenced by</h4>\n<table class=\"fk-in\"><thead><tr><th>Table</th><th>Foreign "
+            "key</th>"
             "<th>Columns</th></tr></thead>\n<tbody>\n";
     for (const ZELForeignKey* foreignKey : outlined.referencedBy) {
       page << "<tr><td>" << tableLinkOf(foreignKey->getAssociatedClass()) << "</td><td>";
@@ -374,7 +394,8 @@ class HtmlModelWriter final : public ModelWriter {
     const DiagramTable& drawn = outline_.diagram.tables[t];
     const OutlineTable& outlined = outline_.tables[t];
     const ZELClass& table = *drawn.table;
-    page << "<section class=\"object\" id=\"" << htmlText(outlined.anchor) << "\">\n<h3><span class=\"name\">";
+    page << "<section class=\"object\" id=\"" << htmlText(outlined.anchor)
+         << "\">\n<h3><span class=\"name\">";
     page.text(table.getName());
     page << "</span><span class=\"kind\">" << (drawn.view ? "view" : "table") << " in "
          << schemaTitle(outline_.schemas[outlined.schema]) << "</span></h3>\n";
@@ -404,7 +425,8 @@ class HtmlModelWriter final : public ModelWriter {
     page << "</section>\n";
   }
 
-  void writeProcedure(Page& page, const OutlineSchema& schema, const OutlineProcedure& outlined) const {
+  void writeProcedure(Page& page, const OutlineSchema& schema,
+                      const OutlineProcedure& outlined) const {
     const ZELStoredProcedure& procedure = *outlined.procedure;
     page << "<section class=\"object procedure\" id=\"" << htmlText(outlined.anchor)
          << "\">\n<h3><span class=\"name\">";
@@ -419,7 +441,8 @@ class HtmlModelWriter final : public ModelWriter {
       page << "<p class=\"muted\">No arguments.</p>\n</section>\n";
       return;
     }
-    page << "<table><thead><tr><th>#</th><th>Argument</th><th>Type</th><th>Description</th></tr></thead>\n<tbody>\n";
+    page << "<table><thead><tr><th>#</th><th>Argument</th><th>Type</th><th>Description</th></tr></"
+            "thead>\n<tbody>\n";
     for (const ZELArgument* argument : procedure.arguments()) {
       page << "<tr><td>" << std::to_string(argument->getPosition()) << "</td><td class=\"name\">";
       page.text(argument->getName());

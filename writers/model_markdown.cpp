@@ -57,7 +57,9 @@ std::string markdownText(std::string_view bytes) {
   return text;
 }
 
-std::string markdownText(const ZELString& bytes) { return markdownText(bytesOf(bytes)); }
+std::string markdownText(const ZELString& bytes) {
+  return markdownText(bytesOf(bytes));
+}
 
 // A file name in a link: every byte but letters, digits and -._~ percent-encoded.
 std::string linkTarget(const std::string& name) {
@@ -85,7 +87,8 @@ class FileNames {
     std::string base;
     for (const char c : anchor) {
       const auto byte = static_cast<unsigned char>(c);
-      base += byte < 0x20 || std::string_view("/\\:*?\"<>|").find(c) != std::string_view::npos ? '_' : c;
+      base += byte < 0x20 || std::string_view("/\\:*?\"<>|").find(c) != std::string_view::npos ? '_'
+                                                                                               : c;
     }
     if (base.empty() || base[0] == '.') base.insert(0, "_");
     if (base.size() > kMaxFileNameBytes) {
@@ -126,9 +129,11 @@ class MarkdownModelWriter final : public ModelWriter {
   std::string writeFolder(const ModelSource& source, std::vector<FolderFile>& files) override {
     outline_ = outlineModel(source.model);
     FileNames names;
-    for (const OutlineTable& table : outline_.tables) fileNames_.push_back(names.take(table.anchor));
+    for (const OutlineTable& table : outline_.tables)
+      fileNames_.push_back(names.take(table.anchor));
     files.push_back({"README.md", readme(source)});
-    for (size_t t = 0; t < outline_.tables.size(); ++t) files.push_back({fileNames_[t], tablePage(t)});
+    for (size_t t = 0; t < outline_.tables.size(); ++t)
+      files.push_back({fileNames_[t], tablePage(t)});
     std::string list;
     for (const FolderFile& file : files) list += file.name + "\n";
     files.push_back({kFolderFileList, list});
@@ -143,8 +148,9 @@ class MarkdownModelWriter final : public ModelWriter {
 
   std::string tableLink(size_t t) const {
     const OutlineSchema& schema = outline_.schemas[outline_.tables[t].schema];
-    return "[" + markdownText(schema.path) + "\\." + markdownText(outline_.diagram.tables[t].table->getName()) +
-           "](" + linkTarget(fileNames_[t]) + ")";
+    return "[" + markdownText(schema.path) + "\\." +
+           markdownText(outline_.diagram.tables[t].table->getName()) + "](" +
+           linkTarget(fileNames_[t]) + ")";
   }
 
   std::string tableLinkOf(const ZELClass* table) const {
@@ -161,39 +167,47 @@ class MarkdownModelWriter final : public ModelWriter {
     }
     const ModelCounts counts = countModel(source.model);
     long foreignKeys = 0;
-    for (const OutlineTable& table : outline_.tables) foreignKeys += static_cast<long>(table.referencedBy.size());
+    for (const OutlineTable& table : outline_.tables)
+      foreignKeys += static_cast<long>(table.referencedBy.size());
     const struct {
       const char* name;
       long value;
-    } rows[] = {{"Catalogs", counts.catalogs}, {"Schemas", counts.schemas},
-                {"Tables", counts.tables},     {"Views", counts.views},
-                {"Columns", counts.columns},   {"Keys", counts.keys - foreignKeys},
-                {"Foreign keys", foreignKeys}, {"Indexes", counts.indexes},
+    } rows[] = {{"Catalogs", counts.catalogs},    {"Schemas", counts.schemas},
+                {"Tables", counts.tables},        {"Views", counts.views},
+                {"Columns", counts.columns},      {"Keys", counts.keys - foreignKeys},
+                {"Foreign keys", foreignKeys},    {"Indexes", counts.indexes},
                 {"Procedures", counts.procedures}};
-    for (const auto& row : rows) text += std::string("| ") + row.name + " | " + std::to_string(row.value) + " |\n";
+    for (const auto& row : rows)
+      text += std::string("| ") + row.name + " | " + std::to_string(row.value) + " |\n";
     text += "\n## Import warnings\n\n";
     bool any = false;
     for (const ZELLogEvent& event : source.log) {
       if (event.getLevel() < ZEL_SEVERITY_WARNING) continue;
-      text += std::string("- ") + severityWordOf(event.getLevel()) + " " + markdownText(event.getCode()) + ": " +
-              markdownText(event.getText()) + "\n";
+      text += std::string("- ") + severityWordOf(event.getLevel()) + " " +
+              markdownText(event.getCode()) + ": " + markdownText(event.getText()) + "\n";
       any = true;
     }
     if (!any) text += "None.\n";
-    text += "\n## Schemas\n\n| Catalog | Schema | Tables and views | Procedures |\n|---|---|---|---|\n";
+    text +=
+        "\n## Schemas\n\n| Catalog | Schema | Tables and views | Procedures |\n|---|---|---|---|\n";
     for (const OutlineSchema& schema : outline_.schemas) {
       text += "| " + markdownText(schema.catalog) + " | " + markdownText(schema.path) + " | " +
-              std::to_string(schema.tables.size()) + " | " + std::to_string(schema.procedures.size()) + " |\n";
+              std::to_string(schema.tables.size()) + " | " +
+              std::to_string(schema.procedures.size()) + " |\n";
     }
-    text += "\n## Tables and views\n\n| Name | Kind | Catalog / schema | Columns | Description |\n|---|---|---|---|---|\n";
+    text +=
+        "\n## Tables and views\n\n| Name | Kind | Catalog / schema | Columns | Description "
+        "|\n|---|---|---|---|---|\n";
     for (size_t t = 0; t < outline_.tables.size(); ++t) {
       const DiagramTable& drawn = outline_.diagram.tables[t];
       text += "| " + tableLink(t) + " | " + (drawn.view ? "view" : "table") + " | " +
-              schemaTitle(outline_.tables[t].schema) + " | " + std::to_string(drawn.columns.size()) + " | " +
+              schemaTitle(outline_.tables[t].schema) + " | " +
+              std::to_string(drawn.columns.size()) + " | " +
               markdownText(drawn.table->getDescription()) + " |\n";
     }
     for (const OutlineSchema& schema : outline_.schemas) {
-      for (const OutlineProcedure& outlined : schema.procedures) text += procedure(schema, outlined);
+      for (const OutlineProcedure& outlined : schema.procedures)
+        text += procedure(schema, outlined);
     }
     return text;
   }
@@ -202,13 +216,15 @@ class MarkdownModelWriter final : public ModelWriter {
     const ZELStoredProcedure& procedure = *outlined.procedure;
     std::string text = "\n## Procedure " + markdownText(procedure.getName()) + "\n\nIn " +
                        markdownText(schema.catalog) + " / " + markdownText(schema.path) + ".\n\n";
-    if (procedure.getDescription().length() != 0) text += markdownText(procedure.getDescription()) + "\n\n";
+    if (procedure.getDescription().length() != 0)
+      text += markdownText(procedure.getDescription()) + "\n\n";
     if (procedure.arguments().count() == 0) return text + "No arguments.\n";
     text += "| # | Argument | Type | Description |\n|---|---|---|---|\n";
     for (const ZELArgument* argument : procedure.arguments()) {
-      text += "| " + std::to_string(argument->getPosition()) + " | " + markdownText(argument->getName()) + " | " +
-              markdownText(typeText(argument->getType())) + " | " + markdownText(argument->getDescription()) +
-              " |\n";
+      text += "| " + std::to_string(argument->getPosition()) + " | " +
+              markdownText(argument->getName()) + " | " +
+              markdownText(typeText(argument->getType())) + " | " +
+              markdownText(argument->getDescription()) + " |\n";
     }
     return text;
   }
@@ -217,8 +233,9 @@ class MarkdownModelWriter final : public ModelWriter {
     const DiagramTable& drawn = outline_.diagram.tables[t];
     const OutlineTable& outlined = outline_.tables[t];
     const ZELClass& table = *drawn.table;
-    std::string text = "# " + markdownText(table.getName()) + "\n\n" + (drawn.view ? "View" : "Table") +
-                       " in " + schemaTitle(outlined.schema) + " · [All tables](README.md)\n\n";
+    std::string text = "# " + markdownText(table.getName()) + "\n\n" +
+                       (drawn.view ? "View" : "Table") + " in " + schemaTitle(outlined.schema) +
+                       " · [All tables](README.md)\n\n";
     if (table.getDescription().length() != 0) text += markdownText(table.getDescription()) + "\n\n";
     text += "## Columns\n\n| # | Column | Type |" + std::string(drawn.view ? "" : " Not null |") +
             " Keys | Description |\n|---|---|---|" + (drawn.view ? "" : "---|") + "---|---|\n";
@@ -227,10 +244,13 @@ class MarkdownModelWriter final : public ModelWriter {
       if (column.primaryKey) keys += "PK ";
       if (column.foreignKey) keys += "FK ";
       if (column.unique) keys += "AK ";
-      text += "| " + std::to_string(column.column->getPosition()) + " | " + markdownText(column.column->getName()) +
-              " | " + markdownText(columnTypeText(*column.column)) + " |" +
-              (drawn.view ? "" : column.notNull ? " yes |" : " |") + " " + keys + "| " +
-              markdownText(column.column->getDescription()) + " |\n";
+      text += "| " + std::to_string(column.column->getPosition()) + " | " +
+              markdownText(column.column->getName()) + " | " +
+              markdownText(columnTypeText(*column.column)) + " |" +
+              (drawn.view       ? ""
+               : column.notNull ? " yes |"
+                                : " |") +
+              " " + keys + "| " + markdownText(column.column->getDescription()) + " |\n";
     }
     if (!drawn.view) text += keysAndIndexes(table) + foreignKeys(table, outlined);
     if (!outlined.relations.empty()) {
@@ -251,8 +271,10 @@ class MarkdownModelWriter final : public ModelWriter {
       if (text.empty()) text = "\n## Keys\n\n| Name | Kind | Columns |\n|---|---|---|\n";
       const bool unique = static_cast<const ZELCandidateKey*>(key)->uniqueKey;
       text += "| " + markdownText(key->getName()) + " | " +
-              (key == table.getPrimaryKey() ? "primary" : unique ? "alternate (unique)" : "alternate") + " | " +
-              columnList(*key) + " |\n";
+              (key == table.getPrimaryKey() ? "primary"
+               : unique                     ? "alternate (unique)"
+                                            : "alternate") +
+              " | " + columnList(*key) + " |\n";
     }
     if (table.indexes().count() == 0) return text;
     text += "\n## Indexes\n\n| Name | Columns | Flags |\n|---|---|---|\n";
@@ -260,7 +282,8 @@ class MarkdownModelWriter final : public ModelWriter {
       std::string members;
       for (const ZELIndexMember* member : index->members()) {
         if (!members.empty()) members += ", ";
-        if (member->getAttribute() != nullptr) members += markdownText(member->getAttribute()->getName());
+        if (member->getAttribute() != nullptr)
+          members += markdownText(member->getAttribute()->getName());
         if (member->sortOrder == 2) members += " desc";
       }
       std::string flags;
@@ -276,27 +299,30 @@ class MarkdownModelWriter final : public ModelWriter {
     std::string text;
     for (const ZELKey* key : table.keys()) {
       if (!key->isInstanceOf(ZEL_ET_FOREIGN_KEY)) continue;
-      if (text.empty()) text = "\n## References\n\n| Foreign key | Columns | Table | Key |\n|---|---|---|---|\n";
+      if (text.empty())
+        text = "\n## References\n\n| Foreign key | Columns | Table | Key |\n|---|---|---|---|\n";
       const auto* foreignKey = static_cast<const ZELForeignKey*>(key);
       std::string pairs;
       for (const ZELAssociationRoleNameMap* map : foreignKey->roleNameMaps()) {
         if (!pairs.empty()) pairs += ", ";
         const ZELAttribute* from = map->getSourceAttribute();
         const ZELAttribute* to = map->getDestinationAttribute();
-        pairs += (from ? markdownText(from->getName()) : "?") + " → " + (to ? markdownText(to->getName()) : "?");
+        pairs += (from ? markdownText(from->getName()) : "?") + " → " +
+                 (to ? markdownText(to->getName()) : "?");
       }
       if (pairs.empty()) pairs = columnList(*key);
       const ZELCandidateKey* referenced = foreignKey->getCandidateKey();
       text += "| " + markdownText(key->getName()) + " | " + pairs + " | " +
-              (referenced ? tableLinkOf(referenced->getAssociatedClass()) + " | " + markdownText(referenced->getName())
+              (referenced ? tableLinkOf(referenced->getAssociatedClass()) + " | " +
+                                markdownText(referenced->getName())
                           : std::string(" | ")) +
               " |\n";
     }
     if (outlined.referencedBy.empty()) return text;
     text += "\n## Referenced by\n\n| Table | Foreign key | Columns |\n|---|---|---|\n";
     for (const ZELForeignKey* foreignKey : outlined.referencedBy) {
-      text += "| " + tableLinkOf(foreignKey->getAssociatedClass()) + " | " + markdownText(foreignKey->getName()) +
-              " | " + columnList(*foreignKey) + " |\n";
+      text += "| " + tableLinkOf(foreignKey->getAssociatedClass()) + " | " +
+              markdownText(foreignKey->getName()) + " | " + columnList(*foreignKey) + " |\n";
     }
     return text;
   }

@@ -35,13 +35,16 @@ CommandResult runCommand(const std::string& commandLine) {
   if (pipe == nullptr) return result;
   char buffer[4096];
   size_t count;
-  while ((count = std::fread(buffer, 1, sizeof buffer, pipe)) > 0) result.output.append(buffer, count);
+  while ((count = std::fread(buffer, 1, sizeof buffer, pipe)) > 0)
+    result.output.append(buffer, count);
   const int status = pclose(pipe);
   if (WIFEXITED(status)) result.exitCode = WEXITSTATUS(status);
   return result;
 }
 
-std::string shellWord(const std::string& text) { return "'" + text + "'"; }
+std::string shellWord(const std::string& text) {
+  return "'" + text + "'";
+}
 
 void writeFormat(const std::vector<std::string>& arguments, const std::string& output) {
   std::vector<std::string> all{"-q", "-o", output};
@@ -97,7 +100,9 @@ TEST_F(DocumentationFormats, HtmlPageWorksInTheBrowser) {
     EXPECT_EQ(html.find("<script>window"), std::string::npos);
     EXPECT_EQ(html.find("src="), std::string::npos);
     EXPECT_EQ(html.find("http://"), html.find("http://www.w3.org/"));  // only SVG namespaces
-    if (i == 1) EXPECT_NE(html.find("&lt;script&gt;window.pwned=1&lt;/script&gt; &amp; &lt;b&gt;"), std::string::npos);
+    if (i == 1)
+      EXPECT_NE(html.find("&lt;script&gt;window.pwned=1&lt;/script&gt; &amp; &lt;b&gt;"),
+                std::string::npos);
     command += " " + shellWord(models_[i]) + " " + shellWord(page);
   }
 #ifdef PCD_TESTS_NO_BROWSER  // see tests/CMakeLists.txt
@@ -109,7 +114,8 @@ TEST_F(DocumentationFormats, HtmlPageWorksInTheBrowser) {
 
 std::vector<std::string> folderEntries(const std::string& path) {
   std::vector<std::string> names;
-  for (const auto& entry : std::filesystem::directory_iterator(path)) names.push_back(entry.path().filename());
+  for (const auto& entry : std::filesystem::directory_iterator(path))
+    names.push_back(entry.path().filename());
   std::sort(names.begin(), names.end());
   return names;
 }
@@ -140,8 +146,8 @@ void expectLinksResolve(const std::string& folder) {
 
 // The Mermaid blocks of the folder's pages (at most `most`, rendering is
 // slow), each written to a file of its own.
-std::vector<std::string> extractMermaidBlocks(const std::string& folder, const TemporaryFolder& into,
-                                              size_t most) {
+std::vector<std::string> extractMermaidBlocks(const std::string& folder,
+                                              const TemporaryFolder& into, size_t most) {
   std::vector<std::string> files;
   for (const auto& entry : std::filesystem::directory_iterator(folder)) {
     if (files.size() >= most) break;
@@ -172,7 +178,8 @@ TEST_F(DocumentationFormats, MarkdownFolderLinksResolveAndDiagramsRender) {
   }
   EXPECT_GT(blocks, 10u);
   const std::string markup = readFile(folder_->file("markdown1") + "/SHOP.CUSTOMERS.md");
-  EXPECT_NE(markup.find("&lt;script&gt;window.pwned=1&lt;/script&gt; &amp; &lt;b&gt;"), std::string::npos);
+  EXPECT_NE(markup.find("&lt;script&gt;window.pwned=1&lt;/script&gt; &amp; &lt;b&gt;"),
+            std::string::npos);
 #ifdef PCD_TESTS_NO_BROWSER
   GTEST_SKIP() << "the browser checks run in the normal build";
 #endif
