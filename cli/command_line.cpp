@@ -27,7 +27,8 @@ enum class OptionId {
   kMaxLineBytes,
   kDialect,
   kNativeTypes,
-  kInputEncoding
+  kInputEncoding,
+  kForce
 };
 
 struct OptionDefinition {
@@ -50,6 +51,7 @@ const OptionDefinition kOptions[] = {
     {OptionId::kMaxLineBytes, 0, "max-line-bytes", true},
     {OptionId::kDialect, 0, "dialect", true},    {OptionId::kNativeTypes, 0, "native-types", false},
     {OptionId::kInputEncoding, 0, "input-encoding", true},
+    {OptionId::kForce, 0, "force", false},
 };
 
 const OptionDefinition* findLong(const std::string& name) {
@@ -155,6 +157,9 @@ std::string apply(const OptionDefinition& definition, const std::string& value,
       options.dialect = value;
       break;
     }
+    case OptionId::kForce:
+      options.force = true;
+      break;
     case OptionId::kNativeTypes:
       options.nativeTypes = true;
       break;
@@ -268,13 +273,16 @@ const char* usageText() {
          "\n"
          "Options:\n"
          "  -o, --output FILE     write to FILE instead of standard output; FILE is\n"
-         "                        replaced only when the import succeeds\n"
+         "                        replaced only when the import succeeds; --format\n"
+         "                        markdown writes the folder FILE\n"
          "  -f, --format FORMAT   json (the model, default), summary (one line of counts),\n"
-         "                        sql (a DDL script), dot, svg or mermaid (diagrams), dbml\n"
+         "                        sql (a DDL script), dot, svg or mermaid (diagrams), dbml,\n"
+         "                        html (a browsable catalog page), markdown (a folder)\n"
          "      --compact         JSON without indentation or line breaks\n"
          "      --dialect NAME    SQL dialect of --format sql: postgresql (default),\n"
          "                        mysql or sqlite\n"
          "      --native-types    SQL with the extract's own type names\n"
+         "      --force           markdown: write into a folder that holds other files\n"
          "      --schema NAME     dot, svg, mermaid, dbml: only this schema (NAME or\n"
          "                        CATALOG.NAME); repeat for more schemas\n"
          "      --columns WHICH   dot, svg, mermaid: all columns (default), keys (only\n"

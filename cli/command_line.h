@@ -17,6 +17,7 @@ struct CommandLine {
   DiagramColumns columns = DiagramColumns::kAll;
   std::string dialect = "postgresql";  // --format sql: a name from sqlDialectNames()
   bool nativeTypes = false;
+  bool force = false;  // --format markdown: write into a folder holding other files
   std::string bridgeId = "CaRepositoryDsOdbcImport";
   std::string pluginPath;  // empty: the default location
   bool quiet = false;

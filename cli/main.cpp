@@ -20,6 +20,7 @@
 #include "model/zel_model.h"
 #include "model_summary.h"
 #include "model_writer.h"
+#include "output_folder.h"
 #include "output_target.h"
 #include "plugin_loader.h"
 #include "program_log.h"
@@ -111,8 +112,16 @@ int importAndWrite(ZELModelBridgeImportDllInterface& bridge, const CommandLine& 
   }
   // Opened before the import, so that an output that cannot be written is
   // reported at once; nothing replaces the file unless the run succeeds.
+  const bool toFolder = findOutputFormat(options.format)->writesFolder;
+  if (toFolder && toStandardOutput) {
+    return usageFailure("--format " + options.format + " writes a folder; name it with -o DIR");
+  }
   OutputTarget output;
-  if (!output.open(options.outputPath, error)) return programFailure(log, error);
+  OutputFolder folder;
+  if (toFolder ? !folder.open(options.outputPath, options.force, error)
+               : !output.open(options.outputPath, error)) {
+    return programFailure(log, error);
+  }
   if (!input.prepare(error)) return programFailure(log, error);
   if (log.verbose()) {
     log.program(ZEL_SEVERITY_STATUS, program_messages::kFiles,
@@ -167,7 +176,9 @@ int importAndWrite(ZELModelBridgeImportDllInterface& bridge, const CommandLine& 
   // Not over a model being written to the same terminal.
   if (!toStandardOutput || isatty(STDOUT_FILENO) == 0) progress.resume("writing " + options.format);
   const std::string shownSource = input.isStandardInput() ? "-" : options.pcdFile;
-  error = writer->write({model, keptLog.events(), shownSource}, output.stream());
+  std::vector<FolderFile> files;
+  error = toFolder ? writer->writeFolder({model, keptLog.events(), shownSource}, files)
+                   : writer->write({model, keptLog.events(), shownSource}, output.stream());
   progress.stop();
   if (!error.empty()) return programFailure(log, error);  // the output target removes its file
   log.endPhase();
@@ -185,7 +196,9 @@ int importAndWrite(ZELModelBridgeImportDllInterface& bridge, const CommandLine& 
   }
   // Last: once the file is in place nothing else may fail, so that a
   // failing run never leaves a file behind.
-  if (!output.commit(error)) return programFailure(log, error);
+  if (toFolder ? !folder.commit(files, error) : !output.commit(error)) {
+    return programFailure(log, error);
+  }
   return kExitSuccess;
 }
 

@@ -160,6 +160,37 @@ std::string selectDiagram(const ZELModel& model, const WriterOptions& options, D
   return "";
 }
 
+Diagram partOfDiagram(const Diagram& whole, const std::vector<size_t>& tables,
+                      const std::vector<size_t>& relations) {
+  Diagram part;
+  std::unordered_map<size_t, size_t> newIndex;  // whole.tables -> part.tables
+  std::unordered_map<size_t, size_t> newSchema;  // whole.schemas -> part.schemas
+  for (const size_t t : tables) {
+    if (!newIndex.emplace(t, part.tables.size()).second) continue;
+    DiagramTable table = whole.tables[t];
+    const auto schema = newSchema.emplace(table.schema, part.schemas.size());
+    if (schema.second) {
+      const DiagramSchema& original = whole.schemas[table.schema];
+      part.schemas.push_back({original.catalog, original.path, {}});
+    }
+    table.schema = schema.first->second;
+    part.schemas[table.schema].tables.push_back(part.tables.size());
+    part.tables.push_back(std::move(table));
+  }
+  std::unordered_set<size_t> taken;
+  for (const size_t r : relations) {
+    if (!taken.insert(r).second) continue;  // listed by both its ends
+    DiagramRelation relation = whole.relations[r];
+    const auto child = newIndex.find(relation.child);
+    const auto parent = newIndex.find(relation.parent);
+    if (child == newIndex.end() || parent == newIndex.end()) continue;
+    relation.child = child->second;
+    relation.parent = parent->second;
+    part.relations.push_back(std::move(relation));
+  }
+  return part;
+}
+
 std::string printableText(std::string_view bytes) {
   std::string text;
   text.reserve(bytes.size());
@@ -180,8 +211,9 @@ std::string printableText(std::string_view bytes) {
   return text;
 }
 
-std::string columnTypeText(const ZELAttribute& column) {
-  const ZELType* type = column.getType();
+std::string columnTypeText(const ZELAttribute& column) { return typeText(column.getType()); }
+
+std::string typeText(const ZELType* type) {
   if (type == nullptr) return "";
   if (!type->isInstanceOf(ZEL_ET_DERIVED_TYPE)) return std::string(bytesOf(type->getName()));
   const auto& derived = static_cast<const ZELDerivedType&>(*type);

@@ -58,6 +58,13 @@ struct Diagram {
 // --schema name matches no schema of the model, the message to show.
 std::string selectDiagram(const ZELModel& model, const WriterOptions& options, Diagram& diagram);
 
+// The part of `whole` that draws just these tables (indexes into
+// whole.tables, in the order given) and those of `relations` (indexes into
+// whole.relations, repeats ignored) whose two ends are among them: the documentation
+// formats draw one table with its neighbours this way.
+Diagram partOfDiagram(const Diagram& whole, const std::vector<size_t>& tables,
+                      const std::vector<size_t>& relations);
+
 // The model's bytes of a name or text.
 inline std::string_view bytesOf(const ZELString& text) { return {text.c_str(), text.length()}; }
 
@@ -69,3 +76,5 @@ std::string printableText(std::string_view bytes);
 // A column's type as a reader expects it: "VARCHAR2(60)", "NUMBER(10,2)",
 // "DATE"; "" when the column has no type.
 std::string columnTypeText(const ZELAttribute& column);
+// The same for any type (an argument's); "" for none.
+std::string typeText(const ZELType* type);

@@ -102,7 +102,9 @@ const char* parentEnd(const Multiplicity& end) {
   return end.optional ? "o|" : "||";
 }
 
-std::string writeDiagram(const Diagram& diagram) {
+}  // namespace
+
+std::string diagramAsMermaid(const Diagram& diagram) {
   std::vector<std::string> ids(diagram.tables.size());
   std::unordered_set<std::string> taken;
   std::string text = "erDiagram\n";
@@ -152,6 +154,8 @@ std::string writeDiagram(const Diagram& diagram) {
   return text;
 }
 
+namespace {
+
 class MermaidModelWriter final : public ModelWriter {
  public:
   explicit MermaidModelWriter(WriterOptions options) : options_(std::move(options)) {}
@@ -159,7 +163,7 @@ class MermaidModelWriter final : public ModelWriter {
     Diagram diagram;
     const std::string error = selectDiagram(source.model, options_, diagram);
     if (!error.empty()) return error;
-    const std::string text = writeDiagram(diagram);
+    const std::string text = diagramAsMermaid(diagram);
     std::fwrite(text.data(), 1, text.size(), out);  // a write error stays in the stream
     return "";
   }

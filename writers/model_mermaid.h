@@ -4,7 +4,13 @@
 #pragma once
 
 #include <memory>
+#include <string>
+
+#include "diagram_selection.h"
 
 #include "model_writer.h"
+
+// The erDiagram text of a diagram.
+std::string diagramAsMermaid(const Diagram& diagram);
 
 std::unique_ptr<ModelWriter> makeMermaidModelWriter(const WriterOptions& options);

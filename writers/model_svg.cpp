@@ -78,21 +78,9 @@ class SvgModelWriter final : public ModelWriter {
     Diagram diagram;
     std::string error = selectDiagram(source.model, options_, diagram);
     if (!error.empty()) return error;
-    size_t cells = diagram.tables.size();
-    for (const DiagramTable& table : diagram.tables) cells += table.columns.size();
-    const SvgLayout layout = chooseSvgLayout(diagram.tables.size(), cells);
-    if (layout.engine == nullptr) return layout.tooLarge;
-
-    const std::string dot = diagramAsDot(diagram, "");
-    GVC_t* context = gvContext();
-    if (context == nullptr) return "cannot start Graphviz";
+    SvgDrawing drawing;
     std::string svg;
-    error = render(context, dot, layout.engine, svg);
-    // The layered layout gives up on a few graphs; the packing one does not.
-    if (!error.empty() && std::string(layout.engine) != "osage") {
-      error = render(context, dot, "osage", svg);
-    }
-    gvFreeContext(context);
+    error = drawing.draw(diagram, svg);
     if (!error.empty()) return error;
     std::fwrite(svg.data(), 1, svg.size(), out);  // a write error stays in the stream
     return "";
@@ -103,6 +91,27 @@ class SvgModelWriter final : public ModelWriter {
 };
 
 }  // namespace
+
+SvgDrawing::SvgDrawing() : context_(gvContext()) {}
+
+SvgDrawing::~SvgDrawing() {
+  if (context_ != nullptr) gvFreeContext(context_);
+}
+
+std::string SvgDrawing::draw(const Diagram& diagram, std::string& svg) {
+  size_t cells = diagram.tables.size();
+  for (const DiagramTable& table : diagram.tables) cells += table.columns.size();
+  const SvgLayout layout = chooseSvgLayout(diagram.tables.size(), cells);
+  if (layout.engine == nullptr) return layout.tooLarge;
+  if (context_ == nullptr) return "cannot start Graphviz";
+  const std::string dot = diagramAsDot(diagram, "");
+  std::string error = render(context_, dot, layout.engine, svg);
+  // The layered layout gives up on a few graphs; the packing one does not.
+  if (!error.empty() && std::string(layout.engine) != "osage") {
+    error = render(context_, dot, "osage", svg);
+  }
+  return error;
+}
 
 SvgLayout chooseSvgLayout(size_t tables, size_t cells) {
   if (tables > kMaxTables || cells > kMaxCells) {

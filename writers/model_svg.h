@@ -19,4 +19,19 @@ struct SvgLayout {
 };
 SvgLayout chooseSvgLayout(size_t tables, size_t cells);
 
+// Draws diagrams as SVG with one Graphviz context, for writers that draw
+// many (the documentation formats). Not copyable: it owns the context.
+class SvgDrawing {
+ public:
+  SvgDrawing();
+  ~SvgDrawing();
+  SvgDrawing(const SvgDrawing&) = delete;
+  SvgDrawing& operator=(const SvgDrawing&) = delete;
+  // "" and the SVG document in `svg`, or why the diagram cannot be drawn.
+  std::string draw(const Diagram& diagram, std::string& svg);
+
+ private:
+  struct GVC_s* context_;
+};
+
 std::unique_ptr<ModelWriter> makeSvgModelWriter(const WriterOptions& options);

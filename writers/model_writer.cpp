@@ -2,7 +2,9 @@
 
 #include "model_dbml.h"
 #include "model_dot.h"
+#include "model_html.h"
 #include "model_json.h"
+#include "model_markdown.h"
 #include "model_mermaid.h"
 #include "model_sql.h"
 #include "model_summary.h"
@@ -17,6 +19,8 @@ const std::vector<OutputFormat>& outputFormats() {
       {"svg", "the Graphviz graph laid out and drawn as SVG", makeSvgModelWriter},
       {"mermaid", "a Mermaid entity-relationship diagram (erDiagram)", makeMermaidModelWriter},
       {"dbml", "the tables, keys, indexes and references in DBML", makeDbmlModelWriter},
+      {"html", "a browsable catalog in one self-contained HTML page", makeHtmlModelWriter},
+      {"markdown", "a folder of Markdown pages (-o DIR) with Mermaid diagrams", makeMarkdownModelWriter, true},
   };
   return formats;
 }

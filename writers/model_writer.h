@@ -36,9 +36,28 @@ struct ModelSource {
   std::string_view sourceFile;
 };
 
+// The file, last of a folder's files, that names every file written there:
+// the program recognises a folder it wrote by it.
+constexpr char kFolderFileList[] = ".pcd-import-files";
+
+// One file of a format that writes a folder: its name in the folder and
+// its bytes.
+struct FolderFile {
+  std::string name;
+  std::string bytes;
+};
+
 class ModelWriter {
  public:
   virtual ~ModelWriter() = default;
+  // Formats that write a folder (OutputFormat::writesFolder): the files in
+  // `files`, which the caller puts in place only when all of them exist.
+  // Returns "" or why the model cannot be written.
+  virtual std::string writeFolder(const ModelSource& source, std::vector<FolderFile>& files) {
+    (void)source;
+    (void)files;
+    return "this format writes one file, not a folder";
+  }
   // Writes the whole document to `out`. Returns "" when the model could be
   // written, otherwise why not (naming the object); the caller then throws
   // the output away. Stream errors are left in the stream for the caller.
@@ -49,6 +68,7 @@ struct OutputFormat {
   std::string_view name;
   std::string_view description;  // one line, for --help
   std::unique_ptr<ModelWriter> (*make)(const WriterOptions& options);
+  bool writesFolder = false;  // -o names a folder; see ModelWriter::writeFolder
 };
 
 // Every format, in the order --help lists them; the first is the default.

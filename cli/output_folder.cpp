@@ -1,0 +1,157 @@
+#include "output_folder.h"
+
+#include <dirent.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <unordered_set>
+
+namespace {
+
+std::string systemError(const std::string& what, const std::string& path) {
+  return what + " '" + path + "': " + std::strerror(errno);
+}
+
+// The names in a folder, without "." and "..". False when it cannot be read.
+bool listFolder(const std::string& path, std::vector<std::string>& names) {
+  DIR* folder = opendir(path.c_str());
+  if (folder == nullptr) return false;
+  while (const dirent* entry = readdir(folder)) {
+    const std::string name = entry->d_name;
+    if (name != "." && name != "..") names.push_back(name);
+  }
+  closedir(folder);
+  return true;
+}
+
+// The names a file list holds, one a line; empty when there is none.
+std::vector<std::string> readFileList(const std::string& path) {
+  std::vector<std::string> names;
+  std::FILE* file = std::fopen(path.c_str(), "r");
+  if (file == nullptr) return names;
+  std::string line;
+  for (int c; (c = std::fgetc(file)) != EOF;) {
+    if (c != '\n') {
+      line += static_cast<char>(c);
+    } else if (!line.empty()) {
+      names.push_back(line);
+      line.clear();
+    }
+  }
+  std::fclose(file);
+  return names;
+}
+
+// Removes the listed files of a folder and the folder, as far as it can
+// (a clean-up: failures are not reported).
+void removeFolder(const std::string& path, const std::vector<std::string>& names) {
+  for (const std::string& name : names) unlink((path + "/" + name).c_str());
+  rmdir(path.c_str());
+}
+
+bool writeFile(const std::string& path, const std::string& bytes) {
+  std::FILE* file = std::fopen(path.c_str(), "w");
+  if (file == nullptr) return false;
+  const bool written = std::fwrite(bytes.data(), 1, bytes.size(), file) == bytes.size();
+  return std::fclose(file) == 0 && written;
+}
+
+}  // namespace
+
+bool OutputFolder::open(const std::string& path, bool force, std::string& error) {
+  path_ = path;
+  while (path_.size() > 1 && path_.back() == '/') path_.pop_back();
+  struct stat status;
+  if (stat(path_.c_str(), &status) != 0) {
+    if (errno == ENOENT) return true;
+    error = systemError("cannot use the output folder", path);
+    return false;
+  }
+  if (!S_ISDIR(status.st_mode)) {
+    error = "the output '" + path + "' is not a folder; this format writes a folder";
+    return false;
+  }
+  exists_ = true;
+  std::vector<std::string> names;
+  if (!listFolder(path_, names)) {
+    error = systemError("cannot read the output folder", path);
+    return false;
+  }
+  previous_ = readFileList(path_ + "/" + kFolderFileList);
+  const std::unordered_set<std::string> ours(previous_.begin(), previous_.end());
+  for (const std::string& name : names) {
+    if (name != kFolderFileList && ours.count(name) == 0) foreign_ = true;
+  }
+  if (foreign_ && !force) {
+    error = "the output folder '" + path +
+            "' holds files this program did not write; choose a new or empty folder, or "
+            "give --force to write into it";
+    return false;
+  }
+  return true;
+}
+
+bool OutputFolder::commit(const std::vector<FolderFile>& files, std::string& error) {
+  std::string staging = path_ + ".tmp-XXXXXX";
+  if (mkdtemp(staging.data()) == nullptr) {
+    error = systemError("cannot create a folder next to", path_);
+    return false;
+  }
+  // mkdtemp makes the folder private; give it the mode a new folder gets.
+  const mode_t mask = umask(0);
+  umask(mask);
+  chmod(staging.c_str(), 0777 & ~mask);
+  std::vector<std::string> written;
+  for (const FolderFile& file : files) {
+    if (!writeFile(staging + "/" + file.name, file.bytes)) {
+      error = systemError("cannot write", path_ + "/" + file.name);
+      written.push_back(file.name);
+      removeFolder(staging, written);
+      return false;
+    }
+    written.push_back(file.name);
+  }
+  // A folder of other files stays: ours move into it, the previous run's go.
+  if (foreign_) {
+    for (const std::string& name : written) {
+      if (std::rename((staging + "/" + name).c_str(), (path_ + "/" + name).c_str()) != 0) {
+        error = systemError("cannot move the files into", path_);
+        removeFolder(staging, written);
+        return false;
+      }
+    }
+    rmdir(staging.c_str());
+    const std::unordered_set<std::string> now(written.begin(), written.end());
+    for (const std::string& name : previous_) {
+      if (now.count(name) == 0) unlink((path_ + "/" + name).c_str());
+    }
+    return true;
+  }
+  // Our own folder (or an empty one) is swapped for the new one: renamed
+  // over an empty placeholder, so that both names exist at every moment.
+  std::string old;
+  if (exists_) {
+    old = path_ + ".old-XXXXXX";
+    if (mkdtemp(old.data()) == nullptr || std::rename(path_.c_str(), old.c_str()) != 0) {
+      error = systemError("cannot replace", path_);
+      removeFolder(staging, written);
+      if (!old.empty()) rmdir(old.c_str());
+      return false;
+    }
+  }
+  if (std::rename(staging.c_str(), path_.c_str()) != 0) {
+    error = systemError("cannot replace", path_);
+    if (exists_) std::rename(old.c_str(), path_.c_str());
+    removeFolder(staging, written);
+    return false;
+  }
+  if (exists_) {
+    std::vector<std::string> names;
+    listFolder(old, names);
+    removeFolder(old, names);  // only files of ours: the folder held no other
+  }
+  return true;
+}

@@ -1,0 +1,30 @@
+// Where a format that writes a folder puts its files (-o DIR). The folder is
+// checked before the import and changed only once every file is written:
+// a failed run leaves it as it was.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "model_writer.h"
+
+class OutputFolder {
+ public:
+  // Accepts a folder that does not exist yet, an empty one, or one that
+  // holds only files its file list (kFolderFileList) names, i.e. that this
+  // program wrote; with `force` any folder. False with `error` set otherwise.
+  bool open(const std::string& path, bool force, std::string& error);
+  // Writes the files into a new folder next to the target, then puts that
+  // folder in place of the target (whose old files go). Under --force into
+  // a folder holding other files, the new files are moved into it instead,
+  // replacing files of the same name and the files of the previous run,
+  // and the others stay. False with `error` set; the target is then
+  // unchanged and the new folder gone.
+  bool commit(const std::vector<FolderFile>& files, std::string& error);
+
+ private:
+  std::string path_;
+  bool exists_ = false;
+  bool foreign_ = false;               // holds files this program did not write (only with force)
+  std::vector<std::string> previous_;  // the files the previous run wrote
+};

@@ -1,0 +1,230 @@
+// The documentation formats end to end: the html page opened in headless
+// Chromium (tests/js/check_html.mjs), the markdown folder's links resolved
+// and its Mermaid blocks rendered (tests/js/render_mermaid.mjs), and the
+// rules of writing into a folder.
+#include <sys/wait.h>
+
+#include <algorithm>
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <string>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "cli/program_runner.h"
+
+namespace {
+
+const std::string kSourceDir = PCD_SOURCE_DIR;
+const std::string kScripts = kSourceDir + "/tests/js/";
+// The programs this test starts inherit it: Graphviz's lasting allocations
+// are not leaks of ours (see tests/CMakeLists.txt).
+[[maybe_unused]] const bool kLeakSuppressionsSet =
+    setenv("LSAN_OPTIONS", "suppressions=" PCD_LSAN_SUPPRESSIONS ":print_suppressions=0", 0) == 0;
+
+struct CommandResult {
+  int exitCode = -1;
+  std::string output;  // standard output and error together
+};
+
+CommandResult runCommand(const std::string& commandLine) {
+  CommandResult result;
+  std::FILE* pipe = popen((commandLine + " 2>&1").c_str(), "r");
+  if (pipe == nullptr) return result;
+  char buffer[4096];
+  size_t count;
+  while ((count = std::fread(buffer, 1, sizeof buffer, pipe)) > 0)
+    result.output.append(buffer, count);
+  const int status = pclose(pipe);
+  if (WIFEXITED(status)) result.exitCode = WEXITSTATUS(status);
+  return result;
+}
+
+std::string shellWord(const std::string& text) {
+  return "'" + text + "'";
+}
+
+void writeFormat(const std::vector<std::string>& arguments, const std::string& output) {
+  std::vector<std::string> all{"-q", "-o", output};
+  all.insert(all.end(), arguments.begin(), arguments.end());
+  const ProgramResult result = runProgram({all, "", {}});
+  ASSERT_EQ(result.exitCode, 0) << result.err;
+}
+
+// The files both formats are checked with: the sample (two catalogs, four
+// schemas, a view, a procedure, a composite foreign key), the sample with a
+// table description that is markup, and generated tables in 25 schemas
+// with foreign keys across them.
+class DocumentationFormats : public testing::Test {
+ protected:
+  static void SetUpTestSuite() {
+    folder_ = new TemporaryFolder;
+    const std::string generated = folder_->file("generated.pcd");
+    const CommandResult made = runCommand(shellWord(std::string(PCD_BIN_DIR) + "/generate_pcd") +
+                                          " 300 7 > " + shellWord(generated));
+    ASSERT_EQ(made.exitCode, 0) << made.output;
+    std::string sample = readFile(kSourceDir + "/examples/sample.pcd");
+    const std::string plain = "DESCRIPTION,20,Registered customers";
+    const std::string markup = "<script>window.pwned=1</script> & <b>bold</b>";
+    sample.replace(sample.find(plain), plain.size(),
+                   "DESCRIPTION," + std::to_string(markup.size()) + "," + markup);
+    writeFile(folder_->file("markup.pcd"), sample);
+    files_ = {kSourceDir + "/examples/sample.pcd", folder_->file("markup.pcd"), generated};
+    for (size_t i = 0; i < files_.size(); ++i) {
+      models_.push_back(folder_->file("model" + std::to_string(i) + ".json"));
+      writeFormat({files_[i]}, models_.back());
+    }
+  }
+  static void TearDownTestSuite() {
+    delete folder_;
+    folder_ = nullptr;
+  }
+  static TemporaryFolder* folder_;
+  static std::vector<std::string> files_;
+  static std::vector<std::string> models_;
+};
+
+TemporaryFolder* DocumentationFormats::folder_ = nullptr;
+std::vector<std::string> DocumentationFormats::files_;
+std::vector<std::string> DocumentationFormats::models_;
+
+TEST_F(DocumentationFormats, HtmlPageWorksInTheBrowser) {
+  std::string command = "node " + shellWord(kScripts + "check_html.mjs");
+  for (size_t i = 0; i < files_.size(); ++i) {
+    const std::string page = folder_->file("page" + std::to_string(i) + ".html");
+    writeFormat({"--format", "html", files_[i]}, page);
+    const std::string html = readFile(page);
+    // Text from the extract is escaped, never markup; the page loads nothing.
+    EXPECT_EQ(html.find("<script>window"), std::string::npos);
+    EXPECT_EQ(html.find("src="), std::string::npos);
+    EXPECT_EQ(html.find("http://"), html.find("http://www.w3.org/"));  // only SVG namespaces
+    if (i == 1) {
+      EXPECT_NE(html.find("&lt;script&gt;window.pwned=1&lt;/script&gt; &amp; &lt;b&gt;"),
+                std::string::npos);
+    }
+    command += " " + shellWord(models_[i]) + " " + shellWord(page);
+  }
+#ifdef PCD_TESTS_NO_BROWSER  // see tests/CMakeLists.txt
+  GTEST_SKIP() << "the browser checks run in the normal build";
+#endif
+  const CommandResult result = runCommand(command);
+  EXPECT_EQ(result.exitCode, 0) << command << "\n" << result.output;
+}
+
+std::vector<std::string> folderEntries(const std::string& path) {
+  std::vector<std::string> names;
+  for (const auto& entry : std::filesystem::directory_iterator(path))
+    names.push_back(entry.path().filename());
+  std::sort(names.begin(), names.end());
+  return names;
+}
+
+// Every relative link of every page names a file of the folder.
+void expectLinksResolve(const std::string& folder) {
+  for (const auto& entry : std::filesystem::directory_iterator(folder)) {
+    if (entry.path().extension() != ".md") continue;
+    const std::string text = readFile(entry.path().string());
+    for (size_t at = text.find("]("); at != std::string::npos; at = text.find("](", at + 2)) {
+      const size_t end = text.find(')', at);
+      ASSERT_NE(end, std::string::npos) << entry.path();
+      std::string target;
+      const std::string encoded = text.substr(at + 2, end - at - 2);
+      for (size_t i = 0; i < encoded.size(); ++i) {
+        if (encoded[i] == '%' && i + 2 < encoded.size()) {
+          target += static_cast<char>(std::stoi(encoded.substr(i + 1, 2), nullptr, 16));
+          i += 2;
+        } else {
+          target += encoded[i];
+        }
+      }
+      EXPECT_TRUE(std::filesystem::is_regular_file(folder + "/" + target))
+          << entry.path().filename() << " links to " << encoded;
+    }
+  }
+}
+
+// The Mermaid blocks of the folder's pages (at most `most`, rendering is
+// slow), each written to a file of its own.
+std::vector<std::string> extractMermaidBlocks(const std::string& folder,
+                                              const TemporaryFolder& into, size_t most) {
+  std::vector<std::string> files;
+  for (const auto& entry : std::filesystem::directory_iterator(folder)) {
+    if (files.size() >= most) break;
+    const std::string text = readFile(entry.path().string());
+    for (size_t at = text.find("```mermaid\n"); at != std::string::npos;
+         at = text.find("```mermaid\n", at + 1)) {
+      const size_t start = at + 11, end = text.find("```", start);
+      files.push_back(into.file(std::filesystem::path(folder).filename().string() + "-block" +
+                                std::to_string(files.size()) + ".mmd"));
+      writeFile(files.back(), text.substr(start, end - start));
+    }
+  }
+  return files;
+}
+
+TEST_F(DocumentationFormats, MarkdownFolderLinksResolveAndDiagramsRender) {
+  std::string command = "node " + shellWord(kScripts + "render_mermaid.mjs");
+  size_t blocks = 0;
+  for (size_t i = 0; i < files_.size(); ++i) {
+    const std::string folder = folder_->file("markdown" + std::to_string(i));
+    writeFormat({"--format", "markdown", files_[i]}, folder);
+    ASSERT_TRUE(std::filesystem::is_regular_file(folder + "/README.md"));
+    expectLinksResolve(folder);
+    for (const std::string& block : extractMermaidBlocks(folder, *folder_, 25)) {
+      command += " --only " + shellWord(block);
+      ++blocks;
+    }
+  }
+  EXPECT_GT(blocks, 10u);
+  const std::string markup = readFile(folder_->file("markdown1") + "/SHOP.CUSTOMERS.md");
+  EXPECT_NE(markup.find("&lt;script&gt;window.pwned=1&lt;/script&gt; &amp; &lt;b&gt;"),
+            std::string::npos);
+#ifdef PCD_TESTS_NO_BROWSER
+  GTEST_SKIP() << "the browser checks run in the normal build";
+#endif
+  const CommandResult result = runCommand(command + " > /dev/null");
+  EXPECT_EQ(result.exitCode, 0) << result.output;
+}
+
+// A folder of other files is refused unless --force, which keeps them; a
+// folder the program wrote is replaced, stale pages included; a failed
+// import leaves the folder as it was.
+TEST_F(DocumentationFormats, MarkdownFolderRules) {
+  TemporaryFolder work;
+  const std::string folder = work.file("docs");
+  const std::string sample = kSourceDir + "/examples/sample.pcd";
+  std::filesystem::create_directory(folder);
+  writeFile(folder + "/notes.txt", "mine");
+  ProgramResult result = runProgram({{"-q", "-f", "markdown", "-o", folder, sample}, "", {}});
+  EXPECT_NE(result.exitCode, 0);
+  EXPECT_NE(result.err.find("--force"), std::string::npos) << result.err;
+  EXPECT_EQ(std::distance(std::filesystem::directory_iterator(folder), {}), 1);
+  EXPECT_EQ(work.entries(), std::vector<std::string>{"docs"});
+
+  result = runProgram({{"-q", "-f", "markdown", "--force", "-o", folder, sample}, "", {}});
+  ASSERT_EQ(result.exitCode, 0) << result.err;
+  EXPECT_EQ(readFile(folder + "/notes.txt"), "mine");
+  EXPECT_TRUE(std::filesystem::is_regular_file(folder + "/SHOP.ORDERS.md"));
+
+  // Our own folder: replaced, and a page of a table gone since goes too.
+  const std::string own = work.file("own");
+  writeFormat({"-f", "markdown", sample}, own);
+  writeFile(own + "/OLD.TABLE.md", "stale");
+  writeFile(own + "/.pcd-import-files", readFile(own + "/.pcd-import-files") + "OLD.TABLE.md\n");
+  writeFormat({"-f", "markdown", sample}, own);
+  EXPECT_FALSE(std::filesystem::exists(own + "/OLD.TABLE.md"));
+  EXPECT_TRUE(std::filesystem::is_regular_file(own + "/SHOP.ORDERS.md"));
+
+  const std::vector<std::string> before = folderEntries(own);
+  result = runProgram({{"-q", "-f", "markdown", "--fail-on-warning", "-o", own, sample}, "", {}});
+  EXPECT_NE(result.exitCode, 0);  // the sample has a warning
+  EXPECT_EQ(folderEntries(own), before);
+  EXPECT_EQ(work.entries(), (std::vector<std::string>{"docs", "own"}));
+
+  result = runProgram({{"-q", "-f", "markdown", sample}, "", {}});
+  EXPECT_EQ(result.exitCode, 2) << result.err;
+}
+
+}  // namespace

@@ -1,0 +1,130 @@
+// Opens catalog pages of pcd-import's html format in a real headless browser
+// (the system's Chromium, driven by playwright-core, network refused) and
+// checks them against the model's JSON document: no console error and no
+// request besides the page itself; a section for every table, view and
+// procedure; the search box leaves just the matches; clicking a foreign key
+// lands on the referenced table; text that looks like markup stays text.
+// Prints the page's size and the time it took to become interactive.
+//
+//   node check_html.mjs [--screenshot=PNG] MODEL.json PAGE.html [[--screenshot=PNG] MODEL.json PAGE.html]...
+import { mkdtempSync, rmSync, statSync } from 'node:fs';
+import { tmpdir } from 'node:os';
+import { join, resolve } from 'node:path';
+import { pathToFileURL } from 'node:url';
+import { chromium } from 'playwright-core';
+import { Problems, readModel, schemasOf } from './model_expectations.mjs';
+
+const browserPath = process.env.CHROMIUM ?? '/usr/bin/chromium';
+const problems = new Problems('HTML catalog');
+
+const jobs = [];
+let screenshot = null;
+const args = process.argv.slice(2);
+for (let i = 0; i < args.length; ++i) {
+  if (args[i].startsWith('--screenshot=')) {
+    screenshot = args[i].slice('--screenshot='.length);
+  } else {
+    jobs.push({ model: args[i], file: args[++i], screenshot });
+    screenshot = null;
+  }
+}
+if (jobs.length === 0 || jobs.some((job) => !job.file)) {
+  console.error('usage: node check_html.mjs [--screenshot=PNG] MODEL.json PAGE.html ...');
+  process.exit(2);
+}
+
+// A name as the page shows it: control characters are blanks.
+const shown = (name) => name.replace(/[\x00-\x08\x0b-\x1f\x7f]/g, ' ');
+
+async function checkPage(context, job) {
+  const model = readModel(job.model);
+  const schemas = schemasOf(model);
+  const objects = schemas.flatMap((s) => [...s.schema.tables, ...s.schema.views, ...s.schema.procedures]);
+  const page = await context.newPage();
+  const url = pathToFileURL(resolve(job.file)).href;
+  const errors = [];
+  page.on('console', (message) => { if (message.type() === 'error') errors.push(message.text()); });
+  page.on('pageerror', (error) => errors.push(String(error)));
+  page.on('request', (request) => { if (request.url() !== url) errors.push(`request ${request.url()}`); });
+  await page.goto(url, { waitUntil: 'load', timeout: 120_000 });
+  const timing = await page.evaluate(() => {
+    const [entry] = performance.getEntriesByType('navigation');
+    return { interactive: entry.domInteractive, loaded: entry.loadEventEnd };
+  });
+  console.log(`${job.file}: ${statSync(job.file).size} bytes, interactive after ${Math.round(timing.interactive)} ms,` +
+              ` loaded after ${Math.round(timing.loaded)} ms`);
+  if (job.screenshot) await page.screenshot({ path: job.screenshot });
+
+  // A section for every table, view and procedure, titled with its name.
+  const names = await page.$$eval('section.object > h3 > .name', (list) => list.map((e) => e.textContent));
+  problems.equal(names.length, objects.length, `${job.file}: sections`);
+  const present = new Set(names);
+  for (const object of objects) {
+    problems.expect(present.has(shown(object.name)), `${job.file}: no section for ${JSON.stringify(object.name)}`);
+  }
+  problems.equal(await page.$$eval('script', (list) => list.length), 1, `${job.file}: script elements`);
+  problems.expect(await page.evaluate(() => window.pwned === undefined), `${job.file}: a description ran as script`);
+  const markup = objects.find((o) => o.description.includes('<script>'));
+  if (markup) {
+    const text = await page.evaluate(() => document.body.innerText);
+    problems.expect(text.includes(markup.description), `${job.file}: the description with <script> is not shown as text`);
+  }
+
+  // Searching for a table's name leaves the sections holding that text.
+  const table = schemas.flatMap((s) => s.schema.tables).find((t) => t.name.length >= 3);
+  if (table) {
+    const query = table.name.toLowerCase();
+    const started = Date.now();
+    await page.fill('#search', table.name);
+    await page.waitForFunction(() => document.getElementById('matches').textContent !== '');
+    const elapsed = Date.now() - started;
+    const visible = await page.$$eval('section.object:not([hidden])', (list) => list.map((s) =>
+      [...s.querySelectorAll('.name,.desc')].map((e) => e.textContent).join('\n').toLowerCase()));
+    const expected = objects.filter((o) => [o.name, o.description,
+      ...(o.columns ?? o.arguments ?? []).flatMap((c) => [c.name, c.description])].join('\n').toLowerCase().includes(query));
+    problems.equal(visible.length, expected.length, `${job.file}: sections left by searching ${JSON.stringify(table.name)}`);
+    problems.expect(visible.every((text) => text.includes(query)), `${job.file}: a section without the text stays`);
+    console.log(`${job.file}: search of ${objects.length} sections answered in ${elapsed} ms`);
+    await page.fill('#search', '');
+    await page.waitForFunction(() => document.getElementById('matches').textContent === '');
+  }
+
+  // Following a foreign key lands on the referenced table's section.
+  const fk = await page.$('table.fk-out a');
+  problems.expect(fk !== null || !schemas.some((s) => s.schema.tables.some((t) => t.keys.some((k) => k.kind === 'foreign'))),
+                  `${job.file}: no foreign key link`);
+  if (fk) {
+    const target = (await fk.getAttribute('href')).slice(1);
+    await fk.click();
+    const landed = await page.evaluate((id) => {
+      const section = document.getElementById(id);
+      const box = section?.getBoundingClientRect();
+      return { hash: decodeURIComponent(location.hash.slice(1)), target: !!section && section.matches(':target'),
+               top: box ? Math.round(box.top) : null, object: section?.classList.contains('object') };
+    }, target);
+    problems.equal(landed.hash, target, `${job.file}: address after following a foreign key`);
+    problems.expect(landed.target && landed.object && Math.abs(landed.top) <= 2,
+                    `${job.file}: following a foreign key did not land on ${target}: ${JSON.stringify(landed)}`);
+  }
+  problems.equal(errors, [], `${job.file}: console errors and requests`);
+  await page.close();
+}
+
+const profile = mkdtempSync(join(tmpdir(), 'pcd-html-'));
+let context;
+try {
+  context = await chromium.launchPersistentContext(profile, {
+    executablePath: browserPath,
+    headless: true,
+    args: ['--no-sandbox', '--disable-gpu', '--disable-quic', '--no-first-run',
+           '--disable-background-networking', '--disable-component-update', '--disable-sync'],
+    viewport: { width: 1280, height: 900 },
+  });
+  for (const job of jobs) await checkPage(context, job);
+} catch (error) {
+  problems.expect(false, `cannot check in the browser ${browserPath}: ${error.message}`);
+} finally {
+  await context?.close();
+  rmSync(profile, { recursive: true, force: true });
+}
+problems.finish();

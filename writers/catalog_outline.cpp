@@ -1,0 +1,132 @@
+#include "catalog_outline.h"
+
+#include <algorithm>
+#include <unordered_set>
+
+#include "unique_names.h"
+
+namespace {
+
+std::string anchorText(const std::string& bytes) {
+  std::string text = printableText(bytes);
+  for (char& c : text) {
+    if (c == ' ' || c == '#' || c == '%') c = '_';
+  }
+  return text;
+}
+
+// Schemas of every catalog in the model's order (the same walk the diagram
+// selection makes), with their procedures.
+void collectSchemas(const ZELModel& model, CatalogOutline& outline) {
+  struct Pending {
+    const ZELPackage* schema;
+    std::string path;
+  };
+  for (const ZELPackage* package : model.childPackages()) {
+    if (package->getElementType() != ZEL_ET_DATABASE_CATALOG) continue;
+    const std::string catalog(bytesOf(package->getName()));
+    std::vector<Pending> pending;
+    const auto pushChildren = [&pending](const ZELPackage& parent, const std::string& prefix) {
+      const size_t first = pending.size();
+      for (const ZELPackage* child : parent.childPackages()) {
+        pending.push_back({child, prefix + std::string(bytesOf(child->getName()))});
+      }
+      std::reverse(pending.begin() + static_cast<std::ptrdiff_t>(first), pending.end());
+    };
+    pushChildren(*package, "");
+    while (!pending.empty()) {
+      const Pending current = pending.back();
+      pending.pop_back();
+      pushChildren(*current.schema, current.path + "/");
+      OutlineSchema schema{catalog, current.path, {}, {}, {}};
+      if (current.schema->isInstanceOf(ZEL_ET_DATA_PACKAGE)) {
+        for (const ZELModelObject* object :
+             static_cast<const ZELDataPackage*>(current.schema)->modelObjects()) {
+          if (object->getElementType() == ZEL_ET_STORED_PROCEDURE) {
+            schema.procedures.push_back({static_cast<const ZELStoredProcedure*>(object), {}});
+          }
+        }
+      }
+      outline.schemas.push_back(std::move(schema));
+    }
+  }
+}
+
+}  // namespace
+
+CatalogOutline outlineModel(const ZELModel& model) {
+  CatalogOutline outline;
+  collectSchemas(model, outline);
+  WriterOptions everything;
+  selectDiagram(model, everything, outline.diagram);  // no schema names: cannot fail
+
+  // Diagram schemas are the outline's schemas that hold tables, in the same order.
+  std::vector<size_t> schemaOf(outline.diagram.schemas.size());
+  for (size_t d = 0, o = 0; d < schemaOf.size(); ++d) {
+    const DiagramSchema& drawn = outline.diagram.schemas[d];
+    while (outline.schemas[o].catalog != drawn.catalog || outline.schemas[o].path != drawn.path)
+      ++o;
+    schemaOf[d] = o++;
+  }
+  std::unordered_map<std::string, std::unordered_set<std::string>> catalogsOfPath;
+  for (const OutlineSchema& schema : outline.schemas)
+    catalogsOfPath[schema.path].insert(schema.catalog);
+  const auto prefix = [&](const OutlineSchema& schema) {
+    return catalogsOfPath[schema.path].size() > 1 ? schema.catalog + "." + schema.path
+                                                  : schema.path;
+  };
+
+  UniqueNames anchors;
+  for (size_t t = 0; t < outline.diagram.tables.size(); ++t) {
+    const DiagramTable& drawn = outline.diagram.tables[t];
+    const size_t schema = schemaOf[drawn.schema];
+    outline.schemas[schema].tables.push_back(t);
+    outline.indexOf.emplace(drawn.table, t);
+    const std::string name(bytesOf(drawn.table->getName()));
+    outline.tables.push_back(
+        {schema, anchors.take(anchorText(prefix(outline.schemas[schema]) + "." + name)), {}, {}});
+  }
+  for (OutlineSchema& schema : outline.schemas) {
+    for (OutlineProcedure& procedure : schema.procedures) {
+      const std::string name(bytesOf(procedure.procedure->getName()));
+      procedure.anchor = anchors.take(anchorText(prefix(schema) + "." + name));
+    }
+  }
+  for (OutlineSchema& schema : outline.schemas) {
+    schema.anchor = anchors.take(anchorText(
+        catalogsOfPath[schema.path].size() > 1 ? schema.catalog + "." + schema.path : schema.path));
+  }
+
+  for (size_t r = 0; r < outline.diagram.relations.size(); ++r) {
+    const DiagramRelation& relation = outline.diagram.relations[r];
+    outline.tables[relation.child].relations.push_back(r);
+    if (relation.parent != relation.child) outline.tables[relation.parent].relations.push_back(r);
+  }
+  for (const DiagramTable& drawn : outline.diagram.tables) {
+    for (const ZELKey* key : drawn.table->keys()) {
+      if (!key->isInstanceOf(ZEL_ET_FOREIGN_KEY)) continue;
+      const auto* foreignKey = static_cast<const ZELForeignKey*>(key);
+      const ZELCandidateKey* referenced = foreignKey->getCandidateKey();
+      if (referenced == nullptr) continue;
+      const auto target = outline.indexOf.find(referenced->getAssociatedClass());
+      if (target != outline.indexOf.end())
+        outline.tables[target->second].referencedBy.push_back(foreignKey);
+    }
+  }
+  return outline;
+}
+
+Diagram neighbourhoodDiagram(const CatalogOutline& outline, size_t t, size_t& neighbours) {
+  std::vector<size_t> tables{t};
+  std::unordered_set<size_t> seen{t};
+  for (const size_t r : outline.tables[t].relations) {
+    const DiagramRelation& relation = outline.diagram.relations[r];
+    for (const size_t end : {relation.child, relation.parent}) {
+      if (seen.insert(end).second) tables.push_back(end);
+    }
+  }
+  neighbours = tables.size() - 1;
+  // Only the relations of t itself: relations among its neighbours would
+  // draw a wider neighbourhood than the section talks about.
+  return partOfDiagram(outline.diagram, tables, outline.tables[t].relations);
+}

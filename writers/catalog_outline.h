@@ -1,0 +1,53 @@
+// What the documentation formats (html, markdown) show, gathered once: the
+// schemas with their tables, views and procedures, a stable anchor for each,
+// the diagram of the whole model and, per table, the relations that touch it
+// and the foreign keys that reference it.
+#pragma once
+
+#include <string>
+#include <unordered_map>
+#include <vector>
+
+#include "diagram_selection.h"
+#include "model/zel_model.h"
+
+struct OutlineProcedure {
+  const ZELStoredProcedure* procedure;
+  std::string anchor;
+};
+
+struct OutlineSchema {
+  std::string catalog;
+  std::string path;  // the schema's name; "PARENT/CHILD" when schemas nest
+  std::string anchor;
+  std::vector<size_t> tables;  // indexes into CatalogOutline::tables
+  std::vector<OutlineProcedure> procedures;
+};
+
+struct OutlineTable {
+  size_t schema;  // index into CatalogOutline::schemas
+  std::string anchor;
+  std::vector<size_t> relations;  // indexes into diagram.relations, where it is either end
+  std::vector<const ZELForeignKey*> referencedBy;  // foreign keys of other tables (or its own)
+};
+
+struct CatalogOutline {
+  std::vector<OutlineSchema> schemas;  // every schema, in the model's order
+  // Table i is diagram.tables[i]: the diagram draws every table and view
+  // with all its columns and key marks.
+  std::vector<OutlineTable> tables;
+  Diagram diagram;
+  std::unordered_map<const ZELClass*, size_t> indexOf;  // table or view -> index
+};
+
+// Anchors are "SCHEMA.NAME" (SCHEMA the schema's path), or
+// "CATALOG.SCHEMA.NAME" when two catalogs hold a schema of that path; blanks,
+// "#" and "%" become "_", bytes that are not UTF-8 U+FFFD, and a repeated
+// anchor gets "_2", "_3"... in the model's order. Tables and views take
+// theirs first, then procedures, then schemas ("CATALOG.SCHEMA" or SCHEMA),
+// so that adding a procedure never moves a table's anchor.
+CatalogOutline outlineModel(const ZELModel& model);
+
+// The directly related tables of table t (t first, then the others in the
+// order of its relations) and the relations among them.
+Diagram neighbourhoodDiagram(const CatalogOutline& outline, size_t t, size_t& neighbours);

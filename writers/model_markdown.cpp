@@ -1,0 +1,338 @@
+#include "model_markdown.h"
+
+#include <cctype>
+#include <unordered_set>
+
+#include "catalog_outline.h"
+#include "model_mermaid.h"
+#include "model_summary.h"
+#include "utf8_sequence.h"
+
+namespace {
+
+// A table related to more tables than this (a hub) is listed, not drawn:
+// the diagram would be unreadable in a repository's page.
+constexpr size_t kNeighbourDiagramLimit = 30;
+// File names stay well below the usual 255-byte limit.
+constexpr size_t kMaxFileNameBytes = 120;
+
+// Text from the extract as Markdown text, also inside a table cell: the
+// punctuation that starts emphasis, code, links, headings or cells is
+// escaped with a backslash, < > & become
+// entities (no raw HTML), a line break becomes <br>, other control
+// characters blanks, bytes that are not UTF-8 U+FFFD.
+std::string markdownText(std::string_view bytes) {
+  static const std::string_view kPunctuation = "\\`*_[]#|~";
+  std::string text;
+  const auto* data = reinterpret_cast<const unsigned char*>(bytes.data());
+  for (size_t i = 0; i < bytes.size();) {
+    const unsigned char byte = data[i];
+    if (byte >= 0x80) {
+      const size_t length = wellFormedSequenceLength(data + i, bytes.size() - i);
+      if (length != 0) {
+        text.append(bytes.data() + i, length);
+        i += length;
+      } else {
+        text += "\xEF\xBF\xBD";
+        ++i;
+      }
+      continue;
+    }
+    if (byte == '<') {
+      text += "&lt;";
+    } else if (byte == '>') {
+      text += "&gt;";
+    } else if (byte == '&') {
+      text += "&amp;";
+    } else if (byte == '\n') {
+      text += "<br>";
+    } else if (byte < 0x20 || byte == 0x7F) {
+      text += ' ';
+    } else {
+      if (kPunctuation.find(static_cast<char>(byte)) != std::string_view::npos) text += '\\';
+      text += static_cast<char>(byte);
+    }
+    ++i;
+  }
+  return text;
+}
+
+std::string markdownText(const ZELString& bytes) {
+  return markdownText(bytesOf(bytes));
+}
+
+// A file name in a link: every byte but letters, digits and -._~ percent-encoded.
+std::string linkTarget(const std::string& name) {
+  static const char kHex[] = "0123456789ABCDEF";
+  std::string target;
+  for (const char c : name) {
+    const auto byte = static_cast<unsigned char>(c);
+    if (std::isalnum(byte) || c == '-' || c == '.' || c == '_' || c == '~') {
+      target += c;
+    } else {
+      target += '%';
+      target += kHex[byte >> 4];
+      target += kHex[byte & 15];
+    }
+  }
+  return target;
+}
+
+// A file name from an anchor: characters that file systems refuse become
+// "_", a leading "." too (no hidden files), cut to a length file systems
+// take (at a character boundary); unique without regard to case.
+class FileNames {
+ public:
+  std::string take(const std::string& anchor) {
+    std::string base;
+    for (const char c : anchor) {
+      const auto byte = static_cast<unsigned char>(c);
+      base += byte < 0x20 || std::string_view("/\\:*?\"<>|").find(c) != std::string_view::npos ? '_'
+                                                                                               : c;
+    }
+    if (base.empty() || base[0] == '.') base.insert(0, "_");
+    if (base.size() > kMaxFileNameBytes) {
+      size_t cut = kMaxFileNameBytes;
+      while (cut > 0 && (static_cast<unsigned char>(base[cut]) & 0xC0) == 0x80) --cut;
+      base.resize(cut);
+    }
+    std::string name = base + ".md";
+    for (int counter = 2; !taken_.insert(lower(name)).second; ++counter) {
+      name = base + "_" + std::to_string(counter) + ".md";
+    }
+    return name;
+  }
+
+ private:
+  static std::string lower(std::string text) {
+    for (char& c : text) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+    return text;
+  }
+  std::unordered_set<std::string> taken_{"readme.md"};
+};
+
+std::string columnList(const ZELKey& key) {
+  std::string text;
+  for (const ZELAttribute* column : key.attributes()) {
+    if (!text.empty()) text += ", ";
+    text += markdownText(column->getName());
+  }
+  return text;
+}
+
+class MarkdownModelWriter final : public ModelWriter {
+ public:
+  std::string write(const ModelSource&, std::FILE*) override {
+    return "the markdown format writes a folder: name it with -o DIR";
+  }
+
+  std::string writeFolder(const ModelSource& source, std::vector<FolderFile>& files) override {
+    outline_ = outlineModel(source.model);
+    FileNames names;
+    for (const OutlineTable& table : outline_.tables)
+      fileNames_.push_back(names.take(table.anchor));
+    files.push_back({"README.md", readme(source)});
+    for (size_t t = 0; t < outline_.tables.size(); ++t)
+      files.push_back({fileNames_[t], tablePage(t)});
+    std::string list;
+    for (const FolderFile& file : files) list += file.name + "\n";
+    files.push_back({kFolderFileList, list});
+    return "";
+  }
+
+ private:
+  std::string schemaTitle(size_t schema) const {
+    const OutlineSchema& outlined = outline_.schemas[schema];
+    return markdownText(outlined.catalog) + " / " + markdownText(outlined.path);
+  }
+
+  std::string tableLink(size_t t) const {
+    const OutlineSchema& schema = outline_.schemas[outline_.tables[t].schema];
+    return "[" + markdownText(schema.path) + "\\." +
+           markdownText(outline_.diagram.tables[t].table->getName()) + "](" +
+           linkTarget(fileNames_[t]) + ")";
+  }
+
+  std::string tableLinkOf(const ZELClass* table) const {
+    const auto found = outline_.indexOf.find(table);
+    if (found != outline_.indexOf.end()) return tableLink(found->second);
+    return table != nullptr ? markdownText(table->getName()) : std::string("?");
+  }
+
+  std::string readme(const ModelSource& source) const {
+    std::string text = "# " + markdownText(source.model.getName()) + "\n\n";
+    text += "| | |\n|---|---|\n| Source file | " + markdownText(source.sourceFile) + " |\n";
+    for (const ZELMetadataOrigin* origin : source.model.metadataOrigins()) {
+      text += "| Imported | " + markdownText(origin->importTime) + " |\n";
+    }
+    const ModelCounts counts = countModel(source.model);
+    long foreignKeys = 0;
+    for (const OutlineTable& table : outline_.tables)
+      foreignKeys += static_cast<long>(table.referencedBy.size());
+    const struct {
+      const char* name;
+      long value;
+    } rows[] = {{"Catalogs", counts.catalogs},    {"Schemas", counts.schemas},
+                {"Tables", counts.tables},        {"Views", counts.views},
+                {"Columns", counts.columns},      {"Keys", counts.keys - foreignKeys},
+                {"Foreign keys", foreignKeys},    {"Indexes", counts.indexes},
+                {"Procedures", counts.procedures}};
+    for (const auto& row : rows)
+      text += std::string("| ") + row.name + " | " + std::to_string(row.value) + " |\n";
+    text += "\n## Import warnings\n\n";
+    bool any = false;
+    for (const ZELLogEvent& event : source.log) {
+      if (event.getLevel() < ZEL_SEVERITY_WARNING) continue;
+      text += std::string("- ") + severityWordOf(event.getLevel()) + " " +
+              markdownText(event.getCode()) + ": " + markdownText(event.getText()) + "\n";
+      any = true;
+    }
+    if (!any) text += "None.\n";
+    text +=
+        "\n## Schemas\n\n| Catalog | Schema | Tables and views | Procedures |\n|---|---|---|---|\n";
+    for (const OutlineSchema& schema : outline_.schemas) {
+      text += "| " + markdownText(schema.catalog) + " | " + markdownText(schema.path) + " | " +
+              std::to_string(schema.tables.size()) + " | " +
+              std::to_string(schema.procedures.size()) + " |\n";
+    }
+    text +=
+        "\n## Tables and views\n\n| Name | Kind | Catalog / schema | Columns | Description "
+        "|\n|---|---|---|---|---|\n";
+    for (size_t t = 0; t < outline_.tables.size(); ++t) {
+      const DiagramTable& drawn = outline_.diagram.tables[t];
+      text += "| " + tableLink(t) + " | " + (drawn.view ? "view" : "table") + " | " +
+              schemaTitle(outline_.tables[t].schema) + " | " +
+              std::to_string(drawn.columns.size()) + " | " +
+              markdownText(drawn.table->getDescription()) + " |\n";
+    }
+    for (const OutlineSchema& schema : outline_.schemas) {
+      for (const OutlineProcedure& outlined : schema.procedures)
+        text += procedure(schema, outlined);
+    }
+    return text;
+  }
+
+  static std::string procedure(const OutlineSchema& schema, const OutlineProcedure& outlined) {
+    const ZELStoredProcedure& procedure = *outlined.procedure;
+    std::string text = "\n## Procedure " + markdownText(procedure.getName()) + "\n\nIn " +
+                       markdownText(schema.catalog) + " / " + markdownText(schema.path) + ".\n\n";
+    if (procedure.getDescription().length() != 0)
+      text += markdownText(procedure.getDescription()) + "\n\n";
+    if (procedure.arguments().count() == 0) return text + "No arguments.\n";
+    text += "| # | Argument | Type | Description |\n|---|---|---|---|\n";
+    for (const ZELArgument* argument : procedure.arguments()) {
+      text += "| " + std::to_string(argument->getPosition()) + " | " +
+              markdownText(argument->getName()) + " | " +
+              markdownText(typeText(argument->getType())) + " | " +
+              markdownText(argument->getDescription()) + " |\n";
+    }
+    return text;
+  }
+
+  std::string tablePage(size_t t) const {
+    const DiagramTable& drawn = outline_.diagram.tables[t];
+    const OutlineTable& outlined = outline_.tables[t];
+    const ZELClass& table = *drawn.table;
+    std::string text = "# " + markdownText(table.getName()) + "\n\n" +
+                       (drawn.view ? "View" : "Table") + " in " + schemaTitle(outlined.schema) +
+                       " · [All tables](README.md)\n\n";
+    if (table.getDescription().length() != 0) text += markdownText(table.getDescription()) + "\n\n";
+    text += "## Columns\n\n| # | Column | Type |" + std::string(drawn.view ? "" : " Not null |") +
+            " Keys | Description |\n|---|---|---|" + (drawn.view ? "" : "---|") + "---|---|\n";
+    for (const DiagramColumn& column : drawn.columns) {
+      std::string keys;
+      if (column.primaryKey) keys += "PK ";
+      if (column.foreignKey) keys += "FK ";
+      if (column.unique) keys += "AK ";
+      text += "| " + std::to_string(column.column->getPosition()) + " | " +
+              markdownText(column.column->getName()) + " | " +
+              markdownText(columnTypeText(*column.column)) + " |" +
+              (drawn.view       ? ""
+               : column.notNull ? " yes |"
+                                : " |") +
+              " " + keys + "| " + markdownText(column.column->getDescription()) + " |\n";
+    }
+    if (!drawn.view) text += keysAndIndexes(table) + foreignKeys(table, outlined);
+    if (!outlined.relations.empty()) {
+      size_t neighbours = 0;
+      const Diagram diagram = neighbourhoodDiagram(outline_, t, neighbours);
+      text += "\n## Diagram\n\n";
+      text += neighbours <= kNeighbourDiagramLimit
+                  ? "```mermaid\n" + diagramAsMermaid(diagram) + "```\n"
+                  : "Related to " + std::to_string(neighbours) + " tables, too many to draw.\n";
+    }
+    return text;
+  }
+
+  static std::string keysAndIndexes(const ZELClass& table) {
+    std::string text;
+    for (const ZELKey* key : table.keys()) {
+      if (!key->isInstanceOf(ZEL_ET_CANDIDATE_KEY)) continue;
+      if (text.empty()) text = "\n## Keys\n\n| Name | Kind | Columns |\n|---|---|---|\n";
+      const bool unique = static_cast<const ZELCandidateKey*>(key)->uniqueKey;
+      text += "| " + markdownText(key->getName()) + " | " +
+              (key == table.getPrimaryKey() ? "primary"
+               : unique                     ? "alternate (unique)"
+                                            : "alternate") +
+              " | " + columnList(*key) + " |\n";
+    }
+    if (table.indexes().count() == 0) return text;
+    text += "\n## Indexes\n\n| Name | Columns | Flags |\n|---|---|---|\n";
+    for (const ZELIndex* index : table.indexes()) {
+      std::string members;
+      for (const ZELIndexMember* member : index->members()) {
+        if (!members.empty()) members += ", ";
+        if (member->getAttribute() != nullptr)
+          members += markdownText(member->getAttribute()->getName());
+        if (member->sortOrder == 2) members += " desc";
+      }
+      std::string flags;
+      if (index->indexFlag1) flags += "unique";
+      if (index->indexFlag2) flags += flags.empty() ? "clustered" : ", clustered";
+      if (index->indexFlag3) flags += flags.empty() ? "catalog storage" : ", catalog storage";
+      text += "| " + markdownText(index->getName()) + " | " + members + " | " + flags + " |\n";
+    }
+    return text;
+  }
+
+  std::string foreignKeys(const ZELClass& table, const OutlineTable& outlined) const {
+    std::string text;
+    for (const ZELKey* key : table.keys()) {
+      if (!key->isInstanceOf(ZEL_ET_FOREIGN_KEY)) continue;
+      if (text.empty())
+        text = "\n## References\n\n| Foreign key | Columns | Table | Key |\n|---|---|---|---|\n";
+      const auto* foreignKey = static_cast<const ZELForeignKey*>(key);
+      std::string pairs;
+      for (const ZELAssociationRoleNameMap* map : foreignKey->roleNameMaps()) {
+        if (!pairs.empty()) pairs += ", ";
+        const ZELAttribute* from = map->getSourceAttribute();
+        const ZELAttribute* to = map->getDestinationAttribute();
+        pairs += (from ? markdownText(from->getName()) : "?") + " → " +
+                 (to ? markdownText(to->getName()) : "?");
+      }
+      if (pairs.empty()) pairs = columnList(*key);
+      const ZELCandidateKey* referenced = foreignKey->getCandidateKey();
+      text += "| " + markdownText(key->getName()) + " | " + pairs + " | " +
+              (referenced ? tableLinkOf(referenced->getAssociatedClass()) + " | " +
+                                markdownText(referenced->getName())
+                          : std::string(" | ")) +
+              " |\n";
+    }
+    if (outlined.referencedBy.empty()) return text;
+    text += "\n## Referenced by\n\n| Table | Foreign key | Columns |\n|---|---|---|\n";
+    for (const ZELForeignKey* foreignKey : outlined.referencedBy) {
+      text += "| " + tableLinkOf(foreignKey->getAssociatedClass()) + " | " +
+              markdownText(foreignKey->getName()) + " | " + columnList(*foreignKey) + " |\n";
+    }
+    return text;
+  }
+
+  CatalogOutline outline_;
+  std::vector<std::string> fileNames_;  // per table, in the folder
+};
+
+}  // namespace
+
+std::unique_ptr<ModelWriter> makeMarkdownModelWriter(const WriterOptions&) {
+  return std::make_unique<MarkdownModelWriter>();
+}
