@@ -21,6 +21,7 @@
 #include "builder/derived_type_values.h"
 #include "model/zel_model.h"
 #include "pcd/chunk_arena.h"
+#include "pcd/node_id_registry.h"
 #include "pcd/node_tables.h"
 #include "pcd/recent_names.h"
 #include "pcd/record_nodes.h"
@@ -195,7 +196,7 @@ class ZELCaRepositoryDsOdbcImportBridge {
   long lineNumber = 0;                       // the line being read, for the PCD error
   ZELObjectNameHashtable baseTypeTable;      // base types by name; not owned
   ZELStringNodeHashtable scannerIndexTable;  // record name -> scanner index
-  ZELLongNodeHashtable idRegistry;           // object id -> node; owns the nodes
+  NodeIdRegistry idRegistry;                 // object id -> node; owns the nodes
   ZELStringNodeHashtable kindTable;          // record name -> ZELVector* of nodes; owns the vectors
   // Scanner indexes of the record names met last (see scannerIndexOf).
   CaRepositoryDsOdbcImport::RecentNames recentNames;
