@@ -62,21 +62,23 @@ for tables in 1000 10000 100000 1000000; do
   fi
 done
 
-# measure COMMAND...: prints "SECONDS PEAK_KB", the best of a few runs for
-# small files (one run for large ones). Output goes to /dev/null.
+# measure COMMAND...: prints "SECONDS PEAK_KB", the medians of a few runs
+# (the machine is shared and noisy: a median, not the best run). Output goes
+# to /dev/null.
 measure() {
-  local runs=$repeat best_ns="" best_kb="" start end kb
+  local runs=$repeat start end times=() kbs=()
   for ((i = 0; i < runs; i++)); do
     start=$(date +%s%N)
     /usr/bin/time -f %M -o "$build/time.out" "$@" >/dev/null 2>"$build/stderr.out" || {
       echo "bench: failed: $*" >&2; cat "$build/stderr.out" >&2; exit 1; }
     end=$(date +%s%N)
-    kb=$(tail -n 1 "$build/time.out")
-    if [ -z "$best_ns" ] || [ $((end - start)) -lt "$best_ns" ]; then
-      best_ns=$((end - start)); best_kb=$kb
-    fi
+    times+=($((end - start)))
+    kbs+=("$(tail -n 1 "$build/time.out")")
   done
-  awk -v ns="$best_ns" -v kb="$best_kb" 'BEGIN { printf "%.3f %d\n", ns / 1e9, kb }'
+  local ns kb
+  ns=$(printf '%s\n' "${times[@]}" | sort -n | sed -n "$(((runs + 1) / 2))p")
+  kb=$(printf '%s\n' "${kbs[@]}" | sort -n | sed -n "$(((runs + 1) / 2))p")
+  awk -v ns="$ns" -v kb="$kb" 'BEGIN { printf "%.3f %d\n", ns / 1e9, kb }'
 }
 
 results=$build/results.txt
@@ -84,7 +86,7 @@ results=$build/results.txt
 for tables in "${sizes[@]}"; do
   file=bench/data/tables-$tables.pcd
   bytes=$(stat -c %s "$file")
-  repeat=3; [ "$bytes" -gt 200000000 ] && repeat=1
+  repeat=5; [ "$bytes" -gt 200000000 ] && repeat=3
   cat "$file" >/dev/null  # read from the page cache in every measurement
   echo "bench: measuring $file" >&2
   lines=$(wc -l <"$file")
@@ -93,25 +95,27 @@ for tables in "${sizes[@]}"; do
   read -r naive_s naive_kb < <(measure "$bin/naive_reader" "$file")
   read -r summary_s summary_kb < <(measure "$bin/pcd-import" -q -f summary "$file")
   read -r json_s json_kb < <(measure "$bin/pcd-import" -q -f json -o /dev/null "$file")
-  echo "$tables $bytes $lines $wc_s $getline_s $getline_kb $naive_s $naive_kb $summary_s $summary_kb $json_s $json_kb" >>"$results"
+  read -r compact_s compact_kb < <(measure "$bin/pcd-import" -q -f json --compact -o /dev/null "$file")
+  echo "$tables $bytes $lines $wc_s $getline_s $getline_kb $naive_s $naive_kb $summary_s $summary_kb $json_s $json_kb $compact_s $compact_kb" >>"$results"
 done
 
 echo
 echo "Import benchmarks on $(nproc) cores ($(uname -m)); files from bench/generate_pcd.cpp, seed 1."
-echo "Times are wall seconds (best of 3 below 200 MB); MB/s = file MB / time; RSS x = peak"
+echo "Times are wall seconds (median of 5 below 200 MB, of 3 above); MB/s = file MB / time; RSS x = peak"
 echo "resident memory / file size; ratio = import time / baseline reader time."
 awk '
   function mbs(bytes, s) { return s > 0 ? bytes / 1e6 / s : 0 }
   BEGIN {
-    printf "%8s %7s %9s | %6s %7s %6s | %6s %6s %5s | %6s %6s %5s %5s | %6s %6s %5s %5s\n",
+    printf "%8s %7s %9s | %6s %7s %6s | %6s %6s %5s | %6s %6s %5s %5s | %6s %6s %5s %5s | %6s %5s %5s\n",
       "tables", "MB", "lines", "wc -l", "getline", "MB/s", "base", "MB/s", "RSSx",
-      "import", "MB/s", "RSSx", "ratio", "+json", "MB/s", "RSSx", "ratio"
+      "import", "MB/s", "RSSx", "ratio", "+json", "MB/s", "RSSx", "ratio", "compct", "RSSx", "ratio"
   }
   {
     mb = $2 / 1e6; kb_file = $2 / 1024
-    printf "%8d %7.1f %9d | %6.3f %7.3f %6.0f | %6.3f %6.0f %5.2f | %6.3f %6.0f %5.2f %5.2f | %6.3f %6.0f %5.2f %5.2f\n",
+    printf "%8d %7.1f %9d | %6.3f %7.3f %6.0f | %6.3f %6.0f %5.2f | %6.3f %6.0f %5.2f %5.2f | %6.3f %6.0f %5.2f %5.2f | %6.3f %5.2f %5.2f\n",
       $1, mb, $3, $4, $5, mbs($2, $5), $7, mbs($2, $7), $8 / kb_file,
-      $9, mbs($2, $9), $10 / kb_file, $9 / $7, $11, mbs($2, $11), $12 / kb_file, $11 / $7
+      $9, mbs($2, $9), $10 / kb_file, $9 / $7, $11, mbs($2, $11), $12 / kb_file, $11 / $7,
+      $13, $14 / kb_file, $13 / $7
     time[$1] = $9
   }
   END {

@@ -19,8 +19,10 @@
 #include <memory>
 
 #include "builder/derived_type_values.h"
+#include "builder/shared_derived_types.h"
 #include "model/zel_model.h"
 #include "pcd/chunk_arena.h"
+#include "pcd/node_id_registry.h"
 #include "pcd/node_tables.h"
 #include "pcd/recent_names.h"
 #include "pcd/record_nodes.h"
@@ -165,15 +167,15 @@ class ZELCaRepositoryDsOdbcImportBridge {
   std::unique_ptr<ZELDerivedType> makeDerivedType(
       const CaRepositoryDsOdbcImport::Rel_colNode* column,
       const CaRepositoryDsOdbcImport::Rel_dtNode* dataType);
-  // Gives a column or argument its own derived type, which the model owns.
+  // Gives a column or argument its derived type, which the model owns: the
+  // one of the first column with equal values (see shared_derived_types.h).
   template <class Typed>
   void addDerivedType(Typed* typed, const CaRepositoryDsOdbcImport::Rel_colNode* column,
                       const CaRepositoryDsOdbcImport::Rel_dtNode* dataType) {
-    std::unique_ptr<ZELDerivedType> type = makeDerivedType(column, dataType);
-    typed->addType(type.get());
-    model->addType(type.get());
-    type.release();
+    typed->addType(sharedDerivedType(column, dataType));
   }
+  ZELDerivedType* sharedDerivedType(const CaRepositoryDsOdbcImport::Rel_colNode* column,
+                                    const CaRepositoryDsOdbcImport::Rel_dtNode* dataType);
   // Makes the design package that stands beside `schema`, in the model, and
   // records it in the schema's user data.
   void addDesignPackage(ZELDatabaseSchema* schema, const ZELString& name, bool schemaFlag);
@@ -195,7 +197,7 @@ class ZELCaRepositoryDsOdbcImportBridge {
   long lineNumber = 0;                       // the line being read, for the PCD error
   ZELObjectNameHashtable baseTypeTable;      // base types by name; not owned
   ZELStringNodeHashtable scannerIndexTable;  // record name -> scanner index
-  ZELLongNodeHashtable idRegistry;           // object id -> node; owns the nodes
+  NodeIdRegistry idRegistry;                 // object id -> node; owns the nodes
   ZELStringNodeHashtable kindTable;          // record name -> ZELVector* of nodes; owns the vectors
   // Scanner indexes of the record names met last (see scannerIndexOf).
   CaRepositoryDsOdbcImport::RecentNames recentNames;
@@ -204,6 +206,8 @@ class ZELCaRepositoryDsOdbcImportBridge {
   CaRepositoryDsOdbcImport::ChunkArena nodeArena;
   // Name, data type and base type of derived types, by native type and length.
   CaRepositoryDsOdbcImport::DerivedTypeValueCache derivedTypeValues;
+  // The derived types made so far, by the values that make them equal.
+  CaRepositoryDsOdbcImport::SharedDerivedTypes sharedDerivedTypes;
   // Memory of the user data the builder hangs on model objects (see
   // getObjectUserData); freed by the clean-up after the reset traversal.
   CaRepositoryDsOdbcImport::ChunkArena userDataArena;

@@ -70,6 +70,20 @@ std::unique_ptr<ZELDerivedType> Bridge::makeDerivedType(const Rel_colNode* colum
   return type;
 }
 
+ZELDerivedType* Bridge::sharedDerivedType(const Rel_colNode* column, const Rel_dtNode* dataType) {
+  // The length and scale as the type stores them.
+  const int length = static_cast<int>(column->length != 0 ? column->length : column->attr4L);
+  const int scale = static_cast<int>(column->scale);
+  if (ZELDerivedType* shared = sharedDerivedTypes.find(dataType, dataType->name, length, scale)) {
+    return shared;
+  }
+  std::unique_ptr<ZELDerivedType> type = makeDerivedType(column, dataType);
+  model->addType(type.get());
+  ZELDerivedType* linked = type.release();
+  sharedDerivedTypes.keep(dataType, dataType->name, linked->Length, linked->Scale, linked);
+  return linked;
+}
+
 namespace {
 
 // The attribute of a TBL_COL or VIEW_COL record, named after its column and

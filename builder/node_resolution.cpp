@@ -51,7 +51,7 @@ void ZELCaRepositoryDsOdbcImportBridge::processNodes() {
   std::vector<Node*> nodes;
   nodes.reserve(static_cast<size_t>(idRegistry.count()));
   idRegistry.forEachEntry([&nodes](void* item) {
-    auto* node = static_cast<Node*>(static_cast<ZELLongNodeHashtable::Entry*>(item)->value);
+    auto* node = static_cast<Node*>(static_cast<NodeIdRegistry::Entry*>(item)->value);
     if (node != nullptr) nodes.push_back(node);
   });
   // Nodes of one kind are processed in ascending object id. Files usually

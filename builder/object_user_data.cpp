@@ -79,6 +79,7 @@ void Bridge::deleteUnusedObjects(bool /*success*/) {
   takeEachValue(idRegistry, [](void* value) { static_cast<Node*>(value)->~Node(); });
   nodeArena.release();
   derivedTypeValues.clear();
+  sharedDerivedTypes.clear();
   scannerIndexTable.empty();
   idRegistry.empty();
   kindTable.empty();

@@ -4,6 +4,7 @@
 
 #include "model_queries.h"
 #include "pcd_writer.h"
+#include "zel_type_helpers.h"
 
 namespace {
 
@@ -191,6 +192,51 @@ TEST(Keys, TwoPrimaryKeysOnOneClassLeaveTheLaterAsPrimary) {
   auto* duplicate = findByName<ZELKey>(table->keys(), "DUP");
   EXPECT_EQ(namesOf(duplicate->attributes()), (std::vector<std::string>{"A", "A"}));
   EXPECT_EQ(duplicate->getIndex()->members().count(), 2);
+}
+
+// Columns get the type of the first column whose type would be equal (native
+// name, length, scale), also across native type records of one name, so that
+// the model holds the types the factorization of one type per column keeps,
+// in the order of first use; factorizing again finds nothing to merge.
+TEST(Columns, EqualTypeValuesShareTheTypeOfTheirFirstColumn) {
+  PcdWriter pcd;
+  pcd.basicCatalog()
+      .table(10, "T")
+      .tableAt(11, 10, 4)
+      .relDt(20, "VARCHAR")
+      .relDt(21, "INTEGER")
+      .relCol(30, 9, "A", 10)
+      .tblCol(31, 10, 30, "N", 1)
+      .relCol(32, 20, "B", 10)
+      .tblCol(33, 10, 32, "N", 2)
+      .relCol(34, 9, "C", 10, 0, 2)
+      .tblCol(35, 10, 34, "N", 3)
+      .relCol(36, 21, "D", 0)
+      .tblCol(37, 10, 36, "N", 4)
+      .relCol(38, 20, "E", 0, 12)
+      .tblCol(39, 10, 38, "N", 5)
+      .relCol(40, 9, "F", 12)
+      .tblCol(41, 10, 40, "N", 6)
+      .relCol(42, 9, "G", 0, 0, 2)
+      .tblCol(43, 10, 42, "N", 7);
+  ImportResult result = pcd.import();
+  ASSERT_EQ(result.error, "");
+  ZELClass* table = onlyClass(*result.model, "T");
+  ASSERT_NE(table, nullptr);
+  auto type = [table](const char* column) { return typeOf(columnOf(table, column)); };
+  EXPECT_EQ(type("B"), type("A"));
+  EXPECT_EQ(type("F"), type("E"));
+  EXPECT_NE(type("C"), type("A"));
+  EXPECT_NE(type("G"), type("C"));
+  std::vector<ZELDerivedType*> derived;
+  for (ZELType* each : result.model->types()) {
+    if (each->isInstanceOf(ZEL_ET_DERIVED_TYPE)) derived.push_back(static_cast<ZELDerivedType*>(each));
+  }
+  EXPECT_EQ(derived, (std::vector<ZELDerivedType*>{type("A"), type("C"), type("D"), type("E"),
+                                                   type("G")}));
+  const long types = result.model->types().count();
+  factorizeTypes(result.model.get());
+  EXPECT_EQ(result.model->types().count(), types);
 }
 
 }  // namespace

@@ -1,0 +1,39 @@
+#include "pcd/node_id_registry.h"
+
+bool NodeIdRegistry::growDirectFor(size_t id) {
+  const size_t bound = count_ * kDirectPerRecord > kMinDirect ? count_ * kDirectPerRecord : kMinDirect;
+  if (id >= bound) return false;
+  // Doubling keeps the cost of growth linear; the bound holds it to a few
+  // words per record whatever the ids.
+  size_t size = direct_.empty() ? size_t{1024} : direct_.size();
+  while (size <= id) size *= 2;
+  direct_.resize(size, nullptr);
+  return true;
+}
+
+void NodeIdRegistry::add(long id, void* node) {
+  // Room for the file-order entry first, so that nothing after the index or
+  // table has taken the node can fail.
+  if (count_ == blocks_.size() * kBlockEntries) {
+    blocks_.reserve(blocks_.size() + 1);
+    blocks_.push_back(std::make_unique<Entry[]>(kBlockEntries));
+  }
+  const bool direct =
+      id >= 0 && (static_cast<size_t>(id) < direct_.size() || growDirectFor(static_cast<size_t>(id)));
+  if (direct) {
+    direct_[static_cast<size_t>(id)] = node;
+  } else {
+    sparse_.add(id, node);
+    ++sparseCount_;
+  }
+  blocks_[count_ / kBlockEntries][count_ % kBlockEntries].value = node;
+  ++count_;
+}
+
+void NodeIdRegistry::empty() noexcept {
+  std::vector<void*>().swap(direct_);
+  sparse_.empty();
+  sparseCount_ = 0;
+  std::vector<std::unique_ptr<Entry[]>>().swap(blocks_);
+  count_ = 0;
+}

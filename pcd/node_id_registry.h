@@ -1,0 +1,68 @@
+// The id registry: every record node by its object id, the newest node for
+// an id that several records share, and all nodes in file order.
+//
+// Ids are small, mostly consecutive integers in practice, so non-negative ids
+// up to a bound proportional to the number of records are found by direct
+// index (8 bytes per id); any other id goes to a hash table keyed by a keyed
+// hash (node_tables.h). No set of ids can make the index outgrow the bound,
+// and no set of ids can crowd the hash table.
+#pragma once
+
+#include <cstddef>
+#include <memory>
+#include <vector>
+
+#include "pcd/node_tables.h"
+
+class NodeIdRegistry {
+ public:
+  // One record in file order; the clean-up clears `value` once the node is destroyed.
+  struct Entry {
+    void* value;
+  };
+
+  // `sparseSize`: the starting size of the table of ids off the index.
+  explicit NodeIdRegistry(int sparseSize) : sparse_(sparseSize) {}
+  NodeIdRegistry(const NodeIdRegistry&) = delete;
+  NodeIdRegistry& operator=(const NodeIdRegistry&) = delete;
+
+  // Registers `node` under `id`; a later node with the same id hides the
+  // earlier one from find(). On failure (out of memory) nothing is registered.
+  void add(long id, void* node);
+  // The newest node registered under `id`, or null.
+  void* find(long id) {
+    if (id >= 0 && static_cast<size_t>(id) < direct_.size()) {
+      if (void* node = direct_[static_cast<size_t>(id)]) return node;
+    }
+    return sparseCount_ == 0 ? nullptr : sparse_.find(id);
+  }
+  // Records registered, those hidden by a later one included.
+  long count() const { return static_cast<long>(count_); }
+  // Calls visit(Entry*) for every record in file order. Allocates nothing.
+  template <class Visit>
+  void forEachEntry(Visit visit) {
+    size_t left = count_;
+    for (const std::unique_ptr<Entry[]>& block : blocks_) {
+      const size_t inBlock = left < kBlockEntries ? left : kBlockEntries;
+      for (size_t at = 0; at < inBlock; ++at) visit(&block[at]);
+      left -= inBlock;
+    }
+  }
+  // Forgets every node (destroys none) and frees the memory. Allocates nothing.
+  void empty() noexcept;
+
+ private:
+  static constexpr size_t kBlockEntries = 4096;  // file-order records per block
+  // The index covers ids below max(kMinDirect, kDirectPerRecord * records):
+  // at least one id in kDirectPerRecord is a record's.
+  static constexpr size_t kMinDirect = size_t{1} << 16;
+  static constexpr size_t kDirectPerRecord = 4;
+
+  bool growDirectFor(size_t id);
+
+  std::vector<void*> direct_;  // by id; null where no record has that id
+  ZELLongNodeHashtable sparse_;
+  size_t sparseCount_ = 0;
+  std::vector<std::unique_ptr<Entry[]>> blocks_;  // file order, in fixed blocks: no copying on growth
+  size_t count_ = 0;
+};

@@ -1,0 +1,49 @@
+// The id registry against a plain map of the newest node per id, over ids
+// on the direct index, off it (negative, far apart) and ids that move onto
+// the index after they were first registered off it.
+#include "pcd/node_id_registry.h"
+
+#include <map>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+namespace {
+
+void expectSameAsMap(const std::vector<long>& ids) {
+  NodeIdRegistry registry(16);
+  std::map<long, void*> newest;
+  std::vector<void*> order;
+  std::vector<int> nodes(ids.size());
+  for (size_t at = 0; at < ids.size(); ++at) {
+    registry.add(ids[at], &nodes[at]);
+    newest[ids[at]] = &nodes[at];
+    order.push_back(&nodes[at]);
+  }
+  for (const auto& [id, node] : newest) EXPECT_EQ(registry.find(id), node) << id;
+  EXPECT_EQ(registry.find(123456789), nullptr);
+  EXPECT_EQ(registry.find(-5), newest.count(-5) ? newest[-5] : nullptr);
+  std::vector<void*> walked;
+  registry.forEachEntry([&walked](NodeIdRegistry::Entry* entry) { walked.push_back(entry->value); });
+  EXPECT_EQ(walked, order);
+  EXPECT_EQ(registry.count(), static_cast<long>(ids.size()));
+  registry.empty();
+  EXPECT_EQ(registry.count(), 0);
+  EXPECT_EQ(registry.find(ids.empty() ? 0 : ids[0]), nullptr);
+}
+
+TEST(NodeIdRegistryTest, FindsTheNewestNodeOfEveryIdAndKeepsFileOrder) {
+  std::vector<long> dense;
+  for (long id = 1000; id < 11000; ++id) dense.push_back(id);
+  dense.push_back(1500);  // a duplicate on the index
+  expectSameAsMap(dense);
+
+  // Off the index first (far beyond the bound), on it once enough records came.
+  std::vector<long> moving = {-5, 3000000, 7, -5, 1L << 40};
+  for (long id = 0; id < 800000; id += 1) moving.push_back(id % 2 == 0 ? id : 4000000 - id);
+  moving.push_back(3000000);
+  moving.push_back(-5);
+  expectSameAsMap(moving);
+}
+
+}  // namespace
