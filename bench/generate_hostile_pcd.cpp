@@ -18,7 +18,9 @@
 
 namespace {
 
-void header() { std::puts("PCD extract written by generate_hostile_pcd"); }
+void header() {
+  std::puts("PCD extract written by generate_hostile_pcd");
+}
 
 // A catalog (database 20 on system 10) with schema 60, type 200 (INTEGER),
 // and table 100 "T0" placed as 120, with column 400 as its primary key 500.

@@ -1,7 +1,8 @@
 #include "pcd/node_id_registry.h"
 
 bool NodeIdRegistry::growDirectFor(size_t id) {
-  const size_t bound = count_ * kDirectPerRecord > kMinDirect ? count_ * kDirectPerRecord : kMinDirect;
+  const size_t bound =
+      count_ * kDirectPerRecord > kMinDirect ? count_ * kDirectPerRecord : kMinDirect;
   if (id >= bound) return false;
   // Doubling keeps the cost of growth linear; the bound holds it to a few
   // words per record whatever the ids.
@@ -18,8 +19,8 @@ void NodeIdRegistry::add(long id, void* node) {
     blocks_.reserve(blocks_.size() + 1);
     blocks_.push_back(std::make_unique<Entry[]>(kBlockEntries));
   }
-  const bool direct =
-      id >= 0 && (static_cast<size_t>(id) < direct_.size() || growDirectFor(static_cast<size_t>(id)));
+  const bool direct = id >= 0 && (static_cast<size_t>(id) < direct_.size() ||
+                                  growDirectFor(static_cast<size_t>(id)));
   if (direct) {
     direct_[static_cast<size_t>(id)] = node;
   } else {

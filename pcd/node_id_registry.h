@@ -63,6 +63,7 @@ class NodeIdRegistry {
   std::vector<void*> direct_;  // by id; null where no record has that id
   ZELLongNodeHashtable sparse_;
   size_t sparseCount_ = 0;
-  std::vector<std::unique_ptr<Entry[]>> blocks_;  // file order, in fixed blocks: no copying on growth
+  std::vector<std::unique_ptr<Entry[]>>
+      blocks_;  // file order, in fixed blocks: no copying on growth
   size_t count_ = 0;
 };

@@ -20,8 +20,7 @@ bool isKeyColumn(const ZELClass& table, const ZELAttribute& column) {
   return false;
 }
 
-DiagramTable describeTable(const ZELClass& table, bool view, size_t schema,
-                           DiagramColumns detail) {
+DiagramTable describeTable(const ZELClass& table, bool view, size_t schema, DiagramColumns detail) {
   DiagramTable drawn{&table, view, schema, {}};
   if (detail == DiagramColumns::kNone) return drawn;
   std::unordered_set<const ZELAttribute*> primary, foreign, unique;
@@ -113,7 +112,8 @@ void selectRelations(const ZELModel& model, Diagram& diagram) {
   for (size_t i = 0; i < diagram.tables.size(); ++i) drawn.emplace(diagram.tables[i].table, i);
   for (const ZELPackage* package : model.childPackages()) {
     if (package->getElementType() != ZEL_ET_DESIGN_PACKAGE) continue;
-    for (const ZELModelElement* element : static_cast<const ZELDesignPackage*>(package)->elements()) {
+    for (const ZELModelElement* element :
+         static_cast<const ZELDesignPackage*>(package)->elements()) {
       if (element->getElementType() != ZEL_ET_ASSOCIATION) continue;
       const auto& association = *static_cast<const ZELAssociation*>(element);
       if (association.roles().count() != 2) continue;
@@ -129,9 +129,8 @@ void selectRelations(const ZELModel& model, Diagram& diagram) {
                                parseMultiplicity(bytesOf(parent->multiplicity)),
                                child->getForeignKey(),
                                {}};
-      relation.name = std::string(bytesOf(relation.foreignKey != nullptr
-                                              ? relation.foreignKey->getName()
-                                              : association.getName()));
+      relation.name = std::string(bytesOf(
+          relation.foreignKey != nullptr ? relation.foreignKey->getName() : association.getName()));
       diagram.relations.push_back(std::move(relation));
     }
   }
@@ -163,7 +162,7 @@ std::string selectDiagram(const ZELModel& model, const WriterOptions& options, D
 Diagram partOfDiagram(const Diagram& whole, const std::vector<size_t>& tables,
                       const std::vector<size_t>& relations) {
   Diagram part;
-  std::unordered_map<size_t, size_t> newIndex;  // whole.tables -> part.tables
+  std::unordered_map<size_t, size_t> newIndex;   // whole.tables -> part.tables
   std::unordered_map<size_t, size_t> newSchema;  // whole.schemas -> part.schemas
   for (const size_t t : tables) {
     if (!newIndex.emplace(t, part.tables.size()).second) continue;
@@ -211,14 +210,16 @@ std::string printableText(std::string_view bytes) {
   return text;
 }
 
-std::string columnTypeText(const ZELAttribute& column) { return typeText(column.getType()); }
+std::string columnTypeText(const ZELAttribute& column) {
+  return typeText(column.getType());
+}
 
 std::string typeText(const ZELType* type) {
   if (type == nullptr) return "";
   if (!type->isInstanceOf(ZEL_ET_DERIVED_TYPE)) return std::string(bytesOf(type->getName()));
   const auto& derived = static_cast<const ZELDerivedType&>(*type);
-  std::string text(bytesOf(derived.NativeDataType.length() != 0 ? derived.NativeDataType
-                                                                   : derived.getName()));
+  std::string text(
+      bytesOf(derived.NativeDataType.length() != 0 ? derived.NativeDataType : derived.getName()));
   // Some native names carry their size already: "NUMBER(10,2)".
   if (derived.getLength() > 0 && text.find('(') == std::string::npos) {
     text += "(" + std::to_string(derived.getLength());

@@ -22,13 +22,13 @@ struct DiagramColumn {
 struct DiagramTable {
   const ZELClass* table;
   bool view;
-  size_t schema;  // index into Diagram::schemas
+  size_t schema;                       // index into Diagram::schemas
   std::vector<DiagramColumn> columns;  // as --columns asks
 };
 
 struct DiagramSchema {
-  std::string catalog;  // the catalog's name
-  std::string path;     // the schema's name; "PARENT/CHILD" when schemas nest
+  std::string catalog;         // the catalog's name
+  std::string path;            // the schema's name; "PARENT/CHILD" when schemas nest
   std::vector<size_t> tables;  // indexes into Diagram::tables
 };
 
@@ -66,7 +66,9 @@ Diagram partOfDiagram(const Diagram& whole, const std::vector<size_t>& tables,
                       const std::vector<size_t>& relations);
 
 // The model's bytes of a name or text.
-inline std::string_view bytesOf(const ZELString& text) { return {text.c_str(), text.length()}; }
+inline std::string_view bytesOf(const ZELString& text) {
+  return {text.c_str(), text.length()};
+}
 
 // Valid UTF-8 for any bytes: each byte that is not part of a well-formed
 // sequence becomes U+FFFD and each control character a blank, so that a

@@ -22,11 +22,15 @@ std::string escaped(std::string_view bytes, char quote) {
   return text;
 }
 
-std::string identifier(std::string_view name) { return escaped(name, '"'); }
-std::string stringLiteral(std::string_view text) { return escaped(text, '\''); }
+std::string identifier(std::string_view name) {
+  return escaped(name, '"');
+}
+std::string stringLiteral(std::string_view text) {
+  return escaped(text, '\'');
+}
 
 struct NamedTable {
-  std::string schema, name;  // as written, quoted
+  std::string schema, name;                                      // as written, quoted
   std::unordered_map<const ZELAttribute*, std::string> columns;  // quoted
   std::string qualified() const { return schema + "." + name; }
 };
@@ -127,7 +131,8 @@ class DbmlDocument {
     std::unordered_set<const ZELIndex*> keyIndexes;
     for (const ZELKey* key : table.keys()) {
       keyIndexes.insert(key->getIndex());
-      if (key->isInstanceOf(ZEL_ET_FOREIGN_KEY) || !key->isInstanceOf(ZEL_ET_CANDIDATE_KEY)) continue;
+      if (key->isInstanceOf(ZEL_ET_FOREIGN_KEY) || !key->isInstanceOf(ZEL_ET_CANDIDATE_KEY))
+        continue;
       const bool unique = static_cast<const ZELCandidateKey*>(key)->uniqueKey;
       const bool primary = key == table.getPrimaryKey();
       if (key->attributes().count() == 1 && (primary || unique)) continue;  // a column setting
@@ -135,7 +140,8 @@ class DbmlDocument {
       if (columns.empty()) continue;
       std::string settings = primary ? "pk" : unique ? "unique" : "";
       if (!primary && key->getName().length() != 0) {
-        settings += (settings.empty() ? "name: " : ", name: ") + stringLiteral(bytesOf(key->getName()));
+        settings +=
+            (settings.empty() ? "name: " : ", name: ") + stringLiteral(bytesOf(key->getName()));
       }
       lines += "    " + columns + (settings.empty() ? "" : " [" + settings + "]") + "\n";
     }
@@ -175,8 +181,8 @@ class DbmlDocument {
       if (foreign.getName().length() != 0) {
         text_ += " " + identifier(refNames_.take(std::string(bytesOf(foreign.getName()))));
       }
-      text_ += ": " + named.qualified() + "." + from + " > " + parentNamed.qualified() + "." + to +
-               "\n";
+      text_ +=
+          ": " + named.qualified() + "." + from + " > " + parentNamed.qualified() + "." + to + "\n";
     }
   }
 

@@ -22,8 +22,9 @@ namespace {
 
 bool isKeyword(const std::string& name) {
   static const std::unordered_set<std::string> keywords = {
-      "erdiagram", "direction", "style", "classdef", "class", "subgraph", "end", "one",
-      "only", "zero", "many", "to", "optionally", "u", "acctitle", "accdescr", "o"};
+      "erdiagram",  "direction", "style",    "classdef", "class", "subgraph",
+      "end",        "one",       "only",     "zero",     "many",  "to",
+      "optionally", "u",         "acctitle", "accdescr", "o"};
   std::string lower;
   for (const char c : name) lower += static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
   return keywords.count(lower) != 0;
@@ -41,8 +42,8 @@ bool isPlainIdentifier(const std::string& name) {
 // a non-ASCII character (they take U+00C0 and up; lower ones are rare in
 // names and become "_" only in types).
 bool isTokenByte(unsigned char c) {
-  return std::isalnum(c) || c == '_' || c == '-' || c == '(' || c == ')' || c == '[' ||
-         c == ']' || c == '.' || c == ',' || c >= 0x80;
+  return std::isalnum(c) || c == '_' || c == '-' || c == '(' || c == ')' || c == '[' || c == ']' ||
+         c == '.' || c == ',' || c >= 0x80;
 }
 
 bool isAttributeToken(const std::string& text) {
@@ -60,14 +61,29 @@ std::string quotedText(std::string_view bytes) {
   std::string text = "\"";
   for (const char byte : printableText(bytes)) {
     switch (byte) {
-      case '"': text += "#quot;"; break;
-      case '#': text += "#35;"; break;
-      case '%': text += "#37;"; break;
-      case '<': text += "#lt;"; break;
-      case '>': text += "#gt;"; break;
-      case '&': text += "#amp;"; break;
-      case '\\': text += "#92;"; break;
-      default: text += byte;
+      case '"':
+        text += "#quot;";
+        break;
+      case '#':
+        text += "#35;";
+        break;
+      case '%':
+        text += "#37;";
+        break;
+      case '<':
+        text += "#lt;";
+        break;
+      case '>':
+        text += "#gt;";
+        break;
+      case '&':
+        text += "#amp;";
+        break;
+      case '\\':
+        text += "#92;";
+        break;
+      default:
+        text += byte;
     }
   }
   return text + "\"";

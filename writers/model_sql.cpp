@@ -12,7 +12,9 @@
 
 namespace {
 
-std::string_view bytesOf(const ZELString& text) { return {text.c_str(), text.length()}; }
+std::string_view bytesOf(const ZELString& text) {
+  return {text.c_str(), text.length()};
+}
 
 // MySQL: longest comments (characters) and index key (bytes).
 constexpr size_t kMySqlColumnComment = 1024;
@@ -225,8 +227,8 @@ class ScriptBuilder {
     if (dialect_ == SqlDialect::kPostgreSql) {
       body_ += "CREATE SCHEMA " + quoted(&schema) + ";\n";
     } else if (dialect_ == SqlDialect::kMySql) {
-      body_ += "CREATE DATABASE " + quoted(&schema) +
-               " CHARACTER SET utf8mb4 COLLATE utf8mb4_bin;\n";
+      body_ +=
+          "CREATE DATABASE " + quoted(&schema) + " CHARACTER SET utf8mb4 COLLATE utf8mb4_bin;\n";
     }
     for (const ZELModelObject* object : objectsOfType(schema, ZEL_ET_CLASS)) {
       writeTable(*static_cast<const ZELClass*>(object));
@@ -246,8 +248,8 @@ class ScriptBuilder {
     const ZELCandidateKey* primary = nullptr;
     std::vector<const ZELCandidateKey*> unique;
     std::vector<const ZELCandidateKey*> indexed;  // candidate keys that are not unique
-    std::vector<std::string> foreignKeyClauses;  // SQLite: inside CREATE TABLE
-    std::string notes;  // keys not written
+    std::vector<std::string> foreignKeyClauses;   // SQLite: inside CREATE TABLE
+    std::string notes;                            // keys not written
   };
 
   // Decides which candidate keys of `table` become constraints; done for
@@ -266,8 +268,10 @@ class ScriptBuilder {
       const std::string problem = keyProblem(table, keyColumns);
       const bool primary = table.getPrimaryKey() == candidate;
       if (!problem.empty()) {
-        notWritten(keyNotes, std::string(primary ? "primary key " : "key ") + quoted(key) +
-                                 " of " + tableRef(&table), problem);
+        notWritten(keyNotes,
+                   std::string(primary ? "primary key " : "key ") + quoted(key) + " of " +
+                       tableRef(&table),
+                   problem);
         continue;
       }
       writtenKeys_.insert(candidate);
@@ -286,8 +290,8 @@ class ScriptBuilder {
     body_ += "\n";
     const std::string description = validUtf8(bytesOf(table.getDescription()));
     if (!createdTables_.count(&table)) {
-      notWritten(body_, "table " + tableRef(&table), "a table needs at least one column in " +
-                                                          std::string(sqlDialectName(dialect_)));
+      notWritten(body_, "table " + tableRef(&table),
+                 "a table needs at least one column in " + std::string(sqlDialectName(dialect_)));
       return;
     }
     if (name(&table) != validUtf8(bytesOf(table.getName()))) {
@@ -338,10 +342,10 @@ class ScriptBuilder {
       const std::vector<const ZELAttribute*> keyColumns(keys.primary->attributes().begin(),
                                                         keys.primary->attributes().end());
       // MySQL names every primary key PRIMARY.
-      lines.push_back(std::string("  ") +
-                      (dialect_ == SqlDialect::kMySql ? ""
-                                                      : "CONSTRAINT " + quoted(keys.primary) + " ") +
-                      "PRIMARY KEY (" + columnList(keyColumns) + ")");
+      lines.push_back(
+          std::string("  ") +
+          (dialect_ == SqlDialect::kMySql ? "" : "CONSTRAINT " + quoted(keys.primary) + " ") +
+          "PRIMARY KEY (" + columnList(keyColumns) + ")");
       comments.emplace_back();
     }
     for (const ZELCandidateKey* key : keys.unique) {
@@ -364,8 +368,10 @@ class ScriptBuilder {
     if (dialect_ == SqlDialect::kMySql && !description.empty()) {
       const std::string kept = firstCharacters(basicPlaneOnly(description), kMySqlTableComment);
       body_ += " COMMENT=" + literal(kept);
-      if (kept.size() < description.size()) body_ += ";  -- description shortened\n";
-      else body_ += ";\n";
+      if (kept.size() < description.size())
+        body_ += ";  -- description shortened\n";
+      else
+        body_ += ";\n";
     } else {
       body_ += ";\n";
     }

@@ -115,13 +115,13 @@ std::string SvgDrawing::draw(const Diagram& diagram, std::string& svg) {
 
 SvgLayout chooseSvgLayout(size_t tables, size_t cells) {
   if (tables > kMaxTables || cells > kMaxCells) {
-    return {nullptr, "the diagram has " + std::to_string(tables) + " tables and views and " +
-                         std::to_string(cells - tables) +
-                         " columns, too many to lay out in reasonable time (at most " +
-                         std::to_string(kMaxTables) + " tables and " + std::to_string(kMaxCells) +
-                         " tables and columns together); draw part of it with --schema NAME" +
-                         (cells > tables ? " or fewer columns with --columns keys or --columns none"
-                                         : "")};
+    return {nullptr,
+            "the diagram has " + std::to_string(tables) + " tables and views and " +
+                std::to_string(cells - tables) +
+                " columns, too many to lay out in reasonable time (at most " +
+                std::to_string(kMaxTables) + " tables and " + std::to_string(kMaxCells) +
+                " tables and columns together); draw part of it with --schema NAME" +
+                (cells > tables ? " or fewer columns with --columns keys or --columns none" : "")};
   }
   return {tables <= kLayeredLayoutTables ? "dot" : "osage", ""};
 }

@@ -20,7 +20,8 @@ const std::vector<OutputFormat>& outputFormats() {
       {"mermaid", "a Mermaid entity-relationship diagram (erDiagram)", makeMermaidModelWriter},
       {"dbml", "the tables, keys, indexes and references in DBML", makeDbmlModelWriter},
       {"html", "a browsable catalog in one self-contained HTML page", makeHtmlModelWriter},
-      {"markdown", "a folder of Markdown pages (-o DIR) with Mermaid diagrams", makeMarkdownModelWriter, true},
+      {"markdown", "a folder of Markdown pages (-o DIR) with Mermaid diagrams",
+       makeMarkdownModelWriter, true},
   };
   return formats;
 }

@@ -17,7 +17,7 @@ unsigned sequenceLength(std::string_view text, size_t at) {
     length = 2;
   } else if (lead >= 0xE0 && lead <= 0xEF) {
     length = 3;
-    if (lead == 0xE0) low = 0xA0;  // no overlong forms
+    if (lead == 0xE0) low = 0xA0;   // no overlong forms
     if (lead == 0xED) high = 0x9F;  // no surrogates
   } else if (lead >= 0xF0 && lead <= 0xF4) {
     length = 4;
@@ -50,8 +50,7 @@ bool isOneOf(std::string_view value, std::initializer_list<std::string_view> nam
 unsigned decimalBytes(long precision, long scale) {
   static const unsigned kRest[] = {0, 1, 1, 2, 2, 3, 3, 4, 4, 4};
   const long whole = precision - scale;
-  return static_cast<unsigned>(whole / 9 * 4 + kRest[whole % 9] + scale / 9 * 4 +
-                               kRest[scale % 9]);
+  return static_cast<unsigned>(whole / 9 * 4 + kRest[whole % 9] + scale / 9 * 4 + kRest[scale % 9]);
 }
 
 SqlType postgresqlType(std::string_view dataType, long length, long scale) {
@@ -122,8 +121,9 @@ SqlType mysqlString(long length) {
   if (length <= 768) {  // one column of up to 3072 index bytes
     return {withLength("VARCHAR", length), "string", true, static_cast<unsigned>(length * 4), ""};
   }
-  const char* text = length * 4 <= 65535 ? "TEXT" : length * 4 <= 16777215 ? "MEDIUMTEXT"
-                                                                             : "LONGTEXT";
+  const char* text = length * 4 <= 65535      ? "TEXT"
+                     : length * 4 <= 16777215 ? "MEDIUMTEXT"
+                                              : "LONGTEXT";
   return {text, text, false, 0, "length " + std::to_string(length) + " written as " + text};
 }
 
@@ -208,8 +208,8 @@ SqlType sqliteType(std::string_view dataType, long length, long scale) {
                                 "DOUBLE", "DATE", "TIME", "TIMESTAMP"})) {
     type.text = dataType == "DOUBLE" ? "DOUBLE PRECISION" : std::string(dataType);
   } else if (isOneOf(dataType, {"DECIMAL", "NUMERIC"})) {
-    type.text = length > 0 ? withPrecision(dataType, length, std::max(scale, 0L))
-                           : std::string(dataType);
+    type.text =
+        length > 0 ? withPrecision(dataType, length, std::max(scale, 0L)) : std::string(dataType);
   } else {
     type = generalType(SqlDialect::kSqlite);
   }

@@ -8,7 +8,9 @@
 
 namespace {
 
-std::string_view bytesOf(const ZELString& text) { return {text.c_str(), text.length()}; }
+std::string_view bytesOf(const ZELString& text) {
+  return {text.c_str(), text.length()};
+}
 
 // FNV-1a, 32 bits, as 8 hex digits: short and the same on every machine.
 std::string shortHash(std::string_view text) {
@@ -22,7 +24,9 @@ std::string shortHash(std::string_view text) {
   return digits;
 }
 
-bool isContinuation(char c) { return (static_cast<unsigned char>(c) & 0xC0) == 0x80; }
+bool isContinuation(char c) {
+  return (static_cast<unsigned char>(c) & 0xC0) == 0x80;
+}
 
 // Length of `text` in the limit's unit.
 size_t units(std::string_view text, const IdentifierLimit& limit) {
@@ -134,7 +138,9 @@ class Namer {
   IdentifierLimit limit_;
 };
 
-std::string quotedForMessage(const ZELString& name) { return "\"" + commentText(bytesOf(name)) + "\""; }
+std::string quotedForMessage(const ZELString& name) {
+  return "\"" + commentText(bytesOf(name)) + "\"";
+}
 
 }  // namespace
 
@@ -250,10 +256,10 @@ std::string SqlNames::assign(const ZELModel& model, SqlDialect dialect) {
     for (size_t i = 0; i < tables.size(); ++i) {
       const std::string what = "table " + quotedForMessage(tables[i]->getName()) + " of schema " +
                                quotedForMessage(entry.schema->getName());
-      names_[tables[i]] = namer.unique(
-          unreserved(namer.clean(tables[i]->getName(), "table_" + std::to_string(i + 1), what,
-                                 error)),
-          {&relations});
+      names_[tables[i]] =
+          namer.unique(unreserved(namer.clean(tables[i]->getName(),
+                                              "table_" + std::to_string(i + 1), what, error)),
+                       {&relations});
     }
   }
 
@@ -279,7 +285,7 @@ std::string SqlNames::assign(const ZELModel& model, SqlDialect dialect) {
             {&columns});
       }
 
-      NameScope constraints(dialect);  // per table
+      NameScope constraints(dialect);   // per table
       NameScope tableIndexes(dialect);  // MySQL: per table
       tableIndexes.take("PRIMARY");
       int ordinal = 0;
@@ -287,10 +293,10 @@ std::string SqlNames::assign(const ZELModel& model, SqlDialect dialect) {
         ++ordinal;
         const bool foreign = key->isInstanceOf(ZEL_ET_FOREIGN_KEY);
         const bool primary = table.getPrimaryKey() == key;
-        const std::string fallback = (primary   ? "pk_" + tableName
-                                      : foreign ? "fk_" + tableName + "_" + std::to_string(ordinal)
-                                                : "uk_" + tableName + "_" +
-                                                      std::to_string(ordinal));
+        const std::string fallback =
+            (primary   ? "pk_" + tableName
+             : foreign ? "fk_" + tableName + "_" + std::to_string(ordinal)
+                       : "uk_" + tableName + "_" + std::to_string(ordinal));
         const std::string text = namer.clean(
             key->getName(), fallback, "key " + quotedForMessage(key->getName()) + where, error);
         if (dialect == SqlDialect::kPostgreSql) {
@@ -314,8 +320,8 @@ std::string SqlNames::assign(const ZELModel& model, SqlDialect dialect) {
         const std::string text =
             namer.clean(index->getName(), "ix_" + tableName + "_" + std::to_string(ordinal),
                         "index " + quotedForMessage(index->getName()) + where, error);
-        names_[index] = namer.unique(
-            text, {dialect == SqlDialect::kMySql ? &tableIndexes : &relations});
+        names_[index] =
+            namer.unique(text, {dialect == SqlDialect::kMySql ? &tableIndexes : &relations});
       }
     }
   }

@@ -230,10 +230,11 @@ TEST(Columns, EqualTypeValuesShareTheTypeOfTheirFirstColumn) {
   EXPECT_NE(type("G"), type("C"));
   std::vector<ZELDerivedType*> derived;
   for (ZELType* each : result.model->types()) {
-    if (each->isInstanceOf(ZEL_ET_DERIVED_TYPE)) derived.push_back(static_cast<ZELDerivedType*>(each));
+    if (each->isInstanceOf(ZEL_ET_DERIVED_TYPE))
+      derived.push_back(static_cast<ZELDerivedType*>(each));
   }
-  EXPECT_EQ(derived, (std::vector<ZELDerivedType*>{type("A"), type("C"), type("D"), type("E"),
-                                                   type("G")}));
+  EXPECT_EQ(derived,
+            (std::vector<ZELDerivedType*>{type("A"), type("C"), type("D"), type("E"), type("G")}));
   const long types = result.model->types().count();
   factorizeTypes(result.model.get());
   EXPECT_EQ(result.model->types().count(), types);

@@ -24,7 +24,8 @@ void expectSameAsMap(const std::vector<long>& ids) {
   EXPECT_EQ(registry.find(123456789), nullptr);
   EXPECT_EQ(registry.find(-5), newest.count(-5) ? newest[-5] : nullptr);
   std::vector<void*> walked;
-  registry.forEachEntry([&walked](NodeIdRegistry::Entry* entry) { walked.push_back(entry->value); });
+  registry.forEachEntry(
+      [&walked](NodeIdRegistry::Entry* entry) { walked.push_back(entry->value); });
   EXPECT_EQ(walked, order);
   EXPECT_EQ(registry.count(), static_cast<long>(ids.size()));
   registry.empty();

@@ -10,8 +10,8 @@ TEST(DiagramText, MultiplicityBoundsDecideTheEnds) {
   struct Case {
     const char* text;
     bool optional, many;
-  } cases[] = {{"1", false, false},    {"0..1", true, false}, {"0..*", true, true},
-               {"1..*", false, true},  {"2..5", false, true}, {"0", true, false},
+  } cases[] = {{"1", false, false},   {"0..1", true, false}, {"0..*", true, true},
+               {"1..*", false, true}, {"2..5", false, true}, {"0", true, false},
                {"", true, true}};
   for (const Case& c : cases) {
     const Multiplicity m = parseMultiplicity(c.text);
