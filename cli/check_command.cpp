@@ -11,6 +11,7 @@
 
 #include "extract_checker.h"
 #include "json_writer.h"
+#include "subcommand_arguments.h"
 #include "zel_text_io.h"
 
 namespace {
@@ -45,45 +46,28 @@ int usage(const std::string& message) {
 
 // Parses the subcommand's arguments; returns -1 when the run goes on.
 int parse(int argc, const char* const* argv, CheckOptions& options) {
-  bool optionsEnded = false;
-  for (int index = 1; index < argc; ++index) {
-    const std::string argument = argv[index];
-    if (optionsEnded || argument == "-" || argument.empty() || argument[0] != '-') {
-      options.files.push_back(argument);
-      continue;
-    }
-    auto value = [&](const std::string& name, std::string& out) {
-      if (argument.rfind(name + "=", 0) == 0) {
-        out = argument.substr(name.size() + 1);
-        return true;
-      }
-      if (argument == name && index + 1 < argc) {
-        out = argv[++index];
-        return true;
-      }
-      return false;
-    };
+  SubcommandArguments arguments(argc, argv);
+  while (arguments.next()) {
+    const std::string& argument = arguments.current();
     std::string text;
-    if (argument == "--") {
-      optionsEnded = true;
+    if (arguments.isOperand()) {
+      options.files.push_back(argument);
     } else if (argument == "-h" || argument == "--help") {
       std::fputs(kCheckUsage, stdout);
       return std::fflush(stdout) == 0 ? kExitClean : kExitProblems;
     } else if (argument == "--strict") {
       options.strict = true;
-    } else if (value("--format", text) || value("-f", text)) {
+    } else if (arguments.takeValue("--format", text) || arguments.takeValue("-f", text)) {
       if (text != "text" && text != "json") {
         return usage("unknown format '" + text + "'; choose text or json");
       }
       options.json = text == "json";
-    } else if (value("--max-line-bytes", text)) {
-      char* end = nullptr;
-      errno = 0;
-      const unsigned long long bytes = std::strtoull(text.c_str(), &end, 10);
-      if (text.empty() || *end != '\0' || errno != 0 || bytes == 0 || text[0] == '-') {
+    } else if (arguments.takeValue("--max-line-bytes", text)) {
+      std::size_t bytes = 0;
+      if (!parseByteCount(text, bytes)) {
         return usage("--max-line-bytes needs a positive number of bytes");
       }
-      setMaxLineBytes(static_cast<size_t>(bytes));
+      setMaxLineBytes(bytes);
     } else {
       return usage("unknown option '" + argument + "'");
     }

@@ -5,6 +5,7 @@
 #include <cstring>
 
 #include "model_writer.h"
+#include "subcommand_arguments.h"
 #include "sql_dialect.h"
 #include "text_encoding.h"
 
@@ -134,16 +135,11 @@ std::string apply(const OptionDefinition& definition, const std::string& value,
     case OptionId::kHelp:
       options.showHelp = true;
       break;
-    case OptionId::kMaxLineBytes: {
-      char* end = nullptr;
-      errno = 0;
-      const unsigned long long bytes = std::strtoull(value.c_str(), &end, 10);
-      if (value.empty() || value[0] == '-' || *end != '\0' || errno != 0 || bytes == 0) {
+    case OptionId::kMaxLineBytes:
+      if (!parseByteCount(value, options.maxLineBytes)) {
         return "--max-line-bytes takes a positive number of bytes, not '" + value + "'";
       }
-      options.maxLineBytes = static_cast<size_t>(bytes);
       break;
-    }
     case OptionId::kDialect: {
       SqlDialect dialect;
       if (!parseSqlDialect(value, dialect)) {

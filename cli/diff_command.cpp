@@ -9,6 +9,7 @@
 #include "model/zel_model.h"
 #include "model_diff.h"
 #include "plugin_loader.h"
+#include "subcommand_arguments.h"
 #include "text_encoding.h"
 #include "zel_log.h"
 
@@ -38,38 +39,23 @@ int trouble(const std::string& message) {
 }
 
 int parse(int argc, const char* const* argv, DiffOptions& options) {
-  bool optionsEnded = false;
-  for (int index = 1; index < argc; ++index) {
-    const std::string argument = argv[index];
-    if (optionsEnded || argument.empty() || argument[0] != '-') {
-      options.files.push_back(argument);
-      continue;
-    }
-    auto value = [&](const std::string& name, std::string& out) {
-      if (argument.rfind(name + "=", 0) == 0) {
-        out = argument.substr(name.size() + 1);
-        return true;
-      }
-      if (argument == name && index + 1 < argc) {
-        out = argv[++index];
-        return true;
-      }
-      return false;
-    };
+  SubcommandArguments arguments(argc, argv);
+  while (arguments.next()) {
+    const std::string& argument = arguments.current();
     std::string text;
-    if (argument == "--") {
-      optionsEnded = true;
+    if (arguments.isOperand()) {
+      options.files.push_back(argument);
     } else if (argument == "-h" || argument == "--help") {
       std::fputs(kDiffUsage, stdout);
       return std::fflush(stdout) == 0 ? kExitEqual : kExitTrouble;
-    } else if (value("--format", text) || value("-f", text)) {
+    } else if (arguments.takeValue("--format", text) || arguments.takeValue("-f", text)) {
       if (text != "text" && text != "json")
         return trouble("unknown format '" + text + "'; use text or json");
       options.json = text == "json";
-    } else if (value("--input-encoding", text)) {
+    } else if (arguments.takeValue("--input-encoding", text)) {
       if (!isKnownEncoding(text)) return trouble("unknown input encoding '" + text + "'");
       options.inputEncoding = text;
-    } else if (value("--plugin", text)) {
+    } else if (arguments.takeValue("--plugin", text)) {
       options.pluginPath = text;
     } else {
       return trouble("unknown option '" + argument + "'; try 'pcd-import diff --help'");
