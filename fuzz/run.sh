@@ -46,7 +46,10 @@ for target in $targets; do
   mkdir -p "$work"
   log=$build/logs/$target.log
   echo "fuzz: $target ($mode run, log in $log)" >&2
+  # The program fuzzer draws with Graphviz, whose library and font caches
+  # keep memory until the process ends: not leaks of ours.
   if ASAN_OPTIONS=detect_leaks=1 \
+     LSAN_OPTIONS="suppressions=$PWD/tests/diagrams/lsan.supp:print_suppressions=0" \
      UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1 \
      "$build/bin/$target" "$work" "$seeds" -max_total_time="$seconds" -runs="$runs" \
        -max_len="${max_len[$target]}" -timeout=10 -rss_limit_mb=2048 -print_final_stats=1 \

@@ -92,11 +92,20 @@ class SvgModelWriter final : public ModelWriter {
 
 }  // namespace
 
-SvgDrawing::SvgDrawing() : context_(gvContext()) {}
+namespace {
 
-SvgDrawing::~SvgDrawing() {
-  if (context_ != nullptr) gvFreeContext(context_);
+// One Graphviz context for the whole process, never freed: Graphviz's text
+// layout plugin remembers a pointer to a font name that the context owns, so
+// a second context made after the first was freed would compare against
+// freed memory. Loading the plug-ins once also makes later drawings cheaper.
+GVC_t* processContext() {
+  static GVC_t* const context = gvContext();
+  return context;
 }
+
+}  // namespace
+
+SvgDrawing::SvgDrawing() : context_(processContext()) {}
 
 std::string SvgDrawing::draw(const Diagram& diagram, std::string& svg) {
   size_t cells = diagram.tables.size();

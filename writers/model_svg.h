@@ -19,14 +19,11 @@ struct SvgLayout {
 };
 SvgLayout chooseSvgLayout(size_t tables, size_t cells);
 
-// Draws diagrams as SVG with one Graphviz context, for writers that draw
-// many (the documentation formats). Not copyable: it owns the context.
+// Draws diagrams as SVG with the process's one Graphviz context, for the
+// svg format and the writers that draw many (the documentation formats).
 class SvgDrawing {
  public:
   SvgDrawing();
-  ~SvgDrawing();
-  SvgDrawing(const SvgDrawing&) = delete;
-  SvgDrawing& operator=(const SvgDrawing&) = delete;
   // "" and the SVG document in `svg`, or why the diagram cannot be drawn.
   std::string draw(const Diagram& diagram, std::string& svg);
 
