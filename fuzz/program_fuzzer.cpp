@@ -16,6 +16,7 @@
 
 #include <nlohmann/json.hpp>
 
+#include "memory_file.h"
 #include "model/zel_model.h"
 #include "model_writer.h"
 #include "zel_bridge_interface.h"
@@ -27,26 +28,6 @@
 extern "C" ZELModelBridgeImportDllInterface* getZELCaRepositoryDsOdbcImportInterface();
 
 namespace {
-
-// The input as a file in memory, reopened by path for every run.
-struct MemoryFile {
-  MemoryFile() {
-    fd = memfd_create("pcd_program_fuzz_input", 0);
-    if (fd < 0) std::abort();
-    path = "/proc/self/fd/" + std::to_string(fd);
-  }
-  void replace(const uint8_t* data, size_t size) {
-    if (ftruncate(fd, 0) != 0) std::abort();
-    size_t written = 0;
-    while (written < size) {
-      const ssize_t n = pwrite(fd, data + written, size - written, static_cast<off_t>(written));
-      if (n <= 0) std::abort();
-      written += static_cast<size_t>(n);
-    }
-  }
-  int fd;
-  std::string path;
-};
 
 // Well-formed UTF-8: no stray continuation bytes, no overlong forms, no
 // surrogates, nothing above U+10FFFF.

@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cstdio>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
@@ -103,4 +104,22 @@ std::vector<std::string> TemporaryFolder::entries() const {
   }
   std::sort(names.begin(), names.end());
   return names;
+}
+
+CommandResult runCommand(const std::string& commandLine) {
+  CommandResult result;
+  std::FILE* pipe = popen((commandLine + " 2>&1").c_str(), "r");
+  if (pipe == nullptr) return result;
+  char buffer[4096];
+  size_t count;
+  while ((count = std::fread(buffer, 1, sizeof buffer, pipe)) > 0) {
+    result.output.append(buffer, count);
+  }
+  const int status = pclose(pipe);
+  if (WIFEXITED(status)) result.exitCode = WEXITSTATUS(status);
+  return result;
+}
+
+std::string shellWord(const std::string& text) {
+  return "'" + text + "'";
 }

@@ -25,6 +25,16 @@ std::string programPath();
 // Standard input reads from `standardInput` (a file), by default /dev/null.
 ProgramResult runProgram(const ProgramRun& run, const std::string& standardInput = "/dev/null");
 
+// A shell command line's exit status and its standard output and error
+// together; arguments must be quoted by the caller (shellWord).
+struct CommandResult {
+  int exitCode = -1;
+  std::string output;
+};
+CommandResult runCommand(const std::string& commandLine);
+// `text` as one single-quoted shell word (test paths hold no quote).
+std::string shellWord(const std::string& text);
+
 // Whole file as bytes; fails the current test when it cannot be read.
 std::string readFile(const std::string& path);
 void writeFile(const std::string& path, const std::string& bytes);

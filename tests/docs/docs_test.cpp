@@ -24,28 +24,6 @@ const std::string kScripts = kSourceDir + "/tests/js/";
 [[maybe_unused]] const bool kLeakSuppressionsSet =
     setenv("LSAN_OPTIONS", "suppressions=" PCD_LSAN_SUPPRESSIONS ":print_suppressions=0", 0) == 0;
 
-struct CommandResult {
-  int exitCode = -1;
-  std::string output;  // standard output and error together
-};
-
-CommandResult runCommand(const std::string& commandLine) {
-  CommandResult result;
-  std::FILE* pipe = popen((commandLine + " 2>&1").c_str(), "r");
-  if (pipe == nullptr) return result;
-  char buffer[4096];
-  size_t count;
-  while ((count = std::fread(buffer, 1, sizeof buffer, pipe)) > 0)
-    result.output.append(buffer, count);
-  const int status = pclose(pipe);
-  if (WIFEXITED(status)) result.exitCode = WEXITSTATUS(status);
-  return result;
-}
-
-std::string shellWord(const std::string& text) {
-  return "'" + text + "'";
-}
-
 void writeFormat(const std::vector<std::string>& arguments, const std::string& output) {
   std::vector<std::string> all{"-q", "-o", output};
   all.insert(all.end(), arguments.begin(), arguments.end());
