@@ -3,10 +3,14 @@
 # sanitizers) in build/bench, generates PCD files of 10^3 to 10^6 tables in
 # bench/data/, and for each file measures the reading limit (wc -l, a plain
 # getline loop), the baseline reader, and pcd-import with and without JSON
-# output: time and peak resident memory. Then runs the host micro-benchmarks.
+# output: time and peak resident memory. Then the same for a real extract
+# replicated to 10^5 and 10^6 records (bench/replicate_pcd.cpp; the shipped
+# sample by default), and the host micro-benchmarks.
 #
 #   bench/run.sh                 everything
-#   bench/run.sh --max 100000    files up to 10^5 tables only
+#   bench/run.sh --max 100000    generated files up to 10^5 tables, replicated
+#                                files up to 10^5 records
+#   bench/run.sh --extract F     replicate the extract F instead of the sample
 #   bench/run.sh --no-host       without the host micro-benchmarks
 set -euo pipefail
 cd "$(dirname "$0")/.."
@@ -14,11 +18,13 @@ repo=$(pwd)
 
 max_tables=1000000
 host_bench=1
+extract=examples/sample.pcd
 while [ $# -gt 0 ]; do
   case "$1" in
     --max) max_tables=${2:?--max needs a number of tables}; shift 2 ;;
+    --extract) extract=${2:?--extract needs a PCD file}; shift 2 ;;
     --no-host) host_bench=0; shift ;;
-    *) echo "usage: $0 [--max TABLES] [--no-host]" >&2; exit 2 ;;
+    *) echo "usage: $0 [--max TABLES] [--extract FILE] [--no-host]" >&2; exit 2 ;;
   esac
 done
 
@@ -42,6 +48,7 @@ cxx=${CXX:-c++}
 compile() { "$cxx" -O2 -std=c++17 -o "$bin/$1" "$2"; }
 compile generate_pcd bench/generate_pcd.cpp
 compile getline_loop bench/getline_loop.cpp
+compile replicate_pcd bench/replicate_pcd.cpp
 baseline_source=$repo/../shared/bench/naive_reader.cpp
 if [ ! -f "$baseline_source" ]; then
   echo "bench: $baseline_source not found" >&2
@@ -51,14 +58,28 @@ compile naive_reader "$baseline_source"
 
 # A file is made again only when the generator changed.
 mkdir -p bench/data
-sizes=()
+files=()  # "LABEL FILE"
 for tables in 1000 10000 100000 1000000; do
   [ "$tables" -le "$max_tables" ] || continue
-  sizes+=("$tables")
   file=bench/data/tables-$tables.pcd
+  files+=("$tables $file")
   if [ ! -s "$file" ] || [ bench/generate_pcd.cpp -nt "$file" ]; then
     echo "bench: generating $file" >&2
     "$bin/generate_pcd" "$tables" 1 >"$file.tmp" && mv "$file.tmp" "$file"
+  fi
+done
+# The extract replicated to about 10^5 and 10^6 records (its first line is a
+# title, not a record).
+per_copy=$(($(wc -l <"$extract") - 1))
+[ "$per_copy" -gt 0 ] || { echo "bench: $extract holds no records" >&2; exit 1; }
+for records in 100000 1000000; do
+  [ "$records" -le "$max_tables" ] || continue
+  copies=$(((records + per_copy - 1) / per_copy))
+  file=bench/data/$(basename "$extract" .pcd)-x$copies.pcd
+  files+=("x$copies $file")
+  if [ ! -s "$file" ] || [ bench/replicate_pcd.cpp -nt "$file" ] || [ "$extract" -nt "$file" ]; then
+    echo "bench: replicating $extract $copies times into $file" >&2
+    "$bin/replicate_pcd" "$extract" "$copies" >"$file.tmp" && mv "$file.tmp" "$file"
   fi
 done
 
@@ -83,8 +104,8 @@ measure() {
 
 results=$build/results.txt
 : >"$results"
-for tables in "${sizes[@]}"; do
-  file=bench/data/tables-$tables.pcd
+for entry in "${files[@]}"; do
+  read -r tables file <<<"$entry"
   bytes=$(stat -c %s "$file")
   repeat=5; [ "$bytes" -gt 200000000 ] && repeat=3
   cat "$file" >/dev/null  # read from the page cache in every measurement
@@ -100,7 +121,8 @@ for tables in "${sizes[@]}"; do
 done
 
 echo
-echo "Import benchmarks on $(nproc) cores ($(uname -m)); files from bench/generate_pcd.cpp, seed 1."
+echo "Import benchmarks on $(nproc) cores ($(uname -m)); files from bench/generate_pcd.cpp (seed 1; first"
+echo "column: tables) and $extract replicated (first column: xCOPIES)."
 echo "Times are wall seconds (median of 5 below 200 MB, of 3 above); MB/s = file MB / time; RSS x = peak"
 echo "resident memory / file size; ratio = import time / baseline reader time."
 awk '
@@ -112,15 +134,16 @@ awk '
   }
   {
     mb = $2 / 1e6; kb_file = $2 / 1024
-    printf "%8d %7.1f %9d | %6.3f %7.3f %6.0f | %6.3f %6.0f %5.2f | %6.3f %6.0f %5.2f %5.2f | %6.3f %6.0f %5.2f %5.2f | %6.3f %5.2f %5.2f\n",
+    printf "%8s %7.1f %9d | %6.3f %7.3f %6.0f | %6.3f %6.0f %5.2f | %6.3f %6.0f %5.2f %5.2f | %6.3f %6.0f %5.2f %5.2f | %6.3f %5.2f %5.2f\n",
       $1, mb, $3, $4, $5, mbs($2, $5), $7, mbs($2, $7), $8 / kb_file,
       $9, mbs($2, $9), $10 / kb_file, $9 / $7, $11, mbs($2, $11), $12 / kb_file, $11 / $7,
       $13, $14 / kb_file, $13 / $7
-    time[$1] = $9
+    time[$1] = $9; json[$1] = $11
   }
   END {
     if (time[100000] > 0 && time[1000000] > 0)
-      printf "import time from 10^5 to 10^6 tables: %.2fx\n", time[1000000] / time[100000]
+      printf "time from 10^5 to 10^6 tables: %.2fx (-f summary), %.2fx (JSON)\n",
+        time[1000000] / time[100000], json[1000000] / json[100000]
   }' "$results"
 
 if [ "$host_bench" = 1 ] && [ -x "$bin/host_bench" ]; then
