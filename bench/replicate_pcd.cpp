@@ -24,7 +24,8 @@ std::vector<std::string> split(const std::string& line) {
   size_t start = 0;
   for (;;) {
     const size_t comma = line.find(',', start);
-    fields.push_back(line.substr(start, comma == std::string::npos ? std::string::npos : comma - start));
+    fields.push_back(
+        line.substr(start, comma == std::string::npos ? std::string::npos : comma - start));
     if (comma == std::string::npos) return fields;
     start = comma + 1;
   }
@@ -84,14 +85,16 @@ int main(int argc, char** argv) {
     for (const std::string& line : lines) {
       std::vector<std::string> fields = split(line);
       for (size_t at : idFields(fields[0])) {
-        if (at < fields.size() && isNumber(fields[at]) && fields[at] != "0" && fields[at].size() < 18) {
+        if (at < fields.size() && isNumber(fields[at]) && fields[at] != "0" &&
+            fields[at].size() < 18) {
           fields[at] = std::to_string(std::atol(fields[at].c_str()) + copy * stride);
         }
       }
       // E,REL_SYS|DATABASE,ID,COUNT,Cn,NAME,...: the name's length prefix
       // changes with it.
       if (copy > 0 && fields.size() > 5 && fields[0] == "E" &&
-          (fields[1] == "REL_SYS" || fields[1] == "DATABASE") && fields[4] == "C" + std::to_string(fields[5].size())) {
+          (fields[1] == "REL_SYS" || fields[1] == "DATABASE") &&
+          fields[4] == "C" + std::to_string(fields[5].size())) {
         fields[5] += suffix;
         fields[4] = "C" + std::to_string(fields[5].size());
       }
