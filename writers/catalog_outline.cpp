@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <unordered_set>
 
+#include "schema_walk.h"
 #include "unique_names.h"
 
 namespace {
@@ -15,41 +16,21 @@ std::string anchorText(const std::string& bytes) {
   return text;
 }
 
-// Schemas of every catalog in the model's order (the same walk the diagram
-// selection makes), with their procedures.
+// Schemas of every catalog in the model's order, with their procedures.
 void collectSchemas(const ZELModel& model, CatalogOutline& outline) {
-  struct Pending {
-    const ZELPackage* schema;
-    std::string path;
-  };
-  for (const ZELPackage* package : model.childPackages()) {
-    if (package->getElementType() != ZEL_ET_DATABASE_CATALOG) continue;
-    const std::string catalog(bytesOf(package->getName()));
-    std::vector<Pending> pending;
-    const auto pushChildren = [&pending](const ZELPackage& parent, const std::string& prefix) {
-      const size_t first = pending.size();
-      for (const ZELPackage* child : parent.childPackages()) {
-        pending.push_back({child, prefix + std::string(bytesOf(child->getName()))});
-      }
-      std::reverse(pending.begin() + static_cast<std::ptrdiff_t>(first), pending.end());
-    };
-    pushChildren(*package, "");
-    while (!pending.empty()) {
-      const Pending current = pending.back();
-      pending.pop_back();
-      pushChildren(*current.schema, current.path + "/");
-      OutlineSchema schema{catalog, current.path, {}, {}, {}};
-      if (current.schema->isInstanceOf(ZEL_ET_DATA_PACKAGE)) {
-        for (const ZELModelObject* object :
-             static_cast<const ZELDataPackage*>(current.schema)->modelObjects()) {
-          if (object->getElementType() == ZEL_ET_STORED_PROCEDURE) {
-            schema.procedures.push_back({static_cast<const ZELStoredProcedure*>(object), {}});
-          }
+  forEachSchema(model, [&outline](const std::string& catalog, const std::string& path,
+                                  const ZELPackage& package) {
+    OutlineSchema schema{catalog, path, {}, {}, {}};
+    if (package.isInstanceOf(ZEL_ET_DATA_PACKAGE)) {
+      for (const ZELModelObject* object :
+           static_cast<const ZELDataPackage&>(package).modelObjects()) {
+        if (object->getElementType() == ZEL_ET_STORED_PROCEDURE) {
+          schema.procedures.push_back({static_cast<const ZELStoredProcedure*>(object), {}});
         }
       }
-      outline.schemas.push_back(std::move(schema));
     }
-  }
+    outline.schemas.push_back(std::move(schema));
+  });
 }
 
 }  // namespace

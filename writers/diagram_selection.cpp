@@ -5,6 +5,7 @@
 #include <unordered_map>
 #include <unordered_set>
 
+#include "schema_walk.h"
 #include "utf8_sequence.h"
 
 namespace {
@@ -63,47 +64,25 @@ bool isChosen(const std::vector<std::string>& names, std::vector<bool>& matched,
   return chosen;
 }
 
-// The tables and views of the chosen schemas of every catalog; nested
-// schemas are walked with a stack of their own, as deep as they go.
+// The tables and views of the chosen schemas of every catalog.
 void selectTables(const ZELModel& model, const WriterOptions& options, Diagram& diagram,
                   std::vector<bool>& matched) {
-  struct Pending {
-    const ZELPackage* schema;
-    std::string path;
-  };
-  for (const ZELPackage* package : model.childPackages()) {
-    if (package->getElementType() != ZEL_ET_DATABASE_CATALOG) continue;
-    const std::string catalog(bytesOf(package->getName()));
-    // A stack in reverse, so that schemas come out in the model's order,
-    // each followed by the schemas nested in it.
-    std::vector<Pending> pending;
-    const auto pushChildren = [&pending](const ZELPackage& parent, const std::string& prefix) {
-      const size_t first = pending.size();
-      for (const ZELPackage* child : parent.childPackages()) {
-        pending.push_back({child, prefix + std::string(bytesOf(child->getName()))});
-      }
-      std::reverse(pending.begin() + static_cast<std::ptrdiff_t>(first), pending.end());
-    };
-    pushChildren(*package, "");
-    while (!pending.empty()) {
-      const Pending current = pending.back();
-      pending.pop_back();
-      pushChildren(*current.schema, current.path + "/");
-      if (!isChosen(options.schemas, matched, catalog, current.path)) continue;
-      if (!current.schema->isInstanceOf(ZEL_ET_DATA_PACKAGE)) continue;
-      DiagramSchema schema{catalog, current.path, {}};
-      for (const ZELModelObject* object :
-           static_cast<const ZELDataPackage*>(current.schema)->modelObjects()) {
-        const ZELElementType type = object->getElementType();
-        if (type != ZEL_ET_CLASS && type != ZEL_ET_SQL_VIEW_ENTITY) continue;
-        schema.tables.push_back(diagram.tables.size());
-        diagram.tables.push_back(describeTable(*static_cast<const ZELClass*>(object),
-                                               type == ZEL_ET_SQL_VIEW_ENTITY,
-                                               diagram.schemas.size(), options.columns));
-      }
-      if (!schema.tables.empty()) diagram.schemas.push_back(std::move(schema));
-    }
-  }
+  forEachSchema(
+      model, [&](const std::string& catalog, const std::string& path, const ZELPackage& package) {
+        if (!isChosen(options.schemas, matched, catalog, path)) return;
+        if (!package.isInstanceOf(ZEL_ET_DATA_PACKAGE)) return;
+        DiagramSchema schema{catalog, path, {}};
+        for (const ZELModelObject* object :
+             static_cast<const ZELDataPackage&>(package).modelObjects()) {
+          const ZELElementType type = object->getElementType();
+          if (type != ZEL_ET_CLASS && type != ZEL_ET_SQL_VIEW_ENTITY) continue;
+          schema.tables.push_back(diagram.tables.size());
+          diagram.tables.push_back(describeTable(*static_cast<const ZELClass*>(object),
+                                                 type == ZEL_ET_SQL_VIEW_ENTITY,
+                                                 diagram.schemas.size(), options.columns));
+        }
+        if (!schema.tables.empty()) diagram.schemas.push_back(std::move(schema));
+      });
 }
 
 // The associations of the design packages whose two ends are both drawn.

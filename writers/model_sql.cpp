@@ -32,20 +32,6 @@ std::string firstCharacters(const std::string& text, size_t max) {
   return text;
 }
 
-// MySQL keeps comments as 3-byte UTF-8: 4-byte characters become U+FFFD.
-std::string basicPlaneOnly(const std::string& text) {
-  std::string kept;
-  for (size_t at = 0; at < text.size(); ++at) {
-    if (static_cast<unsigned char>(text[at]) >= 0xF0) {
-      kept += "\xEF\xBF\xBD";
-      at += 3;
-    } else {
-      kept += text[at];
-    }
-  }
-  return kept;
-}
-
 // A native type name that can go into a script as it is: letters, digits,
 // blanks, '_' and one balanced "(digits[,digits])".
 bool isPlainTypeName(std::string_view name) {

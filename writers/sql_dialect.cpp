@@ -251,6 +251,20 @@ std::string validUtf8(std::string_view bytes) {
   return text;
 }
 
+std::string basicPlaneOnly(const std::string& text) {
+  std::string kept;
+  kept.reserve(text.size());
+  for (size_t at = 0; at < text.size(); ++at) {
+    if (static_cast<unsigned char>(text[at]) >= 0xF0) {
+      kept += kReplacement;
+      at += 3;
+    } else {
+      kept += text[at];
+    }
+  }
+  return kept;
+}
+
 std::string commentText(std::string_view bytes) {
   std::string text = validUtf8(bytes);
   for (char& c : text) {

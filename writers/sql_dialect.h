@@ -21,6 +21,10 @@ std::string validUtf8(std::string_view bytes);
 // The same, with line breaks, tabs and other control characters as blanks,
 // for text inside a "-- " line comment.
 std::string commentText(std::string_view bytes);
+// Valid UTF-8 text with each 4-byte character (outside the Basic
+// Multilingual Plane) as U+FFFD: MySQL keeps identifiers and comments as
+// 3-byte UTF-8.
+std::string basicPlaneOnly(const std::string& text);
 
 // The identifier quoted for the dialect, embedded quote characters doubled.
 // `name` must be valid UTF-8 and fit the dialect's limits (SqlNames sees to it).

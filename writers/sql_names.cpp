@@ -93,16 +93,7 @@ class Namer {
     if (dialect_ == SqlDialect::kMySql) {
       // MySQL identifiers hold characters of the Basic Multilingual Plane
       // only and cannot end with a blank.
-      std::string kept;
-      for (size_t at = 0; at < text.size(); ++at) {
-        if (static_cast<unsigned char>(text[at]) >= 0xF0) {
-          kept += "\xEF\xBF\xBD";
-          at += 3;
-        } else {
-          kept += text[at];
-        }
-      }
-      text = std::move(kept);
+      text = basicPlaneOnly(text);
       size_t end = text.size();
       while (end > 0 && text[end - 1] == ' ') text[--end] = '_';
     }
