@@ -1,6 +1,7 @@
 #include "model_html.h"
 
-#include <unordered_map>
+#include <algorithm>
+#include <cstdlib>
 
 #include "catalog_outline.h"
 #include "html_escape.h"
@@ -13,9 +14,8 @@ namespace {
 // width (judged on generated schemas of 10 to 400 tables).
 constexpr size_t kSchemaDiagramTables = 40;
 // Drawing one table with its neighbours takes Graphviz about a millisecond
-// (2,000 generated tables: 2.7 s for the whole page), but every diagram
-// adds to a page the browser must parse: a 10,000-table page without them
-// already takes tens of seconds to open, so larger models get none.
+// and adds about 3.5 KB to the page (2,000 generated tables: 2.7 s and
+// 9.4 MB), so larger models get none.
 constexpr size_t kTableDiagramsUpTo = 2000;
 // A table related to more tables than this (a hub) is listed, not drawn.
 constexpr size_t kNeighbourDiagramLimit = 30;
@@ -36,7 +36,7 @@ main{margin-left:290px;padding:16px 28px;max-width:1200px}
 h1{margin-top:0}
 h2{border-bottom:2px solid var(--line);padding-bottom:4px;margin-top:32px}
 h3{margin:0 0 4px}
-section.object{border-top:1px solid var(--line);padding:14px 0;content-visibility:auto;contain-intrinsic-size:auto 400px}
+section.object{border-top:1px solid var(--line);padding:14px 0}
 section:target{background:#fffbe6}
 .kind{color:var(--muted);font-size:12px;font-weight:normal;text-transform:uppercase;margin-left:6px}
 .desc{white-space:pre-line;color:var(--fg);margin:4px 0 8px}
@@ -44,7 +44,8 @@ section:target{background:#fffbe6}
 table{border-collapse:collapse;margin:6px 0 10px}
 th,td{border:1px solid var(--line);padding:3px 8px;text-align:left;vertical-align:top}
 th{background:var(--side);font-weight:600}
-td.desc{white-space:pre-line;margin:0}
+td.desc{margin:0}
+td.pairs{white-space:pre-line}
 .mark{font-size:11px;font-weight:600;color:var(--accent);margin-right:3px}
 .diagram{overflow:auto;max-height:640px;border:1px solid var(--line);padding:6px;margin:8px 0}
 .diagram svg{max-width:100%;height:auto}
@@ -54,29 +55,137 @@ dl.counts dt{color:var(--muted)}dl.counts dd{margin:0}
 body.searching .schema,body.searching #overview{display:none}
 [hidden]{display:none!important}
 @media print{
-nav{display:none}
+nav,noscript{display:none}
 main{margin:0;max-width:none;padding:0}
-section.object{content-visibility:visible;break-inside:avoid-page}
+section.object{break-inside:avoid-page;min-height:0!important}
 .diagram{max-height:none;overflow:visible;border:none}
 a{color:inherit;text-decoration:none}
 }
 )CSS";
 
-// Search: an index of the names and descriptions of each section, built on
-// the first keystroke; each change shows the sections (and their
-// navigation entries) that hold the text and hides the others.
+// The page holds each table's, view's and procedure's heading in its
+// section, and the rest as data (the script element "catalog-data") that
+// this script turns into the section's content when the section comes near
+// the viewport, is linked to, or is printed: a catalog of 10,000 tables then
+// opens as fast as its headings parse, where building every section up
+// front took the browser seconds. Small catalogs are also drawn completely
+// in the background, so that the browser's own find sees every column.
+// Text goes in through textContent only; the one markup taken as is is the
+// diagram's SVG, which the program drew.
+//
+// Search: an index of each object's name, description and its columns' (or
+// arguments') names and descriptions, built on the first keystroke; each
+// change shows the sections (and their navigation entries) that hold the
+// text and hides the others.
 const char kScript[] = R"JS(
 (function(){
-var box=document.getElementById('search'),count=document.getElementById('matches'),index=null,pending=0;
+var data=JSON.parse(document.getElementById('catalog-data').textContent);
+var objects=data.objects,schemas=data.schemas,sections=document.querySelectorAll('main section.object');
+var count=sections.length,rendered=new Uint8Array(count),observer=null;
+for(var i=0;i<count;i++)sections[i].objectIndex=i;
+function el(tag,cls,text){var e=document.createElement(tag);if(cls)e.className=cls;if(text!=null)e.textContent=text;return e;}
+function nameOf(i){return sections[i].querySelector('.name').textContent;}
+function linkTo(target){
+  if(typeof target!=='number')return document.createTextNode(target==null?'':target);
+  var a=el('a',null,schemas[objects[target].s]+'.'+nameOf(target));a.href='#'+sections[target].id;return a;
+}
+function marks(bits){
+  var f=document.createDocumentFragment();
+  ['PK','FK','AK'].forEach(function(m,b){if(bits&(1<<b))f.appendChild(el('span','mark',m));});
+  return f;
+}
+// A table of rows of cells; a cell is text, a node, or [text, class].
+function grid(cls,heads,rows){
+  var t=el('table',cls),h=t.createTHead().insertRow(),b=t.createTBody();
+  heads.forEach(function(x){h.appendChild(el('th',null,x));});
+  rows.forEach(function(r){
+    var tr=b.insertRow();
+    r.forEach(function(c){
+      var td=tr.insertCell();
+      if(c instanceof Node)td.appendChild(c);
+      else if(Array.isArray(c)){td.className=c[1];td.textContent=c[0];}
+      else td.textContent=c;
+    });
+  });
+  return t;
+}
+function heading(f,text){f.appendChild(el('h4',null,text));}
+function render(i){
+  if(rendered[i])return;
+  rendered[i]=1;
+  var s=sections[i],o=objects[i],f=document.createDocumentFragment();
+  if(observer)observer.unobserve(s);
+  if(o.d)f.appendChild(el('p','desc',o.d));
+  if(o.a){
+    if(!o.a.length)f.appendChild(el('p','muted','No arguments.'));
+    else f.appendChild(grid(null,['#','Argument','Type','Description'],o.a.map(function(a){
+      return [String(a[0]),[a[1],'name'],a[2],[a[3],'desc']];})));
+  }else{
+    var heads=['#','Column','Type'].concat(o.v?[]:['Not null'],['Keys','Description']);
+    f.appendChild(grid('columns',heads,o.c.map(function(c){
+      return [String(c[0]),[c[1],'name'],c[2]].concat(o.v?[]:[c[3]?'yes':''],[marks(c[4]),[c[5],'desc']]);})));
+    if(o.k){heading(f,'Keys');f.appendChild(grid(null,['Name','Kind','Columns'],o.k));}
+    if(o.i){heading(f,'Indexes');f.appendChild(grid(null,['Name','Columns','Flags'],o.i));}
+    if(o.o){heading(f,'References');f.appendChild(grid('fk-out',['Foreign key','Columns','Table','Key'],o.o.map(function(r){
+      return [r[0],[r[1],'pairs'],linkTo(r[2]),r[3]];})));}
+    if(o.r){heading(f,'Referenced by');f.appendChild(grid('fk-in',['Table','Foreign key','Columns'],o.r.map(function(r){
+      return [linkTo(r[0]),r[1],r[2]];})));}
+    if(o.g){var d=el('div','diagram');d.innerHTML=o.g;f.appendChild(d);}
+    else if(o.n)f.appendChild(el('p','muted',o.n));
+  }
+  s.appendChild(f);
+  s.style.minHeight='';
+}
+var frames=document.querySelectorAll('main .diagram[data-diagram]');
+function drawDiagram(frame){
+  if(observer)observer.unobserve(frame);
+  if(!frame.hasAttribute('data-diagram'))return;
+  frame.innerHTML=data.diagrams[+frame.getAttribute('data-diagram')];
+  frame.removeAttribute('data-diagram');
+  frame.style.height='';
+}
+function renderAll(){for(var i=0;i<count;i++)render(i);for(var j=0;j<frames.length;j++)drawDiagram(frames[j]);}
+if('IntersectionObserver' in window){
+  observer=new IntersectionObserver(function(entries){
+    entries.forEach(function(e){
+      if(!e.isIntersecting)return;
+      if(e.target.objectIndex!==undefined)render(e.target.objectIndex);else drawDiagram(e.target);
+    });
+  },{rootMargin:'1500px 0px'});
+  for(var k=0;k<count;k++)observer.observe(sections[k]);
+  for(var m=0;m<frames.length;m++)observer.observe(frames[m]);
+}else renderAll();
+// A linked section is drawn with its neighbours before it is shown, so that
+// it lands at the top; sections drawn later above it are kept out of the way
+// by the browser's scroll anchoring.
+function showTarget(){
+  var s=location.hash&&document.getElementById(decodeURIComponent(location.hash.slice(1)));
+  if(!s||s.objectIndex===undefined)return;
+  for(var j=Math.max(0,s.objectIndex-2);j<=Math.min(count-1,s.objectIndex+2);j++)render(j);
+  s.scrollIntoView();
+}
+window.addEventListener('hashchange',showTarget);
+window.addEventListener('beforeprint',renderAll);
+showTarget();
+if(count<=500){
+  var next=0,more=function(){
+    if(next===0)for(var j=0;j<frames.length;j++)drawDiagram(frames[j]);
+    var end=Math.min(count,next+25);
+    for(;next<end;next++)render(next);
+    if(next<count)setTimeout(more,0);
+  };
+  setTimeout(more,0);
+}
+
+var box=document.getElementById('search'),matches=document.getElementById('matches'),index=null,pending=0;
 function build(){
   index=[];
   var entries={},links=document.querySelectorAll('nav a');
   for(var k=0;k<links.length;k++)entries[links[k].getAttribute('href')]=links[k].parentNode;
-  var sections=document.querySelectorAll('section.object');
-  for(var i=0;i<sections.length;i++){
-    var s=sections[i],parts=s.querySelectorAll('.name,.desc'),text=[];
-    for(var j=0;j<parts.length;j++)text.push(parts[j].textContent);
-    index.push({section:s,entry:entries['#'+s.id]||null,text:text.join('\n').toLowerCase(),shown:true});
+  for(var i=0;i<count;i++){
+    var o=objects[i],text=[nameOf(i),o.d||''];
+    (o.c||o.a).forEach(function(c){text.push(c[1],c[o.c?5:3]);});
+    index.push({section:sections[i],entry:entries['#'+sections[i].id]||null,text:text.join('\n').toLowerCase(),shown:true});
   }
 }
 function apply(){
@@ -89,7 +198,7 @@ function apply(){
     if(show)n++;
     if(show!==item.shown){item.shown=show;item.section.hidden=!show;if(item.entry)item.entry.hidden=!show;}
   }
-  count.textContent=q===''?'':n+' of '+index.length+' match';
+  matches.textContent=q===''?'':n+' of '+index.length+' match';
 }
 box.addEventListener('input',function(){if(!pending)pending=requestAnimationFrame(apply);});
 })();
@@ -103,8 +212,16 @@ class Page {
     if (buffer_.size() > (1u << 16)) flush();
     return *this;
   }
+  Page& operator<<(size_t number) { return *this << std::string_view(std::to_string(number)); }
   Page& text(std::string_view bytes) { return *this << htmlText(bytes); }
   Page& text(const ZELString& bytes) { return text(bytesOf(bytes)); }
+  // A JSON string inside the page's data.
+  Page& string(std::string_view bytes) {
+    appendScriptString(buffer_, bytes);
+    if (buffer_.size() > (1u << 16)) flush();
+    return *this;
+  }
+  Page& string(const ZELString& bytes) { return string(bytesOf(bytes)); }
   void flush() {
     std::fwrite(buffer_.data(), 1, buffer_.size(), out_);  // a write error stays in the stream
     buffer_.clear();
@@ -125,10 +242,41 @@ std::string inlineSvg(const std::string& document) {
   return start == std::string::npos ? std::string() : document.substr(start);
 }
 
+// The height a schema diagram's frame takes on the page: the drawing's own
+// (in points) up to the frame's highest.
+size_t placeholderHeight(const std::string& svg) {
+  constexpr size_t kFrameHeight = 640, kFramePadding = 14;
+  const size_t at = svg.find("height=\"");
+  const size_t points =
+      at == std::string::npos ? kFrameHeight : std::strtoul(svg.c_str() + at + 8, nullptr, 10);
+  return std::min(points * 4 / 3, kFrameHeight) + kFramePadding;
+}
+
+// Pixels a section takes once drawn, roughly: its placeholder is that tall,
+// so that the page's length and the scroll bar hardly change as sections
+// are drawn.
+constexpr size_t kSectionHeading = 60, kDescription = 28, kTableFrame = 46, kRow = 27,
+                 kSubheading = 44, kDiagramHeight = 320;
+
+std::string columnList(const ZELKey& key) {
+  std::string text;
+  for (const ZELAttribute* column : key.attributes()) {
+    if (!text.empty()) text += ", ";
+    text += bytesOf(column->getName());
+  }
+  return text;
+}
+
 class HtmlModelWriter final : public ModelWriter {
  public:
   std::string write(const ModelSource& source, std::FILE* out) override {
     outline_ = outlineModel(source.model);
+    objectIndex_.assign(outline_.tables.size(), 0);
+    size_t next = 0;
+    for (const OutlineSchema& schema : outline_.schemas) {
+      for (const size_t t : schema.tables) objectIndex_[t] = next++;
+      next += schema.procedures.size();
+    }
     Page page(out);
     const std::string title = htmlText(bytesOf(source.model.getName()));
     page << "<!DOCTYPE html>\n<html lang=\"en\">\n<head>\n<meta charset=\"utf-8\">\n"
@@ -138,11 +286,37 @@ class HtmlModelWriter final : public ModelWriter {
          << (title.empty() ? std::string("Catalog") : title) << "</title>\n<style>" << kStyle
          << "</style>\n</head>\n<body>\n";
     writeNavigation(page);
-    page << "<main>\n";
+    page << "<main>\n<noscript><p class=\"muted\">The columns, keys and diagrams of each table "
+            "are drawn by the page's script: allow scripts to see them.</p></noscript>\n";
     writeOverview(page, source);
     SvgDrawing drawing;
     for (const OutlineSchema& schema : outline_.schemas) writeSchema(page, schema, drawing);
-    page << "</main>\n<script>" << kScript << "</script>\n</body>\n</html>\n";
+    page << "</main>\n<script type=\"application/json\" id=\"catalog-data\">{\"schemas\":[";
+    for (size_t s = 0; s < outline_.schemas.size(); ++s) {
+      if (s != 0) page << ",";
+      page.string(outline_.schemas[s].path);
+    }
+    page << "],\n\"diagrams\":[";
+    for (size_t d = 0; d < schemaDiagrams_.size(); ++d) {
+      page << (d ? ",\n" : "\n");
+      page.string(schemaDiagrams_[d]);
+    }
+    schemaDiagrams_.clear();
+    page << "],\n\"objects\":[";
+    bool first = true;
+    for (const OutlineSchema& schema : outline_.schemas) {
+      for (const size_t t : schema.tables) {
+        page << (first ? "\n" : ",\n");
+        first = false;
+        writeTableData(page, t, drawing);
+      }
+      for (const OutlineProcedure& procedure : schema.procedures) {
+        page << (first ? "\n" : ",\n");
+        first = false;
+        writeProcedureData(page, procedure);
+      }
+    }
+    page << "]}\n</script>\n<script>" << kScript << "</script>\n</body>\n</html>\n";
     page.flush();
     return "";
   }
@@ -150,12 +324,6 @@ class HtmlModelWriter final : public ModelWriter {
  private:
   std::string schemaTitle(const OutlineSchema& schema) const {
     return htmlText(schema.catalog) + " / " + htmlText(schema.path);
-  }
-
-  std::string tableLink(size_t t) const {
-    const OutlineSchema& schema = outline_.schemas[outline_.tables[t].schema];
-    return link(outline_.tables[t].anchor) + htmlText(schema.path) + "." +
-           htmlText(bytesOf(outline_.diagram.tables[t].table->getName())) + "</a>";
   }
 
   void writeNavigation(Page& page) const {
@@ -233,178 +401,120 @@ class HtmlModelWriter final : public ModelWriter {
     page << "</section>\n";
   }
 
-  void writeDiagram(Page& page, SvgDrawing& drawing, const Diagram& diagram) const {
-    std::string svg;
-    const std::string error = drawing.draw(diagram, svg);
-    if (!error.empty()) {
-      page << "<p class=\"muted\">No diagram: ";
-      page.text(error);
-      page << "</p>\n";
-      return;
-    }
-    page << "<div class=\"diagram\">" << inlineSvg(svg) << "</div>\n";
-  }
-
-  void writeSchema(Page& page, const OutlineSchema& schema, SvgDrawing& drawing) const {
+  // The schema's heading and diagram, then a placeholder section for each
+  // of its tables, views and procedures: its anchor, its heading and the
+  // height it will take.
+  void writeSchema(Page& page, const OutlineSchema& schema, SvgDrawing& drawing) {
     page << "<section class=\"schema\" id=\"" << htmlText(schema.anchor) << "\">\n<h2>"
-         << schemaTitle(schema) << "</h2>\n<p class=\"muted\">"
-         << std::to_string(schema.tables.size()) << " tables and views, "
-         << std::to_string(schema.procedures.size()) << " procedures</p>\n";
+         << schemaTitle(schema) << "</h2>\n<p class=\"muted\">" << schema.tables.size()
+         << " tables and views, " << schema.procedures.size() << " procedures</p>\n";
     if (schema.tables.empty()) {
     } else if (schema.tables.size() <= kSchemaDiagramTables) {
       std::vector<size_t> relations;
       for (const size_t t : schema.tables) {
         for (const size_t r : outline_.tables[t].relations) relations.push_back(r);
       }
-      writeDiagram(page, drawing, partOfDiagram(outline_.diagram, schema.tables, relations));
+      std::string svg;
+      const std::string error =
+          drawing.draw(partOfDiagram(outline_.diagram, schema.tables, relations), svg);
+      if (error.empty()) {
+        page << "<div class=\"diagram\" data-diagram=\"" << schemaDiagrams_.size()
+             << "\" style=\"height:" << placeholderHeight(svg) << "px\"></div>\n";
+        schemaDiagrams_.push_back(inlineSvg(svg));
+      } else {
+        page << "<p class=\"muted\">No diagram: ";
+        page.text(error);
+        page << "</p>\n";
+      }
     } else {
-      page << "<p class=\"muted\">The schema has more than " << std::to_string(kSchemaDiagramTables)
+      page << "<p class=\"muted\">The schema has more than " << kSchemaDiagramTables
            << " tables and views, too many to draw legibly: each table's section draws it with its "
               "related tables.</p>\n";
     }
     page << "</section>\n";
-    for (const size_t t : schema.tables) writeTable(page, t, drawing);
-    for (const OutlineProcedure& procedure : schema.procedures)
-      writeProcedure(page, schema, procedure);
+    const std::string title = schemaTitle(schema);
+    for (const size_t t : schema.tables) {
+      const DiagramTable& drawn = outline_.diagram.tables[t];
+      writePlaceholder(page, "object", outline_.tables[t].anchor, drawn.table->getName(),
+                       drawn.view ? "view" : "table", title, tableHeight(t));
+    }
+    for (const OutlineProcedure& procedure : schema.procedures) {
+      const ZELStoredProcedure& stored = *procedure.procedure;
+      const size_t rows = stored.arguments().count();
+      writePlaceholder(page, "object procedure", procedure.anchor, stored.getName(), "procedure",
+                       title,
+                       kSectionHeading + (stored.getDescription().length() ? kDescription : 0) +
+                           (rows ? kTableFrame + rows * kRow : kDescription));
+    }
   }
 
-  void writeColumns(Page& page, const DiagramTable& drawn) const {
-    page << "<table class=\"columns\">\n<thead><tr><th>#</th><th>Column</th><th>Type</th>"
-         << (drawn.view ? "" : "<th>Not null</th>")
-         << "<th>Keys</th><th>Description</th></tr></thead>\n<tbody>\n";
-    for (const DiagramColumn& column : drawn.columns) {
-      page << "<tr><td>" << std::to_string(column.column->getPosition())
-           << "</td><td class=\"name\">";
-      page.text(column.column->getName());
-      page << "</td><td>";
-      page.text(columnTypeText(*column.column));
-      page << "</td>"
-           << (drawn.view       ? ""
-               : column.notNull ? "<td>yes</td>"
-                                : "<td></td>")
-           << "<td>";
-      if (column.primaryKey) page << "<span class=\"mark\">PK</span>";
-      if (column.foreignKey) page << "<span class=\"mark\">FK</span>";
-      if (column.unique) page << "<span class=\"mark\">AK</span>";
-      page << "</td><td class=\"desc\">";
-      page.text(column.column->getDescription());
-      page << "</td></tr>\n";
-    }
-    page << "</tbody>\n</table>\n";
+  static void writePlaceholder(Page& page, const char* classes, const std::string& anchor,
+                               const ZELString& name, const char* kind, const std::string& title,
+                               size_t height) {
+    page << "<section class=\"" << classes << "\" id=\"" << htmlText(anchor)
+         << "\" style=\"min-height:" << height << "px\"><h3><span class=\"name\">";
+    page.text(name);
+    page << "</span><span class=\"kind\">" << kind << " in " << title << "</span></h3></section>\n";
   }
 
-  static std::string columnList(const ZELKey& key) {
-    std::string text;
-    for (const ZELAttribute* column : key.attributes()) {
-      if (!text.empty()) text += ", ";
-      text += htmlText(bytesOf(column->getName()));
-    }
-    return text;
-  }
-
-  void writeKeys(Page& page, const ZELClass& table) const {
-    std::string rows;
-    for (const ZELKey* key : table.keys()) {
-      if (!key->isInstanceOf(ZEL_ET_CANDIDATE_KEY)) continue;
-      const bool primary = key == table.getPrimaryKey();
-      const bool unique = static_cast<const ZELCandidateKey*>(key)->uniqueKey;
-      rows += "<tr><td>" + htmlText(bytesOf(key->getName())) + "</td><td>" +
-              (primary  ? "primary"
-               : unique ? "alternate (unique)"
-                        : "alternate") +
-              "</td><td>" + columnList(*key) + "</td></tr>\n";
-    }
-    if (rows.empty()) return;
-    page << "<h4>Keys</h4>\n<table><thead><tr><th>Name</th><th>Kind</th><th>Columns</th></tr></"
-            "thead>\n<tbody>\n"
-         << rows << "</tbody></table>\n";
-  }
-
-  void writeIndexes(Page& page, const ZELClass& table) const {
-    if (table.indexes().count() == 0) return;
-    page << "<h4>Indexes</h4>\n<table><thead><tr><th>Name</th><th>Columns</th><th>Flags</th></tr></"
-            "thead>\n<tbody>\n";
-    for (const ZELIndex* index : table.indexes()) {
-      page << "<tr><td>";
-      page.text(index->getName());
-      page << "</td><td>";
-      bool first = true;
-      for (const ZELIndexMember* member : index->members()) {
-        if (!first) page << ", ";
-        first = false;
-        if (member->getAttribute() != nullptr) page.text(member->getAttribute()->getName());
-        if (member->sortOrder == 2) page << " desc";
-      }
-      page << "</td><td>";
-      std::string flags;
-      if (index->indexFlag1) flags += "unique";
-      if (index->indexFlag2) flags += flags.empty() ? "clustered" : ", clustered";
-      if (index->indexFlag3) flags += flags.empty() ? "catalog storage" : ", catalog storage";
-      page << flags << "</td></tr>\n";
-    }
-    page << "</tbody></table>\n";
-  }
-
-  std::string tableLinkOf(const ZELClass* table) const {
-    const auto found = outline_.indexOf.find(table);
-    if (found != outline_.indexOf.end()) return tableLink(found->second);
-    return table != nullptr ? htmlText(bytesOf(table->getName())) : std::string("?");
-  }
-
-  void writeForeignKeys(Page& page, const ZELClass& table, const OutlineTable& outlined) const {
-    std::string rows;
-    for (const ZELKey* key : table.keys()) {
-      if (!key->isInstanceOf(ZEL_ET_FOREIGN_KEY)) continue;
-      const auto* foreignKey = static_cast<const ZELForeignKey*>(key);
-      const ZELCandidateKey* referenced = foreignKey->getCandidateKey();
-      std::string pairs;
-      for (const ZELAssociationRoleNameMap* map : foreignKey->roleNameMaps()) {
-        if (!pairs.empty()) pairs += "<br>";
-        const ZELAttribute* from = map->getSourceAttribute();
-        const ZELAttribute* to = map->getDestinationAttribute();
-        pairs += (from ? htmlText(bytesOf(from->getName())) : "?") + " → " +
-                 (to ? htmlText(bytesOf(to->getName())) : "?");
-      }
-      if (pairs.empty()) pairs = columnList(*key);
-      rows += "<tr><td>" + htmlText(bytesOf(key->getName())) + "</td><td>" + pairs + "</td><td>" +
-              (referenced ? tableLinkOf(referenced->getAssociatedClass()) + "</td><td>" +
-                                htmlText(bytesOf(referenced->getName()))
-                          : std::string("</td><td>")) +
-              "</td></tr>\n";
-    }
-    if (!rows.empty()) {
-      page << "<h4>References</h4>\n<table class=\"fk-out\"><thead><tr><th>Foreign "
-              "key</th><th>Columns</th>"
-              "<th>Table</th><th>Key</th></tr></thead>\n<tbody>\n"
-           << rows << "</tbody></table>\n";
-    }
-    if (outlined.referencedBy.empty()) return;
-    page << "<h4>Referenced by</h4>\n<table class=\"fk-in\"><thead><tr><th>Table</th><th>Foreign "
-            "key</th>"
-            "<th>Columns</th></tr></thead>\n<tbody>\n";
-    for (const ZELForeignKey* foreignKey : outlined.referencedBy) {
-      page << "<tr><td>" << tableLinkOf(foreignKey->getAssociatedClass()) << "</td><td>";
-      page.text(foreignKey->getName());
-      page << "</td><td>" << columnList(*foreignKey) << "</td></tr>\n";
-    }
-    page << "</tbody></table>\n";
-  }
-
-  void writeTable(Page& page, size_t t, SvgDrawing& drawing) const {
+  size_t tableHeight(size_t t) const {
     const DiagramTable& drawn = outline_.diagram.tables[t];
     const OutlineTable& outlined = outline_.tables[t];
     const ZELClass& table = *drawn.table;
-    page << "<section class=\"object\" id=\"" << htmlText(outlined.anchor)
-         << "\">\n<h3><span class=\"name\">";
-    page.text(table.getName());
-    page << "</span><span class=\"kind\">" << (drawn.view ? "view" : "table") << " in "
-         << schemaTitle(outline_.schemas[outlined.schema]) << "</span></h3>\n";
-    if (table.getDescription().length() != 0) {
-      page << "<p class=\"desc\">";
-      page.text(table.getDescription());
-      page << "</p>\n";
+    size_t height = kSectionHeading + kTableFrame + drawn.columns.size() * kRow;
+    if (table.getDescription().length() != 0) height += kDescription;
+    if (drawn.view) return height;
+    size_t keys = 0, foreignKeys = 0;
+    for (const ZELKey* key : table.keys()) {
+      if (key->isInstanceOf(ZEL_ET_CANDIDATE_KEY)) ++keys;
+      if (key->isInstanceOf(ZEL_ET_FOREIGN_KEY)) ++foreignKeys;
     }
-    writeColumns(page, drawn);
+    for (const size_t rows : {keys, static_cast<size_t>(table.indexes().count()), foreignKeys,
+                              outlined.referencedBy.size()}) {
+      if (rows != 0) height += kSubheading + kTableFrame + rows * kRow;
+    }
+    if (!outlined.relations.empty() && outline_.tables.size() <= kTableDiagramsUpTo)
+      height += kDiagramHeight;
+    return height;
+  }
+
+  // A table's or view's content, read by the page's script:
+  //   s  its schema (an index into "schemas")
+  //   v  1 for a view
+  //   d  the description
+  //   c  columns: [position, name, type, not null (0/1), marks (1 PK, 2 FK,
+  //      4 AK), description]
+  //   k  candidate keys: [name, kind, columns]
+  //   i  indexes: [name, members, flags]
+  //   o  foreign keys: [name, column pairs, referenced table, referenced key]
+  //   r  foreign keys that reference it: [table, name, columns]
+  //   g  the SVG diagram of the table with its related tables, or
+  //   n  a note in its place
+  // A table is an index into "objects", or its name when the page does not
+  // show it, or null.
+  void writeTableData(Page& page, size_t t, SvgDrawing& drawing) const {
+    const DiagramTable& drawn = outline_.diagram.tables[t];
+    const OutlineTable& outlined = outline_.tables[t];
+    const ZELClass& table = *drawn.table;
+    page << "{\"s\":" << outlined.schema;
+    if (drawn.view) page << ",\"v\":1";
+    if (table.getDescription().length() != 0) {
+      page << ",\"d\":";
+      page.string(table.getDescription());
+    }
+    page << ",\"c\":[";
+    for (size_t c = 0; c < drawn.columns.size(); ++c) {
+      const DiagramColumn& column = drawn.columns[c];
+      page << (c ? ",[" : "[") << std::to_string(column.column->getPosition()) << ",";
+      page.string(column.column->getName()) << ",";
+      page.string(columnTypeText(*column.column))
+          << (column.notNull ? ",1," : ",0,")
+          << std::to_string((column.primaryKey ? 1 : 0) | (column.foreignKey ? 2 : 0) |
+                            (column.unique ? 4 : 0))
+          << ",";
+      page.string(column.column->getDescription()) << "]";
+    }
+    page << "]";
     if (!drawn.view) {
       writeKeys(page, table);
       writeIndexes(page, table);
@@ -415,47 +525,145 @@ class HtmlModelWriter final : public ModelWriter {
     } else {
       size_t neighbours = 0;
       const Diagram diagram = neighbourhoodDiagram(outline_, t, neighbours);
-      if (neighbours <= kNeighbourDiagramLimit) {
-        writeDiagram(page, drawing, diagram);
+      std::string svg;
+      if (neighbours > kNeighbourDiagramLimit) {
+        page << ",\"n\":\"Related to " << neighbours << " tables, too many to draw.\"";
+      } else if (const std::string error = drawing.draw(diagram, svg); !error.empty()) {
+        page << ",\"n\":";
+        page.string("No diagram: " + error);
       } else {
-        page << "<p class=\"muted\">Related to " << std::to_string(neighbours)
-             << " tables, too many to draw.</p>\n";
+        page << ",\"g\":";
+        page.string(inlineSvg(svg));
       }
     }
-    page << "</section>\n";
+    page << "}";
   }
 
-  void writeProcedure(Page& page, const OutlineSchema& schema,
-                      const OutlineProcedure& outlined) const {
+  static void writeKeys(Page& page, const ZELClass& table) {
+    bool first = true;
+    for (const ZELKey* key : table.keys()) {
+      if (!key->isInstanceOf(ZEL_ET_CANDIDATE_KEY)) continue;
+      const bool primary = key == table.getPrimaryKey();
+      const bool unique = static_cast<const ZELCandidateKey*>(key)->uniqueKey;
+      page << (first ? ",\"k\":[[" : ",[");
+      first = false;
+      page.string(key->getName()) << (primary  ? ",\"primary\","
+                                      : unique ? ",\"alternate (unique)\","
+                                               : ",\"alternate\",");
+      page.string(columnList(*key)) << "]";
+    }
+    if (!first) page << "]";
+  }
+
+  static void writeIndexes(Page& page, const ZELClass& table) {
+    bool first = true;
+    for (const ZELIndex* index : table.indexes()) {
+      page << (first ? ",\"i\":[[" : ",[");
+      first = false;
+      page.string(index->getName()) << ",";
+      std::string members;
+      for (const ZELIndexMember* member : index->members()) {
+        if (!members.empty()) members += ", ";
+        if (member->getAttribute() != nullptr)
+          members += bytesOf(member->getAttribute()->getName());
+        if (member->sortOrder == 2) members += " desc";
+      }
+      page.string(members) << ",\"";
+      const char* separator = "";
+      for (const auto& [set, flag] : {std::pair<bool, const char*>{index->indexFlag1, "unique"},
+                                      {index->indexFlag2, "clustered"},
+                                      {index->indexFlag3, "catalog storage"}}) {
+        if (!set) continue;
+        page << separator << flag;
+        separator = ", ";
+      }
+      page << "\"]";
+    }
+    if (!first) page << "]";
+  }
+
+  void writeTableReference(Page& page, const ZELClass* table) const {
+    const auto found = outline_.indexOf.find(table);
+    if (found != outline_.indexOf.end()) {
+      page << objectIndex_[found->second];
+    } else if (table != nullptr) {
+      page.string(table->getName());
+    } else {
+      page << "null";
+    }
+  }
+
+  void writeForeignKeys(Page& page, const ZELClass& table, const OutlineTable& outlined) const {
+    bool first = true;
+    for (const ZELKey* key : table.keys()) {
+      if (!key->isInstanceOf(ZEL_ET_FOREIGN_KEY)) continue;
+      const auto* foreignKey = static_cast<const ZELForeignKey*>(key);
+      const ZELCandidateKey* referenced = foreignKey->getCandidateKey();
+      std::string pairs;
+      for (const ZELAssociationRoleNameMap* map : foreignKey->roleNameMaps()) {
+        if (!pairs.empty()) pairs += "\n";
+        const ZELAttribute* from = map->getSourceAttribute();
+        const ZELAttribute* to = map->getDestinationAttribute();
+        pairs += from ? bytesOf(from->getName()) : "?";
+        pairs += " → ";
+        pairs += to ? bytesOf(to->getName()) : "?";
+      }
+      if (pairs.empty()) pairs = columnList(*key);
+      page << (first ? ",\"o\":[[" : ",[");
+      first = false;
+      page.string(key->getName()) << ",";
+      page.string(pairs) << ",";
+      if (referenced) {
+        writeTableReference(page, referenced->getAssociatedClass());
+        page << ",";
+        page.string(referenced->getName()) << "]";
+      } else {
+        page << "null,\"\"]";
+      }
+    }
+    if (!first) page << "]";
+    if (outlined.referencedBy.empty()) return;
+    page << ",\"r\":[";
+    for (size_t i = 0; i < outlined.referencedBy.size(); ++i) {
+      const ZELForeignKey* foreignKey = outlined.referencedBy[i];
+      page << (i ? ",[" : "[");
+      writeTableReference(page, foreignKey->getAssociatedClass());
+      page << ",";
+      page.string(foreignKey->getName()) << ",";
+      page.string(columnList(*foreignKey)) << "]";
+    }
+    page << "]";
+  }
+
+  // A procedure's content: "d" as for a table, and its arguments
+  // "a": [position, name, type, description].
+  static void writeProcedureData(Page& page, const OutlineProcedure& outlined) {
     const ZELStoredProcedure& procedure = *outlined.procedure;
-    page << "<section class=\"object procedure\" id=\"" << htmlText(outlined.anchor)
-         << "\">\n<h3><span class=\"name\">";
-    page.text(procedure.getName());
-    page << "</span><span class=\"kind\">procedure in " << schemaTitle(schema) << "</span></h3>\n";
+    page << "{";
     if (procedure.getDescription().length() != 0) {
-      page << "<p class=\"desc\">";
-      page.text(procedure.getDescription());
-      page << "</p>\n";
+      page << "\"d\":";
+      page.string(procedure.getDescription());
+      page << ",";
     }
-    if (procedure.arguments().count() == 0) {
-      page << "<p class=\"muted\">No arguments.</p>\n</section>\n";
-      return;
-    }
-    page << "<table><thead><tr><th>#</th><th>Argument</th><th>Type</th><th>Description</th></tr></"
-            "thead>\n<tbody>\n";
+    page << "\"a\":[";
+    bool first = true;
     for (const ZELArgument* argument : procedure.arguments()) {
-      page << "<tr><td>" << std::to_string(argument->getPosition()) << "</td><td class=\"name\">";
-      page.text(argument->getName());
-      page << "</td><td>";
-      page.text(typeText(argument->getType()));
-      page << "</td><td class=\"desc\">";
-      page.text(argument->getDescription());
-      page << "</td></tr>\n";
+      page << (first ? "[" : ",[") << std::to_string(argument->getPosition()) << ",";
+      first = false;
+      page.string(argument->getName()) << ",";
+      page.string(typeText(argument->getType())) << ",";
+      page.string(argument->getDescription()) << "]";
     }
-    page << "</tbody></table>\n</section>\n";
+    page << "]}";
   }
 
   CatalogOutline outline_;
+  // The schemas' diagrams, drawn with their sections' placeholders and
+  // written with the page's data.
+  std::vector<std::string> schemaDiagrams_;
+  // Table i's position among the page's objects: the tables, views and
+  // procedures of each schema in turn.
+  std::vector<size_t> objectIndex_;
 };
 
 }  // namespace
