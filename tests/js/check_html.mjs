@@ -128,6 +128,16 @@ async function checkPage(context, job) {
     problems.expect(landed.target && landed.object && landed.drawn && Math.abs(landed.top) <= 2,
                     `${job.file}: following a foreign key did not land on ${target}: ${JSON.stringify(landed)}`);
   }
+  // Printing draws every section and diagram; ids stay unique in the page.
+  const drawn = await page.evaluate(() => {
+    window.dispatchEvent(new Event('beforeprint'));
+    const seen = new Set();
+    const repeated = [...document.querySelectorAll('[id]')].map((e) => e.id).filter((id) => seen.size === seen.add(id).size);
+    return { pending: document.querySelectorAll('section.object:not(:has(table, .muted))').length,
+             waiting: document.querySelectorAll('[data-diagram]').length,
+             repeated: repeated.slice(0, 5) };
+  });
+  problems.equal(drawn, { pending: 0, waiting: 0, repeated: [] }, `${job.file}: the page before printing`);
   problems.equal(errors, [], `${job.file}: console errors and requests`);
   await page.close();
 }
