@@ -160,7 +160,8 @@ if('IntersectionObserver' in window){
 // it lands at the top; sections drawn later above it are kept out of the way
 // by the browser's scroll anchoring.
 function showTarget(){
-  var s=location.hash&&document.getElementById(decodeURIComponent(location.hash.slice(1)));
+  var s=null;
+  try{s=document.getElementById(decodeURIComponent(location.hash.slice(1)));}catch(e){}  // a malformed %-escape
   if(!s||s.objectIndex===undefined)return;
   for(var j=Math.max(0,s.objectIndex-2);j<=Math.min(count-1,s.objectIndex+2);j++)render(j);
   s.scrollIntoView();
