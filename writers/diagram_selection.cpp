@@ -10,8 +10,6 @@
 
 namespace {
 
-constexpr char kReplacementCharacter[] = "\xEF\xBF\xBD";  // U+FFFD in UTF-8
-
 bool isKeyColumn(const ZELClass& table, const ZELAttribute& column) {
   for (const ZELKey* key : table.keys()) {
     for (const ZELAttribute* member : key->attributes()) {
@@ -172,20 +170,9 @@ Diagram partOfDiagram(const Diagram& whole, const std::vector<size_t>& tables,
 std::string printableText(std::string_view bytes) {
   std::string text;
   text.reserve(bytes.size());
-  const auto* data = reinterpret_cast<const unsigned char*>(bytes.data());
-  for (size_t i = 0; i < bytes.size();) {
-    const unsigned char byte = data[i];
-    if (byte < 0x80) {
-      text += byte < 0x20 || byte == 0x7F ? ' ' : static_cast<char>(byte);
-      ++i;
-    } else if (const size_t length = wellFormedSequenceLength(data + i, bytes.size() - i)) {
-      text.append(bytes.data() + i, length);
-      i += length;
-    } else {
-      text += kReplacementCharacter;
-      ++i;
-    }
-  }
+  appendWellFormed(text, bytes, [](std::string& out, unsigned char byte) {
+    out += byte < 0x20 || byte == 0x7F ? ' ' : static_cast<char>(byte);
+  });
   return text;
 }
 

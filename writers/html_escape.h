@@ -1,5 +1,6 @@
-// Text from the extract as HTML character data or attribute values: names
-// and descriptions are data, never markup.
+// Text from the extract as HTML character data or attribute values, or as
+// JSON strings in a page's data: names and descriptions are data, never
+// markup.
 #pragma once
 
 #include <string>
@@ -13,44 +14,31 @@
 inline std::string htmlText(std::string_view bytes) {
   std::string text;
   text.reserve(bytes.size() + bytes.size() / 8);
-  const auto* data = reinterpret_cast<const unsigned char*>(bytes.data());
-  for (size_t i = 0; i < bytes.size();) {
-    const unsigned char byte = data[i];
-    if (byte >= 0x80) {
-      if (const size_t length = wellFormedSequenceLength(data + i, bytes.size() - i)) {
-        text.append(bytes.data() + i, length);
-        i += length;
-      } else {
-        text += "\xEF\xBF\xBD";
-        ++i;
-      }
-      continue;
-    }
+  appendWellFormed(text, bytes, [](std::string& out, unsigned char byte) {
     switch (byte) {
       case '&':
-        text += "&amp;";
+        out += "&amp;";
         break;
       case '<':
-        text += "&lt;";
+        out += "&lt;";
         break;
       case '>':
-        text += "&gt;";
+        out += "&gt;";
         break;
       case '"':
-        text += "&quot;";
+        out += "&quot;";
         break;
       case '\'':
-        text += "&#39;";
+        out += "&#39;";
         break;
       case '\t':
       case '\n':
-        text += static_cast<char>(byte);
+        out += static_cast<char>(byte);
         break;
       default:
-        text += byte < 0x20 || byte == 0x7F ? ' ' : static_cast<char>(byte);
+        out += byte < 0x20 || byte == 0x7F ? ' ' : static_cast<char>(byte);
     }
-    ++i;
-  }
+  });
   return text;
 }
 
@@ -60,39 +48,26 @@ inline std::string htmlText(std::string_view bytes) {
 // well-formed UTF-8 and control characters are treated as in htmlText.
 inline void appendScriptString(std::string& out, std::string_view bytes) {
   out += '"';
-  const auto* data = reinterpret_cast<const unsigned char*>(bytes.data());
-  for (size_t i = 0; i < bytes.size();) {
-    const unsigned char byte = data[i];
-    if (byte >= 0x80) {
-      if (const size_t length = wellFormedSequenceLength(data + i, bytes.size() - i)) {
-        out.append(bytes.data() + i, length);
-        i += length;
-      } else {
-        out += "\xEF\xBF\xBD";
-        ++i;
-      }
-      continue;
-    }
+  appendWellFormed(out, bytes, [](std::string& text, unsigned char byte) {
     switch (byte) {
       case '"':
-        out += "\\\"";
+        text += "\\\"";
         break;
       case '\\':
-        out += "\\\\";
+        text += "\\\\";
         break;
       case '<':
-        out += "\\u003c";
+        text += "\\u003c";
         break;
       case '\t':
-        out += "\\t";
+        text += "\\t";
         break;
       case '\n':
-        out += "\\n";
+        text += "\\n";
         break;
       default:
-        out += byte < 0x20 || byte == 0x7F ? ' ' : static_cast<char>(byte);
+        text += byte < 0x20 || byte == 0x7F ? ' ' : static_cast<char>(byte);
     }
-    ++i;
-  }
+  });
   out += '"';
 }

@@ -7,7 +7,6 @@
 namespace {
 
 constexpr size_t kFlushThreshold = 1 << 16;
-constexpr char kReplacementCharacter[] = "\xEF\xBF\xBD";  // U+FFFD in UTF-8
 
 // The bytes copied as they stand: printable ASCII but the quote and the
 // backslash. Looked up, since every byte of every text is tested.

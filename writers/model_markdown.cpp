@@ -24,36 +24,22 @@ constexpr size_t kMaxFileNameBytes = 120;
 std::string markdownText(std::string_view bytes) {
   static const std::string_view kPunctuation = "\\`*_[]#|~";
   std::string text;
-  const auto* data = reinterpret_cast<const unsigned char*>(bytes.data());
-  for (size_t i = 0; i < bytes.size();) {
-    const unsigned char byte = data[i];
-    if (byte >= 0x80) {
-      const size_t length = wellFormedSequenceLength(data + i, bytes.size() - i);
-      if (length != 0) {
-        text.append(bytes.data() + i, length);
-        i += length;
-      } else {
-        text += "\xEF\xBF\xBD";
-        ++i;
-      }
-      continue;
-    }
+  appendWellFormed(text, bytes, [](std::string& out, unsigned char byte) {
     if (byte == '<') {
-      text += "&lt;";
+      out += "&lt;";
     } else if (byte == '>') {
-      text += "&gt;";
+      out += "&gt;";
     } else if (byte == '&') {
-      text += "&amp;";
+      out += "&amp;";
     } else if (byte == '\n') {
-      text += "<br>";
+      out += "<br>";
     } else if (byte < 0x20 || byte == 0x7F) {
-      text += ' ';
+      out += ' ';
     } else {
-      if (kPunctuation.find(static_cast<char>(byte)) != std::string_view::npos) text += '\\';
-      text += static_cast<char>(byte);
+      if (kPunctuation.find(static_cast<char>(byte)) != std::string_view::npos) out += '\\';
+      out += static_cast<char>(byte);
     }
-    ++i;
-  }
+  });
   return text;
 }
 

@@ -3,6 +3,12 @@
 #include <graphviz/cgraph.h>
 #include <graphviz/gvc.h>
 
+#include <cstring>
+#include <deque>
+#include <new>
+#include <string_view>
+#include <unordered_map>
+
 #include "model_dot.h"
 
 namespace {
@@ -47,11 +53,106 @@ std::string firstLine(const std::string& text) {
   return text.substr(0, end);
 }
 
+// Graphviz's own naming gives a named object the address of its interned
+// name as its id, and keeps subgraphs (the schema clusters) in id order: the
+// layout then depends on where the heap happened to put those strings, and
+// the same diagram came out differently from one run to the next. This
+// discipline numbers names in the order they first appear instead (even
+// ids; odd ones stay for anonymous objects, as in Graphviz's own), so that
+// the same diagram always gets the same layout.
+struct NumberedNames {
+  std::deque<std::string> names;  // name of id 2(i+1) at i; a deque keeps them in place
+  std::unordered_map<std::string_view, IDTYPE> ids;
+  IDTYPE nextAnonymous = 1;
+};
+
+void* openNames(Agraph_t*, Agdisc_t*) {
+  return new (std::nothrow) NumberedNames;
+}
+
+long mapName(void* state, int, char* name, IDTYPE* id, int create) {
+  if (state == nullptr) return 0;  // no memory for the names: nothing can be made
+  auto& numbered = *static_cast<NumberedNames*>(state);
+  if (name == nullptr) {
+    if (!create) return 0;
+    *id = numbered.nextAnonymous;
+    numbered.nextAnonymous += 2;
+    return 1;
+  }
+  const auto found = numbered.ids.find(name);
+  if (found != numbered.ids.end()) {
+    *id = found->second;
+    return 1;
+  }
+  if (!create) return 0;
+  try {
+    numbered.names.emplace_back(name);
+    *id = 2 * static_cast<IDTYPE>(numbered.names.size());
+    numbered.ids.emplace(numbered.names.back(), *id);
+  } catch (const std::bad_alloc&) {
+    return 0;  // Graphviz reports the object as not made
+  }
+  return 1;
+}
+
+long allocateId(void*, int, IDTYPE) {
+  return 0;  // objects are never made with a chosen id here
+}
+
+void freeId(void*, int, IDTYPE) {}  // the names live until the graph is closed
+
+char* printName(void* state, int, IDTYPE id) {
+  if (state == nullptr) return nullptr;
+  auto& numbered = *static_cast<NumberedNames*>(state);
+  if (id % 2 != 0 || id == 0 || id / 2 > numbered.names.size()) return nullptr;
+  return numbered.names[id / 2 - 1].data();
+}
+
+void closeNames(void* state) {
+  delete static_cast<NumberedNames*>(state);
+}
+
+void registerObject(void*, int, void*) {}
+
+Agiddisc_t numberedNames = {openNames, mapName,    allocateId,    freeId,
+                            printName, closeNames, registerObject};
+
+// Reads a diagram held in memory, a line at a time as Graphviz's own
+// reader of memory does.
+struct MemoryText {
+  const char* at;
+  const char* end;
+};
+
+int readLine(void* channel, char* buffer, int size) {
+  auto& text = *static_cast<MemoryText*>(channel);
+  int length = 0;
+  while (length < size && text.at < text.end) {
+    const char c = *text.at++;
+    buffer[length++] = c;
+    if (c == '\n') break;
+  }
+  return length;
+}
+
+Agiodisc_t memoryReading = {readLine, nullptr, nullptr};
+
+Agraph_t* readDiagram(const std::string& dot) {
+  memoryReading.putstr = AgIoDisc.putstr;
+  memoryReading.flush = AgIoDisc.flush;
+  Agdisc_t discipline = {&AgMemDisc, &numberedNames, &memoryReading};
+  MemoryText text{dot.data(), dot.data() + dot.size()};
+  Agraph_t* graph = agread(&text, &discipline);
+  agsetfile(nullptr);  // as Graphviz's reader of memory leaves it for the next graph
+  agreadline(0);
+  return graph;
+}
+
 // Lays out and renders `dot` with `engine`; "" and the SVG in `svg`, or why not.
 std::string render(GVC_t* context, const std::string& dot, const char* engine, std::string& svg) {
   std::string errors;
   ErrorCollection collection(errors);
-  Agraph_t* graph = agmemread(dot.c_str());
+  Agraph_t* graph = readDiagram(dot);
   if (graph == nullptr) return "Graphviz cannot read the diagram: " + firstLine(errors);
   std::string failure;
   if (gvLayout(context, graph, engine) != 0) {

@@ -2,37 +2,9 @@
 
 #include <algorithm>
 
+#include "utf8_sequence.h"
+
 namespace {
-
-constexpr std::string_view kReplacement = "\xEF\xBF\xBD";  // U+FFFD
-
-// Length of the well-formed UTF-8 sequence at `text[at]`, or 0.
-unsigned sequenceLength(std::string_view text, size_t at) {
-  const auto byte = [&](size_t i) { return static_cast<unsigned char>(text[i]); };
-  const unsigned char lead = byte(at);
-  if (lead < 0x80) return 1;
-  unsigned length;
-  unsigned char low = 0x80, high = 0xBF;  // bounds of the second byte
-  if (lead >= 0xC2 && lead <= 0xDF) {
-    length = 2;
-  } else if (lead >= 0xE0 && lead <= 0xEF) {
-    length = 3;
-    if (lead == 0xE0) low = 0xA0;   // no overlong forms
-    if (lead == 0xED) high = 0x9F;  // no surrogates
-  } else if (lead >= 0xF0 && lead <= 0xF4) {
-    length = 4;
-    if (lead == 0xF0) low = 0x90;
-    if (lead == 0xF4) high = 0x8F;  // nothing above U+10FFFF
-  } else {
-    return 0;
-  }
-  if (at + length > text.size()) return 0;
-  if (byte(at + 1) < low || byte(at + 1) > high) return 0;
-  for (unsigned i = 2; i < length; ++i) {
-    if ((byte(at + i) & 0xC0) != 0x80) return 0;
-  }
-  return length;
-}
 
 std::string withLength(std::string_view name, long length) {
   return std::string(name) + "(" + std::to_string(length) + ")";
@@ -238,16 +210,8 @@ std::string_view sqlDialectName(SqlDialect dialect) {
 std::string validUtf8(std::string_view bytes) {
   std::string text;
   text.reserve(bytes.size());
-  for (size_t at = 0; at < bytes.size();) {
-    const unsigned length = sequenceLength(bytes, at);
-    if (length == 0) {
-      text += kReplacement;
-      ++at;
-    } else {
-      text.append(bytes, at, length);
-      at += length;
-    }
-  }
+  appendWellFormed(text, bytes,
+                   [](std::string& out, unsigned char byte) { out += static_cast<char>(byte); });
   return text;
 }
 
@@ -256,7 +220,7 @@ std::string basicPlaneOnly(const std::string& text) {
   kept.reserve(text.size());
   for (size_t at = 0; at < text.size(); ++at) {
     if (static_cast<unsigned char>(text[at]) >= 0xF0) {
-      kept += kReplacement;
+      kept += kReplacementCharacter;
       at += 3;
     } else {
       kept += text[at];

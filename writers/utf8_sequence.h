@@ -3,6 +3,10 @@
 #pragma once
 
 #include <cstddef>
+#include <string>
+#include <string_view>
+
+constexpr char kReplacementCharacter[] = "\xEF\xBF\xBD";  // U+FFFD in UTF-8
 
 // Length of the well-formed UTF-8 sequence starting at `at` (at least two
 // bytes long, lead byte >= 0x80), or 0 when the bytes there do not form one.
@@ -31,4 +35,25 @@ inline size_t wellFormedSequenceLength(const unsigned char* at, size_t available
     if ((at[i] & 0xC0) != 0x80) return 0;
   }
   return length;
+}
+
+// Appends `bytes` to `out` as well-formed UTF-8: each well-formed sequence as
+// it stands, every other byte of 0x80 and above as U+FFFD, and each ASCII
+// byte as `ascii(out, byte)` appends it (the format's escapes).
+template <class Ascii>
+void appendWellFormed(std::string& out, std::string_view bytes, Ascii ascii) {
+  const auto* data = reinterpret_cast<const unsigned char*>(bytes.data());
+  for (size_t i = 0; i < bytes.size();) {
+    const unsigned char byte = data[i];
+    if (byte < 0x80) {
+      ascii(out, byte);
+      ++i;
+    } else if (const size_t length = wellFormedSequenceLength(data + i, bytes.size() - i)) {
+      out.append(bytes.data() + i, length);
+      i += length;
+    } else {
+      out += kReplacementCharacter;
+      ++i;
+    }
+  }
 }
