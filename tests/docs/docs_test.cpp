@@ -33,8 +33,9 @@ void writeFormat(const std::vector<std::string>& arguments, const std::string& o
 
 // The files both formats are checked with: the sample (two catalogs, four
 // schemas, a view, a procedure, a composite foreign key), the sample with a
-// table description that is markup, and generated tables in 25 schemas
-// with foreign keys across them.
+// table description that is markup, generated tables in 25 schemas with
+// foreign keys across them, and names with quotes, blanks, reserved words,
+// duplicates, empty names and bytes that are not UTF-8.
 class DocumentationFormats : public testing::Test {
  protected:
   static void SetUpTestSuite() {
@@ -49,7 +50,8 @@ class DocumentationFormats : public testing::Test {
     sample.replace(sample.find(plain), plain.size(),
                    "DESCRIPTION," + std::to_string(markup.size()) + "," + markup);
     writeFile(folder_->file("markup.pcd"), sample);
-    files_ = {kSourceDir + "/examples/sample.pcd", folder_->file("markup.pcd"), generated};
+    files_ = {kSourceDir + "/examples/sample.pcd", folder_->file("markup.pcd"), generated,
+              kSourceDir + "/tests/data/hostile_names.pcd"};
     for (size_t i = 0; i < files_.size(); ++i) {
       models_.push_back(folder_->file("model" + std::to_string(i) + ".json"));
       writeFormat({files_[i]}, models_.back());
