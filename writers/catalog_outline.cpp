@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <unordered_set>
 
+#include "model_summary.h"
 #include "schema_walk.h"
 #include "unique_names.h"
 
@@ -110,4 +111,16 @@ Diagram neighbourhoodDiagram(const CatalogOutline& outline, size_t t, size_t& ne
   // Only the relations of t itself: relations among its neighbours would
   // draw a wider neighbourhood than the section talks about.
   return partOfDiagram(outline.diagram, tables, outline.tables[t].relations);
+}
+
+std::vector<OverviewCount> overviewCounts(const ZELModel& model, const CatalogOutline& outline) {
+  const ModelCounts counts = countModel(model);
+  long foreignKeys = 0;
+  for (const OutlineTable& table : outline.tables)
+    foreignKeys += static_cast<long>(table.referencedBy.size());
+  return {{"Catalogs", counts.catalogs},    {"Schemas", counts.schemas},
+          {"Tables", counts.tables},        {"Views", counts.views},
+          {"Columns", counts.columns},      {"Keys", counts.keys - foreignKeys},
+          {"Foreign keys", foreignKeys},    {"Indexes", counts.indexes},
+          {"Procedures", counts.procedures}};
 }

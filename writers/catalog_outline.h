@@ -48,6 +48,15 @@ struct CatalogOutline {
 // so that adding a procedure never moves a table's anchor.
 CatalogOutline outlineModel(const ZELModel& model);
 
+// The counts a documentation's overview shows, in order: catalogs, schemas,
+// tables, views, columns, keys (primary and alternate), foreign keys,
+// indexes, procedures.
+struct OverviewCount {
+  const char* name;
+  long value;
+};
+std::vector<OverviewCount> overviewCounts(const ZELModel& model, const CatalogOutline& outline);
+
 // The directly related tables of table t (t first, then the others in the
 // order of its relations) and the relations among them.
 Diagram neighbourhoodDiagram(const CatalogOutline& outline, size_t t, size_t& neighbours);

@@ -409,19 +409,7 @@ class HtmlModelWriter final : public ModelWriter {
       page.text(origin->importTime);
       page << "</dd>\n";
     }
-    const ModelCounts counts = countModel(source.model);
-    long foreignKeys = 0;
-    for (const OutlineTable& table : outline_.tables)
-      foreignKeys += static_cast<long>(table.referencedBy.size());
-    const struct {
-      const char* name;
-      long value;
-    } rows[] = {{"Catalogs", counts.catalogs},    {"Schemas", counts.schemas},
-                {"Tables", counts.tables},        {"Views", counts.views},
-                {"Columns", counts.columns},      {"Keys", counts.keys - foreignKeys},
-                {"Foreign keys", foreignKeys},    {"Indexes", counts.indexes},
-                {"Procedures", counts.procedures}};
-    for (const auto& row : rows) {
+    for (const OverviewCount& row : overviewCounts(source.model, outline_)) {
       page << "<dt>" << row.name << "</dt><dd>" << std::to_string(row.value) << "</dd>\n";
     }
     page << "</dl>\n";

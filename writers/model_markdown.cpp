@@ -151,19 +151,7 @@ class MarkdownModelWriter final : public ModelWriter {
     for (const ZELMetadataOrigin* origin : source.model.metadataOrigins()) {
       text += "| Imported | " + markdownText(origin->importTime) + " |\n";
     }
-    const ModelCounts counts = countModel(source.model);
-    long foreignKeys = 0;
-    for (const OutlineTable& table : outline_.tables)
-      foreignKeys += static_cast<long>(table.referencedBy.size());
-    const struct {
-      const char* name;
-      long value;
-    } rows[] = {{"Catalogs", counts.catalogs},    {"Schemas", counts.schemas},
-                {"Tables", counts.tables},        {"Views", counts.views},
-                {"Columns", counts.columns},      {"Keys", counts.keys - foreignKeys},
-                {"Foreign keys", foreignKeys},    {"Indexes", counts.indexes},
-                {"Procedures", counts.procedures}};
-    for (const auto& row : rows)
+    for (const OverviewCount& row : overviewCounts(source.model, outline_))
       text += std::string("| ") + row.name + " | " + std::to_string(row.value) + " |\n";
     text += "\n## Import warnings\n\n";
     bool any = false;
