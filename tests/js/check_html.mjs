@@ -7,14 +7,12 @@
 // Prints the page's size and the time it took to become interactive.
 //
 //   node check_html.mjs [--screenshot=PNG] MODEL.json PAGE.html [[--screenshot=PNG] MODEL.json PAGE.html]...
-import { mkdtempSync, rmSync, statSync } from 'node:fs';
-import { tmpdir } from 'node:os';
-import { join, resolve } from 'node:path';
+import { statSync } from 'node:fs';
+import { resolve } from 'node:path';
 import { pathToFileURL } from 'node:url';
-import { chromium } from 'playwright-core';
 import { Problems, readModel, schemasOf } from './model_expectations.mjs';
+import { withOfflineBrowser } from './offline_browser.mjs';
 
-const browserPath = process.env.CHROMIUM ?? '/usr/bin/chromium';
 const problems = new Problems('HTML catalog');
 
 const jobs = [];
@@ -142,21 +140,7 @@ async function checkPage(context, job) {
   await page.close();
 }
 
-const profile = mkdtempSync(join(tmpdir(), 'pcd-html-'));
-let context;
-try {
-  context = await chromium.launchPersistentContext(profile, {
-    executablePath: browserPath,
-    headless: true,
-    args: ['--no-sandbox', '--disable-gpu', '--disable-quic', '--no-first-run',
-           '--disable-background-networking', '--disable-component-update', '--disable-sync'],
-    viewport: { width: 1280, height: 900 },
-  });
+await withOfflineBrowser(problems, { viewport: { width: 1280, height: 900 } }, async (context) => {
   for (const job of jobs) await checkPage(context, job);
-} catch (error) {
-  problems.expect(false, `cannot check in the browser ${browserPath}: ${error.message}`);
-} finally {
-  await context?.close();
-  rmSync(profile, { recursive: true, force: true });
-}
+});
 problems.finish();

@@ -6,15 +6,13 @@
 //
 //   node render_mermaid.mjs [--schemas=A,B] MODEL.json FILE.mmd [[--schemas=...] MODEL.json FILE.mmd]...
 //   node render_mermaid.mjs --only FILE.mmd      (render and print the texts)
-import { mkdtempSync, readFileSync, rmSync } from 'node:fs';
-import { tmpdir } from 'node:os';
+import { readFileSync } from 'node:fs';
 import { dirname, join } from 'node:path';
 import { fileURLToPath } from 'node:url';
-import { chromium } from 'playwright-core';
 import { Problems, chosenSchemas, readModel } from './model_expectations.mjs';
+import { withOfflineBrowser } from './offline_browser.mjs';
 
 const here = dirname(fileURLToPath(import.meta.url));
-const browserPath = process.env.CHROMIUM ?? '/usr/bin/chromium';
 const problems = new Problems('Mermaid');
 
 // The documents to render: { model (path or null), file, schemas }.
@@ -53,16 +51,7 @@ async function render(page, text) {
   }, text);
 }
 
-const profile = mkdtempSync(join(tmpdir(), 'pcd-mermaid-'));
-let context;
-try {
-  // A fresh profile folder each run, removed afterwards.
-  context = await chromium.launchPersistentContext(profile, {
-    executablePath: browserPath,
-    headless: true,
-    args: ['--no-sandbox', '--disable-gpu', '--disable-quic', '--no-first-run',
-           '--disable-background-networking', '--disable-component-update', '--disable-sync'],
-  });
+await withOfflineBrowser(problems, {}, async (context) => {
   const page = await context.newPage();
   await page.route('**/*', (route) => route.abort());  // nothing from the network
   await page.setContent('<!DOCTYPE html><html><body><div id="out"></div></body></html>');
@@ -88,10 +77,5 @@ try {
     }
     problems.equal(result.entities, tables.length, `${job.file}: entities drawn`);
   }
-} catch (error) {
-  problems.expect(false, `cannot run the browser ${browserPath}: ${error.message}`);
-} finally {
-  await context?.close();
-  rmSync(profile, { recursive: true, force: true });
-}
+});
 problems.finish();
