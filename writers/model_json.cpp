@@ -2,6 +2,7 @@
 
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace {
 
@@ -85,13 +86,18 @@ void writeOrigin(JsonWriter& json, const ZELMetadataOrigin& origin) {
 // of the schema that hold it, the schema as its path from the catalog
 // ("OUTER/INNER") when schemas nest; null where the table has none.
 void writeLocation(JsonWriter& json, const ZELObject* table) {
-  std::string schemaPath;
+  // The names from the innermost schema out, joined in reverse: time linear
+  // in the depth however deep schemas nest.
+  std::vector<const ZELString*> names;
   const ZELObject* owner = table != nullptr ? table->getOwner() : nullptr;
   for (; owner != nullptr && owner->getElementType() == ZEL_ET_DATABASE_SCHEMA;
        owner = owner->getOwner()) {
-    const ZELString& name = owner->getName();
-    schemaPath = schemaPath.empty() ? std::string(bytesOf(name))
-                                    : std::string(bytesOf(name)) + "/" + schemaPath;
+    names.push_back(&owner->getName());
+  }
+  std::string schemaPath;
+  for (auto name = names.rbegin(); name != names.rend(); ++name) {
+    if (name != names.rbegin()) schemaPath += '/';
+    schemaPath += bytesOf(**name);
   }
   const bool inCatalog = owner != nullptr && owner->getElementType() == ZEL_ET_DATABASE_CATALOG;
   writeNameOf(json, "catalog", inCatalog ? owner : nullptr);

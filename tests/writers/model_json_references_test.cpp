@@ -1,5 +1,8 @@
-// A foreign key's "references" names the catalog and the schema path of the
-// table it refers to, so a reader can follow it without a search.
+// Schema paths: a foreign key's "references" names the catalog and the
+// whole schema path of the table it refers to, so a reader can follow it
+// without a search; the documentation and diagrams name a deeply nested
+// schema by its innermost names only, so that a long chain of nested
+// schemas does not make their output quadratic.
 #include <cstdio>
 #include <cstdlib>
 #include <string>
@@ -7,6 +10,7 @@
 
 #include <gtest/gtest.h>
 
+#include "catalog_outline.h"
 #include "model/zel_model.h"
 #include "model_json.h"
 
@@ -56,6 +60,43 @@ TEST(ModelJsonReferences, CarryCatalogAndSchemaPath) {
                       "\"catalog\":\"SALES\",\"schema\":\"OUTER/INNER\"}"),
             std::string::npos)
       << json;
+  model.recursiveDelete();
+}
+
+TEST(ModelJsonReferences, DeepSchemasKeepTheirWholePathInJsonAndTheirInnermostNamesElsewhere) {
+  ZELModel model;
+  auto* catalog = named<ZELDatabaseCatalog>("C");
+  ASSERT_TRUE(model.addChildPackage(catalog));
+  ZELDatabaseSchema* top = nullptr;
+  ZELDatabaseSchema* parent = nullptr;
+  std::string whole;
+  for (int depth = 1; depth <= 12; ++depth) {
+    const std::string name = "S" + std::to_string(depth);
+    auto* schema = named<ZELDatabaseSchema>(name.c_str());
+    ASSERT_TRUE(parent != nullptr ? parent->addChildPackage(schema)
+                                  : catalog->addChildPackage(schema));
+    if (top == nullptr) top = schema;
+    parent = schema;
+    whole += (depth > 1 ? "/" : "") + name;
+  }
+  auto* referenced = named<ZELClass>("DEEP");
+  ASSERT_TRUE(parent->addModelObject(referenced));
+  auto* referring = named<ZELClass>("TOP");
+  ASSERT_TRUE(top->addModelObject(referring));
+  auto* primary = named<ZELCandidateKey>("PK_DEEP");
+  ASSERT_TRUE(primary->addAssociatedClass(referenced));
+  auto* foreign = named<ZELForeignKey>("FK_TOP");
+  ASSERT_TRUE(foreign->addAssociatedClass(referring));
+  ASSERT_TRUE(foreign->addCandidateKey(primary));
+
+  EXPECT_NE(writeCompact(model).find("\"schema\":\"" + whole + "\""), std::string::npos);
+  const CatalogOutline outline = outlineModel(model);
+  ASSERT_EQ(outline.schemas.size(), 12u);
+  EXPECT_EQ(outline.schemas[7].path, "S1/S2/S3/S4/S5/S6/S7/S8");
+  EXPECT_EQ(outline.schemas[8].path, "\xE2\x80\xA6/S2/S3/S4/S5/S6/S7/S8/S9");
+  EXPECT_EQ(outline.schemas[11].path, "\xE2\x80\xA6/S5/S6/S7/S8/S9/S10/S11/S12");
+  EXPECT_EQ(outline.tables[outline.indexOf.at(referenced)].anchor,
+            "\xE2\x80\xA6/S5/S6/S7/S8/S9/S10/S11/S12.DEEP");
   model.recursiveDelete();
 }
 
