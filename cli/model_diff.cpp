@@ -1,6 +1,8 @@
 #include "model_diff.h"
 
 #include <map>
+#include <string_view>
+#include <unordered_map>
 #include <utility>
 
 #include "model/zel_model.h"
@@ -27,15 +29,58 @@ std::string nameOf(const ZELObject* object) {
   return object != nullptr ? text(object->getName()) : std::string("(none)");
 }
 
-// CATALOG.SCHEMA[.NESTED...] of a schema package, or the table's path.
-std::string pathOf(const ZELObject* object) {
-  std::string path;
-  for (; object != nullptr && object->getElementType() != ZEL_ET_MODEL;
-       object = object->getOwner()) {
-    path = path.empty() ? text(object->getName()) : text(object->getName()) + "." + path;
+// Paths of catalogs and schemas, CATALOG.SCHEMA[.NESTED...], for both
+// models. A path of more than kPathNames names shows its innermost ones
+// after "…#N.", N numbering the whole path (the same in both models when
+// the whole paths are), so that a long chain of nested schemas costs linear
+// time and space, not quadratic, and still matches only itself.
+class PackagePaths {
+ public:
+  static constexpr size_t kPathNames = 8;
+
+  const std::string& of(const ZELObject* package) {
+    std::vector<const ZELObject*> chain;  // from `package` out to a known one
+    const Entry* parent = nullptr;
+    for (const ZELObject* at = package; at != nullptr && at->getElementType() != ZEL_ET_MODEL;
+         at = at->getOwner()) {
+      const auto known = entries_.find(at);
+      if (known != entries_.end()) {
+        parent = &known->second;
+        break;
+      }
+      chain.push_back(at);
+    }
+    for (auto at = chain.rbegin(); at != chain.rend(); ++at) {
+      const std::string_view name((*at)->getName().c_str(), (*at)->getName().length());
+      Entry entry;
+      entry.depth = parent != nullptr ? parent->depth + 1 : 1;
+      entry.id = ids_.emplace(std::make_pair(parent != nullptr ? parent->id : 0, std::string(name)),
+                              ids_.size() + 1)
+                     .first->second;
+      if (parent != nullptr) entry.tail = parent->tail;
+      if (entry.tail.size() == kPathNames) entry.tail.erase(entry.tail.begin());
+      entry.tail.push_back(name);
+      if (entry.depth > kPathNames) entry.text = "\xE2\x80\xA6#" + std::to_string(entry.id) + ".";
+      for (size_t i = 0; i < entry.tail.size(); ++i) {
+        if (i != 0) entry.text += '.';
+        entry.text += entry.tail[i];
+      }
+      parent = &(entries_[*at] = std::move(entry));  // node-based: the reference stays valid
+    }
+    static const std::string kNone;
+    return parent != nullptr ? parent->text : kNone;
   }
-  return path;
-}
+
+ private:
+  struct Entry {
+    size_t depth = 0;
+    size_t id = 0;
+    std::vector<std::string_view> tail;  // the innermost names
+    std::string text;
+  };
+  std::map<std::pair<size_t, std::string>, size_t> ids_;  // (parent's id, name) -> id
+  std::unordered_map<const ZELObject*, Entry> entries_;
+};
 
 void typeProperties(const ZELType* type, Properties& properties) {
   if (type == nullptr || !type->isInstanceOf(ZEL_ET_DERIVED_TYPE)) {
@@ -51,6 +96,8 @@ void typeProperties(const ZELType* type, Properties& properties) {
 
 class Flattener {
  public:
+  explicit Flattener(PackagePaths& paths) : paths_(paths) {}
+
   FlatModel run(const ZELModel& model) {
     for (const ZELPackage* package : model.childPackages()) {
       if (package->getElementType() != ZEL_ET_DATABASE_CATALOG) continue;
@@ -162,6 +209,15 @@ class Flattener {
     }
   }
 
+  // The path of a schema, or of a table or procedure: its schema's and its name.
+  std::string pathOf(const ZELObject* object) {
+    if (object == nullptr) return "";
+    if (object->isInstanceOf(ZEL_ET_PACKAGE)) return paths_.of(object);
+    const std::string& owner = paths_.of(object->getOwner());
+    return owner.empty() ? text(object->getName()) : owner + "." + text(object->getName());
+  }
+
+  PackagePaths& paths_;
   FlatModel flat_;
 };
 
@@ -179,8 +235,9 @@ std::vector<PropertyChange> changedProperties(const Properties& before, const Pr
 }  // namespace
 
 std::vector<ModelChange> diffModels(const ZELModel& before, const ZELModel& after) {
-  const FlatModel oldFlat = Flattener().run(before);
-  const FlatModel newFlat = Flattener().run(after);
+  PackagePaths paths;  // one numbering of paths for both models
+  const FlatModel oldFlat = Flattener(paths).run(before);
+  const FlatModel newFlat = Flattener(paths).run(after);
   std::vector<ModelChange> changes;
   auto oldAt = oldFlat.begin();
   auto newAt = newFlat.begin();

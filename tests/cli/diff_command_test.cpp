@@ -4,6 +4,7 @@
 
 #include <sstream>
 #include <string>
+#include <vector>
 
 #include "program_runner.h"
 
@@ -83,6 +84,49 @@ TEST(DiffCommand, ListsExactlyTheChangesWhateverTheIds) {
   result = runProgram({{"diff", "old.pcd", "missing.pcd"}, folder.path(), {}});
   EXPECT_EQ(result.exitCode, 2);
   EXPECT_NE(result.err.find("missing.pcd: "), std::string::npos);
+}
+
+// A chain of `depth` nested schemas with the tables `tables` in the
+// innermost one.
+std::string nestedSchemas(int depth, const std::vector<std::string>& tables) {
+  std::string pcd =
+      "Nested\nE,REL_SYS,10,2,C3,SYS,C4,ODBC\nE,DATABASE,20,1,C3,CAT\nR,DB_AT,30,20,10,2,C0,C0\n";
+  int parent = 20;
+  for (int level = 1; level <= depth; ++level) {
+    const std::string name = "S" + std::to_string(level);
+    const int id = 1000 + 2 * level;
+    pcd += "E,SCHEMA," + std::to_string(id) + ",1,C" + std::to_string(name.size()) + "," + name +
+           "\nR,SCHEM_AT," + std::to_string(id + 1) + "," + std::to_string(id) + "," +
+           std::to_string(parent) + ",1,C0\n";
+    parent = id;
+  }
+  for (size_t i = 0; i < tables.size(); ++i) {
+    const std::string id = std::to_string(100 + i), size = std::to_string(tables[i].size());
+    pcd += "E,TABLE," + id + ",1,C" + size + "," + tables[i] + "\nR,TABLE_AT," +
+           std::to_string(200 + i) + "," + id + "," + std::to_string(parent) + ",2,C" + size + "," +
+           tables[i] + ",C0\n";
+  }
+  return pcd;
+}
+
+// Deep schemas are matched by their whole path but named by their innermost
+// names, numbered by path: a chain of 20,000 nested schemas once took
+// quadratic memory and cubic time.
+TEST(DiffCommand, DeepSchemasMatchByTheirWholePath) {
+  TemporaryFolder folder;
+  writeFile(folder.file("old.pcd"), nestedSchemas(12, {"T"}));
+  writeFile(folder.file("new.pcd"), renumbered(nestedSchemas(12, {"T", "U"}), 5000));
+  ProgramResult result = runProgram({{"diff", "old.pcd", "new.pcd"}, folder.path(), {}});
+  EXPECT_EQ(result.exitCode, 1) << result.err;
+  EXPECT_EQ(result.out,
+            "table \xE2\x80\xA6#13.S5.S6.S7.S8.S9.S10.S11.S12.U\n"
+            "  + table U: description ''; primaryKey '(none)'\n"
+            "1 added, 0 removed, 0 changed\n");
+
+  writeFile(folder.file("deep.pcd"), nestedSchemas(20000, {"T"}));
+  result = runProgram({{"diff", "deep.pcd", "deep.pcd"}, folder.path(), {}});
+  EXPECT_EQ(result.exitCode, 0) << result.err;
+  EXPECT_EQ(result.out, "");
 }
 
 }  // namespace
