@@ -7,6 +7,7 @@
 #include "import_run.h"
 #include "json_writer.h"
 #include "model/zel_model.h"
+#include "input_file.h"
 #include "model_diff.h"
 #include "plugin_loader.h"
 #include "subcommand_arguments.h"
@@ -21,9 +22,10 @@ constexpr int kExitTrouble = 2;
 
 const char kDiffUsage[] =
     "Usage: pcd-import diff [--format text|json] [--input-encoding NAME] [--plugin PATH] OLD NEW\n"
-    "Imports both PCD files and lists what changed between their models, grouped by\n"
-    "table: catalogs, schemas, tables, views, columns, keys, foreign keys, indexes,\n"
-    "procedures and arguments, matched by name (not by the files' ids).\n"
+    "Imports both PCD files (either may be - for standard input) and lists what\n"
+    "changed between their models, grouped by table: catalogs, schemas, tables,\n"
+    "views, columns, keys, foreign keys, indexes, procedures and arguments, matched\n"
+    "by name (not by the files' ids).\n"
     "Exit status: 0 equal, 1 different, 2 error.\n";
 
 struct DiffOptions {
@@ -163,12 +165,21 @@ int runDiffCommand(int argc, const char* const* argv) {
   BridgePlugin plugin;
   std::string error;
   if (!plugin.load(choosePluginPath(options.pluginPath), error)) return trouble(error);
+  if (options.files[0] == "-" && options.files[1] == "-")
+    return trouble("standard input can be OLD or NEW, not both");
   ZELModel before;
   ZELModel after;
-  for (const auto& [file, model] :
-       {std::pair{&options.files[0], &before}, {&options.files[1], &after}}) {
-    const std::string failure = importFile(plugin, *file, options, *model);
-    if (!failure.empty()) return trouble(*file + ": " + failure);
+  InputFile inputs[2];
+  ZELModel* models[2] = {&before, &after};
+  for (int i = 0; i < 2; ++i) {
+    // Standard input, a pipe or a process substitution is copied to a file
+    // first: the bridge opens its input by name.
+    const std::string& file = options.files[i];
+    std::string failure;
+    if (!inputs[i].identify(file, failure) || !inputs[i].prepare(failure))
+      return trouble(file + ": " + failure);
+    failure = importFile(plugin, inputs[i].path(), options, *models[i]);
+    if (!failure.empty()) return trouble(inputs[i].shownName() + ": " + failure);
   }
   const std::vector<ModelChange> changes = diffModels(before, after);
   if (options.json) {

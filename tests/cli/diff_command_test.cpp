@@ -123,6 +123,12 @@ TEST(DiffCommand, DeepSchemasMatchByTheirWholePath) {
             "  + table U: description ''; primaryKey '(none)'\n"
             "1 added, 0 removed, 0 changed\n");
 
+  // Either file may come from standard input; both cannot.
+  EXPECT_EQ(runProgram({{"diff", "-", "new.pcd"}, folder.path(), {}}, folder.file("old.pcd")).out,
+            result.out);
+  EXPECT_EQ(runProgram({{"diff", "-", "-"}, folder.path(), {}}, folder.file("old.pcd")).exitCode,
+            2);
+
   writeFile(folder.file("deep.pcd"), nestedSchemas(20000, {"T"}));
   result = runProgram({{"diff", "deep.pcd", "deep.pcd"}, folder.path(), {}});
   EXPECT_EQ(result.exitCode, 0) << result.err;
