@@ -142,7 +142,8 @@ int importAndWrite(ZELModelBridgeImportDllInterface& bridge, const CommandLine& 
   ZELMemoryLog keptLog;  // for the document's "log" array
   ProgressLine progress(input.path(), input.size(), !options.quiet);
   ProgressAwareLog shownLog(progress, log);
-  ZELTeeLog importLog(shownLog, keptLog);
+  ZELTeeLog keptAndShown(shownLog, keptLog);
+  DecodingLog importLog(keptAndShown, options.inputEncoding);
   const std::string failure = runImport(bridge, options.bridgeId, input.path(), model, importLog);
   log.endPhase();
   // The program's own messages below are printed on a clean line.

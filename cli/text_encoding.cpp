@@ -76,6 +76,23 @@ bool isAscii(const ZELString& text) {
                      [](char c) { return static_cast<unsigned char>(c) < 0x80; });
 }
 
+// Converts `length` bytes at `bytes` with `converter` into `output`. False,
+// with `consumed` the bytes read before the first that is not valid, when
+// the text cannot be converted.
+bool convertWith(iconv_t converter, const char* bytes, size_t length, std::string& output,
+                 size_t& consumed) {
+  iconv(converter, nullptr, nullptr, nullptr, nullptr);
+  output.assign(length * 4 + 4, '\0');  // a byte becomes at most four
+  char* in = const_cast<char*>(bytes);
+  size_t inLeft = length;
+  char* out = output.data();
+  size_t outLeft = output.size();
+  const bool converted = iconv(converter, &in, &inLeft, &out, &outLeft) != static_cast<size_t>(-1);
+  consumed = static_cast<size_t>(in - bytes);
+  output.resize(output.size() - outLeft);
+  return converted;
+}
+
 }  // namespace
 
 bool isKnownEncoding(const std::string& encoding) {
@@ -113,21 +130,41 @@ bool convertModelToUtf8(ZELModel& model, const std::string& encoding, std::strin
   walkTexts(model, [&](const ZELString& text, ZELString& replacement) {
     // ASCII reads the same in every code page the option is meant for.
     if (!error.empty() || isAscii(text)) return false;
-    iconv(converter, nullptr, nullptr, nullptr, nullptr);
-    output.assign(text.length() * 4 + 4, '\0');  // a byte becomes at most four
-    char* in = const_cast<char*>(text.c_str());
-    size_t inLeft = text.length();
-    char* out = output.data();
-    size_t outLeft = output.size();
-    if (iconv(converter, &in, &inLeft, &out, &outLeft) == static_cast<size_t>(-1)) {
+    size_t consumed = 0;
+    if (!convertWith(converter, text.c_str(), text.length(), output, consumed)) {
       error = "the text '" + std::string(text.c_str(), std::min<size_t>(text.length(), 40)) +
-              "' is not valid " + encoding + " (byte " + std::to_string(in - text.c_str() + 1) +
+              "' is not valid " + encoding + " (byte " + std::to_string(consumed + 1) +
               "); check --input-encoding";
       return false;
     }
-    replacement = ZELString(output.data(), output.size() - outLeft);
+    replacement = ZELString(output.data(), output.size());
     return true;
   });
   iconv_close(converter);
   return error.empty();
+}
+
+DecodingLog::DecodingLog(ZELLog& next, const std::string& encoding) : next_(next) {
+  if (!encoding.empty() && !isUtf8Name(encoding)) {
+    const iconv_t converter = iconv_open("UTF-8", encoding.c_str());
+    if (converter != reinterpret_cast<iconv_t>(-1)) converter_ = converter;
+  }
+}
+
+DecodingLog::~DecodingLog() {
+  if (converter_ != nullptr) iconv_close(static_cast<iconv_t>(converter_));
+}
+
+void DecodingLog::logEvent(const ZELLogEvent& event) {
+  const ZELString& text = event.getText();
+  std::string output;
+  size_t consumed = 0;
+  if (converter_ == nullptr || isAscii(text) ||
+      !convertWith(static_cast<iconv_t>(converter_), text.c_str(), text.length(), output,
+                   consumed)) {
+    next_.logEvent(event);
+    return;
+  }
+  next_.logEvent(ZELLogEvent(ZELString(output.data(), output.size()), event.getCode(),
+                             event.getLevel(), event.getExtra()));
 }

@@ -5,6 +5,8 @@
 
 #include <string>
 
+#include "zel_log.h"
+
 class ZELModel;
 
 // True when iconv can convert from `encoding` to UTF-8.
@@ -20,3 +22,20 @@ long countInvalidUtf8(ZELModel& model);
 // Converts every text of the model from `encoding` to UTF-8. False, with
 // `error` set, when a text holds bytes that are not valid in `encoding`.
 bool convertModelToUtf8(ZELModel& model, const std::string& encoding, std::string& error);
+
+// Passes log events on with their texts converted from `encoding` to UTF-8:
+// the bridge's messages quote names as the file spells them. Passes them
+// unchanged for UTF-8, and a text that is not valid in `encoding` (the
+// model's conversion reports that).
+class DecodingLog : public ZELLog {
+ public:
+  DecodingLog(ZELLog& next, const std::string& encoding);
+  ~DecodingLog() override;
+  DecodingLog(const DecodingLog&) = delete;
+  DecodingLog& operator=(const DecodingLog&) = delete;
+  void logEvent(const ZELLogEvent& event) override;
+
+ private:
+  ZELLog& next_;
+  void* converter_ = nullptr;  // an iconv_t, or null to pass texts unchanged
+};

@@ -1,5 +1,6 @@
-// --input-encoding: a CP1252 extract comes out as UTF-8 with the option, and
-// without it the program warns once and suggests it.
+// --input-encoding: a CP1252 extract comes out as UTF-8 with the option, the
+// import's messages that quote its names included, and without it the
+// program warns once and suggests it.
 #include <gtest/gtest.h>
 
 #include <string>
@@ -9,7 +10,8 @@
 namespace {
 
 // A small extract whose table name and column description are CP1252
-// ("\xc8" is È, "\xfc" is ü, "\xe8" is è); lengths count bytes.
+// ("\xc8" is È, "\xfc" is ü, "\xe8" is è); lengths count bytes. The table
+// is placed in two schemas, which the import warns about by its name.
 const std::string kCp1252Extract =
     "PCD extract\n"
     "E,REL_SYS,10,2,C4,PROD,C4,ODBC\n"
@@ -18,7 +20,10 @@ const std::string kCp1252Extract =
     "E,SCHEMA,60,1,C4,SHOP\n"
     "R,SCHEM_AT,70,60,20,1,C0\n"
     "E,TABLE,100,1,C9,CLIENT\xc8LE\n"
+    "E,SCHEMA,61,1,C4,SHIP\n"
+    "R,SCHEM_AT,71,61,20,1,C0\n"
     "R,TABLE_AT,120,100,60,2,C9,CLIENT\xc8LE,C0\n"
+    "R,TABLE_AT,121,100,61,2,C9,CLIENT\xc8LE,C0\n"
     "E,REL_DT,200,5,C7,INTEGER,S4,C0,C0,C0\n"
     "R,REL_COL,300,0,200,7,C4,CITY,S0,L0,L0,S0,C0,C0\n"
     "R,TBL_COL,400,100,300,2,C1,N,L1\n"
@@ -36,6 +41,9 @@ TEST(InputEncoding, ConvertsLegacyTextsAndWarnsWithoutTheOption) {
             std::string::npos);
   EXPECT_NE(result.out.find("\"encoding\": \"CP1252\""), std::string::npos);
   EXPECT_EQ(result.err.find("PCD_IMPORT_W0002"), std::string::npos);
+  const std::string warning = "Table (CLIENT\xc3\x88LE) at multiple locations not supported";
+  EXPECT_NE(result.err.find("WARNING TAV_CARDS_W0011 " + warning), std::string::npos) << result.err;
+  EXPECT_NE(result.out.find("\"text\": \"" + warning + "\""), std::string::npos);
 
   result = runProgram({{"-q", "legacy.pcd"}, folder.path(), {}});
   EXPECT_EQ(result.exitCode, 0);
