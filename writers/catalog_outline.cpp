@@ -17,30 +17,68 @@ std::string anchorText(const std::string& bytes) {
   return text;
 }
 
-// Schemas of every catalog in the model's order, with their procedures.
-void collectSchemas(const ZELModel& model, CatalogOutline& outline) {
-  forEachSchema(model, [&outline](const std::string& catalog, const std::string& path,
-                                  const ZELPackage& package) {
-    OutlineSchema schema{catalog, path, {}, {}, {}};
-    if (package.isInstanceOf(ZEL_ET_DATA_PACKAGE)) {
-      for (const ZELModelObject* object :
-           static_cast<const ZELDataPackage&>(package).modelObjects()) {
-        if (object->getElementType() == ZEL_ET_STORED_PROCEDURE) {
-          schema.procedures.push_back({static_cast<const ZELStoredProcedure*>(object), {}});
+// The chosen schemas (all without names) of every catalog in the model's
+// order, with their procedures.
+void collectSchemas(const ZELModel& model, const std::vector<std::string>& names,
+                    CatalogOutline& outline) {
+  std::vector<bool> matched(names.size());
+  forEachSchema(
+      model, [&](const std::string& catalog, const std::string& path, const ZELPackage& package) {
+        if (!isChosenSchema(names, matched, catalog, path)) return;
+        OutlineSchema schema{catalog, path, {}, {}, {}};
+        if (package.isInstanceOf(ZEL_ET_DATA_PACKAGE)) {
+          for (const ZELModelObject* object :
+               static_cast<const ZELDataPackage&>(package).modelObjects()) {
+            if (object->getElementType() == ZEL_ET_STORED_PROCEDURE) {
+              schema.procedures.push_back({static_cast<const ZELStoredProcedure*>(object), {}});
+            }
+          }
         }
-      }
+        outline.schemas.push_back(std::move(schema));
+      });
+}
+
+// The overview's counts of what the outline of chosen schemas shows: its
+// catalogs and schemas, their tables and views with their columns, keys
+// (those of a foreign key are its table's) and indexes, and procedures.
+std::vector<OverviewCount> shownCounts(const CatalogOutline& outline) {
+  std::unordered_set<std::string> catalogs;
+  long procedures = 0;
+  for (const OutlineSchema& schema : outline.schemas) {
+    catalogs.insert(schema.catalog);
+    procedures += static_cast<long>(schema.procedures.size());
+  }
+  long tables = 0, views = 0, columns = 0, keys = 0, foreignKeys = 0, indexes = 0;
+  for (const DiagramTable& drawn : outline.diagram.tables) {
+    ++(drawn.view ? views : tables);
+    columns += static_cast<long>(drawn.columns.size());
+    for (const ZELKey* key : drawn.table->keys()) {
+      if (key->isInstanceOf(ZEL_ET_FOREIGN_KEY)) ++foreignKeys;
+      if (key->isInstanceOf(ZEL_ET_CANDIDATE_KEY)) ++keys;
     }
-    outline.schemas.push_back(std::move(schema));
-  });
+    indexes += static_cast<long>(drawn.table->indexes().count());
+  }
+  return {{"Catalogs", static_cast<long>(catalogs.size())},
+          {"Schemas", static_cast<long>(outline.schemas.size())},
+          {"Tables", tables},
+          {"Views", views},
+          {"Columns", columns},
+          {"Keys", keys},
+          {"Foreign keys", foreignKeys},
+          {"Indexes", indexes},
+          {"Procedures", procedures}};
 }
 
 }  // namespace
 
-CatalogOutline outlineModel(const ZELModel& model) {
-  CatalogOutline outline;
-  collectSchemas(model, outline);
-  WriterOptions everything;
-  selectDiagram(model, everything, outline.diagram);  // no schema names: cannot fail
+std::string outlineModel(const ZELModel& model, const std::vector<std::string>& schemas,
+                         CatalogOutline& outline) {
+  WriterOptions chosen;  // every column of the chosen tables
+  chosen.schemas = schemas;
+  const std::string error = selectDiagram(model, chosen, outline.diagram);
+  if (!error.empty()) return error;
+  collectSchemas(model, schemas, outline);
+  outline.whole = schemas.empty();
 
   // Diagram schemas are the outline's schemas that hold tables, in the same order.
   std::vector<size_t> schemaOf(outline.diagram.schemas.size());
@@ -95,7 +133,7 @@ CatalogOutline outlineModel(const ZELModel& model) {
         outline.tables[target->second].referencedBy.push_back(foreignKey);
     }
   }
-  return outline;
+  return "";
 }
 
 Diagram neighbourhoodDiagram(const CatalogOutline& outline, size_t t, size_t& neighbours) {
@@ -114,10 +152,11 @@ Diagram neighbourhoodDiagram(const CatalogOutline& outline, size_t t, size_t& ne
 }
 
 std::vector<OverviewCount> overviewCounts(const ZELModel& model, const CatalogOutline& outline) {
-  const ModelCounts counts = countModel(model);
+  if (!outline.whole) return shownCounts(outline);
   long foreignKeys = 0;
   for (const OutlineTable& table : outline.tables)
     foreignKeys += static_cast<long>(table.referencedBy.size());
+  const ModelCounts counts = countModel(model);
   return {{"Catalogs", counts.catalogs},    {"Schemas", counts.schemas},
           {"Tables", counts.tables},        {"Views", counts.views},
           {"Columns", counts.columns},      {"Keys", counts.keys - foreignKeys},

@@ -38,15 +38,21 @@ struct CatalogOutline {
   std::vector<OutlineTable> tables;
   Diagram diagram;
   std::unordered_map<const ZELClass*, size_t> indexOf;  // table or view -> index
+  bool whole = true;  // every schema of the model, not the ones --schema chose
 };
 
+// Fills `outline` with the schemas that --schema names (all without names)
+// and what they hold. Returns "" or, when a name matches no schema, the
+// message to show.
+//
 // Anchors are "SCHEMA.NAME" (SCHEMA the schema's path), or
 // "CATALOG.SCHEMA.NAME" when two catalogs hold a schema of that path; blanks,
 // "#" and "%" become "_", bytes that are not UTF-8 U+FFFD, and a repeated
 // anchor gets "_2", "_3"... in the model's order. Tables and views take
 // theirs first, then procedures, then schemas ("CATALOG.SCHEMA" or SCHEMA),
 // so that adding a procedure never moves a table's anchor.
-CatalogOutline outlineModel(const ZELModel& model);
+std::string outlineModel(const ZELModel& model, const std::vector<std::string>& schemas,
+                         CatalogOutline& outline);
 
 // The counts a documentation's overview shows, in order: catalogs, schemas,
 // tables, views, columns, keys (primary and alternate), foreign keys,

@@ -48,9 +48,10 @@ DiagramTable describeTable(const ZELClass& table, bool view, size_t schema, Diag
   return drawn;
 }
 
-// Whether the user asked for this schema; marks the names that matched.
-bool isChosen(const std::vector<std::string>& names, std::vector<bool>& matched,
-              const std::string& catalog, const std::string& path) {
+}  // namespace
+
+bool isChosenSchema(const std::vector<std::string>& names, std::vector<bool>& matched,
+                    const std::string& catalog, const std::string& path) {
   if (names.empty()) return true;
   bool chosen = false;
   for (size_t i = 0; i < names.size(); ++i) {
@@ -62,12 +63,14 @@ bool isChosen(const std::vector<std::string>& names, std::vector<bool>& matched,
   return chosen;
 }
 
+namespace {
+
 // The tables and views of the chosen schemas of every catalog.
 void selectTables(const ZELModel& model, const WriterOptions& options, Diagram& diagram,
                   std::vector<bool>& matched) {
   forEachSchema(
       model, [&](const std::string& catalog, const std::string& path, const ZELPackage& package) {
-        if (!isChosen(options.schemas, matched, catalog, path)) return;
+        if (!isChosenSchema(options.schemas, matched, catalog, path)) return;
         if (!package.isInstanceOf(ZEL_ET_DATA_PACKAGE)) return;
         DiagramSchema schema{catalog, path, {}};
         for (const ZELModelObject* object :

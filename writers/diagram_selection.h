@@ -54,6 +54,12 @@ struct Diagram {
   std::vector<DiagramRelation> relations;
 };
 
+// Whether --schema names (`names`, none: every schema) choose the schema of
+// `catalog` with path `path`: its path or CATALOG.PATH; marks in `matched`
+// (as long as `names`) the names that chose it.
+bool isChosenSchema(const std::vector<std::string>& names, std::vector<bool>& matched,
+                    const std::string& catalog, const std::string& path);
+
 // Fills `diagram` from the model as `options` choose. Returns "" or, when a
 // --schema name matches no schema of the model, the message to show.
 std::string selectDiagram(const ZELModel& model, const WriterOptions& options, Diagram& diagram);

@@ -306,8 +306,11 @@ std::string columnList(const ZELKey& key) {
 
 class HtmlModelWriter final : public ModelWriter {
  public:
+  explicit HtmlModelWriter(std::vector<std::string> schemas) : schemas_(std::move(schemas)) {}
+
   std::string write(const ModelSource& source, std::FILE* out) override {
-    outline_ = outlineModel(source.model);
+    if (std::string error = outlineModel(source.model, schemas_, outline_); !error.empty())
+      return error;
     objectIndex_.assign(outline_.tables.size(), 0);
     size_t next = 0;
     for (const OutlineSchema& schema : outline_.schemas) {
@@ -408,6 +411,14 @@ class HtmlModelWriter final : public ModelWriter {
       page << "<dt>Imported</dt><dd>";
       page.text(origin->importTime);
       page << "</dd>\n";
+    }
+    if (!schemas_.empty()) {
+      page << "<dt>Schemas chosen</dt><dd>";
+      for (size_t i = 0; i < schemas_.size(); ++i) {
+        if (i != 0) page << ", ";
+        page.text(schemas_[i]);
+      }
+      page << " (the counts are theirs)</dd>\n";
     }
     for (const OverviewCount& row : overviewCounts(source.model, outline_)) {
       page << "<dt>" << row.name << "</dt><dd>" << std::to_string(row.value) << "</dd>\n";
@@ -682,6 +693,7 @@ class HtmlModelWriter final : public ModelWriter {
     page << "]}";
   }
 
+  std::vector<std::string> schemas_;  // --schema names; none: every schema
   CatalogOutline outline_;
   // The schemas' diagrams, drawn with their sections' placeholders and
   // written with the page's data.
@@ -693,6 +705,6 @@ class HtmlModelWriter final : public ModelWriter {
 
 }  // namespace
 
-std::unique_ptr<ModelWriter> makeHtmlModelWriter(const WriterOptions&) {
-  return std::make_unique<HtmlModelWriter>();
+std::unique_ptr<ModelWriter> makeHtmlModelWriter(const WriterOptions& options) {
+  return std::make_unique<HtmlModelWriter>(options.schemas);
 }

@@ -112,8 +112,11 @@ class MarkdownModelWriter final : public ModelWriter {
     return "the markdown format writes a folder: name it with -o DIR";
   }
 
+  explicit MarkdownModelWriter(std::vector<std::string> schemas) : schemas_(std::move(schemas)) {}
+
   std::string writeFolder(const ModelSource& source, std::vector<FolderFile>& files) override {
-    outline_ = outlineModel(source.model);
+    if (std::string error = outlineModel(source.model, schemas_, outline_); !error.empty())
+      return error;
     FileNames names;
     for (const OutlineTable& table : outline_.tables)
       fileNames_.push_back(names.take(table.anchor));
@@ -150,6 +153,12 @@ class MarkdownModelWriter final : public ModelWriter {
     text += "| | |\n|---|---|\n| Source file | " + markdownText(source.sourceFile) + " |\n";
     for (const ZELMetadataOrigin* origin : source.model.metadataOrigins()) {
       text += "| Imported | " + markdownText(origin->importTime) + " |\n";
+    }
+    if (!schemas_.empty()) {
+      text += "| Schemas chosen | ";
+      for (size_t i = 0; i < schemas_.size(); ++i)
+        text += (i != 0 ? ", " : "") + markdownText(schemas_[i]);
+      text += " (the counts are theirs) |\n";
     }
     for (const OverviewCount& row : overviewCounts(source.model, outline_))
       text += std::string("| ") + row.name + " | " + std::to_string(row.value) + " |\n";
@@ -301,12 +310,13 @@ class MarkdownModelWriter final : public ModelWriter {
     return text;
   }
 
+  std::vector<std::string> schemas_;  // --schema names; none: every schema
   CatalogOutline outline_;
   std::vector<std::string> fileNames_;  // per table, in the folder
 };
 
 }  // namespace
 
-std::unique_ptr<ModelWriter> makeMarkdownModelWriter(const WriterOptions&) {
-  return std::make_unique<MarkdownModelWriter>();
+std::unique_ptr<ModelWriter> makeMarkdownModelWriter(const WriterOptions& options) {
+  return std::make_unique<MarkdownModelWriter>(options.schemas);
 }

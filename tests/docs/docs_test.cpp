@@ -87,6 +87,11 @@ TEST_F(DocumentationFormats, HtmlPageWorksInTheBrowser) {
     }
     command += " " + shellWord(models_[i]) + " " + shellWord(page);
   }
+  // Two schemas of the sample: their sections only, links to the others as text.
+  const std::string part = folder_->file("part.html");
+  writeFormat({"--format", "html", "--schema", "SHOP", "--schema", "SALES.BILLING", files_[0]}, part);
+  EXPECT_NE(readFile(part).find("<dt>Schemas chosen</dt><dd>SHOP, SALES.BILLING"), std::string::npos);
+  command += " --schemas=SHOP,SALES.BILLING " + shellWord(models_[0]) + " " + shellWord(part);
 #ifdef PCD_TESTS_NO_BROWSER  // see tests/CMakeLists.txt
   GTEST_SKIP() << "the browser checks run in the normal build";
 #endif
@@ -159,6 +164,12 @@ TEST_F(DocumentationFormats, MarkdownFolderLinksResolveAndDiagramsRender) {
     }
   }
   EXPECT_GT(blocks, 10u);
+  // One schema: its pages, linked among themselves and to nothing else.
+  const std::string part = folder_->file("markdown-part");
+  writeFormat({"--format", "markdown", "--schema", "SALES.BILLING", files_[0]}, part);
+  EXPECT_EQ(folderEntries(part),
+            (std::vector<std::string>{".pcd-import-files", "BILLING.INVOICES.md", "README.md"}));
+  expectLinksResolve(part);
   const std::string markup = readFile(folder_->file("markdown1") + "/SHOP.CUSTOMERS.md");
   EXPECT_NE(markup.find("&lt;script&gt;window.pwned=1&lt;/script&gt; &amp; &lt;b&gt;"),
             std::string::npos);
@@ -206,6 +217,12 @@ TEST_F(DocumentationFormats, MarkdownFolderRules) {
 
   result = runProgram({{"-q", "-f", "markdown", sample}, "", {}});
   EXPECT_EQ(result.exitCode, 2) << result.err;
+
+  // A schema the model does not have: an error, and nothing written.
+  result = runProgram({{"-q", "-f", "markdown", "--schema", "NONE", "-o", work.file("none"), sample}, "", {}});
+  EXPECT_EQ(result.exitCode, 1);
+  EXPECT_NE(result.err.find("no schema named 'NONE'"), std::string::npos) << result.err;
+  EXPECT_EQ(work.entries(), (std::vector<std::string>{"docs", "own"}));
 }
 
 }  // namespace

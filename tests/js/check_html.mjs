@@ -6,24 +6,30 @@
 // lands on the referenced table; text that looks like markup stays text.
 // Prints the page's size and the time it took to become interactive.
 //
-//   node check_html.mjs [--screenshot=PNG] MODEL.json PAGE.html [[--screenshot=PNG] MODEL.json PAGE.html]...
+//   node check_html.mjs [--screenshot=PNG] [--schemas=A,B] MODEL.json PAGE.html [...]...
+//
+// --schemas names the schemas the page was made for (pcd-import --schema).
 import { statSync } from 'node:fs';
 import { resolve } from 'node:path';
 import { pathToFileURL } from 'node:url';
-import { Problems, readModel, schemasOf } from './model_expectations.mjs';
+import { Problems, chosenSchemas, readModel } from './model_expectations.mjs';
 import { withOfflineBrowser } from './offline_browser.mjs';
 
 const problems = new Problems('HTML catalog');
 
 const jobs = [];
 let screenshot = null;
+let chosen = [];
 const args = process.argv.slice(2);
 for (let i = 0; i < args.length; ++i) {
   if (args[i].startsWith('--screenshot=')) {
     screenshot = args[i].slice('--screenshot='.length);
+  } else if (args[i].startsWith('--schemas=')) {
+    chosen = args[i].slice('--schemas='.length).split(',').filter((s) => s !== '');
   } else {
-    jobs.push({ model: args[i], file: args[++i], screenshot });
+    jobs.push({ model: args[i], file: args[++i], screenshot, schemas: chosen });
     screenshot = null;
+    chosen = [];
   }
 }
 if (jobs.length === 0 || jobs.some((job) => !job.file)) {
@@ -52,7 +58,7 @@ async function drawnSection(page, name) {
 
 async function checkPage(context, job) {
   const model = readModel(job.model);
-  const schemas = schemasOf(model);
+  const schemas = chosenSchemas(model, job.schemas);
   const objects = schemas.flatMap((s) => [...s.schema.tables, ...s.schema.views, ...s.schema.procedures]);
   const page = await context.newPage();
   const url = pathToFileURL(resolve(job.file)).href;
@@ -106,7 +112,10 @@ async function checkPage(context, job) {
   }
 
   // Following a foreign key lands on the referenced table's section, drawn.
-  const hasForeignKey = schemas.some((s) => s.schema.tables.some((t) => t.keys.some((k) => k.kind === 'foreign')));
+  // A foreign key links to its table when the page shows that table.
+  const shownSchemas = new Set(schemas.map((s) => `${s.catalog}\n${s.path}`));
+  const hasForeignKey = schemas.some((s) => s.schema.tables.some((t) => t.keys.some((k) =>
+    k.kind === 'foreign' && k.references && shownSchemas.has(`${k.references.catalog}\n${k.references.schema}`))));
   const source = hasForeignKey ? await drawnSection(page, null) : null;
   problems.expect(source !== null || !hasForeignKey, `${job.file}: no foreign key link`);
   if (source) {
