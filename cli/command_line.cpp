@@ -1,5 +1,6 @@
 #include "command_line.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
@@ -69,9 +70,31 @@ const OptionDefinition* findShort(char name) {
   return nullptr;
 }
 
+// The FormatOptions flag of an option that only some formats read, or 0.
+unsigned formatOptionFlag(OptionId id) {
+  switch (id) {
+    case OptionId::kCompact:
+      return kReadsCompact;
+    case OptionId::kSchema:
+      return kReadsSchemas;
+    case OptionId::kColumns:
+      return kReadsColumns;
+    case OptionId::kDialect:
+    case OptionId::kNativeTypes:
+      return kReadsDialect;
+    case OptionId::kForce:
+      return kReadsForce;
+    default:
+      return 0;
+  }
+}
+
 // Applies one option; returns a usage error or "".
 std::string apply(const OptionDefinition& definition, const std::string& value,
                   CommandLine& options) {
+  if (const unsigned flag = formatOptionFlag(definition.id)) {
+    options.formatOptions.emplace_back(std::string("--") + definition.longName, flag);
+  }
   switch (definition.id) {
     case OptionId::kOutput:
       if (value.empty()) return "the output file name is empty; give a file name after --output";
@@ -170,6 +193,16 @@ std::string apply(const OptionDefinition& definition, const std::string& value,
 }
 
 }  // namespace
+
+std::vector<std::string> ignoredFormatOptions(const CommandLine& options) {
+  const OutputFormat* format = findOutputFormat(options.format);
+  std::vector<std::string> ignored;
+  for (const auto& [name, flag] : options.formatOptions) {
+    if (format == nullptr || (format->reads & flag) != 0) continue;
+    if (std::find(ignored.begin(), ignored.end(), name) == ignored.end()) ignored.push_back(name);
+  }
+  return ignored;
+}
 
 ParsedCommandLine parseCommandLine(int argc, const char* const* argv) {
   ParsedCommandLine result;

@@ -4,6 +4,7 @@
 
 #include <cstddef>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "model_writer.h"
@@ -28,6 +29,9 @@ struct CommandLine {
   std::string inputEncoding;  // empty: not given (the texts are taken as UTF-8)
   bool showHelp = false;
   bool showVersion = false;
+  // The format options given, as written (--dialect, ...), with the
+  // FormatOptions flag of each: the program says which the format ignores.
+  std::vector<std::pair<std::string, unsigned>> formatOptions;
 };
 
 struct ParsedCommandLine {
@@ -36,6 +40,10 @@ struct ParsedCommandLine {
   // wrong and what to do.
   std::string usageError;
 };
+
+// The format options of `options` that its format does not read, as given
+// ("--dialect"), each once.
+std::vector<std::string> ignoredFormatOptions(const CommandLine& options);
 
 // Reads argv[1..argc-1]. Options take their value as "--opt=value", "--opt
 // value" or, for short options, "-o value" and "-ovalue"; short options

@@ -108,6 +108,10 @@ bool decodeTexts(ZELModel& model, const std::string& inputEncoding, ProgramLog& 
 int importAndWrite(ZELModelBridgeImportDllInterface& bridge, const CommandLine& options,
                    ProgramLog& log) {
   setMaxLineBytes(options.maxLineBytes);
+  for (const std::string& option : ignoredFormatOptions(options)) {
+    log.program(ZEL_SEVERITY_WARNING, program_messages::kIgnoredOption,
+                option + " does not apply to --format " + options.format + "; ignored");
+  }
   InputFile input;
   std::string error;
   if (!input.identify(options.pcdFile, error)) return programFailure(log, error);

@@ -16,6 +16,8 @@ inline constexpr const char* kFiles = "PCD_IMPORT_S0003";
 inline constexpr const char* kNoRecords = "PCD_IMPORT_W0001";
 // WARNING: texts of the model are not UTF-8 and no --input-encoding was given.
 inline constexpr const char* kNotUtf8 = "PCD_IMPORT_W0002";
+// WARNING: an option that the chosen format does not read was given.
+inline constexpr const char* kIgnoredOption = "PCD_IMPORT_W0003";
 // FATAL: a failure of the program itself (plug-in, input, output).
 inline constexpr const char* kProgramFailure = "PCD_IMPORT_F0001";
 

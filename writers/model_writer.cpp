@@ -12,16 +12,23 @@
 
 const std::vector<OutputFormat>& outputFormats() {
   static const std::vector<OutputFormat> formats = {
-      {"json", "the whole model (default; --compact: without white space)", makeJsonModelWriter},
+      {"json", "the whole model (default; --compact: without white space)", makeJsonModelWriter,
+       kReadsCompact},
       {"summary", "one line of object counts", makeSummaryModelWriter},
-      {"sql", "DDL script (--dialect postgresql|mysql|sqlite, --native-types)", makeSqlModelWriter},
-      {"dot", "a Graphviz graph of the tables, views and their relations", makeDotModelWriter},
-      {"svg", "the Graphviz graph laid out and drawn as SVG", makeSvgModelWriter},
-      {"mermaid", "a Mermaid entity-relationship diagram (erDiagram)", makeMermaidModelWriter},
-      {"dbml", "the tables, keys, indexes and references in DBML", makeDbmlModelWriter},
-      {"html", "a browsable catalog in one self-contained HTML page", makeHtmlModelWriter},
+      {"sql", "DDL script (--dialect postgresql|mysql|sqlite, --native-types)", makeSqlModelWriter,
+       kReadsDialect},
+      {"dot", "a Graphviz graph of the tables, views and their relations", makeDotModelWriter,
+       kReadsSchemas | kReadsColumns},
+      {"svg", "the Graphviz graph laid out and drawn as SVG", makeSvgModelWriter,
+       kReadsSchemas | kReadsColumns},
+      {"mermaid", "a Mermaid entity-relationship diagram (erDiagram)", makeMermaidModelWriter,
+       kReadsSchemas | kReadsColumns},
+      {"dbml", "the tables, keys, indexes and references in DBML", makeDbmlModelWriter,
+       kReadsSchemas},
+      {"html", "a browsable catalog in one self-contained HTML page", makeHtmlModelWriter,
+       kReadsSchemas},
       {"markdown", "a folder of Markdown pages (-o DIR) with Mermaid diagrams",
-       makeMarkdownModelWriter, true},
+       makeMarkdownModelWriter, kReadsSchemas | kReadsForce, true},
   };
   return formats;
 }

@@ -64,10 +64,20 @@ class ModelWriter {
   virtual std::string write(const ModelSource& source, std::FILE* out) = 0;
 };
 
+// The options of WriterOptions (and --force) a format reads, as flags.
+enum FormatOptions : unsigned {
+  kReadsCompact = 1,  // --compact
+  kReadsSchemas = 2,  // --schema
+  kReadsColumns = 4,  // --columns
+  kReadsDialect = 8,  // --dialect, --native-types
+  kReadsForce = 16,   // --force
+};
+
 struct OutputFormat {
   std::string_view name;
   std::string_view description;  // one line, for --help
   std::unique_ptr<ModelWriter> (*make)(const WriterOptions& options);
+  unsigned reads = 0;         // FormatOptions
   bool writesFolder = false;  // -o names a folder; see ModelWriter::writeFolder
 };
 

@@ -119,6 +119,27 @@ TEST(Program, UsageErrorsExitWithTwoAndSayWhatToDo) {
             "directory\n");
 }
 
+// An option the chosen format does not read is named once, and the run goes
+// on; --fail-on-warning makes it fail.
+TEST(Program, OptionsTheFormatDoesNotReadAreNamed) {
+  const std::string sample = kSourceDir + "/examples/sample.pcd";
+  ProgramResult result = runProgram(
+      {{"-q", "-f", "summary", "--dialect", "mysql", "--schema", "A", "--schema", "B", sample},
+       "",
+       {}});
+  EXPECT_EQ(result.exitCode, 0) << result.err;
+  EXPECT_EQ(result.err.find("WARNING PCD_IMPORT_W0003 --dialect does not apply to --format "
+                            "summary; ignored\nWARNING PCD_IMPORT_W0003 --schema does not apply "
+                            "to --format summary; ignored\nWARNING TAV_CARDS_W0011"),
+            0u)
+      << result.err;
+  result = runProgram(
+      {{"-q", "-f", "mermaid", "--columns", "keys", "--schema", "SHOP", sample}, "", {}});
+  EXPECT_EQ(result.err.find("PCD_IMPORT_W0003"), std::string::npos) << result.err;
+  result = runProgram({{"-q", "--fail-on-warning", "--compact", "-f", "dot", sample}, "", {}});
+  EXPECT_EQ(result.exitCode, 3);
+}
+
 TEST(Program, HelpVersionAndPluginChoice) {
   ProgramResult result = runProgram({{"--help"}, "", {}});
   EXPECT_EQ(result.exitCode, 0);
