@@ -163,3 +163,12 @@ std::vector<OverviewCount> overviewCounts(const ZELModel& model, const CatalogOu
           {"Foreign keys", foreignKeys},    {"Indexes", counts.indexes},
           {"Procedures", counts.procedures}};
 }
+
+std::string keyColumnNames(const ZELKey& key) {
+  std::string text;
+  for (const ZELAttribute* column : key.attributes()) {
+    if (!text.empty()) text += ", ";
+    text += bytesOf(column->getName());
+  }
+  return text;
+}

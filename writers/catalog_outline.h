@@ -54,6 +54,9 @@ struct CatalogOutline {
 std::string outlineModel(const ZELModel& model, const std::vector<std::string>& schemas,
                          CatalogOutline& outline);
 
+// The names of a key's columns as the model holds them, joined by ", ".
+std::string keyColumnNames(const ZELKey& key);
+
 // The counts a documentation's overview shows, in order: catalogs, schemas,
 // tables, views, columns, keys (primary and alternate), foreign keys,
 // indexes, procedures.

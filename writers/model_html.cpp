@@ -295,15 +295,6 @@ size_t placeholderHeight(const std::string& svg) {
 constexpr size_t kSectionHeading = 60, kDescription = 28, kTableFrame = 46, kRow = 27,
                  kSubheading = 44, kDiagramHeight = 320;
 
-std::string columnList(const ZELKey& key) {
-  std::string text;
-  for (const ZELAttribute* column : key.attributes()) {
-    if (!text.empty()) text += ", ";
-    text += bytesOf(column->getName());
-  }
-  return text;
-}
-
 class HtmlModelWriter final : public ModelWriter {
  public:
   explicit HtmlModelWriter(std::vector<std::string> schemas) : schemas_(std::move(schemas)) {}
@@ -586,7 +577,7 @@ class HtmlModelWriter final : public ModelWriter {
       page.string(key->getName()) << (primary  ? ",\"primary\","
                                       : unique ? ",\"alternate (unique)\","
                                                : ",\"alternate\",");
-      page.string(columnList(*key)) << "]";
+      page.string(keyColumnNames(*key)) << "]";
     }
     if (!first) page << "]";
   }
@@ -644,7 +635,7 @@ class HtmlModelWriter final : public ModelWriter {
         pairs += " → ";
         pairs += to ? bytesOf(to->getName()) : "?";
       }
-      if (pairs.empty()) pairs = columnList(*key);
+      if (pairs.empty()) pairs = keyColumnNames(*key);
       page << (first ? ",\"o\":[[" : ",[");
       first = false;
       page.string(key->getName()) << ",";
@@ -666,7 +657,7 @@ class HtmlModelWriter final : public ModelWriter {
       writeTableReference(page, foreignKey->getAssociatedClass());
       page << ",";
       page.string(foreignKey->getName()) << ",";
-      page.string(columnList(*foreignKey)) << "]";
+      page.string(keyColumnNames(*foreignKey)) << "]";
     }
     page << "]";
   }

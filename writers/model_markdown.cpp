@@ -98,12 +98,7 @@ class FileNames {
 };
 
 std::string columnList(const ZELKey& key) {
-  std::string text;
-  for (const ZELAttribute* column : key.attributes()) {
-    if (!text.empty()) text += ", ";
-    text += markdownText(column->getName());
-  }
-  return text;
+  return markdownText(keyColumnNames(key));
 }
 
 class MarkdownModelWriter final : public ModelWriter {
