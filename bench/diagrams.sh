@@ -9,21 +9,10 @@
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
-max_tables=10000
-while [ $# -gt 0 ]; do
-  case "$1" in
-    --max) max_tables=${2:?--max needs a number of tables}; shift 2 ;;
-    *) echo "usage: $0 [--max TABLES]" >&2; exit 2 ;;
-  esac
-done
-
-scripts/setup.sh
-build=build/bench
-bin=$build/bin
-cmake -S . -B "$build" -G Ninja -DCMAKE_BUILD_TYPE=Release -DCMAKE_CXX_FLAGS_RELEASE="-O2 -DNDEBUG" \
-  -DPCD_SANITIZE=OFF -DPCD_BUILD_TESTS=OFF -DPCD_BUILD_BENCH=ON >/dev/null
-cmake --build "$build" -j "$(nproc)" --target pcd-import ZELCaRepositoryDsOdbcImport >/dev/null
-"${CXX:-c++}" -O2 -std=c++17 -o "$bin/generate_pcd" bench/generate_pcd.cpp
+# shellcheck source=bench/common.sh
+. bench/common.sh
+parse_max_tables 10000 "$@"
+release_build
 
 mkdir -p bench/data
 echo "Diagram formats on $(nproc) cores; files from bench/generate_pcd.cpp, seed 1; wall seconds, peak MB."
