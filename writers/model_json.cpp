@@ -1,7 +1,9 @@
 #include "model_json.h"
 
+#include <functional>
 #include <string>
 #include <string_view>
+#include <unordered_map>
 
 namespace {
 
@@ -57,15 +59,39 @@ void writeType(JsonWriter& json, const ZELType& type) {
   json.endObject();
 }
 
-// Columns and arguments show their derived type inline; anything else is null.
-void writeTypeRef(JsonWriter& json, const ZELType* type) {
-  json.key("type");
-  if (type != nullptr && type->isInstanceOf(ZEL_ET_DERIVED_TYPE)) {
-    writeType(json, *type);
-  } else {
-    json.null();
+// Columns and arguments show their derived type inline; anything else is
+// null. A model has far fewer types than columns, so each type is laid out
+// once per depth and copied from then on.
+class TypeRefs {
+ public:
+  void write(JsonWriter& json, const ZELType* type) {
+    json.key("type");
+    if (type == nullptr || !type->isInstanceOf(ZEL_ET_DERIVED_TYPE)) {
+      json.null();
+      return;
+    }
+    auto found = rendered_.find(Key{type, json.depth()});
+    if (found == rendered_.end()) {
+      JsonWriter fragment(json.style(), json.depth());
+      writeType(fragment, *type);
+      found = rendered_.emplace(Key{type, json.depth()}, std::string(fragment.fragment())).first;
+    }
+    json.raw(found->second);
   }
-}
+
+ private:
+  struct Key {
+    const ZELType* type;
+    size_t depth;
+    bool operator==(const Key& other) const { return type == other.type && depth == other.depth; }
+  };
+  struct KeyHash {
+    size_t operator()(const Key& key) const {
+      return std::hash<const void*>()(key.type) ^ (key.depth * 0x9E3779B97F4A7C15ull);
+    }
+  };
+  std::unordered_map<Key, std::string, KeyHash> rendered_;
+};
 
 void writeOrigin(JsonWriter& json, const ZELMetadataOrigin& origin) {
   json.beginObject();
@@ -164,7 +190,8 @@ void writeIndex(JsonWriter& json, const ZELIndex& index) {
 }
 
 // The columns of a table (with the optional flag) or of a view (without).
-void writeColumns(JsonWriter& json, const ZELClassifier& classifier, bool withOptional) {
+void writeColumns(JsonWriter& json, TypeRefs& types, const ZELClassifier& classifier,
+                  bool withOptional) {
   json.key("columns");
   json.beginArray();
   for (const ZELFeature* feature : classifier.features()) {
@@ -175,16 +202,16 @@ void writeColumns(JsonWriter& json, const ZELClassifier& classifier, bool withOp
     writeField(json, "position", column->getPosition());
     if (withOptional) writeFlag(json, "optional", column->isOptional());
     writeField(json, "description", column->getDescription());
-    writeTypeRef(json, column->getType());
+    types.write(json, column->getType());
     json.endObject();
   }
   json.endArray();
 }
 
-void writeTable(JsonWriter& json, const ZELClass& table) {
+void writeTable(JsonWriter& json, TypeRefs& types, const ZELClass& table) {
   json.beginObject();
   writeNameAndDescription(json, table);
-  writeColumns(json, table, true);
+  writeColumns(json, types, table, true);
   writeNameOf(json, "primaryKey", table.getPrimaryKey());
   json.key("keys");
   json.beginArray();
@@ -197,14 +224,14 @@ void writeTable(JsonWriter& json, const ZELClass& table) {
   json.endObject();
 }
 
-void writeView(JsonWriter& json, const ZELSQLViewEntity& view) {
+void writeView(JsonWriter& json, TypeRefs& types, const ZELSQLViewEntity& view) {
   json.beginObject();
   writeNameAndDescription(json, view);
-  writeColumns(json, view, false);
+  writeColumns(json, types, view, false);
   json.endObject();
 }
 
-void writeProcedure(JsonWriter& json, const ZELStoredProcedure& procedure) {
+void writeProcedure(JsonWriter& json, TypeRefs& types, const ZELStoredProcedure& procedure) {
   json.beginObject();
   writeNameAndDescription(json, procedure);
   json.key("arguments");
@@ -214,7 +241,7 @@ void writeProcedure(JsonWriter& json, const ZELStoredProcedure& procedure) {
     writeField(json, "name", argument->getName());
     writeField(json, "position", argument->getPosition());
     writeField(json, "description", argument->getDescription());
-    writeTypeRef(json, argument->getType());
+    types.write(json, argument->getType());
     json.endObject();
   }
   json.endArray();
@@ -223,8 +250,8 @@ void writeProcedure(JsonWriter& json, const ZELStoredProcedure& procedure) {
 
 // One array of the model objects of a schema whose element type is exactly
 // `type` (a view is also a class, so "is a" would mix them).
-void writeObjectsOfType(JsonWriter& json, std::string_view name, const ZELPackage& schema,
-                        ZELElementType type) {
+void writeObjectsOfType(JsonWriter& json, TypeRefs& types, std::string_view name,
+                        const ZELPackage& schema, ZELElementType type) {
   json.key(name);
   json.beginArray();
   if (schema.isInstanceOf(ZEL_ET_DATA_PACKAGE)) {
@@ -232,13 +259,13 @@ void writeObjectsOfType(JsonWriter& json, std::string_view name, const ZELPackag
       if (object->getElementType() != type) continue;
       switch (type) {
         case ZEL_ET_CLASS:
-          writeTable(json, *static_cast<const ZELClass*>(object));
+          writeTable(json, types, *static_cast<const ZELClass*>(object));
           break;
         case ZEL_ET_SQL_VIEW_ENTITY:
-          writeView(json, *static_cast<const ZELSQLViewEntity*>(object));
+          writeView(json, types, *static_cast<const ZELSQLViewEntity*>(object));
           break;
         default:
-          writeProcedure(json, *static_cast<const ZELStoredProcedure*>(object));
+          writeProcedure(json, types, *static_cast<const ZELStoredProcedure*>(object));
           break;
       }
     }
@@ -249,7 +276,7 @@ void writeObjectsOfType(JsonWriter& json, std::string_view name, const ZELPackag
 // An array of Schema objects for `packages`, nested schemas included. The
 // walk keeps its own stack rather than recursing: a file can nest schemas
 // in one another to any depth.
-void writeSchemas(JsonWriter& json, const ZELOwnedList<ZELPackage>& packages) {
+void writeSchemas(JsonWriter& json, TypeRefs& types, const ZELOwnedList<ZELPackage>& packages) {
   struct Level {
     ZELOwnedList<ZELPackage>::iterator next, end;
   };
@@ -268,23 +295,23 @@ void writeSchemas(JsonWriter& json, const ZELOwnedList<ZELPackage>& packages) {
     ++level.next;
     json.beginObject();
     writeField(json, "name", schema->getName());
-    writeObjectsOfType(json, "tables", *schema, ZEL_ET_CLASS);
-    writeObjectsOfType(json, "views", *schema, ZEL_ET_SQL_VIEW_ENTITY);
-    writeObjectsOfType(json, "procedures", *schema, ZEL_ET_STORED_PROCEDURE);
+    writeObjectsOfType(json, types, "tables", *schema, ZEL_ET_CLASS);
+    writeObjectsOfType(json, types, "views", *schema, ZEL_ET_SQL_VIEW_ENTITY);
+    writeObjectsOfType(json, types, "procedures", *schema, ZEL_ET_STORED_PROCEDURE);
     json.key("schemas");
     json.beginArray();
     stack.push_back({schema->childPackages().begin(), schema->childPackages().end()});
   }
 }
 
-void writeCatalog(JsonWriter& json, const ZELDatabaseCatalog& catalog) {
+void writeCatalog(JsonWriter& json, TypeRefs& types, const ZELDatabaseCatalog& catalog) {
   json.beginObject();
   writeField(json, "name", catalog.getName());
   writeField(json, "serverTypeName", catalog.getServerTypeName());
   writeField(json, "serverTypeText", catalog.getServerTypeText());
   writeField(json, "serverTypeNumber", catalog.getServerTypeNumber());
   json.key("schemas");
-  writeSchemas(json, catalog.childPackages());
+  writeSchemas(json, types, catalog.childPackages());
   json.endObject();
 }
 
@@ -349,9 +376,10 @@ void writeModel(JsonWriter& json, const ZELModel& model) {
   json.endArray();
   json.key("catalogs");
   json.beginArray();
+  TypeRefs types;
   for (const ZELPackage* package : model.childPackages()) {
     if (package->getElementType() == ZEL_ET_DATABASE_CATALOG) {
-      writeCatalog(json, *static_cast<const ZELDatabaseCatalog*>(package));
+      writeCatalog(json, types, *static_cast<const ZELDatabaseCatalog*>(package));
     }
   }
   json.endArray();
