@@ -1,9 +1,15 @@
 #include "model_json.h"
 
+#include <algorithm>
+#include <condition_variable>
 #include <functional>
+#include <memory>
+#include <mutex>
 #include <string>
 #include <string_view>
+#include <thread>
 #include <unordered_map>
+#include <vector>
 
 namespace {
 
@@ -231,6 +237,168 @@ void writeView(JsonWriter& json, TypeRefs& types, const ZELSQLViewEntity& view) 
   json.endObject();
 }
 
+// Tables laid out ahead on a second thread: a big model's document is mostly
+// its tables, and laying one out only reads the model. The tables, in
+// document order, are split into runs; the helper lays out every other run in
+// memory, at most kRunsAhead runs ahead of the writer, and the writer copies
+// those and lays out the others itself. The helper is told each table's depth
+// in advance; a table met at another depth (or one the helper failed on) is
+// laid out by the writer, so the document is the same byte for byte.
+class TablesAhead {
+ public:
+  TablesAhead() = default;
+  TablesAhead(const TablesAhead&) = delete;
+  TablesAhead& operator=(const TablesAhead&) = delete;
+  ~TablesAhead() {
+    if (!helper_.joinable()) return;
+    {
+      std::lock_guard<std::mutex> lock(mutex_);
+      stop_ = true;
+    }
+    changed_.notify_all();
+    helper_.join();
+  }
+
+  // Starts the helper for the tables of `model`; without one (a small model,
+  // or no thread to be had) write() lays out every table itself.
+  void start(const ZELModel& model, JsonWriter::Style style) {
+    collect(model);
+    if (tables_.size() < kMinTables) return;
+    runs_.resize((tables_.size() + kRunLength - 1) / kRunLength);
+    try {
+      helper_ = std::thread([this, style] { layOut(style); });
+    } catch (...) {
+      runs_.clear();
+    }
+  }
+
+  // Writes `table`, the next table of the document.
+  void write(JsonWriter& json, TypeRefs& types, const ZELClass& table) {
+    const size_t index = next_++;
+    const size_t run = index / kRunLength;
+    const bool helpers = run % 2 == 1 && run < runs_.size();
+    bool copied = false;
+    if (helpers && tables_[index].table == &table && tables_[index].depth == json.depth()) {
+      const Run& laidOut = finished(run);
+      if (laidOut.state == Run::kDone) {
+        const size_t inRun = index % kRunLength;
+        const size_t begin = inRun == 0 ? 0 : laidOut.ends[inRun - 1];
+        json.raw(std::string_view(laidOut.text).substr(begin, laidOut.ends[inRun] - begin));
+        copied = true;
+      }
+    }
+    if (!copied) writeTable(json, types, table);
+    if (helpers && (index % kRunLength == kRunLength - 1 || index + 1 == tables_.size())) {
+      std::string().swap(finished(run).text);
+      {
+        std::lock_guard<std::mutex> lock(mutex_);
+        consumed_ = run + 1;
+      }
+      changed_.notify_all();
+    }
+  }
+
+ private:
+  static constexpr size_t kMinTables = 512;
+  static constexpr size_t kRunLength = 32;
+  static constexpr size_t kRunsAhead = 16;
+
+  struct Table {
+    const ZELClass* table;
+    size_t depth;  // of the table object in the document
+  };
+  struct Run {
+    enum State { kPending, kDone, kFailed };
+    State state = kPending;
+    std::string text;  // the run's tables, one after another
+    std::vector<size_t> ends;
+  };
+
+  // The tables in the order writeModel meets them, and their depths: the
+  // document, "model", "catalogs", a catalog, "schemas", a schema, "tables",
+  // and two more levels per enclosing schema.
+  void collect(const ZELModel& model) {
+    constexpr size_t kTopDepth = 7;
+    struct Level {
+      ZELOwnedList<ZELPackage>::iterator next, end;
+    };
+    for (const ZELPackage* package : model.childPackages()) {
+      if (package->getElementType() != ZEL_ET_DATABASE_CATALOG) continue;
+      std::vector<Level> stack{{package->childPackages().begin(), package->childPackages().end()}};
+      while (!stack.empty()) {
+        Level& level = stack.back();
+        if (level.next == level.end) {
+          stack.pop_back();
+          continue;
+        }
+        const ZELPackage* schema = *level.next;
+        ++level.next;
+        if (schema->isInstanceOf(ZEL_ET_DATA_PACKAGE)) {
+          for (const ZELModelObject* object :
+               static_cast<const ZELDataPackage*>(schema)->modelObjects()) {
+            if (object->getElementType() != ZEL_ET_CLASS) continue;
+            tables_.push_back(
+                {static_cast<const ZELClass*>(object), kTopDepth + 2 * (stack.size() - 1)});
+          }
+        }
+        stack.push_back({schema->childPackages().begin(), schema->childPackages().end()});
+      }
+    }
+  }
+
+  // Run `run` once the helper is done with it.
+  Run& finished(size_t run) {
+    std::unique_lock<std::mutex> lock(mutex_);
+    changed_.wait(lock, [&] { return runs_[run].state != Run::kPending; });
+    return runs_[run];
+  }
+
+  // The helper: every odd run, in order.
+  void layOut(JsonWriter::Style style) {
+    TypeRefs types;
+    std::unique_ptr<JsonWriter> fragment;
+    for (size_t run = 1; run < runs_.size(); run += 2) {
+      {
+        std::unique_lock<std::mutex> lock(mutex_);
+        changed_.wait(lock, [&] { return stop_ || run < consumed_ + kRunsAhead; });
+        if (stop_) return;
+      }
+      Run& laidOut = runs_[run];
+      Run::State state = Run::kDone;
+      try {
+        const size_t first = run * kRunLength;
+        const size_t last = std::min(first + kRunLength, tables_.size());
+        laidOut.ends.reserve(last - first);
+        for (size_t index = first; index < last; ++index) {
+          if (fragment == nullptr || fragment->depth() != tables_[index].depth) {
+            fragment = std::make_unique<JsonWriter>(style, tables_[index].depth);
+          }
+          fragment->clearFragment();
+          writeTable(*fragment, types, *tables_[index].table);
+          laidOut.text.append(fragment->fragment());
+          laidOut.ends.push_back(laidOut.text.size());
+        }
+      } catch (...) {
+        state = Run::kFailed;  // the writer lays these tables out itself
+      }
+      {
+        std::lock_guard<std::mutex> lock(mutex_);
+        laidOut.state = state;
+      }
+      changed_.notify_all();
+    }
+  }
+
+  std::vector<Table> tables_;
+  std::vector<Run> runs_;  // empty: no helper
+  size_t next_ = 0;        // the writer's next table
+  std::mutex mutex_;
+  std::condition_variable changed_;
+  size_t consumed_ = 0;  // runs the writer is done with
+  bool stop_ = false;
+  std::thread helper_;
+};
+
 void writeProcedure(JsonWriter& json, TypeRefs& types, const ZELStoredProcedure& procedure) {
   json.beginObject();
   writeNameAndDescription(json, procedure);
@@ -250,8 +418,8 @@ void writeProcedure(JsonWriter& json, TypeRefs& types, const ZELStoredProcedure&
 
 // One array of the model objects of a schema whose element type is exactly
 // `type` (a view is also a class, so "is a" would mix them).
-void writeObjectsOfType(JsonWriter& json, TypeRefs& types, std::string_view name,
-                        const ZELPackage& schema, ZELElementType type) {
+void writeObjectsOfType(JsonWriter& json, TypeRefs& types, TablesAhead& tables,
+                        std::string_view name, const ZELPackage& schema, ZELElementType type) {
   json.key(name);
   json.beginArray();
   if (schema.isInstanceOf(ZEL_ET_DATA_PACKAGE)) {
@@ -259,7 +427,7 @@ void writeObjectsOfType(JsonWriter& json, TypeRefs& types, std::string_view name
       if (object->getElementType() != type) continue;
       switch (type) {
         case ZEL_ET_CLASS:
-          writeTable(json, types, *static_cast<const ZELClass*>(object));
+          tables.write(json, types, *static_cast<const ZELClass*>(object));
           break;
         case ZEL_ET_SQL_VIEW_ENTITY:
           writeView(json, types, *static_cast<const ZELSQLViewEntity*>(object));
@@ -276,7 +444,8 @@ void writeObjectsOfType(JsonWriter& json, TypeRefs& types, std::string_view name
 // An array of Schema objects for `packages`, nested schemas included. The
 // walk keeps its own stack rather than recursing: a file can nest schemas
 // in one another to any depth.
-void writeSchemas(JsonWriter& json, TypeRefs& types, const ZELOwnedList<ZELPackage>& packages) {
+void writeSchemas(JsonWriter& json, TypeRefs& types, TablesAhead& tables,
+                  const ZELOwnedList<ZELPackage>& packages) {
   struct Level {
     ZELOwnedList<ZELPackage>::iterator next, end;
   };
@@ -295,23 +464,24 @@ void writeSchemas(JsonWriter& json, TypeRefs& types, const ZELOwnedList<ZELPacka
     ++level.next;
     json.beginObject();
     writeField(json, "name", schema->getName());
-    writeObjectsOfType(json, types, "tables", *schema, ZEL_ET_CLASS);
-    writeObjectsOfType(json, types, "views", *schema, ZEL_ET_SQL_VIEW_ENTITY);
-    writeObjectsOfType(json, types, "procedures", *schema, ZEL_ET_STORED_PROCEDURE);
+    writeObjectsOfType(json, types, tables, "tables", *schema, ZEL_ET_CLASS);
+    writeObjectsOfType(json, types, tables, "views", *schema, ZEL_ET_SQL_VIEW_ENTITY);
+    writeObjectsOfType(json, types, tables, "procedures", *schema, ZEL_ET_STORED_PROCEDURE);
     json.key("schemas");
     json.beginArray();
     stack.push_back({schema->childPackages().begin(), schema->childPackages().end()});
   }
 }
 
-void writeCatalog(JsonWriter& json, TypeRefs& types, const ZELDatabaseCatalog& catalog) {
+void writeCatalog(JsonWriter& json, TypeRefs& types, TablesAhead& tables,
+                  const ZELDatabaseCatalog& catalog) {
   json.beginObject();
   writeField(json, "name", catalog.getName());
   writeField(json, "serverTypeName", catalog.getServerTypeName());
   writeField(json, "serverTypeText", catalog.getServerTypeText());
   writeField(json, "serverTypeNumber", catalog.getServerTypeNumber());
   json.key("schemas");
-  writeSchemas(json, types, catalog.childPackages());
+  writeSchemas(json, types, tables, catalog.childPackages());
   json.endObject();
 }
 
@@ -367,7 +537,7 @@ void writeDesignPackage(JsonWriter& json, const ZELDesignPackage& package) {
   json.endObject();
 }
 
-void writeModel(JsonWriter& json, const ZELModel& model) {
+void writeModel(JsonWriter& json, const ZELModel& model, bool tablesAhead) {
   json.beginObject();
   writeField(json, "name", model.getName());
   json.key("origins");
@@ -377,9 +547,11 @@ void writeModel(JsonWriter& json, const ZELModel& model) {
   json.key("catalogs");
   json.beginArray();
   TypeRefs types;
+  TablesAhead tables;
+  if (tablesAhead) tables.start(model, json.style());
   for (const ZELPackage* package : model.childPackages()) {
     if (package->getElementType() == ZEL_ET_DATABASE_CATALOG) {
-      writeCatalog(json, types, *static_cast<const ZELDatabaseCatalog*>(package));
+      writeCatalog(json, types, tables, *static_cast<const ZELDatabaseCatalog*>(package));
     }
   }
   json.endArray();
@@ -414,13 +586,13 @@ void writeLog(JsonWriter& json, const std::vector<ZELLogEvent>& logEvents) {
 }  // namespace
 
 void writeModelDocument(JsonWriter& json, const ZELModel& model,
-                        const std::vector<ZELLogEvent>& logEvents) {
+                        const std::vector<ZELLogEvent>& logEvents, bool tablesAhead) {
   json.beginObject();
   json.key("format");
   json.string("pcd-import-model");
   writeField(json, "version", 1);
   json.key("model");
-  writeModel(json, model);
+  writeModel(json, model, tablesAhead);
   json.key("log");
   writeLog(json, logEvents);
   json.endObject();
@@ -433,7 +605,7 @@ class JsonModelWriter final : public ModelWriter {
   explicit JsonModelWriter(bool compact) : compact_(compact) {}
   std::string write(const ModelSource& source, std::FILE* out) override {
     JsonWriter json(out, compact_ ? JsonWriter::Style::kCompact : JsonWriter::Style::kPretty);
-    writeModelDocument(json, source.model, source.log);
+    writeModelDocument(json, source.model, source.log, true);
     json.finish();  // a write error also shows in the stream, which the caller checks
     return "";
   }
