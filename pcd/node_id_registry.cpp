@@ -23,6 +23,7 @@ void NodeIdRegistry::add(long id, void* node) {
                                   growDirectFor(static_cast<size_t>(id)));
   if (direct) {
     direct_[static_cast<size_t>(id)] = node;
+    if (static_cast<size_t>(id) >= directUsed_) directUsed_ = static_cast<size_t>(id) + 1;
   } else {
     sparse_.add(id, node);
     ++sparseCount_;
@@ -31,8 +32,19 @@ void NodeIdRegistry::add(long id, void* node) {
   ++count_;
 }
 
+void NodeIdRegistry::fit() noexcept {
+  if (direct_.size() - directUsed_ < direct_.size() / 8) return;  // not worth a copy
+  try {
+    std::vector<void*>(direct_.begin(), direct_.begin() + static_cast<long>(directUsed_))
+        .swap(direct_);
+  } catch (...) {
+    // The index stays as it is.
+  }
+}
+
 void NodeIdRegistry::empty() noexcept {
   std::vector<void*>().swap(direct_);
+  directUsed_ = 0;
   sparse_.empty();
   sparseCount_ = 0;
   std::vector<std::unique_ptr<Entry[]>>().swap(blocks_);

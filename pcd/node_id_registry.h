@@ -48,6 +48,10 @@ class NodeIdRegistry {
       left -= inBlock;
     }
   }
+  // Fits the index to the highest id it holds, once every node is added: it
+  // grows by doubling, so up to half of it can be unused. Keeps the index as
+  // it is when there is no memory for the fitted copy.
+  void fit() noexcept;
   // Forgets every node (destroys none) and frees the memory. Allocates nothing.
   void empty() noexcept;
 
@@ -61,6 +65,7 @@ class NodeIdRegistry {
   bool growDirectFor(size_t id);
 
   std::vector<void*> direct_;  // by id; null where no record has that id
+  size_t directUsed_ = 0;      // highest id in the index + 1
   ZELLongNodeHashtable sparse_;
   size_t sparseCount_ = 0;
   std::vector<std::unique_ptr<Entry[]>>

@@ -122,4 +122,5 @@ void Bridge::processStream(const ZELString& fileName) {
     lastNode = processLine(line.c_str(), lineNumber, lastNode);
   }
   input.close();
+  idRegistry.fit();
 }

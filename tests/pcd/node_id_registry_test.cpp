@@ -21,13 +21,23 @@ void expectSameAsMap(const std::vector<long>& ids) {
     order.push_back(&nodes[at]);
   }
   for (const auto& [id, node] : newest) EXPECT_EQ(registry.find(id), node) << id;
+  // Fitted to its highest id, the index still finds every node, and takes more.
+  registry.fit();
+  for (const auto& [id, node] : newest) EXPECT_EQ(registry.find(id), node) << id;
+  int later = 0;
+  registry.add(ids.empty() ? 0 : ids.back() + 1, &later);
+  registry.add(ids.empty() ? 1 : ids.back() + 100000, &later);
+  EXPECT_EQ(registry.find(ids.empty() ? 0 : ids.back() + 1), &later);
+  EXPECT_EQ(registry.find(ids.empty() ? 1 : ids.back() + 100000), &later);
+  order.push_back(&later);
+  order.push_back(&later);
   EXPECT_EQ(registry.find(123456789), nullptr);
   EXPECT_EQ(registry.find(-5), newest.count(-5) ? newest[-5] : nullptr);
   std::vector<void*> walked;
   registry.forEachEntry(
       [&walked](NodeIdRegistry::Entry* entry) { walked.push_back(entry->value); });
   EXPECT_EQ(walked, order);
-  EXPECT_EQ(registry.count(), static_cast<long>(ids.size()));
+  EXPECT_EQ(registry.count(), static_cast<long>(ids.size()) + 2);
   registry.empty();
   EXPECT_EQ(registry.count(), 0);
   EXPECT_EQ(registry.find(ids.empty() ? 0 : ids[0]), nullptr);
