@@ -27,13 +27,14 @@ struct Unread {
 // string field for "C", an integer field for "S" and "L", or none (Unread).
 template <class N>
 struct Attribute {
-  constexpr Attribute(char letter, ZELString N::*text, int32_t N::*number)
-      : letter(letter), text(text), number(number) {}
+  constexpr Attribute(char letter, ZELString N::*text, int32_t N::*number, bool ifZero = false)
+      : letter(letter), text(text), number(number), ifZero(ifZero) {}
   constexpr Attribute(Unread unread)  // NOLINT(google-explicit-constructor): one table of both
-      : letter(unread.letter), text(nullptr), number(nullptr) {}
+      : letter(unread.letter), text(nullptr), number(nullptr), ifZero(false) {}
   char letter;
   ZELString N::*text;
   int32_t N::*number;
+  bool ifZero;  // fills `number` only when the attributes before left it 0
 };
 
 template <class N>
@@ -47,6 +48,12 @@ constexpr Attribute<N> S(int32_t N::*field) {
 template <class N>
 constexpr Attribute<N> L(int32_t N::*field) {
   return {'L', nullptr, field};
+}
+// An "L" that stands in for an earlier attribute of the same field when that
+// one is 0.
+template <class N>
+constexpr Attribute<N> orL(int32_t N::*field) {
+  return {'L', nullptr, field, true};
 }
 constexpr Unread C() {
   return {'C'};
@@ -91,7 +98,7 @@ inline constexpr auto VW_CL_AT = record<Vw_cl_atNode>('R', "VW_CL_AT",
 inline constexpr auto TABLE_AT = record<Table_atNode>('R', "TABLE_AT",
     C(&Table_atNode::attr1C), C());
 inline constexpr auto REL_COL = record<Rel_colNode>('R', "REL_COL",
-    C(&Rel_colNode::name), S(), L(&Rel_colNode::length), L(&Rel_colNode::attr4L),
+    C(&Rel_colNode::name), S(), L(&Rel_colNode::length), orL(&Rel_colNode::length),
     S(&Rel_colNode::scale), C(), C());
 inline constexpr auto KEY_COL = record<Key_colNode>('R', "KEY_COL",
     S(&Key_colNode::position), C(&Key_colNode::sortOrder));

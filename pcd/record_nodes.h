@@ -162,8 +162,7 @@ class Rel_colNode : public RelationshipNode {
   Rel_colNode() : RelationshipNode(RecordKind::REL_COL) {}
   void setText(ZELString textName, ZELString value) override;
   ZELString name;
-  int32_t length = 0;
-  int32_t attr4L = 0;  // the length used when `length` is 0
+  int32_t length = 0;  // the first length attribute, or the second when the first is 0
   int32_t scale = 0;
   ZELString comment;
 };

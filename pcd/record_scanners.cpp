@@ -56,7 +56,9 @@ void scanFields(Bridge* bridge, const char* line, N& node) {
       // value is the string's length; an empty string has no bytes to skip.
       if (value > 0) cursor = bridge->scanString(cursor, node.*attribute.text, value);
     } else if (attribute.number != nullptr) {
-      node.*attribute.number = static_cast<int32_t>(value);
+      if (!attribute.ifZero || node.*attribute.number == 0) {
+        node.*attribute.number = static_cast<int32_t>(value);
+      }
     } else if (attribute.letter == 'C' && value > 0) {
       cursor = skipString(cursor, value);
     }

@@ -51,7 +51,8 @@ TEST(RecordScanners, EveryScannerChecksItsWholeLayout) {
 
 // Record classes declare their fields in attribute order, so each layout
 // must name fields at increasing addresses: a field named out of place, or
-// twice, breaks the order. Attributes that are not kept name no field.
+// twice, breaks the order. Attributes that are not kept name no field; one
+// that stands in for the attribute before it names that one's field again.
 template <const auto&... Rs>
 void expectFieldsInDeclarationOrder() {
   auto check = [](const auto& record) {
@@ -59,6 +60,10 @@ void expectFieldsInDeclarationOrder() {
     const char* previous = nullptr;
     for (const auto& attribute : record.attributes) {
       if (attribute.text == nullptr && attribute.number == nullptr) continue;
+      if (attribute.ifZero) {
+        EXPECT_EQ(reinterpret_cast<const char*>(&(node.*attribute.number)), previous);
+        continue;
+      }
       const char* field = attribute.text ? reinterpret_cast<const char*>(&(node.*attribute.text))
                                          : reinterpret_cast<const char*>(&(node.*attribute.number));
       EXPECT_LT(previous, field) << record.name;
@@ -95,6 +100,24 @@ TEST(RecordScanners, CountedStringsInRecords) {
   ASSERT_NE(serverType, nullptr);
   EXPECT_STREQ(serverType->attr2C.c_str(), "OR");
   EXPECT_EQ(serverType->attr4S, 31);
+}
+
+// A column's second length stands in for the first when that one is 0.
+TEST(RecordScanners, ColumnLengthFallsBackToTheSecondLength) {
+  const struct {
+    const char* lengths;
+    int expected;
+  } cases[] = {{"L5,L12", 5}, {"L0,L12", 12}, {"L0,L0", 0}, {"L-1,L12", -1}};
+  for (const auto& c : cases) {
+    ReaderHarness harness;
+    const std::string line =
+        std::string("R,REL_COL,10,1,2,7,C4,NAME,S0,") + c.lengths + ",S2,C0,C0";
+    ASSERT_EQ(harness.read(line), "") << line;
+    auto* column = harness.node<cr::Rel_colNode>(10);
+    ASSERT_NE(column, nullptr);
+    EXPECT_EQ(column->length, c.expected) << line;
+    EXPECT_EQ(column->scale, 2) << line;
+  }
 }
 
 }  // namespace
