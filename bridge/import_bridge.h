@@ -26,6 +26,7 @@
 #include "pcd/node_tables.h"
 #include "pcd/recent_names.h"
 #include "pcd/record_nodes.h"
+#include "pcd/shared_texts.h"
 #include "zel_log.h"
 #include "zel_object_name_hashtable.h"
 #include "zel_options.h"
@@ -71,6 +72,8 @@ class ZELCaRepositoryDsOdbcImportBridge {
   const char* assertNumAttributes(const char* cursor, long expected);
   const char* assertAttrTypeAndReadVal(const char* cursor, const char* typeLetter, long* value);
   const char* scanString(const char* cursor, ZELString& value, long length);
+  // As scanString, sharing the buffer of an equal text read before.
+  const char* scanSharedString(const char* cursor, ZELString& value, long length);
   void scanText(Node* lastNode, const char* line);
   [[noreturn]] void throwPcdError() const;
 
@@ -201,6 +204,8 @@ class ZELCaRepositoryDsOdbcImportBridge {
   ZELStringNodeHashtable kindTable;          // record name -> ZELVector* of nodes; owns the vectors
   // Scanner indexes of the record names met last (see scannerIndexOf).
   CaRepositoryDsOdbcImport::RecentNames recentNames;
+  // Column names, kept once each (see shared_texts.h).
+  CaRepositoryDsOdbcImport::SharedTexts sharedTexts;
   // Memory of the record nodes: one allocation per chunk of nodes instead of
   // one per node. The clean-up destroys the nodes, then frees it.
   CaRepositoryDsOdbcImport::ChunkArena nodeArena;

@@ -78,6 +78,7 @@ void Bridge::deleteUnusedObjects(bool /*success*/) {
   // Every node lies in the node arena: destroyed in place, freed with it.
   takeEachValue(idRegistry, [](void* value) { static_cast<Node*>(value)->~Node(); });
   nodeArena.release();
+  sharedTexts.clear();
   derivedTypeValues.clear();
   sharedDerivedTypes.clear();
   scannerIndexTable.empty();

@@ -27,19 +27,27 @@ struct Unread {
 // string field for "C", an integer field for "S" and "L", or none (Unread).
 template <class N>
 struct Attribute {
-  constexpr Attribute(char letter, ZELString N::*text, int32_t N::*number, bool ifZero = false)
-      : letter(letter), text(text), number(number), ifZero(ifZero) {}
+  constexpr Attribute(char letter, ZELString N::*text, int32_t N::*number, bool ifZero = false,
+                      bool shared = false)
+      : letter(letter), text(text), number(number), ifZero(ifZero), shared(shared) {}
   constexpr Attribute(Unread unread)  // NOLINT(google-explicit-constructor): one table of both
-      : letter(unread.letter), text(nullptr), number(nullptr), ifZero(false) {}
+      : letter(unread.letter), text(nullptr), number(nullptr), ifZero(false), shared(false) {}
   char letter;
   ZELString N::*text;
   int32_t N::*number;
   bool ifZero;  // fills `number` only when the attributes before left it 0
+  bool shared;  // `text` shares the buffer of an equal text read before
 };
 
 template <class N>
 constexpr Attribute<N> C(ZELString N::*field) {
   return {'C', field, nullptr};
+}
+// A "C" whose texts repeat across records (column names): equal texts share
+// one buffer.
+template <class N>
+constexpr Attribute<N> sharedC(ZELString N::*field) {
+  return {'C', field, nullptr, false, true};
 }
 template <class N>
 constexpr Attribute<N> S(int32_t N::*field) {
@@ -98,7 +106,7 @@ inline constexpr auto VW_CL_AT = record<Vw_cl_atNode>('R', "VW_CL_AT",
 inline constexpr auto TABLE_AT = record<Table_atNode>('R', "TABLE_AT",
     C(&Table_atNode::attr1C), C());
 inline constexpr auto REL_COL = record<Rel_colNode>('R', "REL_COL",
-    C(&Rel_colNode::name), S(), L(&Rel_colNode::length), orL(&Rel_colNode::length),
+    sharedC(&Rel_colNode::name), S(), L(&Rel_colNode::length), orL(&Rel_colNode::length),
     S(&Rel_colNode::scale), C(), C());
 inline constexpr auto KEY_COL = record<Key_colNode>('R', "KEY_COL",
     S(&Key_colNode::position), C(&Key_colNode::sortOrder));

@@ -54,7 +54,10 @@ void scanFields(Bridge* bridge, const char* line, N& node) {
     cursor = bridge->assertAttrTypeAndReadVal(cursor, letterString(attribute.letter), &value);
     if (attribute.text != nullptr) {
       // value is the string's length; an empty string has no bytes to skip.
-      if (value > 0) cursor = bridge->scanString(cursor, node.*attribute.text, value);
+      if (value > 0) {
+        cursor = attribute.shared ? bridge->scanSharedString(cursor, node.*attribute.text, value)
+                                  : bridge->scanString(cursor, node.*attribute.text, value);
+      }
     } else if (attribute.number != nullptr) {
       if (!attribute.ifZero || node.*attribute.number == 0) {
         node.*attribute.number = static_cast<int32_t>(value);
