@@ -45,14 +45,11 @@ const DispatchStep kDispatchOrder[] = {
 }  // namespace
 
 void ZELCaRepositoryDsOdbcImportBridge::processNodes() {
-  // The registry yields its nodes in insertion (file) order; the walk itself
-  // allocates nothing, and the vector is sized first.
+  // Every registered node, in file order; the walk itself allocates nothing,
+  // and the vector is sized first.
   std::vector<Node*> nodes;
   nodes.reserve(static_cast<size_t>(idRegistry.count()));
-  idRegistry.forEachEntry([&nodes](void* item) {
-    auto* node = static_cast<Node*>(static_cast<NodeIdRegistry::Entry*>(item)->value);
-    if (node != nullptr) nodes.push_back(node);
-  });
+  forEachNode([&nodes](Node* node) { nodes.push_back(node); });
   // Nodes of one kind are processed in ascending object id. Files usually
   // list ids in ascending order already, so the sort is mostly skipped; it is
   // stable, so records that share an id stay in file order.

@@ -13,12 +13,6 @@ bool NodeIdRegistry::growDirectFor(size_t id) {
 }
 
 void NodeIdRegistry::add(long id, void* node) {
-  // Room for the file-order entry first, so that nothing after the index or
-  // table has taken the node can fail.
-  if (count_ == blocks_.size() * kBlockEntries) {
-    blocks_.reserve(blocks_.size() + 1);
-    blocks_.push_back(std::make_unique<Entry[]>(kBlockEntries));
-  }
   const bool direct = id >= 0 && (static_cast<size_t>(id) < direct_.size() ||
                                   growDirectFor(static_cast<size_t>(id)));
   if (direct) {
@@ -28,7 +22,6 @@ void NodeIdRegistry::add(long id, void* node) {
     sparse_.add(id, node);
     ++sparseCount_;
   }
-  blocks_[count_ / kBlockEntries][count_ % kBlockEntries].value = node;
   ++count_;
 }
 
@@ -47,6 +40,5 @@ void NodeIdRegistry::empty() noexcept {
   directUsed_ = 0;
   sparse_.empty();
   sparseCount_ = 0;
-  std::vector<std::unique_ptr<Entry[]>>().swap(blocks_);
   count_ = 0;
 }

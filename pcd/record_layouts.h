@@ -180,6 +180,20 @@ inline constexpr Shape kShapes[kRecordCount] = {
 
 // --- Whole-table checks, at compile time.
 
+// kNodeSizes lists the node classes in scanner order.
+template <const auto&... Rs>
+constexpr bool nodeSizesMatch() {
+  const size_t sizes[] = {sizeof(typename std::remove_reference_t<decltype(Rs)>::NodeType)...};
+  for (size_t i = 0; i < sizeof...(Rs); ++i) {
+    if (sizes[i] != kNodeSizes[i]) return false;
+  }
+  return true;
+}
+static_assert(nodeSizesMatch<SCHEM_AT, REL_DT, INDEX_AT, SCHEMA, TBL_COL, SUPTS_DT, TABLE, VW_CL_AT,
+                             TABLE_AT, REL_COL, KEY_COL, PARM, DATABASE, VIEW_COL, TB_CL_AT,
+                             FGN_KEY, REL_SYS, UDEF_DT, OBJ_AT, DBPROC, VIEW, SERVTYPE, KEY, DB_AT,
+                             SERVINST, PRIM_KEY, FK_TB_AT, ELEMENT>());
+
 constexpr int countRecords(char objectType) {
   int count = 0;
   for (const Shape& shape : kShapes) count += shape.objectType == objectType;

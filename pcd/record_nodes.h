@@ -4,6 +4,7 @@
 // builder reads them and records on each the model object made for it.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <utility>
 #include "model/zel_object.h"
@@ -274,6 +275,18 @@ class Fk_tb_atNode : public RelationshipNode {
 class ElementNode : public EntityNode {
  public:
   ElementNode() : EntityNode(RecordKind::ELEMENT) {}
+};
+
+// The size of each kind's node, by RecordKind: the node arena holds the
+// nodes back to back, so walking it needs each one's size.
+inline constexpr size_t kNodeSizes[kRecordKinds] = {
+    sizeof(Schem_atNode), sizeof(Rel_dtNode),   sizeof(Index_atNode), sizeof(SchemaNode),
+    sizeof(Tbl_colNode),  sizeof(Supts_dtNode), sizeof(TableNode),    sizeof(Vw_cl_atNode),
+    sizeof(Table_atNode), sizeof(Rel_colNode),  sizeof(Key_colNode),  sizeof(ParmNode),
+    sizeof(DatabaseNode), sizeof(View_colNode), sizeof(Tb_cl_atNode), sizeof(Fgn_keyNode),
+    sizeof(Rel_sysNode),  sizeof(Udef_dtNode),  sizeof(Obj_atNode),   sizeof(DbprocNode),
+    sizeof(ViewNode),     sizeof(ServtypeNode), sizeof(KeyNode),      sizeof(Db_atNode),
+    sizeof(ServinstNode), sizeof(Prim_keyNode), sizeof(Fk_tb_atNode), sizeof(ElementNode),
 };
 
 }  // namespace CaRepositoryDsOdbcImport

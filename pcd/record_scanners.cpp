@@ -77,6 +77,7 @@ using NodeOf = typename std::remove_reference_t<decltype(R)>::NodeType;
 template <const auto& R>
 Node* scanRecord(Bridge* bridge, const char* line, ChunkArena& arena) {
   using N = NodeOf<R>;
+  static_assert(sizeof(N) % 8 == 0, "the arena places nodes back to back");
   N* node = arena.create<N>();
   try {
     scanFields<R>(bridge, line, *node);

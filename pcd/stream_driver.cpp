@@ -71,7 +71,10 @@ Bridge::Node* Bridge::processLine(const char* line, long number, Node* lastNode)
       try {
         idRegistry.add(node->id, node);
       } catch (...) {
-        node->~Node();  // its space stays unused until the arena is freed
+        // The arena holds registered nodes only: the newest gives its space back.
+        const size_t size = CaRepositoryDsOdbcImport::kNodeSizes[static_cast<int>(node->kind)];
+        node->~Node();
+        nodeArena.unallocate(node, size);
         throw;
       }
       return node;
