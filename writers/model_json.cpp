@@ -279,8 +279,8 @@ class TablesAhead {
     const bool helpers = run % 2 == 1 && run < runs_.size();
     bool copied = false;
     if (helpers && tables_[index].table == &table && tables_[index].depth == json.depth()) {
-      const Run& laidOut = finished(run);
-      if (laidOut.state == Run::kDone) {
+      if (finished(run) == Run::kDone) {
+        const Buffer& laidOut = bufferOf(run);
         const size_t inRun = index % kRunLength;
         const size_t begin = inRun == 0 ? 0 : laidOut.ends[inRun - 1];
         json.raw(std::string_view(laidOut.text).substr(begin, laidOut.ends[inRun] - begin));
@@ -289,7 +289,7 @@ class TablesAhead {
     }
     if (!copied) writeTable(json, types, table);
     if (helpers && (index % kRunLength == kRunLength - 1 || index + 1 == tables_.size())) {
-      std::string().swap(finished(run).text);
+      finished(run);  // the helper is done with its buffer
       {
         std::lock_guard<std::mutex> lock(mutex_);
         consumed_ = run + 1;
@@ -310,9 +310,16 @@ class TablesAhead {
   struct Run {
     enum State { kPending, kDone, kFailed };
     State state = kPending;
+  };
+  // The helper's runs in memory, in a ring of buffers reused run after run:
+  // run r (odd) uses buffer r / 2 modulo the ring, free again once the
+  // writer is done with run r - kRunsAhead.
+  struct Buffer {
     std::string text;  // the run's tables, one after another
     std::vector<size_t> ends;
   };
+  static constexpr size_t kBuffers = kRunsAhead / 2;
+  Buffer& bufferOf(size_t run) { return buffers_[run / 2 % kBuffers]; }
 
   // The tables in the order writeModel meets them, and their depths: the
   // document, "model", "catalogs", a catalog, "schemas", a schema, "tables",
@@ -346,11 +353,11 @@ class TablesAhead {
     }
   }
 
-  // Run `run` once the helper is done with it.
-  Run& finished(size_t run) {
+  // The state of run `run` once the helper is done with it.
+  Run::State finished(size_t run) {
     std::unique_lock<std::mutex> lock(mutex_);
     changed_.wait(lock, [&] { return runs_[run].state != Run::kPending; });
-    return runs_[run];
+    return runs_[run].state;
   }
 
   // The helper: every odd run, in order.
@@ -363,7 +370,9 @@ class TablesAhead {
         changed_.wait(lock, [&] { return stop_ || run < consumed_ + kRunsAhead; });
         if (stop_) return;
       }
-      Run& laidOut = runs_[run];
+      Buffer& laidOut = bufferOf(run);
+      laidOut.text.clear();
+      laidOut.ends.clear();
       Run::State state = Run::kDone;
       try {
         const size_t first = run * kRunLength;
@@ -383,7 +392,7 @@ class TablesAhead {
       }
       {
         std::lock_guard<std::mutex> lock(mutex_);
-        laidOut.state = state;
+        runs_[run].state = state;
       }
       changed_.notify_all();
     }
@@ -391,7 +400,8 @@ class TablesAhead {
 
   std::vector<Table> tables_;
   std::vector<Run> runs_;  // empty: no helper
-  size_t next_ = 0;        // the writer's next table
+  Buffer buffers_[kBuffers];
+  size_t next_ = 0;  // the writer's next table
   std::mutex mutex_;
   std::condition_variable changed_;
   size_t consumed_ = 0;  // runs the writer is done with
