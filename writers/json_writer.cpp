@@ -195,12 +195,15 @@ void JsonWriter::key(std::string_view name) {
   afterKey_ = true;
   if (!compact_ && isPlain(name)) {
     // A key that needs no escaping (the program's own keys never do), with
-    // its comma, line break and indentation, in one piece.
-    const size_t total = (comma ? 1 : 0) + 1 + indent + 1 + name.size() + 3;
+    // its comma, line break and indentation, in one piece. The line break and
+    // the deepest indentation are copied whole (a copy of fixed size is a few
+    // moves), then the position set behind the indentation wanted.
+    const size_t total = 1 + (sizeof kNewLineAndIndent - 1) + 1 + name.size() + 3;
     if (buffer_.size() - used_ < total) makeRoom(total);
     char* at = buffer_.data() + used_;
-    if (comma) *at++ = ',';
-    std::memcpy(at, kNewLineAndIndent, 1 + indent);
+    *at = ',';
+    at += comma ? 1 : 0;
+    std::memcpy(at, kNewLineAndIndent, sizeof kNewLineAndIndent - 1);
     at += 1 + indent;
     *at++ = '"';
     std::memcpy(at, name.data(), name.size());
