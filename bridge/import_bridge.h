@@ -26,6 +26,7 @@
 #include "pcd/node_tables.h"
 #include "pcd/recent_names.h"
 #include "pcd/record_nodes.h"
+#include "pcd/shared_texts.h"
 #include "zel_log.h"
 #include "zel_object_name_hashtable.h"
 #include "zel_options.h"
@@ -71,6 +72,8 @@ class ZELCaRepositoryDsOdbcImportBridge {
   const char* assertNumAttributes(const char* cursor, long expected);
   const char* assertAttrTypeAndReadVal(const char* cursor, const char* typeLetter, long* value);
   const char* scanString(const char* cursor, ZELString& value, long length);
+  // As scanString, sharing the buffer of an equal text read before.
+  const char* scanSharedString(const char* cursor, ZELString& value, long length);
   void scanText(Node* lastNode, const char* line);
   [[noreturn]] void throwPcdError() const;
 
@@ -111,6 +114,18 @@ class ZELCaRepositoryDsOdbcImportBridge {
  private:
   // Fills the scanner index table (record name to scanner index).
   void loadParserHashTable();
+  // Calls visit(Node*) for every registered node, in file order: the node
+  // arena holds exactly those, back to back. The visit may destroy the node.
+  template <class Visit>
+  void forEachNode(Visit visit) {
+    nodeArena.forEachChunk([&visit](const unsigned char* start, size_t used) {
+      for (size_t at = 0; at < used;) {
+        auto* node = reinterpret_cast<Node*>(const_cast<unsigned char*>(start + at));
+        at += CaRepositoryDsOdbcImport::kNodeSizes[static_cast<int>(node->kind)];
+        visit(node);
+      }
+    });
+  }
   // The scanner index of the `length` bytes at `name`; 0 for an unknown name.
   intptr_t scannerIndexOf(const char* name, size_t length);
   // Scanners by index (see loadParserHashTable); entry 28 is null.
@@ -197,12 +212,15 @@ class ZELCaRepositoryDsOdbcImportBridge {
   long lineNumber = 0;                       // the line being read, for the PCD error
   ZELObjectNameHashtable baseTypeTable;      // base types by name; not owned
   ZELStringNodeHashtable scannerIndexTable;  // record name -> scanner index
-  NodeIdRegistry idRegistry;                 // object id -> node; owns the nodes
+  NodeIdRegistry idRegistry;                 // object id -> node
   ZELStringNodeHashtable kindTable;          // record name -> ZELVector* of nodes; owns the vectors
   // Scanner indexes of the record names met last (see scannerIndexOf).
   CaRepositoryDsOdbcImport::RecentNames recentNames;
-  // Memory of the record nodes: one allocation per chunk of nodes instead of
-  // one per node. The clean-up destroys the nodes, then frees it.
+  // Column names, kept once each (see shared_texts.h).
+  CaRepositoryDsOdbcImport::SharedTexts sharedTexts;
+  // The registered record nodes, in file order (the id registry finds
+  // them): one allocation per chunk of nodes instead of one per node. The
+  // clean-up destroys the nodes, then frees it.
   CaRepositoryDsOdbcImport::ChunkArena nodeArena;
   // Name, data type and base type of derived types, by native type and length.
   CaRepositoryDsOdbcImport::DerivedTypeValueCache derivedTypeValues;

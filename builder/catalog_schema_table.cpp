@@ -104,12 +104,12 @@ void Bridge::processTable_atNode(Table_atNode* node) {
   if (schema == nullptr) return;
 
   std::unique_ptr<ZELClass> object;
-  if (tableNode->type == RecordName::TABLE) {
+  if (tableNode->type() == RecordName::TABLE) {
     auto* table = static_cast<TableNode*>(tableNode);
     object = std::make_unique<ZELClass>();
     object->setName(table->name);
     object->setDescription(table->description);
-  } else if (tableNode->type == RecordName::VIEW) {
+  } else if (tableNode->type() == RecordName::VIEW) {
     object = std::make_unique<ZELSQLViewEntity>();
     object->setName(static_cast<ViewNode*>(tableNode)->name);
   } else {

@@ -47,7 +47,7 @@ ZELBaseType* Bridge::getUndefinedBaseType() {
 std::unique_ptr<ZELDerivedType> Bridge::makeDerivedType(const Rel_colNode* column,
                                                         const Rel_dtNode* dataType) {
   auto type = std::make_unique<ZELDerivedType>();
-  type->Length = static_cast<int>(column->length != 0 ? column->length : column->attr4L);
+  type->Length = static_cast<int>(column->length);
   const int length = type->getLength();
   // Columns of one native type and length share their name, data type and
   // base type: looked up and built once, then shared.
@@ -72,7 +72,7 @@ std::unique_ptr<ZELDerivedType> Bridge::makeDerivedType(const Rel_colNode* colum
 
 ZELDerivedType* Bridge::sharedDerivedType(const Rel_colNode* column, const Rel_dtNode* dataType) {
   // The length and scale as the type stores them.
-  const int length = static_cast<int>(column->length != 0 ? column->length : column->attr4L);
+  const int length = static_cast<int>(column->length);
   const int scale = static_cast<int>(column->scale);
   if (ZELDerivedType* shared = sharedDerivedTypes.find(dataType, dataType->name, length, scale)) {
     return shared;

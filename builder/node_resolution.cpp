@@ -1,7 +1,6 @@
 // Grouping the record nodes by kind and dispatching the relationship records
 // in their fixed order; resolving the ids that records carry.
 #include <algorithm>
-#include <cstdint>
 #include <memory>
 #include <vector>
 
@@ -46,14 +45,11 @@ const DispatchStep kDispatchOrder[] = {
 }  // namespace
 
 void ZELCaRepositoryDsOdbcImportBridge::processNodes() {
-  // The registry yields its nodes in insertion (file) order; the walk itself
-  // allocates nothing, and the vector is sized first.
+  // Every registered node, in file order; the walk itself allocates nothing,
+  // and the vector is sized first.
   std::vector<Node*> nodes;
   nodes.reserve(static_cast<size_t>(idRegistry.count()));
-  idRegistry.forEachEntry([&nodes](void* item) {
-    auto* node = static_cast<Node*>(static_cast<NodeIdRegistry::Entry*>(item)->value);
-    if (node != nullptr) nodes.push_back(node);
-  });
+  forEachNode([&nodes](Node* node) { nodes.push_back(node); });
   // Nodes of one kind are processed in ascending object id. Files usually
   // list ids in ascending order already, so the sort is mostly skipped; it is
   // stable, so records that share an id stay in file order.
@@ -70,47 +66,22 @@ void ZELCaRepositoryDsOdbcImportBridge::processNodes() {
   }
   nodes.erase(kept, nodes.end());
 
-  // Grouping: one vector of nodes per record name. A first pass finds each
-  // node's kind and counts the kinds, so that every vector is made at its
-  // final size once (no regrowth, no slack). Records of a kind come in runs
-  // or alternate with one other kind, so the two kinds met last are tried
-  // before the others.
-  struct Kind {
-    const ZELString* name;
-    long count;
-    ZELVector* nodes;
-  };
-  std::vector<Kind> kinds;
-  std::vector<uint32_t> kindOf(nodes.size());
-  size_t recent[2] = {0, 0};
-  for (size_t at = 0; at < nodes.size(); ++at) {
-    const ZELString& name = nodes[at]->type;
-    size_t kind = recent[0];
-    if (kind >= kinds.size() || !(*kinds[kind].name == name)) {
-      kind = recent[1];
-      if (kind >= kinds.size() || !(*kinds[kind].name == name)) {
-        kind = 0;
-        while (kind < kinds.size() && !(*kinds[kind].name == name)) ++kind;
-        if (kind == kinds.size()) kinds.push_back(Kind{&name, 0, nullptr});
-      }
-    }
-    if (kind != recent[0]) {
-      recent[1] = recent[0];
-      recent[0] = kind;
-    }
-    ++kinds[kind].count;
-    kindOf[at] = static_cast<uint32_t>(kind);
-  }
-  for (Kind& kind : kinds) {
-    kind.nodes = static_cast<ZELVector*>(kindTable.find(*kind.name));
-    if (kind.nodes == nullptr) {
-      auto created = std::make_unique<ZELVector>(static_cast<int>(kind.count));
-      kindTable.add(*kind.name, created.get());
-      kind.nodes = created.release();
+  // Grouping: one vector of nodes per record name. Counting the kinds first
+  // makes every vector at its final size once (no regrowth, no slack).
+  long counts[kRecordKinds] = {};
+  for (const Node* node : nodes) ++counts[static_cast<int>(node->kind)];
+  ZELVector* vectors[kRecordKinds] = {};
+  for (int kind = 0; kind < kRecordKinds; ++kind) {
+    if (counts[kind] == 0) continue;
+    const ZELString& name = *kRecordNames[kind];
+    vectors[kind] = static_cast<ZELVector*>(kindTable.find(name));
+    if (vectors[kind] == nullptr) {
+      auto created = std::make_unique<ZELVector>(static_cast<int>(counts[kind]));
+      kindTable.add(name, created.get());
+      vectors[kind] = created.release();
     }
   }
-  for (size_t at = 0; at < nodes.size(); ++at) kinds[kindOf[at]].nodes->append(nodes[at]);
-  std::vector<uint32_t>().swap(kindOf);
+  for (Node* node : nodes) vectors[static_cast<int>(node->kind)]->append(node);
   std::vector<Node*>().swap(nodes);
 
   // Dispatch.
@@ -131,8 +102,8 @@ Node* ZELCaRepositoryDsOdbcImportBridge::getAssertNode(long id) {
 
 Node* ZELCaRepositoryDsOdbcImportBridge::getAssertNode(long id, ZELString type) {
   Node* node = getAssertNode(id);
-  if (!(node->type == type)) {
-    TAV_CARDS::CAREPOSITORY_I_BAD_OBJECT_TYPE.throwException(ZELString(id), node->type, type);
+  if (!(node->type() == type)) {
+    TAV_CARDS::CAREPOSITORY_I_BAD_OBJECT_TYPE.throwException(ZELString(id), node->type(), type);
   }
   return node;
 }

@@ -76,8 +76,9 @@ void Bridge::deleteUnusedObjects(bool /*success*/) {
   userDataArena.release();
   takeEachValue(kindTable, [](void* value) { delete static_cast<ZELVector*>(value); });
   // Every node lies in the node arena: destroyed in place, freed with it.
-  takeEachValue(idRegistry, [](void* value) { static_cast<Node*>(value)->~Node(); });
+  forEachNode([](Node* node) { node->~Node(); });
   nodeArena.release();
+  sharedTexts.clear();
   derivedTypeValues.clear();
   sharedDerivedTypes.clear();
   scannerIndexTable.empty();

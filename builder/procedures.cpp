@@ -19,7 +19,7 @@ void Bridge::processObj_atNode(Obj_atNode* node) {
   Node* placed = getAssertNode(node->fromId);
   Node* locationNode = getAssertNode(node->toId);
   ZELObject* location = locationNode->modelObject;
-  const bool isProcedure = placed->type == RecordName::DBPROC;
+  const bool isProcedure = placed->type() == RecordName::DBPROC;
   const ZELString& name = isProcedure ? static_cast<DbprocNode*>(placed)->name : kUnknownName;
 
   if (placed->modelObject != nullptr) {
@@ -46,7 +46,7 @@ void Bridge::processObj_atNode(Obj_atNode* node) {
 
 void Bridge::processParmNode(ParmNode* node) {
   // Parameters of anything but a procedure are not modelled.
-  if (!(getAssertNode(node->fromId)->type == RecordName::DBPROC)) return;
+  if (!(getAssertNode(node->fromId)->type() == RecordName::DBPROC)) return;
   Node* procedureNode = getAssertNode(node->fromId, RecordName::DBPROC);
   auto* column = static_cast<Rel_colNode*>(getAssertNode(node->toId, RecordName::REL_COL));
   auto* dataType = static_cast<Rel_dtNode*>(getAssertNode(column->toId, RecordName::REL_DT));

@@ -15,6 +15,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <unordered_map>
+#include <vector>
 
 #include "model/zel_type.h"
 #include "zel_keyed_hash.h"
@@ -30,18 +31,17 @@ class SharedDerivedTypes {
   // and `scale`, or null when none was kept yet.
   ZELDerivedType* find(const Rel_dtNode* nativeType, const ZELString& nativeName, int length,
                        int scale) {
-    const auto byNode = byNode_.find(NodeKey{nativeType, length, scale});
-    if (byNode != byNode_.end()) return byNode->second;
+    if (ZELDerivedType* byNode = byNode_.find(NodeKey{nativeType, length, scale})) return byNode;
     const auto byName = byName_.find(NameKey{nativeName, length, scale});
     if (byName == byName_.end()) return nullptr;
-    byNode_.emplace(NodeKey{nativeType, length, scale}, byName->second);
+    byNode_.add(NodeKey{nativeType, length, scale}, byName->second);
     return byName->second;
   }
   // Keeps `type` as the one for these values (find returned null for them).
   void keep(const Rel_dtNode* nativeType, const ZELString& nativeName, int length, int scale,
             ZELDerivedType* type) {
     byName_.emplace(NameKey{nativeName, length, scale}, type);
-    byNode_.emplace(NodeKey{nativeType, length, scale}, type);
+    byNode_.add(NodeKey{nativeType, length, scale}, type);
   }
   // Forgets every type (the model owns them). Allocates nothing.
   void clear() noexcept {
@@ -84,9 +84,55 @@ class SharedDerivedTypes {
           lengthAndScale(key.length, key.scale));
     }
   };
+  // The types by native type record, length and scale: looked up once per
+  // column, so a flat table (one probe run in one array) rather than a node
+  // per entry. Open addressing with linear probing, at most half full.
+  class NodeTable {
+   public:
+    ZELDerivedType* find(const NodeKey& key) const noexcept {
+      if (slots_.empty()) return nullptr;
+      for (size_t at = NodeKeyHash()(key) & mask();; at = (at + 1) & mask()) {
+        const Slot& slot = slots_[at];
+        if (slot.type == nullptr) return nullptr;
+        if (slot.key == key) return slot.type;
+      }
+    }
+    // Adds `type` under `key`, which the table does not hold.
+    void add(const NodeKey& key, ZELDerivedType* type) {
+      if (2 * (count_ + 1) > slots_.size()) grow();
+      place(key, type);
+      ++count_;
+    }
+    void clear() noexcept {
+      std::vector<Slot>().swap(slots_);
+      count_ = 0;
+    }
+
+   private:
+    struct Slot {
+      NodeKey key;
+      ZELDerivedType* type;  // null: a free slot
+    };
+    size_t mask() const noexcept { return slots_.size() - 1; }
+    void place(const NodeKey& key, ZELDerivedType* type) noexcept {
+      size_t at = NodeKeyHash()(key) & mask();
+      while (slots_[at].type != nullptr) at = (at + 1) & mask();
+      slots_[at] = Slot{key, type};
+    }
+    void grow() {
+      std::vector<Slot> larger(slots_.empty() ? 64 : 2 * slots_.size(), Slot{{}, nullptr});
+      larger.swap(slots_);
+      for (const Slot& slot : larger) {  // the old slots now
+        if (slot.type != nullptr) place(slot.key, slot.type);
+      }
+    }
+    std::vector<Slot> slots_;  // a power of two in size
+    size_t count_ = 0;
+  };
+
   // By native type record first (no text hashed per column), then by name:
   // records of one native name share their types.
-  std::unordered_map<NodeKey, ZELDerivedType*, NodeKeyHash> byNode_;
+  NodeTable byNode_;
   std::unordered_map<NameKey, ZELDerivedType*, NameKeyHash> byName_;
 };
 

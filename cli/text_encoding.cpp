@@ -5,7 +5,8 @@
 #include <algorithm>
 #include <cctype>
 #include <cerrno>
-#include <functional>
+#include <cstdint>
+#include <cstring>
 
 #include "model/zel_association.h"
 #include "model/zel_model.h"
@@ -15,29 +16,44 @@
 
 namespace {
 
-// Rewrites a text: returns true and sets `replacement` to change it.
-using TextMap = std::function<bool(const ZELString& text, ZELString& replacement)>;
+// The texts an object of an element type shows, as flags.
+enum TextKinds : unsigned {
+  kDescription = 1,  // model objects
+  kServerType = 2,   // catalogs: server type name and text
+  kDataTypes = 4,    // derived types: data type and native data type
+};
 
-// Calls `map` on every text the writers show of every object the model owns,
-// and stores what it returns.
+unsigned textKindsOf(ZELElementType type) {
+  unsigned kinds = 0;
+  if (zelElementTypeIsA(type, ZEL_ET_MODEL_OBJECT)) kinds |= kDescription;
+  if (zelElementTypeIsA(type, ZEL_ET_DATABASE_CATALOG)) kinds |= kServerType;
+  if (zelElementTypeIsA(type, ZEL_ET_DERIVED_TYPE)) kinds |= kDataTypes;
+  return kinds;
+}
+
+// Calls `map(const ZELString& text, ZELString& replacement)` on every text the
+// writers show of every object the model owns, and stores the replacement
+// when it returns true. What an element type shows is worked out once per type.
+template <class Map>
 class TextWalk : public ZELTraversalOperation {
  public:
-  explicit TextWalk(const TextMap& map) : map_(map) {}
+  explicit TextWalk(Map& map) : map_(map) { std::memset(kinds_, -1, sizeof kinds_); }
 
   bool pre_process(ZELObject* object, void*& /*argument*/) override {
     ZELString replacement;
     if (map_(object->getName(), replacement)) object->setName(replacement);
-    if (object->isInstanceOf(ZEL_ET_MODEL_OBJECT)) {
+    const unsigned kinds = kindsOf(object->getElementType());
+    if ((kinds & kDescription) != 0) {
       auto* modelObject = static_cast<ZELModelObject*>(object);
       if (map_(modelObject->getDescription(), replacement))
         modelObject->setDescription(replacement);
     }
-    if (object->isInstanceOf(ZEL_ET_DATABASE_CATALOG)) {
+    if ((kinds & kServerType) != 0) {
       auto* catalog = static_cast<ZELDatabaseCatalog*>(object);
       if (map_(catalog->getServerTypeName(), replacement)) catalog->setServerTypeName(replacement);
       if (map_(catalog->getServerTypeText(), replacement)) catalog->setServerTypeText(replacement);
     }
-    if (object->isInstanceOf(ZEL_ET_DERIVED_TYPE)) {
+    if ((kinds & kDataTypes) != 0) {
       auto* type = static_cast<ZELDerivedType*>(object);
       if (map_(type->DataType, replacement)) type->DataType = replacement;
       if (map_(type->NativeDataType, replacement)) type->NativeDataType = replacement;
@@ -47,18 +63,33 @@ class TextWalk : public ZELTraversalOperation {
   void post_process(ZELObject* /*object*/, void* /*argument*/) override {}
 
  private:
-  const TextMap& map_;
+  unsigned kindsOf(ZELElementType type) {
+    const auto index = static_cast<size_t>(type);
+    if (index >= kKnownTypes) return textKindsOf(type);
+    if (kinds_[index] < 0) kinds_[index] = static_cast<signed char>(textKindsOf(type));
+    return static_cast<unsigned>(kinds_[index]);
+  }
+  static constexpr size_t kKnownTypes = 128;
+  Map& map_;
+  signed char kinds_[kKnownTypes];  // by element type; -1 until worked out
 };
 
-void walkTexts(ZELModel& model, const TextMap& map) {
-  TextWalk walk(map);
+template <class Map>
+void walkTexts(ZELModel& model, Map map) {
+  TextWalk<Map> walk(map);
   model.depthTraversal(walk, nullptr);
 }
 
 bool isWellFormedUtf8(const ZELString& text) {
   const auto* bytes = reinterpret_cast<const unsigned char*>(text.c_str());
   const size_t length = text.length();
-  for (size_t at = 0; at < length;) {
+  size_t at = 0;
+  // Eight ASCII bytes at a time: most texts are ASCII throughout.
+  for (uint64_t word; at + 8 <= length; at += 8) {
+    std::memcpy(&word, bytes + at, 8);
+    if ((word & 0x8080808080808080ull) != 0) break;
+  }
+  while (at < length) {
     if (bytes[at] < 0x80) {
       ++at;
       continue;

@@ -92,20 +92,33 @@ const char* Bridge::assertAttrTypeAndReadVal(const char* cursor, const char* typ
   return scanToken(cursor + 1, value);
 }
 
+namespace {
+
+// The number of bytes a string of `length` takes at the cursor: `length`, or
+// the rest of the line when the length is negative or reaches past its end.
+size_t stringLength(const char* cursor, long length) {
+  if (length < 0) return std::strlen(cursor);
+  // Only the bytes to be taken are looked at (memchr stops at the first
+  // match), never the whole rest of a long line.
+  const auto* end =
+      static_cast<const char*>(std::memchr(cursor, '\0', static_cast<size_t>(length)));
+  return end ? static_cast<size_t>(end - cursor) : static_cast<size_t>(length);
+}
+
+}  // namespace
+
 // The first `length` bytes from the cursor, or the rest of the line when the
 // length is negative or reaches past the end of the line.
 const char* Bridge::scanString(const char* cursor, ZELString& value, long length) {
-  size_t count;
-  if (length < 0) {
-    count = std::strlen(cursor);
-  } else {
-    // Only the bytes to be taken are looked at (memchr stops at the first
-    // match), never the whole rest of a long line.
-    const auto* end =
-        static_cast<const char*>(std::memchr(cursor, '\0', static_cast<size_t>(length)));
-    count = end ? static_cast<size_t>(end - cursor) : static_cast<size_t>(length);
-  }
+  const size_t count = stringLength(cursor, length);
   value.assign(cursor, count);
+  cursor += count;
+  return *cursor == ',' ? cursor + 1 : cursor;
+}
+
+const char* Bridge::scanSharedString(const char* cursor, ZELString& value, long length) {
+  const size_t count = stringLength(cursor, length);
+  sharedTexts.assign(value, cursor, count);
   cursor += count;
   return *cursor == ',' ? cursor + 1 : cursor;
 }

@@ -13,28 +13,32 @@ bool NodeIdRegistry::growDirectFor(size_t id) {
 }
 
 void NodeIdRegistry::add(long id, void* node) {
-  // Room for the file-order entry first, so that nothing after the index or
-  // table has taken the node can fail.
-  if (count_ == blocks_.size() * kBlockEntries) {
-    blocks_.reserve(blocks_.size() + 1);
-    blocks_.push_back(std::make_unique<Entry[]>(kBlockEntries));
-  }
   const bool direct = id >= 0 && (static_cast<size_t>(id) < direct_.size() ||
                                   growDirectFor(static_cast<size_t>(id)));
   if (direct) {
     direct_[static_cast<size_t>(id)] = node;
+    if (static_cast<size_t>(id) >= directUsed_) directUsed_ = static_cast<size_t>(id) + 1;
   } else {
     sparse_.add(id, node);
     ++sparseCount_;
   }
-  blocks_[count_ / kBlockEntries][count_ % kBlockEntries].value = node;
   ++count_;
+}
+
+void NodeIdRegistry::fit() noexcept {
+  if (direct_.size() - directUsed_ < direct_.size() / 8) return;  // not worth a copy
+  try {
+    std::vector<void*>(direct_.begin(), direct_.begin() + static_cast<long>(directUsed_))
+        .swap(direct_);
+  } catch (...) {
+    // The index stays as it is.
+  }
 }
 
 void NodeIdRegistry::empty() noexcept {
   std::vector<void*>().swap(direct_);
+  directUsed_ = 0;
   sparse_.empty();
   sparseCount_ = 0;
-  std::vector<std::unique_ptr<Entry[]>>().swap(blocks_);
   count_ = 0;
 }

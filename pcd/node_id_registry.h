@@ -1,5 +1,6 @@
 // The id registry: every record node by its object id, the newest node for
-// an id that several records share, and all nodes in file order.
+// an id that several records share. (The nodes in file order are those of
+// the node arena.)
 //
 // Ids are small, mostly consecutive integers in practice, so non-negative ids
 // up to a bound proportional to the number of records are found by direct
@@ -9,18 +10,12 @@
 #pragma once
 
 #include <cstddef>
-#include <memory>
 #include <vector>
 
 #include "pcd/node_tables.h"
 
 class NodeIdRegistry {
  public:
-  // One record in file order; the clean-up clears `value` once the node is destroyed.
-  struct Entry {
-    void* value;
-  };
-
   // `sparseSize`: the starting size of the table of ids off the index.
   explicit NodeIdRegistry(int sparseSize) : sparse_(sparseSize) {}
   NodeIdRegistry(const NodeIdRegistry&) = delete;
@@ -38,21 +33,14 @@ class NodeIdRegistry {
   }
   // Records registered, those hidden by a later one included.
   long count() const { return static_cast<long>(count_); }
-  // Calls visit(Entry*) for every record in file order. Allocates nothing.
-  template <class Visit>
-  void forEachEntry(Visit visit) {
-    size_t left = count_;
-    for (const std::unique_ptr<Entry[]>& block : blocks_) {
-      const size_t inBlock = left < kBlockEntries ? left : kBlockEntries;
-      for (size_t at = 0; at < inBlock; ++at) visit(&block[at]);
-      left -= inBlock;
-    }
-  }
+  // Fits the index to the highest id it holds, once every node is added: it
+  // grows by doubling, so up to half of it can be unused. Keeps the index as
+  // it is when there is no memory for the fitted copy.
+  void fit() noexcept;
   // Forgets every node (destroys none) and frees the memory. Allocates nothing.
   void empty() noexcept;
 
  private:
-  static constexpr size_t kBlockEntries = 4096;  // file-order records per block
   // The index covers ids below max(kMinDirect, kDirectPerRecord * records):
   // at least one id in kDirectPerRecord is a record's.
   static constexpr size_t kMinDirect = size_t{1} << 16;
@@ -61,9 +49,8 @@ class NodeIdRegistry {
   bool growDirectFor(size_t id);
 
   std::vector<void*> direct_;  // by id; null where no record has that id
+  size_t directUsed_ = 0;      // highest id in the index + 1
   ZELLongNodeHashtable sparse_;
   size_t sparseCount_ = 0;
-  std::vector<std::unique_ptr<Entry[]>>
-      blocks_;  // file order, in fixed blocks: no copying on growth
   size_t count_ = 0;
 };

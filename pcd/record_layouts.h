@@ -10,6 +10,7 @@
 
 #include <array>
 #include <cstddef>
+#include <cstdint>
 #include <type_traits>
 
 #include "pcd/record_nodes.h"
@@ -17,26 +18,59 @@
 namespace CaRepositoryDsOdbcImport {
 namespace layout {
 
+// An attribute the builder never reads: checked and stepped over, not kept.
+struct Unread {
+  char letter;
+};
+
 // One attribute: its type letter and the field of node class N it fills, a
-// string field for "C", an integer field for "S" and "L".
+// string field for "C", an integer field for "S" and "L", or none (Unread).
 template <class N>
 struct Attribute {
+  constexpr Attribute(char letter, ZELString N::*text, int32_t N::*number, bool ifZero = false,
+                      bool shared = false)
+      : letter(letter), text(text), number(number), ifZero(ifZero), shared(shared) {}
+  constexpr Attribute(Unread unread)  // NOLINT(google-explicit-constructor): one table of both
+      : letter(unread.letter), text(nullptr), number(nullptr), ifZero(false), shared(false) {}
   char letter;
   ZELString N::*text;
-  long N::*number;
+  int32_t N::*number;
+  bool ifZero;  // fills `number` only when the attributes before left it 0
+  bool shared;  // `text` shares the buffer of an equal text read before
 };
 
 template <class N>
 constexpr Attribute<N> C(ZELString N::*field) {
   return {'C', field, nullptr};
 }
+// A "C" whose texts repeat across records (column names): equal texts share
+// one buffer.
 template <class N>
-constexpr Attribute<N> S(long N::*field) {
+constexpr Attribute<N> sharedC(ZELString N::*field) {
+  return {'C', field, nullptr, false, true};
+}
+template <class N>
+constexpr Attribute<N> S(int32_t N::*field) {
   return {'S', nullptr, field};
 }
 template <class N>
-constexpr Attribute<N> L(long N::*field) {
+constexpr Attribute<N> L(int32_t N::*field) {
   return {'L', nullptr, field};
+}
+// An "L" that stands in for an earlier attribute of the same field when that
+// one is 0.
+template <class N>
+constexpr Attribute<N> orL(int32_t N::*field) {
+  return {'L', nullptr, field, true};
+}
+constexpr Unread C() {
+  return {'C'};
+}
+constexpr Unread S() {
+  return {'S'};
+}
+constexpr Unread L() {
+  return {'L'};
 }
 
 template <class N, std::size_t Count>
@@ -55,13 +89,11 @@ constexpr Record<N, sizeof...(Attributes)> record(char objectType, const char* n
 
 // clang-format off
 inline constexpr auto SCHEM_AT = record<Schem_atNode>('R', "SCHEM_AT",
-    C(&Schem_atNode::attr1C));
+    C());
 inline constexpr auto REL_DT = record<Rel_dtNode>('E', "REL_DT",
-    C(&Rel_dtNode::name), S(&Rel_dtNode::attr2S), C(&Rel_dtNode::attr3C),
-    C(&Rel_dtNode::attr4C), C(&Rel_dtNode::attr5C));
+    C(&Rel_dtNode::name), S(), C(), C(), C());
 inline constexpr auto INDEX_AT = record<Index_atNode>('R', "INDEX_AT",
-    C(&Index_atNode::attr1C), C(&Index_atNode::attr2C), L(&Index_atNode::attr3L),
-    S(&Index_atNode::attr4S), C(&Index_atNode::attr5C));
+    C(&Index_atNode::attr1C), C(), L(), S(), C(&Index_atNode::attr5C));
 inline constexpr auto SCHEMA = record<SchemaNode>('E', "SCHEMA",
     C(&SchemaNode::name));
 inline constexpr auto TBL_COL = record<Tbl_colNode>('R', "TBL_COL",
@@ -70,13 +102,12 @@ inline constexpr auto SUPTS_DT = record<Supts_dtNode>('R', "SUPTS_DT");
 inline constexpr auto TABLE = record<TableNode>('E', "TABLE",
     C(&TableNode::name));
 inline constexpr auto VW_CL_AT = record<Vw_cl_atNode>('R', "VW_CL_AT",
-    S(&Vw_cl_atNode::attr1S));
+    S());
 inline constexpr auto TABLE_AT = record<Table_atNode>('R', "TABLE_AT",
-    C(&Table_atNode::attr1C), C(&Table_atNode::attr2C));
+    C(&Table_atNode::attr1C), C());
 inline constexpr auto REL_COL = record<Rel_colNode>('R', "REL_COL",
-    C(&Rel_colNode::name), S(&Rel_colNode::attr2S), L(&Rel_colNode::length),
-    L(&Rel_colNode::attr4L), S(&Rel_colNode::scale), C(&Rel_colNode::attr6C),
-    C(&Rel_colNode::attr7C));
+    sharedC(&Rel_colNode::name), S(), L(&Rel_colNode::length), orL(&Rel_colNode::length),
+    S(&Rel_colNode::scale), C(), C());
 inline constexpr auto KEY_COL = record<Key_colNode>('R', "KEY_COL",
     S(&Key_colNode::position), C(&Key_colNode::sortOrder));
 inline constexpr auto PARM = record<ParmNode>('R', "PARM",
@@ -86,35 +117,31 @@ inline constexpr auto DATABASE = record<DatabaseNode>('E', "DATABASE",
 inline constexpr auto VIEW_COL = record<View_colNode>('R', "VIEW_COL",
     L(&View_colNode::position));
 inline constexpr auto TB_CL_AT = record<Tb_cl_atNode>('R', "TB_CL_AT",
-    S(&Tb_cl_atNode::attr1S));
+    S());
 inline constexpr auto FGN_KEY = record<Fgn_keyNode>('R', "FGN_KEY",
     C(&Fgn_keyNode::attr1C), C(&Fgn_keyNode::attr2C));
 inline constexpr auto REL_SYS = record<Rel_sysNode>('E', "REL_SYS",
-    C(&Rel_sysNode::name), C(&Rel_sysNode::attr2C));
+    C(&Rel_sysNode::name), C());
 inline constexpr auto UDEF_DT = record<Udef_dtNode>('R', "UDEF_DT",
-    L(&Udef_dtNode::attr1L), S(&Udef_dtNode::attr2S), S(&Udef_dtNode::attr3S));
+    L(), S(), S());
 inline constexpr auto OBJ_AT = record<Obj_atNode>('R', "OBJ_AT");
 inline constexpr auto DBPROC = record<DbprocNode>('E', "DBPROC",
     C(&DbprocNode::name));
 inline constexpr auto VIEW = record<ViewNode>('E', "VIEW",
-    C(&ViewNode::name), C(&ViewNode::attr2C));
+    C(&ViewNode::name), C());
 inline constexpr auto SERVTYPE = record<ServtypeNode>('E', "SERVTYPE",
-    C(&ServtypeNode::attr1C), C(&ServtypeNode::attr2C), C(&ServtypeNode::attr3C),
-    S(&ServtypeNode::attr4S), S(&ServtypeNode::attr5S), S(&ServtypeNode::attr6S),
-    S(&ServtypeNode::attr7S), S(&ServtypeNode::attr8S), S(&ServtypeNode::attr9S),
-    S(&ServtypeNode::attr10S), S(&ServtypeNode::attr11S), S(&ServtypeNode::attr12S),
-    S(&ServtypeNode::attr13S));
+    C(), C(&ServtypeNode::attr2C), C(&ServtypeNode::attr3C), S(&ServtypeNode::attr4S),
+    S(), S(), S(), S(), S(), S(), S(), S(), S());
 inline constexpr auto KEY = record<KeyNode>('E', "KEY",
-    C(&KeyNode::name), C(&KeyNode::keyType), C(&KeyNode::attr3C));
+    C(&KeyNode::name), C(&KeyNode::keyType), C());
 inline constexpr auto DB_AT = record<Db_atNode>('R', "DB_AT",
-    C(&Db_atNode::attr1C), C(&Db_atNode::attr2C));
+    C(), C());
 inline constexpr auto SERVINST = record<ServinstNode>('R', "SERVINST");
 inline constexpr auto PRIM_KEY = record<Prim_keyNode>('R', "PRIM_KEY",
-    L(&Prim_keyNode::attr1L));
+    L());
 inline constexpr auto FK_TB_AT = record<Fk_tb_atNode>('R', "FK_TB_AT");
 inline constexpr auto ELEMENT = record<ElementNode>('E', "ELEMENT",
-    C(&ElementNode::attr1C), L(&ElementNode::attr2L), S(&ElementNode::attr3S),
-    C(&ElementNode::attr4C), C(&ElementNode::attr5C));
+    C(), L(), S(), C(), C());
 // clang-format on
 
 // A record's layout without its node class: what the stream driver's name
@@ -152,6 +179,20 @@ inline constexpr Shape kShapes[kRecordCount] = {
 };
 
 // --- Whole-table checks, at compile time.
+
+// kNodeSizes lists the node classes in scanner order.
+template <const auto&... Rs>
+constexpr bool nodeSizesMatch() {
+  const size_t sizes[] = {sizeof(typename std::remove_reference_t<decltype(Rs)>::NodeType)...};
+  for (size_t i = 0; i < sizeof...(Rs); ++i) {
+    if (sizes[i] != kNodeSizes[i]) return false;
+  }
+  return true;
+}
+static_assert(nodeSizesMatch<SCHEM_AT, REL_DT, INDEX_AT, SCHEMA, TBL_COL, SUPTS_DT, TABLE, VW_CL_AT,
+                             TABLE_AT, REL_COL, KEY_COL, PARM, DATABASE, VIEW_COL, TB_CL_AT,
+                             FGN_KEY, REL_SYS, UDEF_DT, OBJ_AT, DBPROC, VIEW, SERVTYPE, KEY, DB_AT,
+                             SERVINST, PRIM_KEY, FK_TB_AT, ELEMENT>());
 
 constexpr int countRecords(char objectType) {
   int count = 0;

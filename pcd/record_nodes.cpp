@@ -34,6 +34,16 @@ const ZELString FK_TB_AT("FK_TB_AT");
 const ZELString ELEMENT("ELEMENT");
 }  // namespace RecordName
 
+const ZELString* const kRecordNames[kRecordKinds] = {
+    &RecordName::SCHEM_AT, &RecordName::REL_DT,   &RecordName::INDEX_AT, &RecordName::SCHEMA,
+    &RecordName::TBL_COL,  &RecordName::SUPTS_DT, &RecordName::TABLE,    &RecordName::VW_CL_AT,
+    &RecordName::TABLE_AT, &RecordName::REL_COL,  &RecordName::KEY_COL,  &RecordName::PARM,
+    &RecordName::DATABASE, &RecordName::VIEW_COL, &RecordName::TB_CL_AT, &RecordName::FGN_KEY,
+    &RecordName::REL_SYS,  &RecordName::UDEF_DT,  &RecordName::OBJ_AT,   &RecordName::DBPROC,
+    &RecordName::VIEW,     &RecordName::SERVTYPE, &RecordName::KEY,      &RecordName::DB_AT,
+    &RecordName::SERVINST, &RecordName::PRIM_KEY, &RecordName::FK_TB_AT, &RecordName::ELEMENT,
+};
+
 namespace {
 
 constexpr char kColumnComments[] = "COLUMN_COMMENTS";

@@ -4,6 +4,8 @@
 // builder reads them and records on each the model object made for it.
 #pragma once
 
+#include <cstddef>
+#include <cstdint>
 #include <utility>
 #include "model/zel_object.h"
 
@@ -11,9 +13,26 @@
 
 namespace CaRepositoryDsOdbcImport {
 
+// The record kinds, by scanner index (the order of layout::kShapes).
+// clang-format off
+enum class RecordKind : uint8_t {
+  SCHEM_AT, REL_DT,   INDEX_AT, SCHEMA,   TBL_COL,  SUPTS_DT, TABLE,    VW_CL_AT, TABLE_AT, REL_COL,
+  KEY_COL,  PARM,     DATABASE, VIEW_COL, TB_CL_AT, FGN_KEY,  REL_SYS,  UDEF_DT,  OBJ_AT,   DBPROC,
+  VIEW,     SERVTYPE, KEY,      DB_AT,    SERVINST, PRIM_KEY, FK_TB_AT, ELEMENT,
+};
+// clang-format on
+constexpr int kRecordKinds = 28;
+
+// The record name of each kind, by RecordKind.
+extern const ZELString* const kRecordNames[kRecordKinds];
+
+// Nodes are kept small: a file holds millions of records. Ids and integer
+// attributes are read saturated to 32 bits, so 32-bit fields hold them
+// exactly; the record name is found through the kind; attributes the builder
+// never reads are checked by the scanner but not kept.
 class Node {
  public:
-  explicit Node(ZELString type) : type(std::move(type)) {}
+  explicit Node(RecordKind kind) : kind(kind) {}
   virtual ~Node() = default;
   Node(const Node&) = delete;
   Node& operator=(const Node&) = delete;
@@ -21,22 +40,28 @@ class Node {
   // Accepts one text line addressed to this record; most records ignore text.
   virtual void setText(ZELString /*name*/, ZELString /*value*/) {}
 
-  long id = 0;                       // object id, key of the id registry
-  ZELString type;                    // record name, e.g. "TBL_COL"
+  // The record name, e.g. "TBL_COL".
+  const ZELString& type() const noexcept { return *kRecordNames[static_cast<int>(kind)]; }
+
   ZELObject* modelObject = nullptr;  // borrowed: the model object built for it
+  int32_t id = 0;                    // object id, key of the id registry
+  RecordKind kind;
 };
 
 class EntityNode : public Node {
  public:
-  explicit EntityNode(ZELString type) : Node(std::move(type)) {}
+  explicit EntityNode(RecordKind kind) : Node(kind) {}
 };
 
 class RelationshipNode : public Node {
  public:
-  explicit RelationshipNode(ZELString type) : Node(std::move(type)) {}
-  long fromId = 0;  // first related record
-  long toId = 0;    // second related record
+  explicit RelationshipNode(RecordKind kind) : Node(kind) {}
+  int32_t fromId = 0;  // first related record
+  int32_t toId = 0;    // second related record
 };
+
+static_assert(sizeof(EntityNode) == 24 && sizeof(RelationshipNode) == 32,
+              "ids and kind share the words behind the pointers");
 
 // The record names, shared by every node of a kind (copies share the text).
 namespace RecordName {
@@ -70,57 +95,51 @@ extern const ZELString FK_TB_AT;
 extern const ZELString ELEMENT;
 }  // namespace RecordName
 
+// Node classes keep only the attributes the builder reads.
+
 class Schem_atNode : public RelationshipNode {
  public:
-  Schem_atNode() : RelationshipNode(RecordName::SCHEM_AT) {}
-  ZELString attr1C;
+  Schem_atNode() : RelationshipNode(RecordKind::SCHEM_AT) {}
 };
 
 class Rel_dtNode : public EntityNode {
  public:
-  Rel_dtNode() : EntityNode(RecordName::REL_DT) {}
+  Rel_dtNode() : EntityNode(RecordKind::REL_DT) {}
   ZELString name;
-  long attr2S = 0;
-  ZELString attr3C;
-  ZELString attr4C;
-  ZELString attr5C;
 };
 
 class Index_atNode : public RelationshipNode {
  public:
-  Index_atNode() : RelationshipNode(RecordName::INDEX_AT) {}
+  Index_atNode() : RelationshipNode(RecordKind::INDEX_AT) {}
   // fromId: the KEY. attr1C and attr5C: "Y" sets the first and the third
-  // flag of an index-only key; the rest is not read.
+  // flag of an index-only key.
   ZELString attr1C;
-  ZELString attr2C;
-  long attr3L = 0;
-  long attr4S = 0;
   ZELString attr5C;
 };
 
 class SchemaNode : public EntityNode {
  public:
-  SchemaNode() : EntityNode(RecordName::SCHEMA) {}
+  SchemaNode() : EntityNode(RecordKind::SCHEMA) {}
   ZELString name;
 };
 
 class Tbl_colNode : public RelationshipNode {
  public:
-  Tbl_colNode() : RelationshipNode(RecordName::TBL_COL) {}
+  Tbl_colNode() : RelationshipNode(RecordKind::TBL_COL) {}
   void setText(ZELString textName, ZELString value) override;
   ZELString nullable;
-  long position = 0;
+  int32_t position = 0;
   ZELString comment;
 };
 
 class Supts_dtNode : public RelationshipNode {
  public:
-  Supts_dtNode() : RelationshipNode(RecordName::SUPTS_DT) {}
+  Supts_dtNode() : RelationshipNode(RecordKind::SUPTS_DT) {}
 };
 
 class TableNode : public EntityNode {
  public:
-  TableNode() : EntityNode(RecordName::TABLE) {}
+  TableNode() : EntityNode(RecordKind::TABLE) {}
   void setText(ZELString textName, ZELString value) override;
   ZELString name;
   ZELString description;
@@ -128,67 +147,60 @@ class TableNode : public EntityNode {
 
 class Vw_cl_atNode : public RelationshipNode {
  public:
-  Vw_cl_atNode() : RelationshipNode(RecordName::VW_CL_AT) {}
-  long attr1S = 0;
+  Vw_cl_atNode() : RelationshipNode(RecordKind::VW_CL_AT) {}
 };
 
 class Table_atNode : public RelationshipNode {
  public:
-  Table_atNode() : RelationshipNode(RecordName::TABLE_AT) {}
+  Table_atNode() : RelationshipNode(RecordKind::TABLE_AT) {}
   // fromId: the TABLE or VIEW; toId: its SCHEMA or DATABASE. attr1C is the
   // label quoted when a table is placed twice.
   ZELString attr1C;
-  ZELString attr2C;
 };
 
 class Rel_colNode : public RelationshipNode {
  public:
-  Rel_colNode() : RelationshipNode(RecordName::REL_COL) {}
+  Rel_colNode() : RelationshipNode(RecordKind::REL_COL) {}
   void setText(ZELString textName, ZELString value) override;
   ZELString name;
-  long attr2S = 0;
-  long length = 0;
-  long attr4L = 0;  // the length used when `length` is 0
-  long scale = 0;
-  ZELString attr6C;
-  ZELString attr7C;
+  int32_t length = 0;  // the first length attribute, or the second when the first is 0
+  int32_t scale = 0;
   ZELString comment;
 };
 
 class Key_colNode : public RelationshipNode {
  public:
-  Key_colNode() : RelationshipNode(RecordName::KEY_COL) {}
-  long position = 0;
+  Key_colNode() : RelationshipNode(RecordKind::KEY_COL) {}
+  int32_t position = 0;
   ZELString sortOrder;
 };
 
 class ParmNode : public RelationshipNode {
  public:
-  ParmNode() : RelationshipNode(RecordName::PARM) {}
-  long position = 0;
+  ParmNode() : RelationshipNode(RecordKind::PARM) {}
+  int32_t position = 0;
 };
 
 class DatabaseNode : public EntityNode {
  public:
-  DatabaseNode() : EntityNode(RecordName::DATABASE) {}
+  DatabaseNode() : EntityNode(RecordKind::DATABASE) {}
   ZELString name;
 };
 
 class View_colNode : public RelationshipNode {
  public:
-  View_colNode() : RelationshipNode(RecordName::VIEW_COL) {}
-  long position = 0;
+  View_colNode() : RelationshipNode(RecordKind::VIEW_COL) {}
+  int32_t position = 0;
 };
 
 class Tb_cl_atNode : public RelationshipNode {
  public:
-  Tb_cl_atNode() : RelationshipNode(RecordName::TB_CL_AT) {}
-  long attr1S = 0;
+  Tb_cl_atNode() : RelationshipNode(RecordKind::TB_CL_AT) {}
 };
 
 class Fgn_keyNode : public RelationshipNode {
  public:
-  Fgn_keyNode() : RelationshipNode(RecordName::FGN_KEY) {}
+  Fgn_keyNode() : RelationshipNode(RecordKind::FGN_KEY) {}
   // toId: the KEY of the foreign key. attr1C "Y" sets the third role code of
   // the foreign-key side, attr2C "Y" the first two.
   ZELString attr1C;
@@ -197,27 +209,23 @@ class Fgn_keyNode : public RelationshipNode {
 
 class Rel_sysNode : public EntityNode {
  public:
-  Rel_sysNode() : EntityNode(RecordName::REL_SYS) {}
+  Rel_sysNode() : EntityNode(RecordKind::REL_SYS) {}
   ZELString name;
-  ZELString attr2C;
 };
 
 class Udef_dtNode : public RelationshipNode {
  public:
-  Udef_dtNode() : RelationshipNode(RecordName::UDEF_DT) {}
-  long attr1L = 0;
-  long attr2S = 0;
-  long attr3S = 0;
+  Udef_dtNode() : RelationshipNode(RecordKind::UDEF_DT) {}
 };
 
 class Obj_atNode : public RelationshipNode {
  public:
-  Obj_atNode() : RelationshipNode(RecordName::OBJ_AT) {}
+  Obj_atNode() : RelationshipNode(RecordKind::OBJ_AT) {}
 };
 
 class DbprocNode : public EntityNode {
  public:
-  DbprocNode() : EntityNode(RecordName::DBPROC) {}
+  DbprocNode() : EntityNode(RecordKind::DBPROC) {}
   void setText(ZELString textName, ZELString value) override;
   ZELString name;
   ZELString description;
@@ -225,68 +233,60 @@ class DbprocNode : public EntityNode {
 
 class ViewNode : public EntityNode {
  public:
-  ViewNode() : EntityNode(RecordName::VIEW) {}
+  ViewNode() : EntityNode(RecordKind::VIEW) {}
   ZELString name;
-  ZELString attr2C;
 };
 
 class ServtypeNode : public EntityNode {
  public:
-  ServtypeNode() : EntityNode(RecordName::SERVTYPE) {}
-  ZELString attr1C;
-  ZELString attr2C;  // server type name, copied into the catalog
-  ZELString attr3C;  // server type text (its version)
-  long attr4S = 0;   // server type number
-  long attr5S = 0;
-  long attr6S = 0;
-  long attr7S = 0;
-  long attr8S = 0;
-  long attr9S = 0;
-  long attr10S = 0;
-  long attr11S = 0;
-  long attr12S = 0;
-  long attr13S = 0;
+  ServtypeNode() : EntityNode(RecordKind::SERVTYPE) {}
+  ZELString attr2C;    // server type name, copied into the catalog
+  ZELString attr3C;    // server type text (its version)
+  int32_t attr4S = 0;  // server type number
 };
 
 class KeyNode : public EntityNode {
  public:
-  KeyNode() : EntityNode(RecordName::KEY) {}
+  KeyNode() : EntityNode(RecordKind::KEY) {}
   ZELString name;
   ZELString keyType;
-  ZELString attr3C;
 };
 
 class Db_atNode : public RelationshipNode {
  public:
-  Db_atNode() : RelationshipNode(RecordName::DB_AT) {}
-  ZELString attr1C;
-  ZELString attr2C;
+  Db_atNode() : RelationshipNode(RecordKind::DB_AT) {}
 };
 
 class ServinstNode : public RelationshipNode {
  public:
-  ServinstNode() : RelationshipNode(RecordName::SERVINST) {}
+  ServinstNode() : RelationshipNode(RecordKind::SERVINST) {}
 };
 
 class Prim_keyNode : public RelationshipNode {
  public:
-  Prim_keyNode() : RelationshipNode(RecordName::PRIM_KEY) {}
-  long attr1L = 0;
+  Prim_keyNode() : RelationshipNode(RecordKind::PRIM_KEY) {}
 };
 
 class Fk_tb_atNode : public RelationshipNode {
  public:
-  Fk_tb_atNode() : RelationshipNode(RecordName::FK_TB_AT) {}
+  Fk_tb_atNode() : RelationshipNode(RecordKind::FK_TB_AT) {}
 };
 
 class ElementNode : public EntityNode {
  public:
-  ElementNode() : EntityNode(RecordName::ELEMENT) {}
-  ZELString attr1C;
-  long attr2L = 0;
-  long attr3S = 0;
-  ZELString attr4C;
-  ZELString attr5C;
+  ElementNode() : EntityNode(RecordKind::ELEMENT) {}
+};
+
+// The size of each kind's node, by RecordKind: the node arena holds the
+// nodes back to back, so walking it needs each one's size.
+inline constexpr size_t kNodeSizes[kRecordKinds] = {
+    sizeof(Schem_atNode), sizeof(Rel_dtNode),   sizeof(Index_atNode), sizeof(SchemaNode),
+    sizeof(Tbl_colNode),  sizeof(Supts_dtNode), sizeof(TableNode),    sizeof(Vw_cl_atNode),
+    sizeof(Table_atNode), sizeof(Rel_colNode),  sizeof(Key_colNode),  sizeof(ParmNode),
+    sizeof(DatabaseNode), sizeof(View_colNode), sizeof(Tb_cl_atNode), sizeof(Fgn_keyNode),
+    sizeof(Rel_sysNode),  sizeof(Udef_dtNode),  sizeof(Obj_atNode),   sizeof(DbprocNode),
+    sizeof(ViewNode),     sizeof(ServtypeNode), sizeof(KeyNode),      sizeof(Db_atNode),
+    sizeof(ServinstNode), sizeof(Prim_keyNode), sizeof(Fk_tb_atNode), sizeof(ElementNode),
 };
 
 }  // namespace CaRepositoryDsOdbcImport

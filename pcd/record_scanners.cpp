@@ -1,5 +1,7 @@
 // The 28 record scanners: one generic scanner, instantiated per record
 // layout (pcd/record_layouts.h).
+#include <cstdint>
+#include <cstring>
 #include <type_traits>
 
 #include "bridge/import_bridge.h"
@@ -22,16 +24,29 @@ constexpr const char* letterString(char letter) {
                          : "R";
 }
 
+// Steps over a string attribute of `length` (> 0) bytes that is not kept,
+// taking exactly what scanString would take.
+const char* skipString(const char* cursor, long length) {
+  const auto* end =
+      static_cast<const char*>(std::memchr(cursor, '\0', static_cast<size_t>(length)));
+  cursor = end ? end : cursor + length;
+  return *cursor == ',' ? cursor + 1 : cursor;
+}
+
 // Checks one whole line against record layout R and fills `node` from it.
-// A failed check throws.
+// A failed check throws. Integers are read saturated to 32 bits.
 template <const auto& R, class N>
 void scanFields(Bridge* bridge, const char* line, N& node) {
   const char* cursor = bridge->assertObjectType(line, letterString(R.objectType));
   cursor = bridge->assertName(cursor, R.name);
-  cursor = bridge->scanToken(cursor, &node.id);
+  long id = 0;
+  cursor = bridge->scanToken(cursor, &id);
+  node.id = static_cast<int32_t>(id);
   if constexpr (std::is_base_of_v<RelationshipNode, N>) {
-    cursor = bridge->scanToken(cursor, &node.fromId);
-    cursor = bridge->scanToken(cursor, &node.toId);
+    cursor = bridge->scanToken(cursor, &id);
+    node.fromId = static_cast<int32_t>(id);
+    cursor = bridge->scanToken(cursor, &id);
+    node.toId = static_cast<int32_t>(id);
   }
   cursor = bridge->assertNumAttributes(cursor, static_cast<long>(R.attributes.size()));
   for (const layout::Attribute<N>& attribute : R.attributes) {
@@ -39,9 +54,16 @@ void scanFields(Bridge* bridge, const char* line, N& node) {
     cursor = bridge->assertAttrTypeAndReadVal(cursor, letterString(attribute.letter), &value);
     if (attribute.text != nullptr) {
       // value is the string's length; an empty string has no bytes to skip.
-      if (value > 0) cursor = bridge->scanString(cursor, node.*attribute.text, value);
-    } else {
-      node.*attribute.number = value;
+      if (value > 0) {
+        cursor = attribute.shared ? bridge->scanSharedString(cursor, node.*attribute.text, value)
+                                  : bridge->scanString(cursor, node.*attribute.text, value);
+      }
+    } else if (attribute.number != nullptr) {
+      if (!attribute.ifZero || node.*attribute.number == 0) {
+        node.*attribute.number = static_cast<int32_t>(value);
+      }
+    } else if (attribute.letter == 'C' && value > 0) {
+      cursor = skipString(cursor, value);
     }
   }
   // Anything after the last attribute is ignored.
@@ -55,6 +77,7 @@ using NodeOf = typename std::remove_reference_t<decltype(R)>::NodeType;
 template <const auto& R>
 Node* scanRecord(Bridge* bridge, const char* line, ChunkArena& arena) {
   using N = NodeOf<R>;
+  static_assert(sizeof(N) % 8 == 0, "the arena places nodes back to back");
   N* node = arena.create<N>();
   try {
     scanFields<R>(bridge, line, *node);

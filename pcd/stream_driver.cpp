@@ -6,6 +6,7 @@
 #include <cstring>
 #include <filesystem>
 #include <fstream>
+#include <memory>
 #include <system_error>
 
 #include "bridge/import_bridge.h"
@@ -22,6 +23,8 @@ namespace {
 constexpr size_t kMaxRecordName = 1024;
 // Growth step of the line buffer, in bytes.
 constexpr int kLineChunk = 32;
+// Bytes the file is read in at a time.
+constexpr size_t kReadBlock = size_t{256} << 10;
 
 [[noreturn]] void throwCannotRead(const ZELString& fileName, int error) {
   TAV_CARDS::CAREPOSITORY_I_UNABLE_TO_OPEN_INPUT_FILE.throwException(fileName,
@@ -68,7 +71,10 @@ Bridge::Node* Bridge::processLine(const char* line, long number, Node* lastNode)
       try {
         idRegistry.add(node->id, node);
       } catch (...) {
-        node->~Node();  // its space stays unused until the arena is freed
+        // The arena holds registered nodes only: the newest gives its space back.
+        const size_t size = CaRepositoryDsOdbcImport::kNodeSizes[static_cast<int>(node->kind)];
+        node->~Node();
+        nodeArena.unallocate(node, size);
         throw;
       }
       return node;
@@ -80,7 +86,11 @@ Bridge::Node* Bridge::processLine(const char* line, long number, Node* lastNode)
 }
 
 void Bridge::processStream(const ZELString& fileName) {
+  // Reads in large blocks: a file of millions of lines costs few system calls.
+  // The buffer is given before the file is opened, as file buffers require.
+  std::unique_ptr<char[]> readBuffer(new char[kReadBlock]);
   std::ifstream input;
+  input.rdbuf()->pubsetbuf(readBuffer.get(), static_cast<std::streamsize>(kReadBlock));
   input.open(fileName.c_str(), std::ios::in | std::ios::binary);
   const int openError = errno;  // before any other call can change it
   lineNumber = 0;
@@ -115,4 +125,5 @@ void Bridge::processStream(const ZELString& fileName) {
     lastNode = processLine(line.c_str(), lineNumber, lastNode);
   }
   input.close();
+  idRegistry.fit();
 }

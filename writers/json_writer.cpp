@@ -1,5 +1,6 @@
 #include "json_writer.h"
 
+#include <algorithm>
 #include <array>
 
 #include "utf8_sequence.h"
@@ -81,16 +82,39 @@ void escape(std::string_view bytes, Append append) {
 JsonWriter::JsonWriter(std::FILE* out, Style style)
     : out_(out), buffer_(kFlushThreshold + 4096), compact_(style == Style::kCompact) {}
 
+JsonWriter::JsonWriter(Style style, size_t depth)
+    : out_(nullptr), buffer_(4096), compact_(style == Style::kCompact), baseDepth_(depth) {
+  clearFragment();
+}
+
+void JsonWriter::clearFragment() {
+  used_ = 0;
+  // Levels only for the indentation; the value opens no separator.
+  levels_.assign(baseDepth_, Level{false, 1});
+  afterKey_ = true;
+}
+
+void JsonWriter::raw(std::string_view value) {
+  beforeValue();
+  put(value.data(), value.size());
+  flushIfFull();
+}
+
 void JsonWriter::appendEscaped(std::string& out, std::string_view bytes) {
   escape(bytes, [&out](const char* piece, size_t count) { out.append(piece, count); });
 }
 
 void JsonWriter::writeOut() {
+  if (out_ == nullptr) return;
   if (used_ != 0 && std::fwrite(buffer_.data(), 1, used_, out_) != used_) failed_ = true;
   used_ = 0;
 }
 
 void JsonWriter::makeRoom(size_t count) {
+  if (out_ == nullptr) {
+    buffer_.resize(std::max(buffer_.size() * 2, used_ + count));
+    return;
+  }
   writeOut();
   if (count > buffer_.size()) buffer_.resize(count);
 }
@@ -170,12 +194,15 @@ void JsonWriter::key(std::string_view name) {
   afterKey_ = true;
   if (!compact_ && isPlain(name)) {
     // A key that needs no escaping (the program's own keys never do), with
-    // its comma, line break and indentation, in one piece.
-    const size_t total = (comma ? 1 : 0) + 1 + indent + 1 + name.size() + 3;
+    // its comma, line break and indentation, in one piece. The line break and
+    // the deepest indentation are copied whole (a copy of fixed size is a few
+    // moves), then the position set behind the indentation wanted.
+    const size_t total = 1 + (sizeof kNewLineAndIndent - 1) + 1 + name.size() + 3;
     if (buffer_.size() - used_ < total) makeRoom(total);
     char* at = buffer_.data() + used_;
-    if (comma) *at++ = ',';
-    std::memcpy(at, kNewLineAndIndent, 1 + indent);
+    *at = ',';
+    at += comma ? 1 : 0;
+    std::memcpy(at, kNewLineAndIndent, sizeof kNewLineAndIndent - 1);
     at += 1 + indent;
     *at++ = '"';
     std::memcpy(at, name.data(), name.size());
@@ -234,11 +261,12 @@ void JsonWriter::null() {
 }
 
 void JsonWriter::flushIfFull() {
-  if (used_ >= kFlushThreshold) writeOut();
+  if (used_ >= kFlushThreshold && out_ != nullptr) writeOut();
 }
 
 bool JsonWriter::finish() {
   put('\n');
+  if (out_ == nullptr) return !failed_;
   writeOut();
   if (std::fflush(out_) != 0 || std::ferror(out_)) failed_ = true;
   return !failed_;

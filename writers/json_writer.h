@@ -19,6 +19,10 @@ class JsonWriter {
  public:
   enum class Style { kPretty, kCompact };
   explicit JsonWriter(std::FILE* out, Style style = Style::kPretty);
+  // A writer that keeps its output in memory: one value laid out as it would
+  // be at `depth` levels of nesting, to be placed later with raw() by a writer
+  // at that depth. Taken with fragment(); clearFragment() starts the next.
+  JsonWriter(Style style, size_t depth);
   JsonWriter(const JsonWriter&) = delete;
   JsonWriter& operator=(const JsonWriter&) = delete;
 
@@ -33,6 +37,17 @@ class JsonWriter {
   void integer(long long value);
   void boolean(bool value);
   void null();
+
+  // A value laid out in advance by a memory writer of this style at this
+  // writer's depth(), copied as it stands.
+  void raw(std::string_view value);
+
+  // Levels of nesting open where the next value goes.
+  size_t depth() const { return levels_.size(); }
+  Style style() const { return compact_ ? Style::kCompact : Style::kPretty; }
+  // A memory writer's value so far, and a fresh start for the next one.
+  std::string_view fragment() const { return {buffer_.data(), used_}; }
+  void clearFragment();
 
   // Writes the final line break and hands everything to the stream. False
   // when the stream reported a write error at any point.
@@ -67,11 +82,12 @@ class JsonWriter {
     long members;  // values (or keys) written so far
   };
 
-  std::FILE* out_;
+  std::FILE* out_;            // null: the output stays in buffer_
   std::vector<char> buffer_;  // written to out_ in large blocks
   size_t used_ = 0;
   std::vector<Level> levels_;
   bool compact_;
   bool afterKey_ = false;
+  size_t baseDepth_ = 0;  // of a memory writer: the levels below its value
   bool failed_ = false;
 };

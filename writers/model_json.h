@@ -1,7 +1,7 @@
 // Writes an imported host model, with the log of its import, as the
 // "pcd-import-model" JSON document. The walk uses only the host model's
 // public API and streams as it goes, so its memory use does not grow with
-// the model.
+// the model (tables laid out ahead wait in a window of bounded size).
 #pragma once
 
 #include <memory>
@@ -12,8 +12,10 @@
 #include "model_writer.h"
 #include "zel_log.h"
 
+// With `tablesAhead`, a second thread lays out tables ahead of the writer
+// on a big model; the document is the same byte for byte.
 void writeModelDocument(JsonWriter& json, const ZELModel& model,
-                        const std::vector<ZELLogEvent>& logEvents);
+                        const std::vector<ZELLogEvent>& logEvents, bool tablesAhead = false);
 
 // The "json" format: the document, pretty or compact.
 std::unique_ptr<ModelWriter> makeJsonModelWriter(const WriterOptions& options);

@@ -18,6 +18,7 @@
 #include <type_traits>
 
 #include "model/zel_element_type.h"
+#include "model/zel_object_pool.h"
 #include "zel_string.h"
 
 class ZELObject;
@@ -187,6 +188,10 @@ class ZELReferenceListBase {
   void clear() noexcept;
 
   struct Entry {
+    static void* operator new(size_t size) { return zel_pool::allocate(size); }
+    static void operator delete(void* block, size_t size) noexcept {
+      zel_pool::release(block, size);
+    }
     Entry(ZELObject* holder, ZELReferenceListBase* owningList) noexcept
         : reference(holder), list(owningList) {
       reference.holder_ |= ZELReference::kListEntryBit;
@@ -231,6 +236,12 @@ class ZELReferenceList : public ZELReferenceListBase {
 
 class ZELObject {
  public:
+  // Objects made with new live in the object pool (model/zel_object_pool.h).
+  static void* operator new(size_t size) { return zel_pool::allocate(size); }
+  static void operator delete(void* block, size_t size) noexcept {
+    zel_pool::release(block, size);
+  }
+
   ZELObject() noexcept = default;
   // Deleting an object deletes everything it owns, takes it out of its
   // owner's list, unsets every reference that points at it (list entries

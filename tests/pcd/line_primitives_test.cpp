@@ -26,7 +26,7 @@ class LinePrimitives : public ::testing::Test {
 
 // Keeps every text it receives.
 struct RecordingNode : Node {
-  RecordingNode() : Node("TEST") {}
+  RecordingNode() : Node(CaRepositoryDsOdbcImport::RecordKind::ELEMENT) {}
   void setText(ZELString name, ZELString value) override {
     texts.emplace_back(std::string(name.c_str(), name.length()),
                        std::string(value.c_str(), value.length()));

@@ -25,7 +25,7 @@ TEST(RecordScanners, EveryScannerChecksItsWholeLayout) {
     ASSERT_EQ(harness.read(line + ",EXTRA,C9"), "");
     cr::Node* node = harness.node<cr::Node>(101);
     ASSERT_NE(node, nullptr);
-    EXPECT_STREQ(node->type.c_str(), shape.name);
+    EXPECT_STREQ(node->type().c_str(), shape.name);
     auto* relationship = dynamic_cast<cr::RelationshipNode*>(node);
     EXPECT_EQ(relationship != nullptr, shape.objectType == 'R');
     EXPECT_TRUE(relationship == nullptr || relationship->toId == 303);
@@ -51,13 +51,19 @@ TEST(RecordScanners, EveryScannerChecksItsWholeLayout) {
 
 // Record classes declare their fields in attribute order, so each layout
 // must name fields at increasing addresses: a field named out of place, or
-// twice, breaks the order.
+// twice, breaks the order. Attributes that are not kept name no field; one
+// that stands in for the attribute before it names that one's field again.
 template <const auto&... Rs>
 void expectFieldsInDeclarationOrder() {
   auto check = [](const auto& record) {
     typename std::decay_t<decltype(record)>::NodeType node;
     const char* previous = nullptr;
     for (const auto& attribute : record.attributes) {
+      if (attribute.text == nullptr && attribute.number == nullptr) continue;
+      if (attribute.ifZero) {
+        EXPECT_EQ(reinterpret_cast<const char*>(&(node.*attribute.number)), previous);
+        continue;
+      }
       const char* field = attribute.text ? reinterpret_cast<const char*>(&(node.*attribute.text))
                                          : reinterpret_cast<const char*>(&(node.*attribute.number));
       EXPECT_LT(previous, field) << record.name;
@@ -77,15 +83,40 @@ TEST(RecordScanners, FieldsAreFilledInLayoutOrder) {
 
 TEST(RecordScanners, CountedStringsInRecords) {
   // A string takes exactly its count of bytes, commas included; an empty or
-  // negative count takes none, so the next attribute follows at once.
+  // negative count takes none, so the next attribute follows at once. A
+  // string that is not kept is stepped over the same way.
   for (const char* first : {"C11,Order, date,", "C0,", "C-3,"}) {
     ReaderHarness harness;
-    const std::string line = std::string("E,REL_SYS,10,2,") + first + "C2,AB";
-    ASSERT_EQ(harness.read(line), "");
-    auto* system = harness.node<cr::Rel_sysNode>(10);
-    ASSERT_NE(system, nullptr);
-    EXPECT_STREQ(system->name.c_str(), first[1] == '1' ? "Order, date" : "") << line;
-    EXPECT_STREQ(system->attr2C.c_str(), "AB") << line;
+    const std::string line = std::string("E,KEY,10,3,") + first + "C2,AB," + first + "C1";
+    ASSERT_EQ(harness.read(line), "") << line;
+    auto* key = harness.node<cr::KeyNode>(10);
+    ASSERT_NE(key, nullptr);
+    EXPECT_STREQ(key->name.c_str(), first[1] == '1' ? "Order, date" : "") << line;
+    EXPECT_STREQ(key->keyType.c_str(), "AB") << line;
+  }
+  ReaderHarness harness;
+  ASSERT_EQ(harness.read("E,SERVTYPE,13,13,C3,a,b,C2,OR,C1,8,S31,S0,S0,S0,S0,S0,S0,S0,S0,S0"), "");
+  auto* serverType = harness.node<cr::ServtypeNode>(13);
+  ASSERT_NE(serverType, nullptr);
+  EXPECT_STREQ(serverType->attr2C.c_str(), "OR");
+  EXPECT_EQ(serverType->attr4S, 31);
+}
+
+// A column's second length stands in for the first when that one is 0.
+TEST(RecordScanners, ColumnLengthFallsBackToTheSecondLength) {
+  const struct {
+    const char* lengths;
+    int expected;
+  } cases[] = {{"L5,L12", 5}, {"L0,L12", 12}, {"L0,L0", 0}, {"L-1,L12", -1}};
+  for (const auto& c : cases) {
+    ReaderHarness harness;
+    const std::string line =
+        std::string("R,REL_COL,10,1,2,7,C4,NAME,S0,") + c.lengths + ",S2,C0,C0";
+    ASSERT_EQ(harness.read(line), "") << line;
+    auto* column = harness.node<cr::Rel_colNode>(10);
+    ASSERT_NE(column, nullptr);
+    EXPECT_EQ(column->length, c.expected) << line;
+    EXPECT_EQ(column->scale, 2) << line;
   }
 }
 

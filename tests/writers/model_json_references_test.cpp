@@ -101,4 +101,64 @@ TEST(ModelJsonReferences, DeepSchemasKeepTheirWholePathInJsonAndTheirInnermostNa
   model.recursiveDelete();
 }
 
+// A model big enough for tables laid out ahead on a second thread, with
+// schemas nested to several depths and columns of shared types: the document
+// is the one the writer alone lays out, pretty and compact.
+TEST(ModelJsonDocument, TablesLaidOutAheadReadAsWrittenInOrder) {
+  ZELModel model;
+  auto* catalog = named<ZELDatabaseCatalog>("C");
+  ASSERT_TRUE(model.addChildPackage(catalog));
+  std::vector<ZELDerivedType*> types;
+  for (int t = 0; t < 3; ++t) {
+    auto* type = named<ZELDerivedType>(("T" + std::to_string(t)).c_str());
+    type->Length = t;
+    ASSERT_TRUE(model.addType(type));
+    types.push_back(type);
+  }
+  ZELPackage* parent = catalog;
+  int serial = 0;
+  for (int depth = 0; depth < 4; ++depth) {
+    auto* schema = named<ZELDatabaseSchema>(("S" + std::to_string(depth)).c_str());
+    ASSERT_TRUE(parent->addChildPackage(schema));
+    for (int t = 0; t < 170; ++t, ++serial) {
+      auto* table = named<ZELClass>(("TABLE_" + std::to_string(serial)).c_str());
+      ASSERT_TRUE(schema->addModelObject(table));
+      for (int c = 0; c < serial % 3 + 1; ++c) {
+        auto* column = named<ZELAttribute>(("COLUMN_" + std::to_string(c)).c_str());
+        ASSERT_TRUE(table->addFeature(column));
+        column->addType(types[static_cast<size_t>((serial + c) % 3)]);
+      }
+    }
+    // Every other level also holds a schema of its own beside the next one.
+    if (depth % 2 == 0) {
+      auto* side = named<ZELDatabaseSchema>(("SIDE" + std::to_string(depth)).c_str());
+      ASSERT_TRUE(schema->addChildPackage(side));
+      for (int t = 0; t < 40; ++t, ++serial) {
+        ASSERT_TRUE(side->addModelObject(named<ZELClass>(("T_" + std::to_string(serial)).c_str())));
+      }
+    }
+    parent = schema;
+  }
+  const std::vector<ZELLogEvent> log;
+  for (const auto style : {JsonWriter::Style::kPretty, JsonWriter::Style::kCompact}) {
+    std::string documents[2];
+    for (const bool ahead : {false, true}) {
+      char* bytes = nullptr;
+      size_t size = 0;
+      std::FILE* out = open_memstream(&bytes, &size);
+      {
+        JsonWriter json(out, style);
+        writeModelDocument(json, model, log, ahead);
+        EXPECT_TRUE(json.finish());
+      }
+      std::fclose(out);
+      documents[ahead ? 1 : 0].assign(bytes, size);
+      std::free(bytes);
+    }
+    EXPECT_EQ(documents[1], documents[0]);
+    EXPECT_NE(documents[0].find("TABLE_679"), std::string::npos);
+  }
+  model.recursiveDelete();
+}
+
 }  // namespace

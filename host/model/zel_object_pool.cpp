@@ -1,0 +1,129 @@
+#include "model/zel_object_pool.h"
+
+#include <atomic>
+#include <new>
+#include <thread>
+
+namespace {
+
+#if defined(__SANITIZE_ADDRESS__)
+constexpr bool kPooled = false;
+#elif defined(__has_feature)
+#if __has_feature(address_sanitizer)
+constexpr bool kPooled = false;
+#else
+constexpr bool kPooled = true;
+#endif
+#else
+constexpr bool kPooled = true;
+#endif
+
+constexpr size_t kGranule = 8;
+constexpr size_t kLargestPooled = 512;  // larger blocks come from the heap
+constexpr size_t kClasses = kLargestPooled / kGranule;
+constexpr size_t kChunkBytes = size_t{256} << 10;
+
+struct FreeBlock {
+  FreeBlock* next;
+};
+
+struct alignas(16) Chunk {
+  Chunk* next;
+};
+
+class Pool {
+ public:
+  void* allocate(size_t size) {
+    const size_t index = (size + kGranule - 1) / kGranule - 1;
+    Guard guard(lock_);
+    if (FreeBlock* block = free_[index]) {
+      free_[index] = block->next;
+      ++live_;
+      return block;
+    }
+    const size_t bytes = (index + 1) * kGranule;
+    if (static_cast<size_t>(end_ - cursor_) < bytes) addChunk();
+    void* block = cursor_;
+    cursor_ += bytes;
+    ++live_;
+    return block;
+  }
+
+  void release(void* block, size_t size) noexcept {
+    const size_t index = (size + kGranule - 1) / kGranule - 1;
+    Guard guard(lock_);
+    auto* freed = static_cast<FreeBlock*>(block);
+    freed->next = free_[index];
+    free_[index] = freed;
+    if (--live_ == 0) releaseChunks();
+  }
+
+ private:
+  class Guard {
+   public:
+    explicit Guard(std::atomic_flag& lock) : lock_(lock) {
+      while (lock_.test_and_set(std::memory_order_acquire)) std::this_thread::yield();
+    }
+    ~Guard() { lock_.clear(std::memory_order_release); }
+    Guard(const Guard&) = delete;
+    Guard& operator=(const Guard&) = delete;
+
+   private:
+    std::atomic_flag& lock_;
+  };
+
+  // A new chunk becomes the region blocks are cut from; what was left of the
+  // previous one stays unused until every block is freed.
+  void addChunk() {
+    auto* chunk = static_cast<Chunk*>(::operator new(kChunkBytes));
+    chunk->next = chunks_;
+    chunks_ = chunk;
+    cursor_ = reinterpret_cast<char*>(chunk + 1);
+    end_ = reinterpret_cast<char*>(chunk) + kChunkBytes;
+  }
+
+  void releaseChunks() noexcept {
+    while (chunks_ != nullptr) {
+      Chunk* chunk = chunks_;
+      chunks_ = chunk->next;
+      ::operator delete(chunk);
+    }
+    for (FreeBlock*& list : free_) list = nullptr;
+    cursor_ = end_ = nullptr;
+  }
+
+  std::atomic_flag lock_ = ATOMIC_FLAG_INIT;
+  FreeBlock* free_[kClasses] = {};
+  Chunk* chunks_ = nullptr;
+  char* cursor_ = nullptr;
+  char* end_ = nullptr;
+  size_t live_ = 0;  // blocks handed out and not yet given back
+};
+
+// Never destroyed, and made without the heap: objects may be deleted during
+// the exit of the process.
+Pool& pool() {
+  alignas(Pool) static unsigned char storage[sizeof(Pool)];
+  static Pool* const instance = new (storage) Pool;
+  return *instance;
+}
+
+}  // namespace
+
+namespace zel_pool {
+
+void* allocate(size_t size) {
+  if (!kPooled || size > kLargestPooled || size == 0) return ::operator new(size);
+  return pool().allocate(size);
+}
+
+void release(void* block, size_t size) noexcept {
+  if (block == nullptr) return;
+  if (!kPooled || size > kLargestPooled || size == 0) {
+    ::operator delete(block);
+    return;
+  }
+  pool().release(block, size);
+}
+
+}  // namespace zel_pool

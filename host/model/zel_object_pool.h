@@ -1,0 +1,24 @@
+// The memory of model objects and of reference-list entries.
+//
+// A model holds millions of small objects of a few sizes. The pool hands
+// them out from large chunks, one size class per 8 bytes, and keeps freed
+// blocks for the next object of their size: an object costs neither a heap
+// call nor the heap's per-block header. When the last block is freed the
+// chunks go back to the heap, so a program that deletes its models keeps no
+// memory for them.
+//
+// One pool per process behind a spin lock: separate models may be built on
+// separate threads. Sanitized builds take every object from the heap, so that
+// the sanitizer sees each one.
+#pragma once
+
+#include <cstddef>
+
+namespace zel_pool {
+
+// `size` bytes aligned to 8; throws std::bad_alloc when no memory is left.
+void* allocate(size_t size);
+// Gives back a block that allocate(size) returned. Allocates nothing.
+void release(void* block, size_t size) noexcept;
+
+}  // namespace zel_pool
