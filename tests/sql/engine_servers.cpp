@@ -265,9 +265,12 @@ MariaDbServer::MariaDbServer() {
   const std::vector<std::string> asUser =
       folder_.asServerUser().empty() ? std::vector<std::string>{}
                                      : std::vector<std::string>{"--user=nobody"};
+  // Temporary tables in the server's own folder: two servers set up at once
+  // in the shared /tmp give theirs the same names and delete each other's.
+  const std::string tmpdir = "--tmpdir=" + folder_.path();
   std::vector<std::string> install = {"mariadb-install-db", "--no-defaults", "--datadir=" + data,
                                       "--auth-root-authentication-method=normal",
-                                      "--skip-test-db"};
+                                      "--skip-test-db", tmpdir};
   install.insert(install.end(), asUser.begin(), asUser.end());
   CommandResult result = runCommand(install);
   if (result.exitCode != 0) {
@@ -278,7 +281,7 @@ MariaDbServer::MariaDbServer() {
   std::vector<std::string> strings = asUser;
   strings.insert(strings.begin(),
                  {"mariadbd", "--no-defaults", "--datadir=" + data,
-                  "--socket=" + folder_.path() + "/my.sock", "--skip-networking",
+                  "--socket=" + folder_.path() + "/my.sock", "--skip-networking", tmpdir,
                   "--pid-file=" + folder_.path() + "/my.pid",
                   "--log-error=" + folder_.path() + "/my.err", "--innodb-buffer-pool-size=64M",
                   "--innodb-flush-log-at-trx-commit=0", "--innodb-doublewrite=0",
