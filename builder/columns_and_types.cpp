@@ -12,7 +12,6 @@ using Bridge = ZELCaRepositoryDsOdbcImportBridge;
 namespace {
 
 const ZELString kUndefined("undefined");
-const ZELString kNotNullable("N");
 
 }  // namespace
 
@@ -110,7 +109,7 @@ void Bridge::processTbl_colNode(Tbl_colNode* node) {
 
   auto* attribute = addColumn<ZELAttribute>(node, table->modelObject, column, node->position);
   attribute->setDescription(node->comment.isEmpty() ? column->comment : node->comment);
-  if (!(node->nullable == kNotNullable)) attribute->setOptional(true);
+  if (!node->notNullable) attribute->setOptional(true);
   addDerivedType(attribute, column, dataType);
   getObjectUserData(attribute)->sourceNode = node;
 }

@@ -14,7 +14,6 @@ using Bridge = ZELCaRepositoryDsOdbcImportBridge;
 
 namespace {
 
-const ZELString kYes("Y");
 // The foreign-key side's upper bound: "many".
 constexpr int kManyUpperBound = 2147483645;
 // Above this many primary-key columns, pairing looks positions up in a map
@@ -139,9 +138,9 @@ void Bridge::processFk_tb_atNode(Fk_tb_atNode* node) {
   child->roleCode1 = 1;
   child->roleCode2 = 1;
   child->roleCode3 = 1;
-  if (foreignKeyRecord->attr2C == kYes) {
+  if (foreignKeyRecord->attr2Y) {
     child->roleCode1 = 3;
     child->roleCode2 = 3;
   }
-  if (foreignKeyRecord->attr1C == kYes) child->roleCode3 = 3;
+  if (foreignKeyRecord->attr1Y) child->roleCode3 = 3;
 }

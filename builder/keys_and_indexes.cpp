@@ -15,8 +15,6 @@ const ZELString kPrimary("P");
 const ZELString kForeign("F");
 const ZELString kAlternate("A");
 const ZELString kIndexOnly("I");
-const ZELString kDescending("D");
-const ZELString kYes("Y");
 const ZELString kPositionSuffix("_POSITION");
 
 enum class KeyKind { kPrimary, kForeign, kAlternate, kIndexOnly, kNone };
@@ -99,7 +97,7 @@ void Bridge::processKey_colNode(Key_colNode* node) {
   auto member = std::make_unique<ZELIndexMember>();
   member->addAttribute(column);
   member->position = low16(node->position);
-  member->sortOrder = node->sortOrder == kDescending ? 2 : 1;
+  member->sortOrder = node->descending ? 2 : 1;
   index->addIndexMember(member.get());
   member.release();
 }
@@ -112,8 +110,8 @@ void Bridge::processIndex_atNode(Index_atNode* node) {
 
   if (object->isInstanceOf(ZEL_ET_INDEX)) {
     auto* index = static_cast<ZELIndex*>(object);
-    if (node->attr1C == kYes) index->indexFlag1 = true;
-    if (node->attr5C == kYes) index->indexFlag3 = true;
+    if (node->attr1Y) index->indexFlag1 = true;
+    if (node->attr5Y) index->indexFlag3 = true;
     return;
   }
   TAV_CARDS::CAREPOSITORY_I_UNEXPECTED_KEY_TYPE.log(*log, object->getName());

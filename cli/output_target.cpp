@@ -67,15 +67,22 @@ bool OutputTarget::open(const std::string& path, std::string& error) {
   }
 
   std::string pattern = finalPath_ + ".tmp-XXXXXX";
-  const int descriptor = mkstemp(pattern.data());
+  int descriptor;
+  {
+    // A signal waits until the file is recorded for removal.
+    const SignalsHeld held;
+    descriptor = mkstemp(pattern.data());
+    if (descriptor >= 0) {
+      // Swapped, not copied: nothing between creating the file and recording
+      // it may fail, or the file would be left behind.
+      temporaryPath_.swap(pattern);
+      signalSlot_ = rememberTemporaryFile(temporaryPath_);
+    }
+  }
   if (descriptor < 0) {
     error = systemError("cannot create the output file", path);
     return false;
   }
-  // Swapped, not copied: nothing between creating the file and recording it
-  // may fail, or the file would be left behind.
-  temporaryPath_.swap(pattern);
-  signalSlot_ = rememberTemporaryFile(temporaryPath_);
   // mkstemp makes the file private; give it the mode a new file would get
   // (or the mode of the file it replaces).
   mode_t mode;

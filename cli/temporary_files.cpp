@@ -57,3 +57,14 @@ int rememberTemporaryFile(const std::string& path) {
 void forgetTemporaryFile(int slot) {
   if (slot >= 0 && slot < kSlots) used[slot] = 0;
 }
+
+SignalsHeld::SignalsHeld() {
+  sigset_t held;
+  sigemptyset(&held);
+  for (int signalNumber : kSignals) sigaddset(&held, signalNumber);
+  pthread_sigmask(SIG_BLOCK, &held, &previous_);
+}
+
+SignalsHeld::~SignalsHeld() {
+  pthread_sigmask(SIG_SETMASK, &previous_, nullptr);
+}

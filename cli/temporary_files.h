@@ -3,6 +3,8 @@
 // input.
 #pragma once
 
+#include <signal.h>
+
 #include <string>
 
 // Installs handlers for SIGINT, SIGTERM, SIGHUP and SIGPIPE that remove
@@ -16,3 +18,16 @@ void removeTemporaryFilesOnSignals();
 int rememberTemporaryFile(const std::string& path);
 // Unregisters a slot (after the file was renamed or removed); -1 is ignored.
 void forgetTemporaryFile(int slot);
+
+// Holds back the handled signals while it lives, so that a file created and
+// then registered is never left behind by a signal in between.
+class SignalsHeld {
+ public:
+  SignalsHeld();
+  ~SignalsHeld();
+  SignalsHeld(const SignalsHeld&) = delete;
+  SignalsHeld& operator=(const SignalsHeld&) = delete;
+
+ private:
+  sigset_t previous_;  // the signal mask before
+};

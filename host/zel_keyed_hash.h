@@ -67,6 +67,13 @@ struct SipState {
 };
 
 inline uint64_t loadLittleEndian(const char* bytes, size_t count) noexcept {
+#if defined(__BYTE_ORDER__) && __BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__
+  if (count == 8) {  // a whole word: one load where the machine's order is the hash's
+    uint64_t word;
+    std::memcpy(&word, bytes, 8);
+    return word;
+  }
+#endif
   uint64_t word = 0;
   for (size_t i = 0; i < count; ++i) {
     word |= static_cast<uint64_t>(static_cast<unsigned char>(bytes[i])) << (8 * i);

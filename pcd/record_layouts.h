@@ -28,15 +28,24 @@ struct Unread {
 template <class N>
 struct Attribute {
   constexpr Attribute(char letter, ZELString N::*text, int32_t N::*number, bool ifZero = false,
-                      bool shared = false)
-      : letter(letter), text(text), number(number), ifZero(ifZero), shared(shared) {}
+                      bool shared = false, bool N::*flag = nullptr, const char* flagText = nullptr)
+      : letter(letter),
+        text(text),
+        number(number),
+        ifZero(ifZero),
+        shared(shared),
+        flag(flag),
+        flagText(flagText) {}
   constexpr Attribute(Unread unread)  // NOLINT(google-explicit-constructor): one table of both
-      : letter(unread.letter), text(nullptr), number(nullptr), ifZero(false), shared(false) {}
+      : Attribute(unread.letter, nullptr, nullptr) {}
   char letter;
   ZELString N::*text;
   int32_t N::*number;
   bool ifZero;  // fills `number` only when the attributes before left it 0
   bool shared;  // `text` shares the buffer of an equal text read before
+  // A "C" of which only whether it reads `flagText` is kept, in `flag`.
+  bool N::*flag;
+  const char* flagText;
 };
 
 template <class N>
@@ -48,6 +57,11 @@ constexpr Attribute<N> C(ZELString N::*field) {
 template <class N>
 constexpr Attribute<N> sharedC(ZELString N::*field) {
   return {'C', field, nullptr, false, true};
+}
+// A "C" the builder only compares with one text: whether it reads `text`.
+template <class N>
+constexpr Attribute<N> isC(bool N::*field, const char* text) {
+  return {'C', nullptr, nullptr, false, false, field, text};
 }
 template <class N>
 constexpr Attribute<N> S(int32_t N::*field) {
@@ -93,11 +107,11 @@ inline constexpr auto SCHEM_AT = record<Schem_atNode>('R', "SCHEM_AT",
 inline constexpr auto REL_DT = record<Rel_dtNode>('E', "REL_DT",
     C(&Rel_dtNode::name), S(), C(), C(), C());
 inline constexpr auto INDEX_AT = record<Index_atNode>('R', "INDEX_AT",
-    C(&Index_atNode::attr1C), C(), L(), S(), C(&Index_atNode::attr5C));
+    isC(&Index_atNode::attr1Y, "Y"), C(), L(), S(), isC(&Index_atNode::attr5Y, "Y"));
 inline constexpr auto SCHEMA = record<SchemaNode>('E', "SCHEMA",
     C(&SchemaNode::name));
 inline constexpr auto TBL_COL = record<Tbl_colNode>('R', "TBL_COL",
-    C(&Tbl_colNode::nullable), L(&Tbl_colNode::position));
+    isC(&Tbl_colNode::notNullable, "N"), L(&Tbl_colNode::position));
 inline constexpr auto SUPTS_DT = record<Supts_dtNode>('R', "SUPTS_DT");
 inline constexpr auto TABLE = record<TableNode>('E', "TABLE",
     C(&TableNode::name));
@@ -109,7 +123,7 @@ inline constexpr auto REL_COL = record<Rel_colNode>('R', "REL_COL",
     sharedC(&Rel_colNode::name), S(), L(&Rel_colNode::length), orL(&Rel_colNode::length),
     S(&Rel_colNode::scale), C(), C());
 inline constexpr auto KEY_COL = record<Key_colNode>('R', "KEY_COL",
-    S(&Key_colNode::position), C(&Key_colNode::sortOrder));
+    S(&Key_colNode::position), isC(&Key_colNode::descending, "D"));
 inline constexpr auto PARM = record<ParmNode>('R', "PARM",
     L(&ParmNode::position));
 inline constexpr auto DATABASE = record<DatabaseNode>('E', "DATABASE",
@@ -119,7 +133,7 @@ inline constexpr auto VIEW_COL = record<View_colNode>('R', "VIEW_COL",
 inline constexpr auto TB_CL_AT = record<Tb_cl_atNode>('R', "TB_CL_AT",
     S());
 inline constexpr auto FGN_KEY = record<Fgn_keyNode>('R', "FGN_KEY",
-    C(&Fgn_keyNode::attr1C), C(&Fgn_keyNode::attr2C));
+    isC(&Fgn_keyNode::attr1Y, "Y"), isC(&Fgn_keyNode::attr2Y, "Y"));
 inline constexpr auto REL_SYS = record<Rel_sysNode>('E', "REL_SYS",
     C(&Rel_sysNode::name), C());
 inline constexpr auto UDEF_DT = record<Udef_dtNode>('R', "UDEF_DT",

@@ -111,10 +111,10 @@ class Rel_dtNode : public EntityNode {
 class Index_atNode : public RelationshipNode {
  public:
   Index_atNode() : RelationshipNode(RecordKind::INDEX_AT) {}
-  // fromId: the KEY. attr1C and attr5C: "Y" sets the first and the third
-  // flag of an index-only key.
-  ZELString attr1C;
-  ZELString attr5C;
+  // fromId: the KEY. Attributes 1 and 5 reading "Y" set the first and the
+  // third flag of an index-only key.
+  bool attr1Y = false;
+  bool attr5Y = false;
 };
 
 class SchemaNode : public EntityNode {
@@ -127,7 +127,7 @@ class Tbl_colNode : public RelationshipNode {
  public:
   Tbl_colNode() : RelationshipNode(RecordKind::TBL_COL) {}
   void setText(ZELString textName, ZELString value) override;
-  ZELString nullable;
+  bool notNullable = false;  // the nullable attribute reads "N"
   int32_t position = 0;
   ZELString comment;
 };
@@ -172,7 +172,7 @@ class Key_colNode : public RelationshipNode {
  public:
   Key_colNode() : RelationshipNode(RecordKind::KEY_COL) {}
   int32_t position = 0;
-  ZELString sortOrder;
+  bool descending = false;  // the sort order reads "D"
 };
 
 class ParmNode : public RelationshipNode {
@@ -201,10 +201,10 @@ class Tb_cl_atNode : public RelationshipNode {
 class Fgn_keyNode : public RelationshipNode {
  public:
   Fgn_keyNode() : RelationshipNode(RecordKind::FGN_KEY) {}
-  // toId: the KEY of the foreign key. attr1C "Y" sets the third role code of
-  // the foreign-key side, attr2C "Y" the first two.
-  ZELString attr1C;
-  ZELString attr2C;
+  // toId: the KEY of the foreign key. Attribute 1 reading "Y" sets the third
+  // role code of the foreign-key side, attribute 2 the first two.
+  bool attr1Y = false;
+  bool attr2Y = false;
 };
 
 class Rel_sysNode : public EntityNode {

@@ -24,12 +24,17 @@ constexpr const char* letterString(char letter) {
                          : "R";
 }
 
-// Steps over a string attribute of `length` (> 0) bytes that is not kept,
-// taking exactly what scanString would take.
-const char* skipString(const char* cursor, long length) {
+// The bytes a string attribute of `length` (> 0) takes at the cursor, as
+// scanString takes them: `length`, or up to the end of the line.
+size_t textLength(const char* cursor, long length) {
   const auto* end =
       static_cast<const char*>(std::memchr(cursor, '\0', static_cast<size_t>(length)));
-  cursor = end ? end : cursor + length;
+  return end ? static_cast<size_t>(end - cursor) : static_cast<size_t>(length);
+}
+
+// The cursor behind a string of `count` bytes and its comma.
+const char* stepOver(const char* cursor, size_t count) {
+  cursor += count;
   return *cursor == ',' ? cursor + 1 : cursor;
 }
 
@@ -62,8 +67,14 @@ void scanFields(Bridge* bridge, const char* line, N& node) {
       if (!attribute.ifZero || node.*attribute.number == 0) {
         node.*attribute.number = static_cast<int32_t>(value);
       }
+    } else if (attribute.flag != nullptr) {
+      // An empty or negative count reads the empty string.
+      const size_t count = value > 0 ? textLength(cursor, value) : 0;
+      node.*attribute.flag = count == std::strlen(attribute.flagText) &&
+                             std::memcmp(cursor, attribute.flagText, count) == 0;
+      if (value > 0) cursor = stepOver(cursor, count);
     } else if (attribute.letter == 'C' && value > 0) {
-      cursor = skipString(cursor, value);
+      cursor = stepOver(cursor, textLength(cursor, value));
     }
   }
   // Anything after the last attribute is ignored.

@@ -1,7 +1,8 @@
 // Writes an imported host model, with the log of its import, as the
 // "pcd-import-model" JSON document. The walk uses only the host model's
-// public API and streams as it goes, so its memory use does not grow with
-// the model (tables laid out ahead wait in a window of bounded size).
+// public API and streams as it goes: besides a window of tables laid out
+// ahead, of bounded size, it keeps only the inline form of each derived type
+// (the model's types, not its columns).
 #pragma once
 
 #include <memory>

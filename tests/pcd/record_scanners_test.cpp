@@ -59,13 +59,15 @@ void expectFieldsInDeclarationOrder() {
     typename std::decay_t<decltype(record)>::NodeType node;
     const char* previous = nullptr;
     for (const auto& attribute : record.attributes) {
-      if (attribute.text == nullptr && attribute.number == nullptr) continue;
+      if (!attribute.text && !attribute.number && !attribute.flag) continue;
       if (attribute.ifZero) {
         EXPECT_EQ(reinterpret_cast<const char*>(&(node.*attribute.number)), previous);
         continue;
       }
       const char* field = attribute.text ? reinterpret_cast<const char*>(&(node.*attribute.text))
-                                         : reinterpret_cast<const char*>(&(node.*attribute.number));
+                          : attribute.number
+                              ? reinterpret_cast<const char*>(&(node.*attribute.number))
+                              : reinterpret_cast<const char*>(&(node.*attribute.flag));
       EXPECT_LT(previous, field) << record.name;
       previous = field;
     }
@@ -100,6 +102,32 @@ TEST(RecordScanners, CountedStringsInRecords) {
   ASSERT_NE(serverType, nullptr);
   EXPECT_STREQ(serverType->attr2C.c_str(), "OR");
   EXPECT_EQ(serverType->attr4S, 31);
+}
+
+// Of an attribute compared with one text, only whether it reads that text
+// is kept: exactly those bytes, whatever its counted length takes.
+TEST(RecordScanners, FlagsKeepWhetherTheirTextIsRead) {
+  const struct {
+    const char* attribute;
+    bool descending;
+  } cases[] = {{"C1,D", true},  {"C1,d", false}, {"C2,DD", false}, {"C0,", false},
+               {"C-1,", false}, {"C5,D", true}};  // the last runs to the end of the line
+  for (const auto& c : cases) {
+    ReaderHarness harness;
+    const std::string line = std::string("R,KEY_COL,10,1,2,2,S3,") + c.attribute;
+    ASSERT_EQ(harness.read(line), "") << line;
+    auto* column = harness.node<cr::Key_colNode>(10);
+    ASSERT_NE(column, nullptr);
+    EXPECT_EQ(column->descending, c.descending) << line;
+    EXPECT_EQ(column->position, 3) << line;
+  }
+  // A flag in the middle of a record steps over its bytes like any string.
+  ReaderHarness harness;
+  ASSERT_EQ(harness.read("R,INDEX_AT,11,1,2,5,C1,Y,C3,a,b,L7,S8,C1,Y"), "");
+  auto* index = harness.node<cr::Index_atNode>(11);
+  ASSERT_NE(index, nullptr);
+  EXPECT_TRUE(index->attr1Y);
+  EXPECT_TRUE(index->attr5Y);
 }
 
 // A column's second length stands in for the first when that one is 0.

@@ -67,6 +67,26 @@ TEST(JsonWriter, EscapesWhatJsonRequiresAndNothingElse) {
   EXPECT_EQ(escaped(std::string("\x00\x01\x1F", 3)), "\\u0000\\u0001\\u001f");
 }
 
+// Plain text is scanned eight bytes at a time: a byte that needs escaping is
+// found at every place in a long run.
+TEST(JsonWriter, FindsEveryByteToEscapeInLongRuns) {
+  const std::pair<std::string, std::string> specials[] = {{"\"", "\\\""},
+                                                          {"\\", "\\\\"},
+                                                          {"\n", "\\n"},
+                                                          {std::string(1, '\0'), "\\u0000"},
+                                                          {"\x1F", "\\u001f"},
+                                                          {"\x80", kFffd},
+                                                          {"\xC3\xA9", "\xC3\xA9"},
+                                                          {"\x7F", "\x7F"}};
+  for (const auto& [special, expected] : specials) {
+    for (size_t at = 0; at <= 17; ++at) {
+      const std::string before(at, ' ');
+      const std::string after(17 - at, '~');
+      EXPECT_EQ(escaped(before + special + after), before + expected + after) << at;
+    }
+  }
+}
+
 TEST(JsonWriter, KeepsWellFormedUtf8AndReplacesEveryOtherByte) {
   for (const char* sequence : {"\xC2\x80", "\xDF\xBF",                     // U+0080, U+07FF
                                "\xE0\xA0\x80", "\xED\x9F\xBF",             // U+0800, U+D7FF
