@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "model/zel_model.h"
+#include "schema_walk.h"
 
 namespace {
 
@@ -30,14 +31,12 @@ std::string nameOf(const ZELObject* object) {
 }
 
 // Paths of catalogs and schemas, CATALOG.SCHEMA[.NESTED...], for both
-// models. A path of more than kPathNames names shows its innermost ones
+// models. A path of more than kSchemaPathNames names shows its innermost ones
 // after "…#N.", N numbering the whole path (the same in both models when
 // the whole paths are), so that a long chain of nested schemas costs linear
 // time and space, not quadratic, and still matches only itself.
 class PackagePaths {
  public:
-  static constexpr size_t kPathNames = 8;
-
   const std::string& of(const ZELObject* package) {
     std::vector<const ZELObject*> chain;  // from `package` out to a known one
     const Entry* parent = nullptr;
@@ -58,9 +57,9 @@ class PackagePaths {
                               ids_.size() + 1)
                      .first->second;
       if (parent != nullptr) entry.tail = parent->tail;
-      if (entry.tail.size() == kPathNames) entry.tail.erase(entry.tail.begin());
+      if (entry.tail.size() == kSchemaPathNames) entry.tail.erase(entry.tail.begin());
       entry.tail.push_back(name);
-      if (entry.depth > kPathNames) entry.text = "\xE2\x80\xA6#" + std::to_string(entry.id) + ".";
+      if (entry.depth > kSchemaPathNames) entry.text = "\xE2\x80\xA6#" + std::to_string(entry.id) + ".";
       for (size_t i = 0; i < entry.tail.size(); ++i) {
         if (i != 0) entry.text += '.';
         entry.text += entry.tail[i];

@@ -145,7 +145,8 @@ function drawDiagram(frame){
   frame.removeAttribute('data-diagram');
   frame.style.height='';
 }
-function renderAll(){for(var i=0;i<count;i++)render(i);for(var j=0;j<frames.length;j++)drawDiagram(frames[j]);}
+function drawDiagrams(){for(var j=0;j<frames.length;j++)drawDiagram(frames[j]);}
+function renderAll(){for(var i=0;i<count;i++)render(i);drawDiagrams();}
 if('IntersectionObserver' in window){
   observer=new IntersectionObserver(function(entries){
     entries.forEach(function(e){
@@ -171,7 +172,7 @@ window.addEventListener('beforeprint',renderAll);
 showTarget();
 if(count<=500){
   var next=0,more=function(){
-    if(next===0)for(var j=0;j<frames.length;j++)drawDiagram(frames[j]);
+    if(next===0)drawDiagrams();
     var end=Math.min(count,next+25);
     for(;next<end;next++)render(next);
     if(next<count)setTimeout(more,0);
