@@ -10,6 +10,7 @@
 #include <new>
 #include <string>
 
+#include "ascii_check.h"
 #include "check_command.h"
 #include "command_line.h"
 #include "diff_command.h"
@@ -80,24 +81,31 @@ std::string secondsText(double seconds) {
 }
 
 // Brings the model's texts to UTF-8 from the extract's code page; without
-// one, warns once when texts are not UTF-8. False when a text cannot be
-// converted.
-bool decodeTexts(ZELModel& model, const std::string& inputEncoding, ProgramLog& log) {
-  if (inputEncoding.empty() || isUtf8Name(inputEncoding)) {
+// one, warns once when texts are not UTF-8. A file of ASCII alone needs
+// neither: its texts are ASCII, which reads the same in UTF-8 and in every
+// code page the option is meant for. False when a text cannot be converted.
+bool decodeTexts(ZELModel& model, const std::string& inputEncoding, AsciiCheck& asciiCheck,
+                 ProgramLog& log) {
+  const bool utf8 = inputEncoding.empty() || isUtf8Name(inputEncoding);
+  if (asciiCheck.allAscii()) {
+    // Nothing to convert.
+  } else if (utf8) {
     const long invalid = countInvalidUtf8(model);
     if (invalid > 0) {
       log.program(ZEL_SEVERITY_WARNING, program_messages::kNotUtf8,
-                  std::to_string(invalid) + (invalid == 1 ? " text" : " texts") +
-                      " of the model are not UTF-8; name the extract's code page with "
-                      "--input-encoding (e.g. CP1252)");
+                  std::to_string(invalid) +
+                      (invalid == 1 ? " text of the model is" : " texts of the model are") +
+                      " not UTF-8; name the extract's code page with --input-encoding (e.g. "
+                      "CP1252)");
     }
-    return true;
+  } else {
+    std::string error;
+    if (!convertModelToUtf8(model, inputEncoding, error)) {
+      programFailure(log, error);
+      return false;
+    }
   }
-  std::string error;
-  if (!convertModelToUtf8(model, inputEncoding, error)) {
-    programFailure(log, error);
-    return false;
-  }
+  if (utf8) return true;
   // The origin names the code page the extract was written in.
   for (ZELMetadataOrigin* origin : model.metadataOrigins()) {
     origin->characterEncoding = ZELString(inputEncoding.data(), inputEncoding.size());
@@ -148,6 +156,8 @@ int importAndWrite(ZELModelBridgeImportDllInterface& bridge, const CommandLine& 
   ProgressAwareLog shownLog(progress, log);
   ZELTeeLog keptAndShown(shownLog, keptLog);
   DecodingLog importLog(keptAndShown, options.inputEncoding);
+  // Reads the file on a free processor while the bridge imports it.
+  AsciiCheck asciiCheck(input.path());
   const std::string failure = runImport(bridge, options.bridgeId, input.path(), model, importLog);
   log.endPhase();
   // The program's own messages below are printed on a clean line.
@@ -160,7 +170,7 @@ int importAndWrite(ZELModelBridgeImportDllInterface& bridge, const CommandLine& 
   if (input.isStandardInput()) {
     for (ZELMetadataOrigin* origin : model.metadataOrigins()) origin->sourceFile = "-";
   }
-  if (!decodeTexts(model, options.inputEncoding, log)) return kExitFailure;
+  if (!decodeTexts(model, options.inputEncoding, asciiCheck, log)) return kExitFailure;
 
   const ModelCounts counts = countModel(model);
   // Only a model without catalogs makes the file worth a second look.

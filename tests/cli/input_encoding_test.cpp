@@ -59,4 +59,41 @@ TEST(InputEncoding, ConvertsLegacyTextsAndWarnsWithoutTheOption) {
             2);
 }
 
+// The program skips its look at the model's texts when the whole file is
+// ASCII: a single byte that is not, far into a large file, must still be
+// found, in a file and through standard input, and an ASCII file imported
+// with a code page still names it.
+TEST(InputEncoding, FindsOneLegacyByteAtTheEndOfALargeFile) {
+  TemporaryFolder folder;
+  std::string extract = kCp1252Extract.substr(0, kCp1252Extract.find("E,TABLE,"));
+  extract +=
+      "E,TABLE,100,1,C6,CLIENT\n"
+      "R,TABLE_AT,120,100,60,2,C6,CLIENT,C0\n"
+      "E,REL_DT,200,5,C7,INTEGER,S4,C0,C0,C0\n"
+      "R,REL_COL,300,0,200,7,C4,CITY,S0,L0,L0,S0,C0,C0\n"
+      "R,TBL_COL,400,100,300,2,C1,N,L1\n";
+  // Over two read blocks of comment lines, all ASCII.
+  for (int line = 0; extract.size() < (size_t{5} << 19); ++line) {
+    extract += "T,1,400," + std::to_string(line + 1) + ",COLUMN_COMMENTS,50," +
+               std::string(50, 'a' + line % 26) + "\n";
+  }
+  writeFile(folder.file("ascii.pcd"), extract);
+  writeFile(folder.file("late.pcd"), extract + "T,1,400,99999,COLUMN_COMMENTS,1,\xe8\n");
+
+  ProgramResult result = runProgram({{"-q", "-f", "summary", "ascii.pcd"}, folder.path(), {}});
+  EXPECT_EQ(result.exitCode, 0);
+  EXPECT_EQ(result.err.find("PCD_IMPORT_W0002"), std::string::npos) << result.err;
+  result = runProgram({{"-q", "--input-encoding", "CP1252", "ascii.pcd"}, folder.path(), {}});
+  EXPECT_NE(result.out.find("\"encoding\": \"CP1252\""), std::string::npos);
+
+  for (const std::string& input : {std::string("late.pcd"), std::string("-")}) {
+    result = runProgram({{"-q", "-f", "summary", input}, folder.path(), {}},
+                        input == "-" ? folder.file("late.pcd") : "/dev/null");
+    EXPECT_EQ(result.exitCode, 0) << input;
+    EXPECT_NE(result.err.find("WARNING PCD_IMPORT_W0002 1 text of the model is not UTF-8"),
+              std::string::npos)
+        << input << ": " << result.err;
+  }
+}
+
 }  // namespace
