@@ -1,23 +1,26 @@
 #include "pcd/node_id_registry.h"
 
-bool NodeIdRegistry::growDirectFor(size_t id) {
-  const size_t bound =
-      count_ * kDirectPerRecord > kMinDirect ? count_ * kDirectPerRecord : kMinDirect;
-  if (id >= bound) return false;
-  // Doubling keeps the cost of growth linear; the bound holds it to a few
-  // words per record whatever the ids.
-  size_t size = direct_.empty() ? size_t{1024} : direct_.size();
-  while (size <= id) size *= 2;
-  direct_.resize(size, nullptr);
-  return true;
+#include <utility>
+
+void** NodeIdRegistry::directEntry(long id) {
+  if (id < 0) return nullptr;
+  const auto at = static_cast<size_t>(id);
+  const size_t page = at >> kPageBits;
+  if (page >= pages_.size() || pages_[page] == nullptr) {
+    const size_t bound =
+        count_ * kDirectPerRecord > kMinDirect ? count_ * kDirectPerRecord : kMinDirect;
+    if (at >= bound) return nullptr;
+    // Both allocations come before any change, so that a failure changes nothing.
+    std::unique_ptr<void*[]> made(new void*[kPageIds]());
+    if (page >= pages_.size()) pages_.resize(page + 1);
+    pages_[page] = std::move(made);
+  }
+  return &pages_[page][at & kPageMask];
 }
 
 void NodeIdRegistry::add(long id, void* node) {
-  const bool direct = id >= 0 && (static_cast<size_t>(id) < direct_.size() ||
-                                  growDirectFor(static_cast<size_t>(id)));
-  if (direct) {
-    direct_[static_cast<size_t>(id)] = node;
-    if (static_cast<size_t>(id) >= directUsed_) directUsed_ = static_cast<size_t>(id) + 1;
+  if (void** entry = directEntry(id)) {
+    *entry = node;
   } else {
     sparse_.add(id, node);
     ++sparseCount_;
@@ -25,19 +28,8 @@ void NodeIdRegistry::add(long id, void* node) {
   ++count_;
 }
 
-void NodeIdRegistry::fit() noexcept {
-  if (direct_.size() - directUsed_ < direct_.size() / 8) return;  // not worth a copy
-  try {
-    std::vector<void*>(direct_.begin(), direct_.begin() + static_cast<long>(directUsed_))
-        .swap(direct_);
-  } catch (...) {
-    // The index stays as it is.
-  }
-}
-
 void NodeIdRegistry::empty() noexcept {
-  std::vector<void*>().swap(direct_);
-  directUsed_ = 0;
+  std::vector<std::unique_ptr<void*[]>>().swap(pages_);
   sparse_.empty();
   sparseCount_ = 0;
   count_ = 0;

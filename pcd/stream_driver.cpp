@@ -125,5 +125,4 @@ void Bridge::processStream(const ZELString& fileName) {
     lastNode = processLine(line.c_str(), lineNumber, lastNode);
   }
   input.close();
-  idRegistry.fit();
 }
