@@ -85,12 +85,13 @@ class ZELCaRepositoryDsOdbcImportBridge {
   // or bad-object-type error.
   Node* getAssertNode(long id, ZELString type);
 
-  // The builder's record on a model object's general pointer.
+  // The builder's record on a schema's general pointer: the design package
+  // that stands beside it. Only schemas carry one; the other objects need no
+  // record, since their nodes point at them (`modelObject`).
   class ObjectUserData {
    public:
     virtual ~ObjectUserData() = default;
-    Node* sourceNode = nullptr;                 // not owned
-    ZELDesignPackage* designPackage = nullptr;  // not owned; schemas only
+    ZELDesignPackage* designPackage = nullptr;  // not owned
   };
   // The user data of `object`, created (empty) on first request in the
   // bridge's user-data arena.
@@ -159,7 +160,7 @@ class ZELCaRepositoryDsOdbcImportBridge {
   static Node* scanFK_TB_AT(ZELCaRepositoryDsOdbcImportBridge* bridge, const char* line);
   static Node* scanELEMENT(ZELCaRepositoryDsOdbcImportBridge* bridge, const char* line);
 
-  // Takes every ObjectUserData off the objects of a model.
+  // Takes every ObjectUserData off the schemas of a model.
   class ResetGeneralPointerOperation : public ZELTraversalOperation {
    public:
     bool pre_process(ZELObject* object, void*& argument) override;
@@ -230,10 +231,6 @@ class ZELCaRepositoryDsOdbcImportBridge {
   // getObjectUserData); freed by the clean-up after the reset traversal.
   CaRepositoryDsOdbcImport::ChunkArena userDataArena;
 };
-
-// Deletes the builder's user data of `object`, if any, and clears the
-// general pointer.
-void dropObjectUserData(ZELObject* object) noexcept;
 
 template <class Element>
 bool ZELCaRepositoryDsOdbcImportBridge::registerInDesignPackage(

@@ -22,7 +22,6 @@ void Bridge::processDb_atNode(Db_atNode* node) {
   node->modelObject = linked;
   database->modelObject = linked;
   system->modelObject = linked;
-  getObjectUserData(linked)->sourceNode = database;
 }
 
 void Bridge::processServinstNode(ServinstNode* node) {
@@ -54,7 +53,6 @@ void Bridge::processSchem_atNode(Schem_atNode* node) {
   linked->setName(schemaNode->name);
   node->modelObject = linked;
   schemaNode->modelObject = linked;
-  getObjectUserData(linked)->sourceNode = schemaNode;
   addDesignPackage(linked, schemaNode->name, true);
 }
 
@@ -122,5 +120,4 @@ void Bridge::processTable_atNode(Table_atNode* node) {
   registerInDesignPackage(schema, static_cast<ZELModelElement*>(linked),
                           &ZELDesignPackage::addModelElement);
   node->modelObject = linked;
-  getObjectUserData(linked)->sourceNode = tableNode;
 }

@@ -111,7 +111,6 @@ void Bridge::processTbl_colNode(Tbl_colNode* node) {
   attribute->setDescription(node->comment.isEmpty() ? column->comment : node->comment);
   if (!node->notNullable) attribute->setOptional(true);
   addDerivedType(attribute, column, dataType);
-  getObjectUserData(attribute)->sourceNode = node;
 }
 
 void Bridge::processView_colNode(View_colNode* node) {
@@ -123,5 +122,4 @@ void Bridge::processView_colNode(View_colNode* node) {
   auto* attribute = addColumn<ZELSQLViewAttribute>(node, view->modelObject, column, node->position);
   attribute->setDescription(column->comment);
   addDerivedType(attribute, column, dataType);
-  getObjectUserData(attribute)->sourceNode = node;
 }

@@ -38,7 +38,7 @@ ZELIndex* makePositionIndex(const KeyNode* keyNode, ZELClass* owner) {
 
 // Makes the key object of a KEY node the first time one of its columns
 // arrives; the class of that column becomes the key's class.
-ZELKey* makeKey(Bridge& bridge, KeyKind kind, KeyNode* keyNode, ZELClass* owner) {
+ZELKey* makeKey(KeyKind kind, KeyNode* keyNode, ZELClass* owner) {
   std::unique_ptr<ZELKey> key;
   if (kind == KeyKind::kForeign) {
     key = std::make_unique<ZELForeignKey>();
@@ -54,18 +54,16 @@ ZELKey* makeKey(Bridge& bridge, KeyKind kind, KeyNode* keyNode, ZELClass* owner)
     candidate->uniqueKey = true;
   }
   keyNode->modelObject = linked;
-  bridge.getObjectUserData(linked)->sourceNode = keyNode;
   linked->addIndex(makePositionIndex(keyNode, owner));
   return linked;
 }
 
-ZELIndex* makeIndexOnlyKey(Bridge& bridge, KeyNode* keyNode, ZELClass* owner) {
+ZELIndex* makeIndexOnlyKey(KeyNode* keyNode, ZELClass* owner) {
   auto index = std::make_unique<ZELIndex>();
   index->setName(keyNode->name);
   index->addAssociatedClass(owner);
   ZELIndex* linked = index.release();
   keyNode->modelObject = linked;
-  bridge.getObjectUserData(linked)->sourceNode = keyNode;
   return linked;
 }
 
@@ -85,10 +83,10 @@ void Bridge::processKey_colNode(Key_colNode* node) {
   ZELIndex* index;
   if (kind == KeyKind::kIndexOnly) {
     index = keyNode->modelObject != nullptr ? static_cast<ZELIndex*>(keyNode->modelObject)
-                                            : makeIndexOnlyKey(*this, keyNode, owner);
+                                            : makeIndexOnlyKey(keyNode, owner);
   } else {
     ZELKey* key = keyNode->modelObject != nullptr ? static_cast<ZELKey*>(keyNode->modelObject)
-                                                  : makeKey(*this, kind, keyNode, owner);
+                                                  : makeKey(kind, keyNode, owner);
     index = key->getIndex();
     key->addAttribute(column);
   }
@@ -121,7 +119,6 @@ void Bridge::processIndex_atNode(Index_atNode* node) {
 void Bridge::removeKeyObject(KeyNode* keyNode) {
   ZELObject* object = keyNode->modelObject;
   if (object == nullptr) return;
-  dropObjectUserData(object);
   // The host unlinks the key from its class, roles, maps and referring keys.
   delete object;
   keyNode->modelObject = nullptr;

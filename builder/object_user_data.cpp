@@ -1,5 +1,5 @@
-// The builder's record on each model object it makes, and the clean-up that
-// takes those records off again and frees the bridge's per-import data.
+// The builder's record on each schema it makes (its design package), and the
+// clean-up that takes those records off again and frees the bridge's per-import data.
 #include "bridge/import_bridge.h"
 #include "zel_vector.h"
 
@@ -27,19 +27,18 @@ Bridge::ObjectUserData* Bridge::getObjectUserData(ZELObject* object) {
   return data;
 }
 
-void dropObjectUserData(ZELObject* object) noexcept {
+// Only schemas carry user data, and only the model and packages own schemas:
+// the walk visits the objects those own but goes no deeper, and so passes
+// over columns, keys, indexes and arguments, most of a large model.
+bool Bridge::ResetGeneralPointerOperation::pre_process(ZELObject* object, void*& /*argument*/) {
+  return object->isInstanceOf(ZEL_ET_PACKAGE);
+}
+
+void Bridge::ResetGeneralPointerOperation::post_process(ZELObject* object, void* /*argument*/) {
   if (void* pointer = object->getGeneralPointer()) {
     delete static_cast<Bridge::ObjectUserData*>(pointer);
     object->setGeneralPointer(nullptr);
   }
-}
-
-bool Bridge::ResetGeneralPointerOperation::pre_process(ZELObject* /*object*/, void*& /*argument*/) {
-  return true;
-}
-
-void Bridge::ResetGeneralPointerOperation::post_process(ZELObject* object, void* /*argument*/) {
-  dropObjectUserData(object);
 }
 
 namespace {

@@ -41,7 +41,6 @@ void Bridge::processObj_atNode(Obj_atNode* node) {
 
   registerInDesignPackage(schema, linked, &ZELDesignPackage::addStoredProcedure);
   node->modelObject = linked;
-  getObjectUserData(linked)->sourceNode = procedureNode;
 }
 
 void Bridge::processParmNode(ParmNode* node) {
@@ -62,5 +61,4 @@ void Bridge::processParmNode(ParmNode* node) {
   linked->setDescription(column->comment);
 
   addDerivedType(linked, column, dataType);
-  getObjectUserData(linked)->sourceNode = node;
 }
