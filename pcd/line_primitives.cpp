@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <cstdint>
 #include <cstring>
+#include <string_view>
 #include <utility>
 
 #include "bridge/import_bridge.h"
@@ -135,15 +136,11 @@ void Bridge::scanText(Node* lastNode, const char* line) {
 
   const char* comma = std::strchr(cursor, ',');
   if (comma == nullptr) throwPcdError();
-  char name[kMaxTextName + 1];
-  const size_t nameLength = std::min(static_cast<size_t>(comma - cursor), kMaxTextName);
-  std::memcpy(name, cursor, nameLength);
-  name[nameLength] = '\0';
+  const std::string_view name(cursor, std::min(static_cast<size_t>(comma - cursor), kMaxTextName));
   cursor = comma + 1;
 
   long length = 0;
   cursor = scanToken(cursor, &length);
-  ZELString text;
-  scanString(cursor, text, length);
-  lastNode->setText(ZELString(name, nameLength), std::move(text));
+  // Handed over as bytes of the line: the node copies what it keeps, once.
+  lastNode->setText(name, std::string_view(cursor, stringLength(cursor, length)));
 }

@@ -51,8 +51,8 @@ constexpr char kDescription[] = "DESCRIPTION";
 
 // Exact match: same length and same bytes, case-sensitive.
 template <size_t N>
-bool isTextName(const ZELString& name, const char (&accepted)[N]) {
-  return name.equals(accepted, N - 1);
+bool isTextName(std::string_view name, const char (&accepted)[N]) {
+  return name == std::string_view(accepted, N - 1);
 }
 
 }  // namespace
@@ -60,20 +60,20 @@ bool isTextName(const ZELString& name, const char (&accepted)[N]) {
 // A long text arrives split over several text lines; the pieces are joined in
 // file order with nothing between them.
 
-void Tbl_colNode::setText(ZELString textName, ZELString value) {
-  if (isTextName(textName, kColumnComments)) comment += value;
+void Tbl_colNode::setText(std::string_view textName, std::string_view value) {
+  if (isTextName(textName, kColumnComments)) comment.append(value.data(), value.size());
 }
 
-void Rel_colNode::setText(ZELString textName, ZELString value) {
-  if (isTextName(textName, kColumnComments)) comment += value;
+void Rel_colNode::setText(std::string_view textName, std::string_view value) {
+  if (isTextName(textName, kColumnComments)) comment.append(value.data(), value.size());
 }
 
-void TableNode::setText(ZELString textName, ZELString value) {
-  if (isTextName(textName, kDescription)) description += value;
+void TableNode::setText(std::string_view textName, std::string_view value) {
+  if (isTextName(textName, kDescription)) description.append(value.data(), value.size());
 }
 
-void DbprocNode::setText(ZELString textName, ZELString value) {
-  if (isTextName(textName, kDescription)) description += value;
+void DbprocNode::setText(std::string_view textName, std::string_view value) {
+  if (isTextName(textName, kDescription)) description.append(value.data(), value.size());
 }
 
 }  // namespace CaRepositoryDsOdbcImport

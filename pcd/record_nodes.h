@@ -6,6 +6,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <string_view>
 #include <utility>
 #include "model/zel_object.h"
 
@@ -37,8 +38,9 @@ class Node {
   Node(const Node&) = delete;
   Node& operator=(const Node&) = delete;
 
-  // Accepts one text line addressed to this record; most records ignore text.
-  virtual void setText(ZELString /*name*/, ZELString /*value*/) {}
+  // Accepts one text line addressed to this record: its text name and its
+  // text, both bytes of the line; most records ignore text.
+  virtual void setText(std::string_view /*name*/, std::string_view /*value*/) {}
 
   // The record name, e.g. "TBL_COL".
   const ZELString& type() const noexcept { return *kRecordNames[static_cast<int>(kind)]; }
@@ -126,7 +128,7 @@ class SchemaNode : public EntityNode {
 class Tbl_colNode : public RelationshipNode {
  public:
   Tbl_colNode() : RelationshipNode(RecordKind::TBL_COL) {}
-  void setText(ZELString textName, ZELString value) override;
+  void setText(std::string_view textName, std::string_view value) override;
   bool notNullable = false;  // the nullable attribute reads "N"
   int32_t position = 0;
   ZELString comment;
@@ -140,7 +142,7 @@ class Supts_dtNode : public RelationshipNode {
 class TableNode : public EntityNode {
  public:
   TableNode() : EntityNode(RecordKind::TABLE) {}
-  void setText(ZELString textName, ZELString value) override;
+  void setText(std::string_view textName, std::string_view value) override;
   ZELString name;
   ZELString description;
 };
@@ -161,7 +163,7 @@ class Table_atNode : public RelationshipNode {
 class Rel_colNode : public RelationshipNode {
  public:
   Rel_colNode() : RelationshipNode(RecordKind::REL_COL) {}
-  void setText(ZELString textName, ZELString value) override;
+  void setText(std::string_view textName, std::string_view value) override;
   ZELString name;
   int32_t length = 0;  // the first length attribute, or the second when the first is 0
   int32_t scale = 0;
@@ -226,7 +228,7 @@ class Obj_atNode : public RelationshipNode {
 class DbprocNode : public EntityNode {
  public:
   DbprocNode() : EntityNode(RecordKind::DBPROC) {}
-  void setText(ZELString textName, ZELString value) override;
+  void setText(std::string_view textName, std::string_view value) override;
   ZELString name;
   ZELString description;
 };

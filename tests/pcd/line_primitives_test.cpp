@@ -27,9 +27,8 @@ class LinePrimitives : public ::testing::Test {
 // Keeps every text it receives.
 struct RecordingNode : Node {
   RecordingNode() : Node(CaRepositoryDsOdbcImport::RecordKind::ELEMENT) {}
-  void setText(ZELString name, ZELString value) override {
-    texts.emplace_back(std::string(name.c_str(), name.length()),
-                       std::string(value.c_str(), value.length()));
+  void setText(std::string_view name, std::string_view value) override {
+    texts.emplace_back(name, value);
   }
   std::vector<std::pair<std::string, std::string>> texts;
 };
