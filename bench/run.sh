@@ -4,12 +4,12 @@
 # bench/data/, and for each file measures the reading limit (wc -l, a plain
 # getline loop), the baseline reader, and pcd-import with and without JSON
 # output: time and peak resident memory. Then the same for a real extract
-# replicated to 10^5 and 10^6 records (bench/replicate_pcd.cpp; the shipped
-# sample by default), and the host micro-benchmarks.
+# replicated to 10^5, 10^6 and 5 x 10^6 records (bench/replicate_pcd.cpp; the
+# shipped sample by default), and the host micro-benchmarks.
 #
 #   bench/run.sh                 everything
 #   bench/run.sh --max 100000    generated files up to 10^5 tables, replicated
-#                                files up to 10^5 records
+#                                files up to 5 x 10^5 records
 #   bench/run.sh --extract F     replicate the extract F instead of the sample
 #   bench/run.sh --no-host       without the host micro-benchmarks
 set -euo pipefail
@@ -68,12 +68,13 @@ for tables in 1000 10000 100000 1000000; do
     "$bin/generate_pcd" "$tables" 1 >"$file.tmp" && mv "$file.tmp" "$file"
   fi
 done
-# The extract replicated to about 10^5 and 10^6 records (its first line is a
-# title, not a record).
+# The extract replicated to about 10^5, 10^6 and 5 x 10^6 records (its first
+# line is a title, not a record): a real schema's proportions at the sizes of
+# the generated files.
 per_copy=$(($(wc -l <"$extract") - 1))
 [ "$per_copy" -gt 0 ] || { echo "bench: $extract holds no records" >&2; exit 1; }
-for records in 100000 1000000; do
-  [ "$records" -le "$max_tables" ] || continue
+for records in 100000 1000000 5000000; do
+  [ "$records" -le $((5 * max_tables)) ] || continue
   copies=$(((records + per_copy - 1) / per_copy))
   file=bench/data/$(basename "$extract" .pcd)-x$copies.pcd
   files+=("x$copies $file")

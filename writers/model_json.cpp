@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <condition_variable>
+#include <cstdint>
 #include <cstdio>
 #include <functional>
 #include <memory>
@@ -9,7 +10,6 @@
 #include <string>
 #include <string_view>
 #include <thread>
-#include <unordered_map>
 #include <vector>
 
 #include "spare_processor.h"
@@ -79,27 +79,54 @@ class TypeRefs {
       json.null();
       return;
     }
-    auto found = rendered_.find(Key{type, json.depth()});
-    if (found == rendered_.end()) {
-      JsonWriter fragment(json.style(), json.depth());
+    const size_t depth = json.depth();
+    Slot* slot = find(type, depth);
+    size_t text = slot->text;
+    if (slot->type == nullptr) {
+      JsonWriter fragment(json.style(), depth);
       writeType(fragment, *type);
-      found = rendered_.emplace(Key{type, json.depth()}, std::string(fragment.fragment())).first;
+      texts_.emplace_back(fragment.fragment());
+      text = texts_.size() - 1;
+      *slot = Slot{type, depth, text};
+      if (2 * texts_.size() > slots_.size()) grow();
     }
-    json.raw(found->second);
+    json.raw(texts_[text]);
   }
 
  private:
-  struct Key {
-    const ZELType* type;
-    size_t depth;
-    bool operator==(const Key& other) const { return type == other.type && depth == other.depth; }
+  // Looked up once per column: a flat table (one probe run in one array, at
+  // most half full) rather than a node per entry. Keys are addresses, not
+  // file contents, so a plain multiplicative hash serves.
+  struct Slot {
+    const ZELType* type = nullptr;  // null: free
+    size_t depth = 0;
+    size_t text = 0;  // index in texts_
   };
-  struct KeyHash {
-    size_t operator()(const Key& key) const {
-      return std::hash<const void*>()(key.type) ^ (key.depth * 0x9E3779B97F4A7C15ull);
+  static size_t hashOf(const ZELType* type, size_t depth) {
+    return static_cast<size_t>(((reinterpret_cast<uintptr_t>(type) >> 3) ^ (depth << 56)) *
+                               0x9E3779B97F4A7C15ull);
+  }
+  // The slot of (type, depth), or the free slot where it would go.
+  Slot* find(const ZELType* type, size_t depth) {
+    if (slots_.empty()) slots_.resize(kFirstSlots);
+    const size_t mask = slots_.size() - 1;
+    for (size_t at = hashOf(type, depth) >> shift_;; at = (at + 1) & mask) {
+      Slot& slot = slots_[at];
+      if (slot.type == nullptr || (slot.type == type && slot.depth == depth)) return &slot;
     }
-  };
-  std::unordered_map<Key, std::string, KeyHash> rendered_;
+  }
+  void grow() {
+    std::vector<Slot> old(2 * slots_.size());
+    old.swap(slots_);
+    --shift_;
+    for (const Slot& slot : old) {
+      if (slot.type != nullptr) *find(slot.type, slot.depth) = slot;
+    }
+  }
+  static constexpr size_t kFirstSlots = 64;  // 2^6: the hash's top 6 bits
+  std::vector<Slot> slots_;
+  unsigned shift_ = 64 - 6;
+  std::vector<std::string> texts_;
 };
 
 void writeOrigin(JsonWriter& json, const ZELMetadataOrigin& origin) {
