@@ -272,19 +272,22 @@ void writeView(JsonWriter& json, TypeRefs& types, const ZELSQLViewEntity& view) 
   json.endObject();
 }
 
-// Tables laid out ahead on a second thread: a big model's document is mostly
-// its tables, and laying one out only reads the model. The tables, in
-// document order, are split into runs; the helper lays out every other run in
-// memory, at most kRunsAhead runs ahead of the writer, and the writer copies
-// those and lays out the others itself. The helper is told each table's depth
-// in advance; a table met at another depth (or one the helper failed on) is
-// laid out by the writer, so the document is the same byte for byte.
-class TablesAhead {
+void writeDesignPackage(JsonWriter& json, const ZELDesignPackage& package);
+
+// Tables and design packages laid out ahead on a second thread: a big
+// model's document is mostly these, and laying one out only reads the model.
+// The values, in document order (every table, then every design package),
+// are split into runs; the helper lays out every other run in memory, at most
+// kRunsAhead runs ahead of the writer, and the writer copies those and lays
+// out the others itself. The helper is told each value's depth in advance; a
+// value met at another depth (or one the helper failed on) is laid out by the
+// writer, so the document is the same byte for byte.
+class ValuesAhead {
  public:
-  TablesAhead() = default;
-  TablesAhead(const TablesAhead&) = delete;
-  TablesAhead& operator=(const TablesAhead&) = delete;
-  ~TablesAhead() {
+  ValuesAhead() = default;
+  ValuesAhead(const ValuesAhead&) = delete;
+  ValuesAhead& operator=(const ValuesAhead&) = delete;
+  ~ValuesAhead() {
     if (!helper_.joinable()) return;
     {
       std::lock_guard<std::mutex> lock(mutex_);
@@ -294,12 +297,13 @@ class TablesAhead {
     helper_.join();
   }
 
-  // Starts the helper for the tables of `model`; without one (a small model,
-  // or no thread to be had) write() lays out every table itself.
+  // Starts the helper for the tables and design packages of `model`; without
+  // one (a small model, or no thread to be had) write() lays out every value
+  // itself.
   void start(const ZELModel& model, JsonWriter::Style style) {
     collect(model);
-    if (tables_.size() < kMinTables) return;
-    runs_.resize((tables_.size() + kRunLength - 1) / kRunLength);
+    if (values_.size() < kMinValues) return;
+    runs_.resize((values_.size() + kRunLength - 1) / kRunLength);
     try {
       helper_ = std::thread([this, style] { layOut(style); });
     } catch (...) {
@@ -307,13 +311,13 @@ class TablesAhead {
     }
   }
 
-  // Writes `table`, the next table of the document.
-  void write(JsonWriter& json, TypeRefs& types, const ZELClass& table) {
+  // Writes `value` (a table or a design package), the next of the document.
+  void write(JsonWriter& json, TypeRefs& types, const ZELObject& value) {
     const size_t index = next_++;
     const size_t run = index / kRunLength;
     const bool helpers = run % 2 == 1 && run < runs_.size();
     bool copied = false;
-    if (helpers && tables_[index].table == &table && tables_[index].depth == json.depth()) {
+    if (helpers && values_[index].object == &value && values_[index].depth == json.depth()) {
       if (finished(run) == Run::kDone) {
         const Buffer& laidOut = bufferOf(run);
         const size_t inRun = index % kRunLength;
@@ -322,8 +326,8 @@ class TablesAhead {
         copied = true;
       }
     }
-    if (!copied) writeTable(json, types, table);
-    if (helpers && (index % kRunLength == kRunLength - 1 || index + 1 == tables_.size())) {
+    if (!copied) writeValue(json, types, value);
+    if (helpers && (index % kRunLength == kRunLength - 1 || index + 1 == values_.size())) {
       finished(run);  // the helper is done with its buffer
       {
         std::lock_guard<std::mutex> lock(mutex_);
@@ -334,14 +338,21 @@ class TablesAhead {
   }
 
  private:
-  static constexpr size_t kMinTables = 512;
+  static constexpr size_t kMinValues = 512;
   static constexpr size_t kRunLength = 32;
   static constexpr size_t kRunsAhead = 16;
 
-  struct Table {
-    const ZELClass* table;
-    size_t depth;  // of the table object in the document
+  struct Value {
+    const ZELObject* object;  // a table or a design package
+    size_t depth;             // of the value in the document
   };
+  static void writeValue(JsonWriter& json, TypeRefs& types, const ZELObject& value) {
+    if (value.getElementType() == ZEL_ET_DESIGN_PACKAGE) {
+      writeDesignPackage(json, static_cast<const ZELDesignPackage&>(value));
+    } else {
+      writeTable(json, types, static_cast<const ZELClass&>(value));
+    }
+  }
   struct Run {
     enum State { kPending, kDone, kFailed };
     State state = kPending;
@@ -350,17 +361,19 @@ class TablesAhead {
   // run r (odd) uses buffer r / 2 modulo the ring, free again once the
   // writer is done with run r - kRunsAhead.
   struct Buffer {
-    std::string text;  // the run's tables, one after another
+    std::string text;  // the run's values, one after another
     std::vector<size_t> ends;
   };
   static constexpr size_t kBuffers = kRunsAhead / 2;
   Buffer& bufferOf(size_t run) { return buffers_[run / 2 % kBuffers]; }
 
-  // The tables in the order writeModel meets them, and their depths: the
-  // document, "model", "catalogs", a catalog, "schemas", a schema, "tables",
-  // and two more levels per enclosing schema.
+  // The values in the order writeModel meets them, and their depths. Tables:
+  // the document, "model", "catalogs", a catalog, "schemas", a schema,
+  // "tables", and two more levels per enclosing schema. Design packages: the
+  // document, "model", "designPackages".
   void collect(const ZELModel& model) {
     constexpr size_t kTopDepth = 7;
+    constexpr size_t kDesignPackageDepth = 3;
     struct Level {
       ZELOwnedList<ZELPackage>::iterator next, end;
     };
@@ -379,11 +392,15 @@ class TablesAhead {
           for (const ZELModelObject* object :
                static_cast<const ZELDataPackage*>(schema)->modelObjects()) {
             if (object->getElementType() != ZEL_ET_CLASS) continue;
-            tables_.push_back(
-                {static_cast<const ZELClass*>(object), kTopDepth + 2 * (stack.size() - 1)});
+            values_.push_back({object, kTopDepth + 2 * (stack.size() - 1)});
           }
         }
         stack.push_back({schema->childPackages().begin(), schema->childPackages().end()});
+      }
+    }
+    for (const ZELPackage* package : model.childPackages()) {
+      if (package->getElementType() == ZEL_ET_DESIGN_PACKAGE) {
+        values_.push_back({package, kDesignPackageDepth});
       }
     }
   }
@@ -411,14 +428,14 @@ class TablesAhead {
       Run::State state = Run::kDone;
       try {
         const size_t first = run * kRunLength;
-        const size_t last = std::min(first + kRunLength, tables_.size());
+        const size_t last = std::min(first + kRunLength, values_.size());
         laidOut.ends.reserve(last - first);
         for (size_t index = first; index < last; ++index) {
-          if (fragment == nullptr || fragment->depth() != tables_[index].depth) {
-            fragment = std::make_unique<JsonWriter>(style, tables_[index].depth);
+          if (fragment == nullptr || fragment->depth() != values_[index].depth) {
+            fragment = std::make_unique<JsonWriter>(style, values_[index].depth);
           }
           fragment->clearFragment();
-          writeTable(*fragment, types, *tables_[index].table);
+          writeValue(*fragment, types, *values_[index].object);
           laidOut.text.append(fragment->fragment());
           laidOut.ends.push_back(laidOut.text.size());
         }
@@ -433,7 +450,7 @@ class TablesAhead {
     }
   }
 
-  std::vector<Table> tables_;
+  std::vector<Value> values_;
   std::vector<Run> runs_;  // empty: no helper
   Buffer buffers_[kBuffers];
   size_t next_ = 0;  // the writer's next table
@@ -463,7 +480,7 @@ void writeProcedure(JsonWriter& json, TypeRefs& types, const ZELStoredProcedure&
 
 // One array of the model objects of a schema whose element type is exactly
 // `type` (a view is also a class, so "is a" would mix them).
-void writeObjectsOfType(JsonWriter& json, TypeRefs& types, TablesAhead& tables,
+void writeObjectsOfType(JsonWriter& json, TypeRefs& types, ValuesAhead& ahead,
                         std::string_view name, const ZELPackage& schema, ZELElementType type) {
   json.key(name);
   json.beginArray();
@@ -472,7 +489,7 @@ void writeObjectsOfType(JsonWriter& json, TypeRefs& types, TablesAhead& tables,
       if (object->getElementType() != type) continue;
       switch (type) {
         case ZEL_ET_CLASS:
-          tables.write(json, types, *static_cast<const ZELClass*>(object));
+          ahead.write(json, types, *static_cast<const ZELClass*>(object));
           break;
         case ZEL_ET_SQL_VIEW_ENTITY:
           writeView(json, types, *static_cast<const ZELSQLViewEntity*>(object));
@@ -489,7 +506,7 @@ void writeObjectsOfType(JsonWriter& json, TypeRefs& types, TablesAhead& tables,
 // An array of Schema objects for `packages`, nested schemas included. The
 // walk keeps its own stack rather than recursing: a file can nest schemas
 // in one another to any depth.
-void writeSchemas(JsonWriter& json, TypeRefs& types, TablesAhead& tables,
+void writeSchemas(JsonWriter& json, TypeRefs& types, ValuesAhead& ahead,
                   const ZELOwnedList<ZELPackage>& packages) {
   struct Level {
     ZELOwnedList<ZELPackage>::iterator next, end;
@@ -509,16 +526,16 @@ void writeSchemas(JsonWriter& json, TypeRefs& types, TablesAhead& tables,
     ++level.next;
     json.beginObject();
     writeField(json, "name", schema->getName());
-    writeObjectsOfType(json, types, tables, "tables", *schema, ZEL_ET_CLASS);
-    writeObjectsOfType(json, types, tables, "views", *schema, ZEL_ET_SQL_VIEW_ENTITY);
-    writeObjectsOfType(json, types, tables, "procedures", *schema, ZEL_ET_STORED_PROCEDURE);
+    writeObjectsOfType(json, types, ahead, "tables", *schema, ZEL_ET_CLASS);
+    writeObjectsOfType(json, types, ahead, "views", *schema, ZEL_ET_SQL_VIEW_ENTITY);
+    writeObjectsOfType(json, types, ahead, "procedures", *schema, ZEL_ET_STORED_PROCEDURE);
     json.key("schemas");
     json.beginArray();
     stack.push_back({schema->childPackages().begin(), schema->childPackages().end()});
   }
 }
 
-void writeCatalog(JsonWriter& json, TypeRefs& types, TablesAhead& tables,
+void writeCatalog(JsonWriter& json, TypeRefs& types, ValuesAhead& ahead,
                   const ZELDatabaseCatalog& catalog) {
   json.beginObject();
   writeField(json, "name", catalog.getName());
@@ -526,7 +543,7 @@ void writeCatalog(JsonWriter& json, TypeRefs& types, TablesAhead& tables,
   writeField(json, "serverTypeText", catalog.getServerTypeText());
   writeField(json, "serverTypeNumber", catalog.getServerTypeNumber());
   json.key("schemas");
-  writeSchemas(json, types, tables, catalog.childPackages());
+  writeSchemas(json, types, ahead, catalog.childPackages());
   json.endObject();
 }
 
@@ -582,7 +599,7 @@ void writeDesignPackage(JsonWriter& json, const ZELDesignPackage& package) {
   json.endObject();
 }
 
-void writeModel(JsonWriter& json, const ZELModel& model, bool tablesAhead) {
+void writeModel(JsonWriter& json, const ZELModel& model, bool valuesAhead) {
   json.beginObject();
   writeField(json, "name", model.getName());
   json.key("origins");
@@ -592,11 +609,11 @@ void writeModel(JsonWriter& json, const ZELModel& model, bool tablesAhead) {
   json.key("catalogs");
   json.beginArray();
   TypeRefs types;
-  TablesAhead tables;
-  if (tablesAhead) tables.start(model, json.style());
+  ValuesAhead ahead;
+  if (valuesAhead) ahead.start(model, json.style());
   for (const ZELPackage* package : model.childPackages()) {
     if (package->getElementType() == ZEL_ET_DATABASE_CATALOG) {
-      writeCatalog(json, types, tables, *static_cast<const ZELDatabaseCatalog*>(package));
+      writeCatalog(json, types, ahead, *static_cast<const ZELDatabaseCatalog*>(package));
     }
   }
   json.endArray();
@@ -604,7 +621,7 @@ void writeModel(JsonWriter& json, const ZELModel& model, bool tablesAhead) {
   json.beginArray();
   for (const ZELPackage* package : model.childPackages()) {
     if (package->getElementType() == ZEL_ET_DESIGN_PACKAGE) {
-      writeDesignPackage(json, *static_cast<const ZELDesignPackage*>(package));
+      ahead.write(json, types, *package);
     }
   }
   json.endArray();
@@ -631,13 +648,13 @@ void writeLog(JsonWriter& json, const std::vector<ZELLogEvent>& logEvents) {
 }  // namespace
 
 void writeModelDocument(JsonWriter& json, const ZELModel& model,
-                        const std::vector<ZELLogEvent>& logEvents, bool tablesAhead) {
+                        const std::vector<ZELLogEvent>& logEvents, bool valuesAhead) {
   json.beginObject();
   json.key("format");
   json.string("pcd-import-model");
   writeField(json, "version", 1);
   json.key("model");
-  writeModel(json, model, tablesAhead);
+  writeModel(json, model, valuesAhead);
   json.key("log");
   writeLog(json, logEvents);
   json.endObject();

@@ -13,10 +13,10 @@
 #include "model_writer.h"
 #include "zel_log.h"
 
-// With `tablesAhead`, a second thread lays out tables ahead of the writer
-// on a big model; the document is the same byte for byte.
+// With `valuesAhead`, a second thread lays out tables and design packages
+// ahead of the writer on a big model; the document is the same byte for byte.
 void writeModelDocument(JsonWriter& json, const ZELModel& model,
-                        const std::vector<ZELLogEvent>& logEvents, bool tablesAhead = false);
+                        const std::vector<ZELLogEvent>& logEvents, bool valuesAhead = false);
 
 // The "json" format: the document, pretty or compact.
 std::unique_ptr<ModelWriter> makeJsonModelWriter(const WriterOptions& options);

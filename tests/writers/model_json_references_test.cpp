@@ -81,10 +81,11 @@ TEST(ModelJsonReferences, CarryCatalogAndWholeSchemaPathOthersTheInnermostNames)
   model.recursiveDelete();
 }
 
-// A model big enough for tables laid out ahead on a second thread, with
-// schemas nested to several depths and columns of shared types: the document
-// is the one the writer alone lays out, pretty and compact.
-TEST(ModelJsonDocument, TablesLaidOutAheadReadAsWrittenInOrder) {
+// A model big enough for tables and design packages laid out ahead on a
+// second thread, with schemas nested to several depths and columns of shared
+// types: the document is the one the writer alone lays out, pretty and
+// compact.
+TEST(ModelJsonDocument, ValuesLaidOutAheadReadAsWrittenInOrder) {
   ZELModel model;
   auto* catalog = named<ZELDatabaseCatalog>("C");
   ASSERT_TRUE(model.addChildPackage(catalog));
@@ -96,6 +97,7 @@ TEST(ModelJsonDocument, TablesLaidOutAheadReadAsWrittenInOrder) {
     types.push_back(type);
   }
   ZELPackage* parent = catalog;
+  std::vector<ZELClass*> tables;
   int serial = 0;
   for (int depth = 0; depth < 4; ++depth) {
     auto* schema = named<ZELDatabaseSchema>(("S" + std::to_string(depth)).c_str());
@@ -103,6 +105,7 @@ TEST(ModelJsonDocument, TablesLaidOutAheadReadAsWrittenInOrder) {
     for (int t = 0; t < 170; ++t, ++serial) {
       auto* table = named<ZELClass>(("TABLE_" + std::to_string(serial)).c_str());
       ASSERT_TRUE(schema->addModelObject(table));
+      tables.push_back(table);
       for (int c = 0; c < serial % 3 + 1; ++c) {
         auto* column = named<ZELAttribute>(("COLUMN_" + std::to_string(c)).c_str());
         ASSERT_TRUE(table->addFeature(column));
@@ -118,6 +121,15 @@ TEST(ModelJsonDocument, TablesLaidOutAheadReadAsWrittenInOrder) {
       }
     }
     parent = schema;
+  }
+  // Design packages after the tables, enough for runs of their own.
+  for (int p = 0; p < 100; ++p) {
+    auto* package = named<ZELDesignPackage>(("PACKAGE_" + std::to_string(p)).c_str());
+    ASSERT_TRUE(model.addChildPackage(package));
+    for (size_t e = 0; e < 3; ++e) {
+      ASSERT_TRUE(
+          package->addModelElement(tables[(static_cast<size_t>(p) * 7 + e) % tables.size()]));
+    }
   }
   const std::vector<ZELLogEvent> log;
   for (const auto style : {JsonWriter::Style::kPretty, JsonWriter::Style::kCompact}) {
@@ -137,6 +149,7 @@ TEST(ModelJsonDocument, TablesLaidOutAheadReadAsWrittenInOrder) {
     }
     EXPECT_EQ(documents[1], documents[0]);
     EXPECT_NE(documents[0].find("TABLE_679"), std::string::npos);
+    EXPECT_NE(documents[0].find("PACKAGE_99"), std::string::npos);
   }
   model.recursiveDelete();
 }
