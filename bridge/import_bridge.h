@@ -17,6 +17,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <vector>
 
 #include "builder/derived_type_values.h"
 #include "builder/shared_derived_types.h"
@@ -87,7 +88,9 @@ class ZELCaRepositoryDsOdbcImportBridge {
 
   // The builder's record on a schema's general pointer: the design package
   // that stands beside it. Only schemas carry one; the other objects need no
-  // record, since their nodes point at them (`modelObject`).
+  // record, since their nodes point at them (`modelObject`). An object that
+  // carries one stays in the model until the clean-up, which finds it in
+  // `userDataObjects` rather than by walking the model.
   class ObjectUserData {
    public:
     virtual ~ObjectUserData() = default;
@@ -160,13 +163,6 @@ class ZELCaRepositoryDsOdbcImportBridge {
   static Node* scanFK_TB_AT(ZELCaRepositoryDsOdbcImportBridge* bridge, const char* line);
   static Node* scanELEMENT(ZELCaRepositoryDsOdbcImportBridge* bridge, const char* line);
 
-  // Takes every ObjectUserData off the schemas of a model.
-  class ResetGeneralPointerOperation : public ZELTraversalOperation {
-   public:
-    bool pre_process(ZELObject* object, void*& argument) override;
-    void post_process(ZELObject* object, void* argument) override;
-  };
-
   // --- Data types.
   ZELString lookupDataType(ZELString nativeName);
   ZELBaseType* getBaseType(const ZELString& dataType);
@@ -228,8 +224,10 @@ class ZELCaRepositoryDsOdbcImportBridge {
   // The derived types made so far, by the values that make them equal.
   CaRepositoryDsOdbcImport::SharedDerivedTypes sharedDerivedTypes;
   // Memory of the user data the builder hangs on model objects (see
-  // getObjectUserData); freed by the clean-up after the reset traversal.
+  // getObjectUserData), and those objects; freed by the clean-up once it has
+  // taken the records off.
   CaRepositoryDsOdbcImport::ChunkArena userDataArena;
+  std::vector<ZELObject*> userDataObjects;
 };
 
 template <class Element>

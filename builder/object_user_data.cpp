@@ -22,23 +22,12 @@ Bridge::ObjectUserData* Bridge::getObjectUserData(ZELObject* object) {
   if (void* pointer = object->getGeneralPointer()) {
     return static_cast<Bridge::ObjectUserData*>(pointer);
   }
+  // Should the list not grow, the record is left unused in the arena (which
+  // frees it) and the object carries none.
   Bridge::ObjectUserData* data = userDataArena.create<ArenaUserData>();
+  userDataObjects.push_back(object);
   object->setGeneralPointer(data);
   return data;
-}
-
-// Only schemas carry user data, and only the model and packages own schemas:
-// the walk visits the objects those own but goes no deeper, and so passes
-// over columns, keys, indexes and arguments, most of a large model.
-bool Bridge::ResetGeneralPointerOperation::pre_process(ZELObject* object, void*& /*argument*/) {
-  return object->isInstanceOf(ZEL_ET_PACKAGE);
-}
-
-void Bridge::ResetGeneralPointerOperation::post_process(ZELObject* object, void* /*argument*/) {
-  if (void* pointer = object->getGeneralPointer()) {
-    delete static_cast<Bridge::ObjectUserData*>(pointer);
-    object->setGeneralPointer(nullptr);
-  }
 }
 
 namespace {
@@ -58,20 +47,16 @@ void takeEachValue(Table& table, Visit visit) {
 }  // namespace
 
 void Bridge::deleteUnusedObjects(bool /*success*/) {
-  // A bridge destroyed before it ran has no model to walk. The model is
-  // walked only when the builder has hung user data on it since the last
-  // clean-up: the repeated clean-ups at the end of a run (and in the
-  // destructor) would find nothing to take off a model of millions of objects.
-  if (model != nullptr && !userDataArena.isEmpty()) {
-    try {
-      ResetGeneralPointerOperation reset;
-      model->depthTraversal(reset, nullptr);
-    } catch (...) {
-      // The node and table clean-up below must run whatever happened here.
+  // The objects that carry user data are listed, so the model of millions of
+  // objects is not walked to find them. Allocates nothing.
+  for (ZELObject* object : userDataObjects) {
+    if (void* pointer = object->getGeneralPointer()) {
+      delete static_cast<Bridge::ObjectUserData*>(pointer);
+      object->setGeneralPointer(nullptr);
     }
   }
-  // The traversal allocates nothing and so cannot fail: every record placed
-  // in the arena has been destroyed by now.
+  std::vector<ZELObject*>().swap(userDataObjects);
+  // Every record placed in the arena has been destroyed by now.
   userDataArena.release();
   takeEachValue(kindTable, [](void* value) { delete static_cast<ZELVector*>(value); });
   // Every node lies in the node arena: destroyed in place, freed with it.
