@@ -315,7 +315,7 @@ class ValuesAhead {
   void write(JsonWriter& json, TypeRefs& types, const ZELObject& value) {
     const size_t index = next_++;
     const size_t run = index / kRunLength;
-    const bool helpers = run % 2 == 1 && run < runs_.size();
+    const bool helpers = run % 2 == 1 && run < runs_.size() && index < values_.size();
     bool copied = false;
     if (helpers && values_[index].object == &value && values_[index].depth == json.depth()) {
       if (finished(run) == Run::kDone) {
