@@ -96,6 +96,5 @@ void Bridge::cleanup(bool success) {
 
 bool Bridge::holdsNothing() const {
   return idRegistry.count() == 0 && kindTable.count() == 0 && scannerIndexTable.count() == 0 &&
-         baseTypeTable.count() == 0 && nodeArena.isEmpty() && userDataArena.isEmpty() &&
-         userDataObjects.empty();
+         baseTypeTable.count() == 0 && nodeArena.isEmpty() && userData.empty();
 }

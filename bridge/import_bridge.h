@@ -16,8 +16,8 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <deque>
 #include <memory>
-#include <vector>
 
 #include "builder/derived_type_values.h"
 #include "builder/shared_derived_types.h"
@@ -90,7 +90,7 @@ class ZELCaRepositoryDsOdbcImportBridge {
   // that stands beside it. Only schemas carry one; the other objects need no
   // record, since their nodes point at them (`modelObject`). An object that
   // carries one stays in the model until the clean-up, which finds it in
-  // `userDataObjects` rather than by walking the model.
+  // `userData` rather than by walking the model.
   class ObjectUserData {
    public:
     virtual ~ObjectUserData() = default;
@@ -223,11 +223,14 @@ class ZELCaRepositoryDsOdbcImportBridge {
   CaRepositoryDsOdbcImport::DerivedTypeValueCache derivedTypeValues;
   // The derived types made so far, by the values that make them equal.
   CaRepositoryDsOdbcImport::SharedDerivedTypes sharedDerivedTypes;
-  // Memory of the user data the builder hangs on model objects (see
-  // getObjectUserData), and those objects; freed by the clean-up once it has
-  // taken the records off.
-  CaRepositoryDsOdbcImport::ChunkArena userDataArena;
-  std::vector<ZELObject*> userDataObjects;
+  // The user data the builder hangs on model objects (see getObjectUserData),
+  // each with its object; a deque keeps every record in place. Emptied by the
+  // clean-up once it has taken the records off.
+  struct HeldUserData {
+    ZELObject* object;
+    ObjectUserData data;
+  };
+  std::deque<HeldUserData> userData;
 };
 
 template <class Element>

@@ -5,27 +5,11 @@
 
 using Bridge = ZELCaRepositoryDsOdbcImportBridge;
 
-namespace {
-
-// User data whose memory belongs to an arena: a delete through the base
-// class runs the destructors and then this operator, which frees nothing.
-class ArenaUserData final : public Bridge::ObjectUserData {
- public:
-  static void operator delete(void* /*memory*/) noexcept {}
-};
-
-}  // namespace
-
-// One allocation per chunk of records instead of one per object. Deleting a
-// record runs its destructor and leaves the memory to the arena.
 Bridge::ObjectUserData* Bridge::getObjectUserData(ZELObject* object) {
   if (void* pointer = object->getGeneralPointer()) {
     return static_cast<Bridge::ObjectUserData*>(pointer);
   }
-  // Should the list not grow, the record is left unused in the arena (which
-  // frees it) and the object carries none.
-  Bridge::ObjectUserData* data = userDataArena.create<ArenaUserData>();
-  userDataObjects.push_back(object);
+  ObjectUserData* data = &userData.emplace_back(HeldUserData{object, {}}).data;
   object->setGeneralPointer(data);
   return data;
 }
@@ -49,15 +33,8 @@ void takeEachValue(Table& table, Visit visit) {
 void Bridge::deleteUnusedObjects(bool /*success*/) {
   // The objects that carry user data are listed, so the model of millions of
   // objects is not walked to find them. Allocates nothing.
-  for (ZELObject* object : userDataObjects) {
-    if (void* pointer = object->getGeneralPointer()) {
-      delete static_cast<Bridge::ObjectUserData*>(pointer);
-      object->setGeneralPointer(nullptr);
-    }
-  }
-  std::vector<ZELObject*>().swap(userDataObjects);
-  // Every record placed in the arena has been destroyed by now.
-  userDataArena.release();
+  for (const HeldUserData& held : userData) held.object->setGeneralPointer(nullptr);
+  userData.clear();
   takeEachValue(kindTable, [](void* value) { delete static_cast<ZELVector*>(value); });
   // Every node lies in the node arena: destroyed in place, freed with it.
   forEachNode([](Node* node) { node->~Node(); });

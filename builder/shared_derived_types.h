@@ -15,9 +15,9 @@
 #include <cstddef>
 #include <cstdint>
 #include <unordered_map>
-#include <vector>
 
 #include "model/zel_type.h"
+#include "zel_flat_map.h"
 #include "zel_keyed_hash.h"
 #include "zel_string.h"
 
@@ -84,55 +84,10 @@ class SharedDerivedTypes {
           lengthAndScale(key.length, key.scale));
     }
   };
-  // The types by native type record, length and scale: looked up once per
-  // column, so a flat table (one probe run in one array) rather than a node
-  // per entry. Open addressing with linear probing, at most half full.
-  class NodeTable {
-   public:
-    ZELDerivedType* find(const NodeKey& key) const noexcept {
-      if (slots_.empty()) return nullptr;
-      for (size_t at = NodeKeyHash()(key) & mask();; at = (at + 1) & mask()) {
-        const Slot& slot = slots_[at];
-        if (slot.type == nullptr) return nullptr;
-        if (slot.key == key) return slot.type;
-      }
-    }
-    // Adds `type` under `key`, which the table does not hold.
-    void add(const NodeKey& key, ZELDerivedType* type) {
-      if (2 * (count_ + 1) > slots_.size()) grow();
-      place(key, type);
-      ++count_;
-    }
-    void clear() noexcept {
-      std::vector<Slot>().swap(slots_);
-      count_ = 0;
-    }
-
-   private:
-    struct Slot {
-      NodeKey key;
-      ZELDerivedType* type;  // null: a free slot
-    };
-    size_t mask() const noexcept { return slots_.size() - 1; }
-    void place(const NodeKey& key, ZELDerivedType* type) noexcept {
-      size_t at = NodeKeyHash()(key) & mask();
-      while (slots_[at].type != nullptr) at = (at + 1) & mask();
-      slots_[at] = Slot{key, type};
-    }
-    void grow() {
-      std::vector<Slot> larger(slots_.empty() ? 64 : 2 * slots_.size(), Slot{{}, nullptr});
-      larger.swap(slots_);
-      for (const Slot& slot : larger) {  // the old slots now
-        if (slot.type != nullptr) place(slot.key, slot.type);
-      }
-    }
-    std::vector<Slot> slots_;  // a power of two in size
-    size_t count_ = 0;
-  };
-
   // By native type record first (no text hashed per column), then by name:
-  // records of one native name share their types.
-  NodeTable byNode_;
+  // records of one native name share their types. The first is looked up
+  // once per column, so a flat table.
+  ZELFlatMap<NodeKey, ZELDerivedType, NodeKeyHash> byNode_;
   std::unordered_map<NameKey, ZELDerivedType*, NameKeyHash> byName_;
 };
 

@@ -87,25 +87,20 @@ std::string secondsText(double seconds) {
 bool decodeTexts(ZELModel& model, const std::string& inputEncoding, AsciiCheck& asciiCheck,
                  ProgramLog& log) {
   const bool utf8 = inputEncoding.empty() || isUtf8Name(inputEncoding);
-  if (asciiCheck.allAscii()) {
-    // Nothing to convert.
-  } else if (utf8) {
-    const long invalid = countInvalidUtf8(model);
-    if (invalid > 0) {
-      log.program(ZEL_SEVERITY_WARNING, program_messages::kNotUtf8,
-                  std::to_string(invalid) +
-                      (invalid == 1 ? " text of the model is" : " texts of the model are") +
-                      " not UTF-8; name the extract's code page with --input-encoding (e.g. "
-                      "CP1252)");
-    }
-  } else {
-    std::string error;
-    if (!convertModelToUtf8(model, inputEncoding, error)) {
-      programFailure(log, error);
-      return false;
-    }
+  const long invalid = utf8 && !asciiCheck.allAscii() ? countInvalidUtf8(model) : 0;
+  if (invalid > 0) {
+    log.program(ZEL_SEVERITY_WARNING, program_messages::kNotUtf8,
+                std::to_string(invalid) +
+                    (invalid == 1 ? " text of the model is" : " texts of the model are") +
+                    " not UTF-8; name the extract's code page with --input-encoding (e.g. "
+                    "CP1252)");
   }
   if (utf8) return true;
+  std::string error;
+  if (!asciiCheck.allAscii() && !convertModelToUtf8(model, inputEncoding, error)) {
+    programFailure(log, error);
+    return false;
+  }
   // The origin names the code page the extract was written in.
   for (ZELMetadataOrigin* origin : model.metadataOrigins()) {
     origin->characterEncoding = ZELString(inputEncoding.data(), inputEncoding.size());

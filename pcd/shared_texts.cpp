@@ -1,8 +1,22 @@
 #include "pcd/shared_texts.h"
 
+#include <utility>
+
 #include "zel_keyed_hash.h"
 
 namespace CaRepositoryDsOdbcImport {
+
+namespace {
+
+// Puts `text` into the first free slot of its probe run.
+void place(std::vector<ZELString>& slots, ZELString text) {
+  const size_t mask = slots.size() - 1;
+  size_t at = zel_hash::hashBytes(text.c_str(), text.length()) & mask;
+  while (!slots[at].isEmpty()) at = (at + 1) & mask;
+  slots[at] = std::move(text);
+}
+
+}  // namespace
 
 void SharedTexts::assign(ZELString& target, const char* bytes, size_t count) {
   // Short texts live inside the string: nothing to share.
@@ -27,22 +41,15 @@ void SharedTexts::assign(ZELString& target, const char* bytes, size_t count) {
   if (2 * (count_ + 1) > slots_.size()) {
     try {
       std::vector<ZELString> larger(slots_.empty() ? 256 : 2 * slots_.size());
-      const size_t mask = larger.size() - 1;
       for (ZELString& text : slots_) {
-        if (text.isEmpty()) continue;
-        size_t at = zel_hash::hashBytes(text.c_str(), text.length()) & mask;
-        while (!larger[at].isEmpty()) at = (at + 1) & mask;
-        larger[at] = std::move(text);
+        if (!text.isEmpty()) place(larger, std::move(text));
       }
       slots_.swap(larger);
     } catch (...) {
       return;
     }
   }
-  const size_t mask = slots_.size() - 1;
-  size_t at = zel_hash::hashBytes(bytes, count) & mask;
-  while (!slots_[at].isEmpty()) at = (at + 1) & mask;
-  slots_[at] = target;
+  place(slots_, target);
   ++count_;
 }
 

@@ -4,6 +4,7 @@
 #include <condition_variable>
 #include <cstdint>
 #include <cstdio>
+#include <deque>
 #include <functional>
 #include <memory>
 #include <mutex>
@@ -13,6 +14,7 @@
 #include <vector>
 
 #include "spare_processor.h"
+#include "zel_flat_map.h"
 
 namespace {
 
@@ -79,54 +81,33 @@ class TypeRefs {
       json.null();
       return;
     }
-    const size_t depth = json.depth();
-    Slot* slot = find(type, depth);
-    size_t text = slot->text;
-    if (slot->type == nullptr) {
-      JsonWriter fragment(json.style(), depth);
+    const Key key{type, json.depth()};
+    const std::string* text = rendered_.find(key);
+    if (text == nullptr) {
+      JsonWriter fragment(json.style(), key.depth);
       writeType(fragment, *type);
       texts_.emplace_back(fragment.fragment());
-      text = texts_.size() - 1;
-      *slot = Slot{type, depth, text};
-      if (2 * texts_.size() > slots_.size()) grow();
+      rendered_.add(key, &texts_.back());
+      text = &texts_.back();
     }
-    json.raw(texts_[text]);
+    json.raw(*text);
   }
 
  private:
-  // Looked up once per column: a flat table (one probe run in one array, at
-  // most half full) rather than a node per entry. Keys are addresses, not
-  // file contents, so a plain multiplicative hash serves.
-  struct Slot {
-    const ZELType* type = nullptr;  // null: free
-    size_t depth = 0;
-    size_t text = 0;  // index in texts_
+  struct Key {
+    const ZELType* type;
+    size_t depth;
+    bool operator==(const Key& other) const { return type == other.type && depth == other.depth; }
   };
-  static size_t hashOf(const ZELType* type, size_t depth) {
-    return static_cast<size_t>(((reinterpret_cast<uintptr_t>(type) >> 3) ^ (depth << 56)) *
-                               0x9E3779B97F4A7C15ull);
-  }
-  // The slot of (type, depth), or the free slot where it would go.
-  Slot* find(const ZELType* type, size_t depth) {
-    if (slots_.empty()) slots_.resize(kFirstSlots);
-    const size_t mask = slots_.size() - 1;
-    for (size_t at = hashOf(type, depth) >> shift_;; at = (at + 1) & mask) {
-      Slot& slot = slots_[at];
-      if (slot.type == nullptr || (slot.type == type && slot.depth == depth)) return &slot;
+  // Addresses, not file contents: the map spreads the plain mix.
+  struct KeyHash {
+    size_t operator()(const Key& key) const {
+      return (reinterpret_cast<uintptr_t>(key.type) >> 3) ^ (key.depth << 56);
     }
-  }
-  void grow() {
-    std::vector<Slot> old(2 * slots_.size());
-    old.swap(slots_);
-    --shift_;
-    for (const Slot& slot : old) {
-      if (slot.type != nullptr) *find(slot.type, slot.depth) = slot;
-    }
-  }
-  static constexpr size_t kFirstSlots = 64;  // 2^6: the hash's top 6 bits
-  std::vector<Slot> slots_;
-  unsigned shift_ = 64 - 6;
-  std::vector<std::string> texts_;
+  };
+  std::deque<std::string> texts_;  // a deque keeps each text in place
+  // Looked up once per column.
+  ZELFlatMap<Key, const std::string, KeyHash> rendered_;
 };
 
 void writeOrigin(JsonWriter& json, const ZELMetadataOrigin& origin) {
@@ -440,7 +421,7 @@ class ValuesAhead {
           laidOut.ends.push_back(laidOut.text.size());
         }
       } catch (...) {
-        state = Run::kFailed;  // the writer lays these tables out itself
+        state = Run::kFailed;  // the writer lays these values out itself
       }
       {
         std::lock_guard<std::mutex> lock(mutex_);
@@ -453,7 +434,7 @@ class ValuesAhead {
   std::vector<Value> values_;
   std::vector<Run> runs_;  // empty: no helper
   Buffer buffers_[kBuffers];
-  size_t next_ = 0;  // the writer's next table
+  size_t next_ = 0;  // the writer's next value
   std::mutex mutex_;
   std::condition_variable changed_;
   size_t consumed_ = 0;  // runs the writer is done with
