@@ -174,41 +174,4 @@ TEST(JsonWriter, DeepNestingHugeValuesAndExtremeIntegersKeepTheirLayout) {
   EXPECT_EQ(text, expected);
 }
 
-// A value laid out in memory at a depth and placed with raw() reads exactly
-// as the same value written in place, pretty or compact, as the first member
-// and behind others, and a cleared memory writer lays out the next value alike.
-TEST(JsonWriter, ValuesLaidOutInMemoryReadAsWrittenInPlace) {
-  const auto value = [](JsonWriter& json, int n) {
-    json.beginObject();
-    json.key("n");
-    json.integer(n);
-    json.key("list");
-    json.beginArray();
-    json.string("a\"b");
-    json.endArray();
-    json.endObject();
-  };
-  for (const auto style : {JsonWriter::Style::kPretty, JsonWriter::Style::kCompact}) {
-    const auto document = [&](JsonWriter& json, bool inMemory) {
-      json.beginObject();
-      json.key("items");
-      json.beginArray();
-      JsonWriter memory(style, json.depth());
-      for (int n = 0; n < 3; ++n) {
-        if (!inMemory) {
-          value(json, n);
-          continue;
-        }
-        memory.clearFragment();
-        value(memory, n);
-        json.raw(memory.fragment());
-      }
-      json.endArray();
-      json.endObject();
-    };
-    EXPECT_EQ(render([&](JsonWriter& json) { document(json, true); }, style),
-              render([&](JsonWriter& json) { document(json, false); }, style));
-  }
-}
-
 }  // namespace

@@ -3,7 +3,7 @@
 // without a search; the documentation and diagrams name a deeply nested
 // schema by its innermost names only, so that a long chain of nested
 // schemas does not make their output quadratic. And the document is the same
-// whether or not a second thread lays tables out ahead.
+// whether or not a second thread lays tables and design packages out ahead.
 #include <cstdio>
 #include <cstdlib>
 #include <string>
