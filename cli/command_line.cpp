@@ -6,8 +6,8 @@
 #include <cstring>
 
 #include "model_writer.h"
-#include "subcommand_arguments.h"
 #include "sql_dialect.h"
+#include "subcommand_arguments.h"
 #include "text_encoding.h"
 
 namespace {
@@ -41,17 +41,22 @@ struct OptionDefinition {
 };
 
 const OptionDefinition kOptions[] = {
-    {OptionId::kOutput, 'o', "output", true},    {OptionId::kFormat, 'f', "format", true},
+    {OptionId::kOutput, 'o', "output", true},
+    {OptionId::kFormat, 'f', "format", true},
     {OptionId::kCompact, 0, "compact", false},
-    {OptionId::kSchema, 0, "schema", true},      {OptionId::kColumns, 0, "columns", true},
-    {OptionId::kBridgeId, 0, "bridge-id", true}, {OptionId::kPlugin, 0, "plugin", true},
-    {OptionId::kQuiet, 'q', "quiet", false},     {OptionId::kVerbose, 'v', "verbose", false},
+    {OptionId::kSchema, 0, "schema", true},
+    {OptionId::kColumns, 0, "columns", true},
+    {OptionId::kBridgeId, 0, "bridge-id", true},
+    {OptionId::kPlugin, 0, "plugin", true},
+    {OptionId::kQuiet, 'q', "quiet", false},
+    {OptionId::kVerbose, 'v', "verbose", false},
     {OptionId::kLogFormat, 0, "log-format", true},
     {OptionId::kFailOnWarning, 0, "fail-on-warning", false},
     {OptionId::kVersion, 'V', "version", false},
     {OptionId::kHelp, 'h', "help", false},
     {OptionId::kMaxLineBytes, 0, "max-line-bytes", true},
-    {OptionId::kDialect, 0, "dialect", true},    {OptionId::kNativeTypes, 0, "native-types", false},
+    {OptionId::kDialect, 0, "dialect", true},
+    {OptionId::kNativeTypes, 0, "native-types", false},
     {OptionId::kInputEncoding, 0, "input-encoding", true},
     {OptionId::kForce, 0, "force", false},
 };
@@ -296,7 +301,8 @@ ParsedCommandLine parseCommandLine(int argc, const char* const* argv) {
 const char* usageText() {
   return "Usage: pcd-import [options] FILE.pcd\n"
          "       pcd-import check [--format text|json] [--strict] FILE...\n"
-         "       pcd-import diff [--format text|json] OLD.pcd NEW.pcd\n"
+         "       pcd-import diff [--format text|json] OLD NEW\n"
+         "       pcd-import snapshot [-o FILE.pcd] URL\n"
          "Imports a PCD file through the bridge plug-in and writes the resulting model.\n"
          "FILE.pcd '-' reads standard input; '-o -' writes standard output.\n"
          "\n"
@@ -334,9 +340,11 @@ const char* usageText() {
          "  -h, --help            print this help and exit\n"
          "\n"
          "\n"
-         "Subcommands ('pcd-import check --help', 'pcd-import diff --help'):\n"
+         "Subcommands ('pcd-import SUBCOMMAND --help'):\n"
          "  check FILE...         list every problem of each file with its line\n"
-         "  diff OLD NEW          list what changed between the models of two files\n"
+         "  diff OLD NEW          list what changed between the models of two files or\n"
+         "                        databases\n"
+         "  snapshot URL          write a live database's catalog as an extract\n"
          "\n"
          "Exit status: 0 on success (warnings included), 1 when the import fails,\n"
          "2 for a usage error, 3 for warnings under --fail-on-warning; a run ended by\n"

@@ -4,12 +4,14 @@
 #include <string>
 #include <vector>
 
+#include "database_url.h"
 #include "import_run.h"
+#include "input_file.h"
 #include "json_writer.h"
 #include "model/zel_model.h"
-#include "input_file.h"
 #include "model_diff.h"
 #include "plugin_loader.h"
+#include "snapshot.h"
 #include "subcommand_arguments.h"
 #include "text_encoding.h"
 #include "zel_log.h"
@@ -21,16 +23,29 @@ constexpr int kExitDifferent = 1;
 constexpr int kExitTrouble = 2;
 
 const char kDiffUsage[] =
-    "Usage: pcd-import diff [--format text|json] [--input-encoding NAME] [--plugin PATH] OLD NEW\n"
-    "Imports both PCD files (either may be - for standard input) and lists what\n"
-    "changed between their models, grouped by table: catalogs, schemas, tables,\n"
-    "views, columns, keys, foreign keys, indexes, procedures and arguments, matched\n"
-    "by name (not by the files' ids).\n"
+    "Usage: pcd-import diff [--format text|json] [--input-encoding NAME] [--plugin PATH]\n"
+    "                       [--ignore-catalog-names] [--ignore WHAT]... OLD NEW\n"
+    "Imports both sides and lists what changed between their models, grouped by\n"
+    "table: catalogs, schemas, tables, views, columns, keys, foreign keys, indexes,\n"
+    "procedures and arguments, matched by name (not by the files' ids).\n"
+    "OLD and NEW are PCD files (either may be - for standard input) or database URLs\n"
+    "(postgresql://, mysql://, mariadb://, sqlite:), read as 'pcd-import snapshot'\n"
+    "reads them: 'diff extract.pcd postgresql:///prod' shows how a database drifted.\n"
+    "  --ignore-catalog-names  match schemas by name whichever catalog holds them\n"
+    "                        (a database named differently, or catalogs that an\n"
+    "                        engine holds as one database); catalogs show as '*'\n"
+    "  --ignore WHAT         leave aside what a move between engines changes:\n"
+    "                        types (column and argument types, lengths, scales),\n"
+    "                        descriptions, index-names (indexes matched by their\n"
+    "                        columns), schemas (tables matched by name whichever\n"
+    "                        schema holds them, as for SQLite's one schema), server\n"
+    "                        (the catalogs' server type); repeatable\n"
     "Exit status: 0 equal, 1 different, 2 error.\n";
 
 struct DiffOptions {
   std::vector<std::string> files;
   bool json = false;
+  CompareOptions compare;
   std::string inputEncoding;
   std::string pluginPath;
 };
@@ -59,11 +74,28 @@ int parse(int argc, const char* const* argv, DiffOptions& options) {
       options.inputEncoding = text;
     } else if (arguments.takeValue("--plugin", text)) {
       options.pluginPath = text;
+    } else if (argument == "--ignore-catalog-names") {
+      options.compare.ignoreCatalogNames = true;
+    } else if (arguments.takeValue("--ignore", text)) {
+      if (text == "types") {
+        options.compare.ignoreTypes = true;
+      } else if (text == "descriptions") {
+        options.compare.ignoreDescriptions = true;
+      } else if (text == "index-names") {
+        options.compare.ignoreIndexNames = true;
+      } else if (text == "server") {
+        options.compare.ignoreServer = true;
+      } else if (text == "schemas") {
+        options.compare.ignoreSchemas = true;
+      } else {
+        return trouble("--ignore takes types, descriptions, index-names, schemas or server, not '" +
+                       text + "'");
+      }
     } else {
       return trouble("unknown option '" + argument + "'; try 'pcd-import diff --help'");
     }
   }
-  if (options.files.size() != 2) return trouble("give two PCD files, OLD and NEW");
+  if (options.files.size() != 2) return trouble("give two PCD files or database URLs, OLD and NEW");
   return -1;
 }
 
@@ -170,18 +202,32 @@ int runDiffCommand(int argc, const char* const* argv) {
   ZELModel before;
   ZELModel after;
   InputFile inputs[2];
+  pcd::cli::UnlinkedFile snapshots[2];
   ZELModel* models[2] = {&before, &after};
   for (int i = 0; i < 2; ++i) {
-    // Standard input, a pipe or a process substitution is copied to a file
-    // first: the bridge opens its input by name.
-    const std::string& file = options.files[i];
+    // A database is read into an extract first, as the snapshot writes it.
+    const std::string& argument = options.files[i];
+    std::string file = argument;
     std::string failure;
+    if (pcd::cli::isDatabaseUrl(argument)) {
+      try {
+        const pcd::cli::Snapshot snapshot = pcd::cli::takeSnapshot(argument, {});
+        for (const std::string& warning : snapshot.report.warnings)
+          std::fprintf(stderr, "pcd-import diff: warning: %s\n", warning.c_str());
+        if (!snapshots[i].write(snapshot.text, failure)) return trouble(failure);
+      } catch (const std::exception& unreadable) {
+        return trouble(unreadable.what());
+      }
+      file = snapshots[i].path();
+    }
     if (!inputs[i].identify(file, failure) || !inputs[i].prepare(failure))
-      return trouble(file + ": " + failure);
+      return trouble(argument + ": " + failure);
     failure = importFile(plugin, inputs[i].path(), options, *models[i]);
-    if (!failure.empty()) return trouble(inputs[i].shownName() + ": " + failure);
+    if (!failure.empty()) {
+      return trouble((file == argument ? inputs[i].shownName() : argument) + ": " + failure);
+    }
   }
-  const std::vector<ModelChange> changes = diffModels(before, after);
+  const std::vector<ModelChange> changes = diffModels(before, after, options.compare);
   if (options.json) {
     if (!printJson(changes)) return trouble("cannot write to standard output");
   } else {

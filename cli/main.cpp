@@ -27,6 +27,7 @@
 #include "program_log.h"
 #include "program_messages.h"
 #include "progress_line.h"
+#include "snapshot_command.h"
 #include "temporary_files.h"
 #include "text_encoding.h"
 #include "zel_bridge_specification.h"
@@ -227,9 +228,10 @@ int importAndWrite(ZELModelBridgeImportDllInterface& bridge, const CommandLine& 
 
 int runProgram(int argc, const char* const* argv) {
   // A subcommand is the first argument, spelt exactly; a file of that name
-  // is imported as "./check" or "./diff".
+  // is imported as "./check", "./diff" or "./snapshot".
   if (argc > 1 && std::string(argv[1]) == "check") return runCheckCommand(argc - 1, argv + 1);
   if (argc > 1 && std::string(argv[1]) == "diff") return runDiffCommand(argc - 1, argv + 1);
+  if (argc > 1 && std::string(argv[1]) == "snapshot") return runSnapshotCommand(argc - 1, argv + 1);
   const ParsedCommandLine parsed = parseCommandLine(argc, argv);
   if (!parsed.usageError.empty()) return usageFailure(parsed.usageError);
   const CommandLine& options = parsed.options;

@@ -37,6 +37,10 @@ std::string nameOf(const ZELObject* object) {
 // time and space, not quadratic, and still matches only itself.
 class PackagePaths {
  public:
+  // Shows `package` under `name` instead of its own (catalogs compared
+  // without their names).
+  void rename(const ZELObject* package, std::string name) { renamed_[package] = std::move(name); }
+
   const std::string& of(const ZELObject* package) {
     std::vector<const ZELObject*> chain;  // from `package` out to a known one
     const Entry* parent = nullptr;
@@ -50,7 +54,11 @@ class PackagePaths {
       chain.push_back(at);
     }
     for (auto at = chain.rbegin(); at != chain.rend(); ++at) {
-      const std::string_view name((*at)->getName().c_str(), (*at)->getName().length());
+      const auto renamed = renamed_.find(*at);
+      const std::string_view name =
+          renamed != renamed_.end()
+              ? std::string_view(renamed->second)
+              : std::string_view((*at)->getName().c_str(), (*at)->getName().length());
       Entry entry;
       entry.depth = parent != nullptr ? parent->depth + 1 : 1;
       entry.id = ids_.emplace(std::make_pair(parent != nullptr ? parent->id : 0, std::string(name)),
@@ -59,7 +67,8 @@ class PackagePaths {
       if (parent != nullptr) entry.tail = parent->tail;
       if (entry.tail.size() == kSchemaPathNames) entry.tail.erase(entry.tail.begin());
       entry.tail.push_back(name);
-      if (entry.depth > kSchemaPathNames) entry.text = "\xE2\x80\xA6#" + std::to_string(entry.id) + ".";
+      if (entry.depth > kSchemaPathNames)
+        entry.text = "\xE2\x80\xA6#" + std::to_string(entry.id) + ".";
       for (size_t i = 0; i < entry.tail.size(); ++i) {
         if (i != 0) entry.text += '.';
         entry.text += entry.tail[i];
@@ -79,9 +88,11 @@ class PackagePaths {
   };
   std::map<std::pair<size_t, std::string>, size_t> ids_;  // (parent's id, name) -> id
   std::unordered_map<const ZELObject*, Entry> entries_;
+  std::unordered_map<const ZELObject*, std::string> renamed_;
 };
 
-void typeProperties(const ZELType* type, Properties& properties) {
+void typeProperties(const ZELType* type, Properties& properties, const CompareOptions& options) {
+  if (options.ignoreTypes) return;
   if (type == nullptr || !type->isInstanceOf(ZEL_ET_DERIVED_TYPE)) {
     properties.emplace_back("type", "(none)");
     return;
@@ -95,23 +106,50 @@ void typeProperties(const ZELType* type, Properties& properties) {
 
 class Flattener {
  public:
-  explicit Flattener(PackagePaths& paths) : paths_(paths) {}
+  Flattener(PackagePaths& paths, const CompareOptions& options)
+      : paths_(paths), options_(options) {}
 
   FlatModel run(const ZELModel& model) {
+    renamePackages(model);
     for (const ZELPackage* package : model.childPackages()) {
       if (package->getElementType() != ZEL_ET_DATABASE_CATALOG) continue;
       const auto& catalog = static_cast<const ZELDatabaseCatalog&>(*package);
-      const std::string group = "catalog " + text(catalog.getName());
-      add(group, 0, "catalog " + text(catalog.getName()),
-          {{"serverTypeName", text(catalog.getServerTypeName())},
-           {"serverTypeText", text(catalog.getServerTypeText())},
-           {"serverTypeNumber", std::to_string(catalog.getServerTypeNumber())}});
+      // Without catalog names every catalog is one: schemas are matched by
+      // their own names, whichever catalog holds them.
+      const std::string name = options_.ignoreCatalogNames ? "*" : text(catalog.getName());
+      const std::string group = "catalog " + name;
+      Properties properties;
+      if (!options_.ignoreServer) {
+        properties = {{"serverTypeName", text(catalog.getServerTypeName())},
+                      {"serverTypeText", text(catalog.getServerTypeText())},
+                      {"serverTypeNumber", std::to_string(catalog.getServerTypeNumber())}};
+      }
+      add(group, 0, "catalog " + name, std::move(properties));
       schemas(group, catalog.childPackages());
     }
     return std::move(flat_);
   }
 
  private:
+  // Names left aside are "*" in every path, given before any path is made
+  // (a foreign key's reference makes the path of another schema's table).
+  void renamePackages(const ZELModel& model) {
+    if (!options_.ignoreCatalogNames && !options_.ignoreSchemas) return;
+    for (const ZELPackage* catalog : model.childPackages()) {
+      if (catalog->getElementType() != ZEL_ET_DATABASE_CATALOG) continue;
+      if (options_.ignoreCatalogNames) paths_.rename(catalog, "*");
+      if (!options_.ignoreSchemas) continue;
+      std::vector<const ZELPackage*> pending(catalog->childPackages().begin(),
+                                             catalog->childPackages().end());
+      while (!pending.empty()) {
+        const ZELPackage* schema = pending.back();
+        pending.pop_back();
+        paths_.rename(schema, "*");
+        for (const ZELPackage* child : schema->childPackages()) pending.push_back(child);
+      }
+    }
+  }
+
   void add(const std::string& group, int rank, const std::string& object, Properties properties) {
     const std::string key = group + '\x1f' + std::to_string(rank) + '\x1f' + object;
     flat_[key] = {group, rank, object, std::move(properties)};
@@ -147,16 +185,17 @@ class Flattener {
 
   void table(const ZELClass& table, const char* kind) {
     const std::string group = std::string(kind) + " " + pathOf(&table);
-    add(group, 0, std::string(kind) + " " + text(table.getName()),
-        {{"description", text(table.getDescription())},
-         {"primaryKey", nameOf(table.getPrimaryKey())}});
+    Properties tableProperties;
+    description(table.getDescription(), tableProperties);
+    tableProperties.emplace_back("primaryKey", nameOf(table.getPrimaryKey()));
+    add(group, 0, std::string(kind) + " " + text(table.getName()), std::move(tableProperties));
     for (const ZELFeature* feature : table.features()) {
       if (!feature->isInstanceOf(ZEL_ET_ATTRIBUTE)) continue;
       const auto& column = static_cast<const ZELAttribute&>(*feature);
       Properties properties{{"position", std::to_string(column.getPosition())}};
-      typeProperties(column.getType(), properties);
+      typeProperties(column.getType(), properties, options_);
       properties.emplace_back("optional", column.isOptional() ? "yes" : "no");
-      properties.emplace_back("description", text(column.getDescription()));
+      description(column.getDescription(), properties);
       add(group, 1, "column " + text(column.getName()), std::move(properties));
     }
     for (const ZELKey* key : table.keys()) keyOf(group, *key);
@@ -166,7 +205,11 @@ class Flattener {
         members += members.empty() ? "" : ", ";
         members += nameOf(member->getAttribute()) + (member->sortOrder == 2 ? " desc" : "");
       }
-      add(group, 3, "index " + text(index->getName()),
+      // Matched by columns where index names are not comparable (engines
+      // that name them per schema, or make up names).
+      add(group, 3,
+          options_.ignoreIndexNames ? "index on (" + members + ")"
+                                    : "index " + text(index->getName()),
           {{"columns", members},
            {"unique", index->indexFlag1 ? "yes" : "no"},
            {"clustered", index->indexFlag2 ? "yes" : "no"}});
@@ -198,12 +241,13 @@ class Flattener {
 
   void procedure(const ZELStoredProcedure& procedure) {
     const std::string group = "procedure " + pathOf(&procedure);
-    add(group, 0, "procedure " + text(procedure.getName()),
-        {{"description", text(procedure.getDescription())}});
+    Properties procedureProperties;
+    description(procedure.getDescription(), procedureProperties);
+    add(group, 0, "procedure " + text(procedure.getName()), std::move(procedureProperties));
     for (const ZELArgument* argument : procedure.arguments()) {
       Properties properties{{"position", std::to_string(argument->getPosition())}};
-      typeProperties(argument->getType(), properties);
-      properties.emplace_back("description", text(argument->getDescription()));
+      typeProperties(argument->getType(), properties, options_);
+      description(argument->getDescription(), properties);
       add(group, 1, "argument " + text(argument->getName()), std::move(properties));
     }
   }
@@ -216,7 +260,12 @@ class Flattener {
     return owner.empty() ? text(object->getName()) : owner + "." + text(object->getName());
   }
 
+  void description(const ZELString& value, Properties& properties) const {
+    if (!options_.ignoreDescriptions) properties.emplace_back("description", text(value));
+  }
+
   PackagePaths& paths_;
+  const CompareOptions& options_;
   FlatModel flat_;
 };
 
@@ -233,10 +282,11 @@ std::vector<PropertyChange> changedProperties(const Properties& before, const Pr
 
 }  // namespace
 
-std::vector<ModelChange> diffModels(const ZELModel& before, const ZELModel& after) {
+std::vector<ModelChange> diffModels(const ZELModel& before, const ZELModel& after,
+                                    const CompareOptions& options) {
   PackagePaths paths;  // one numbering of paths for both models
-  const FlatModel oldFlat = Flattener(paths).run(before);
-  const FlatModel newFlat = Flattener(paths).run(after);
+  const FlatModel oldFlat = Flattener(paths, options).run(before);
+  const FlatModel newFlat = Flattener(paths, options).run(after);
   std::vector<ModelChange> changes;
   auto oldAt = oldFlat.begin();
   auto newAt = newFlat.begin();

@@ -24,6 +24,18 @@ struct ModelChange {
   std::vector<PropertyChange> properties;
 };
 
+// What a comparison leaves aside: what a move between engines cannot keep
+// the same.
+struct CompareOptions {
+  bool ignoreCatalogNames = false;  // schemas matched by name in whichever catalog
+  bool ignoreSchemas = false;       // tables matched by name in whichever schema
+  bool ignoreServer = false;        // the catalogs' server type name, text, number
+  bool ignoreTypes = false;         // column and argument types, lengths, scales
+  bool ignoreDescriptions = false;  // descriptions of every object
+  bool ignoreIndexNames = false;    // indexes matched by their columns
+};
+
 // The changes from `before` to `after`, grouped (groups sorted by path, the
 // group's own object first, then columns or arguments, keys, indexes).
-std::vector<ModelChange> diffModels(const ZELModel& before, const ZELModel& after);
+std::vector<ModelChange> diffModels(const ZELModel& before, const ZELModel& after,
+                                    const CompareOptions& options = {});

@@ -48,6 +48,8 @@ class PostgresServer {
   std::string loadScript(const std::string& database, const std::string& scriptFile);
   // Rows of a query in that database, fields split at '|'.
   std::vector<std::vector<std::string>> query(const std::string& database, const std::string& sql);
+  // The folder of the server's Unix socket: libpq's "host" for it.
+  const std::string& socketFolder() const { return folder_.path(); }
 
  private:
   std::vector<std::string> psql(const std::string& database) const;
@@ -66,6 +68,8 @@ class MariaDbServer {
   // client's errors and warnings ("" when there were none).
   std::string loadScript(const std::string& scriptFile);
   std::vector<std::vector<std::string>> query(const std::string& sql);
+  // The Unix socket the server listens on.
+  std::string socketPath() const { return folder_.path() + "/my.sock"; }
 
  private:
   std::vector<std::string> client() const;

@@ -1,0 +1,115 @@
+#!/usr/bin/env bash
+# Remakes tests/data/corpus: real catalogs for the tests, from the SQL schemas
+# that Debian packages ship. Each package is downloaded (apt-get download) and
+# unpacked (dpkg-deb -x), never installed; its schema is loaded into a
+# throwaway PostgreSQL or MariaDB server (a temporary folder, a Unix socket,
+# run as "nobody" when we are root) or a SQLite file, and snapshotted with
+# `pcd-import snapshot`. The servers are stopped and removed on every exit.
+#
+#   scripts/make_corpus.sh [build/release/bin/pcd-import]
+set -euo pipefail
+cd "$(dirname "$0")/.."
+root=$PWD
+program=${1:-$root/build/release/bin/pcd-import}
+out=$root/tests/data/corpus
+[ -x "$program" ] || { echo "make_corpus: build pcd-import first ($program)" >&2; exit 1; }
+
+work=$(mktemp -d /dev/shm/pcd-corpus-XXXXXX 2>/dev/null || mktemp -d)
+as_server=()
+if [ "$(id -u)" -eq 0 ]; then
+  chown nobody "$work"
+  as_server=(runuser -u nobody --)
+fi
+pg_bin=$(ls -d /usr/lib/postgresql/*/bin | sort -V | tail -n 1)
+mariadb_pid=""
+cleanup() {
+  [ -f "$work/pg/postmaster.pid" ] &&
+    "${as_server[@]}" "$pg_bin/pg_ctl" -D "$work/pg" -m immediate -w stop >/dev/null 2>&1
+  if [ -n "$mariadb_pid" ]; then kill "$mariadb_pid" 2>/dev/null; wait "$mariadb_pid" 2>/dev/null; fi
+  rm -rf "$work"
+}
+trap cleanup EXIT
+
+# --- the packages and the schema files in them -----------------------------
+packages=(icinga2-ido-pgsql icinga2-ido-mysql request-tracker5 freeradius-config
+  bacula-director-pgsql bacula-director-mysql bacula-director-sqlite3 rsyslog-pgsql rsyslog-mysql
+  tt-rss opendmarc)
+mkdir -p "$work/debs"
+(cd "$work/debs" && apt-get download -q "${packages[@]}" >/dev/null)
+for deb in "$work"/debs/*.deb; do
+  name=$(basename "$deb"); name=${name%%_*}
+  mkdir -p "$work/x/$name" && dpkg-deb -x "$deb" "$work/x/$name"
+done
+x=$work/x
+radius=$x/freeradius-config/etc/freeradius/3.0/mods-config/sql/main
+rt=$x/request-tracker5/usr/share/request-tracker5/etc
+dbc=usr/share/dbconfig-common/data
+# corpus name | engine | schema file(s)
+entries=(
+  "icinga2-ido|postgresql|$x/icinga2-ido-pgsql/usr/share/icinga2-ido-pgsql/schema/pgsql.sql"
+  "icinga2-ido|mariadb|$x/icinga2-ido-mysql/usr/share/icinga2-ido-mysql/schema/mysql.sql"
+  "request-tracker|postgresql|$rt/schema.Pg"
+  "request-tracker|mariadb|$rt/schema.mysql"
+  "request-tracker|sqlite|$rt/schema.SQLite"
+  "freeradius|postgresql|$radius/postgresql/schema.sql"
+  "freeradius|mariadb|$radius/mysql/schema.sql"
+  "freeradius|sqlite|$radius/sqlite/schema.sql"
+  "bacula|postgresql|$x/bacula-director-pgsql/$dbc/bacula-director-pgsql/install/pgsql"
+  "bacula|mariadb|$x/bacula-director-mysql/$dbc/bacula-director-mysql/install/mysql"
+  "bacula|sqlite|$x/bacula-director-sqlite3/$dbc/bacula-director-sqlite3/install/sqlite3"
+  "rsyslog|postgresql|$x/rsyslog-pgsql/$dbc/rsyslog-pgsql/install/pgsql"
+  "rsyslog|mariadb|$x/rsyslog-mysql/$dbc/rsyslog-mysql/install/mysql"
+  "tt-rss|postgresql|$x/tt-rss/usr/share/tt-rss/schema/ttrss_schema_pgsql.sql"
+  "opendmarc|mariadb|$x/opendmarc/$dbc/opendmarc/install/mysql"
+)
+
+# --- throwaway servers -------------------------------------------------------
+"${as_server[@]}" "$pg_bin/initdb" -D "$work/pg" -A trust -U pcd -E UTF8 --locale=C --no-sync >/dev/null
+"${as_server[@]}" "$pg_bin/pg_ctl" -D "$work/pg" -l "$work/pg.log" -w \
+  -o "-c listen_addresses='' -k $work -c fsync=off" start >/dev/null
+user_flag=()
+[ ${#as_server[@]} -gt 0 ] && user_flag=(--user=nobody)
+mariadb-install-db --no-defaults --datadir="$work/my" --auth-root-authentication-method=normal \
+  --skip-test-db --tmpdir="$work" "${user_flag[@]}" >/dev/null 2>&1
+mariadbd --no-defaults --datadir="$work/my" --socket="$work/my.sock" --skip-networking \
+  --tmpdir="$work" --pid-file="$work/my.pid" --log-error="$work/my.err" "${user_flag[@]}" \
+  --innodb-buffer-pool-size=64M --innodb-flush-log-at-trx-commit=0 &
+mariadb_pid=$!
+for _ in $(seq 100); do
+  mariadb-admin --no-defaults --socket="$work/my.sock" -u root ping >/dev/null 2>&1 && break
+  sleep 0.2
+done
+
+psql_run() { psql -X -q -v ON_ERROR_STOP=1 -h "$work" -U pcd "$@"; }
+mysql_run() { mariadb --no-defaults --socket="$work/my.sock" -u root "$@"; }
+
+mkdir -p "$out"
+rm -f "$out"/*.pcd
+for entry in "${entries[@]}"; do
+  IFS='|' read -r name engine file <<<"$entry"
+  database=${name//-/_}
+  target=$out/$name.$engine.pcd
+  case $engine in
+    postgresql)
+      psql_run -d postgres -c "CREATE DATABASE $database TEMPLATE template0 ENCODING 'UTF8'"
+      psql_run -d "$database" -f "$file" >/dev/null
+      url="postgresql:///$database?host=$work&user=pcd"
+      ;;
+    mariadb)
+      mysql_run -e "CREATE DATABASE $database CHARACTER SET utf8mb4"
+      mysql_run "$database" <"$file"
+      url="mysql://root@localhost/$database?socket=$work/my.sock"
+      ;;
+    sqlite)
+      sqlite_file=$work/$database.sqlite
+      sqlite3 -bail "$sqlite_file" <"$file"
+      url="sqlite:$sqlite_file"
+      ;;
+  esac
+  # The system is named after the package, not this machine's socket folder.
+  "$program" snapshot --system "$name" -o "$target" "$url"
+  # The first line names the URL, which holds the temporary folder.
+  sed -i "1s|from [^,]*,|from $engine:$database,|" "$target"
+  if [ "$engine" = mariadb ]; then mysql_run -e "DROP DATABASE $database"; fi
+  printf '%-40s %s\n' "$(basename "$target")" "$(grep -c '^E,TABLE,' "$target") tables" >&2
+done
