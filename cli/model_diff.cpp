@@ -5,6 +5,7 @@
 #include <unordered_map>
 #include <utility>
 
+#include "catalog_view.h"
 #include "model/zel_model.h"
 #include "schema_walk.h"
 
@@ -59,7 +60,8 @@ class PackagePaths {
       if (parent != nullptr) entry.tail = parent->tail;
       if (entry.tail.size() == kSchemaPathNames) entry.tail.erase(entry.tail.begin());
       entry.tail.push_back(name);
-      if (entry.depth > kSchemaPathNames) entry.text = "\xE2\x80\xA6#" + std::to_string(entry.id) + ".";
+      if (entry.depth > kSchemaPathNames)
+        entry.text = "\xE2\x80\xA6#" + std::to_string(entry.id) + ".";
       for (size_t i = 0; i < entry.tail.size(); ++i) {
         if (i != 0) entry.text += '.';
         entry.text += entry.tail[i];
@@ -160,27 +162,18 @@ class Flattener {
       add(group, 1, "column " + text(column.getName()), std::move(properties));
     }
     for (const ZELKey* key : table.keys()) keyOf(group, *key);
-    for (const ZELIndex* index : table.indexes()) {
-      std::string members;
-      for (const ZELIndexMember* member : index->members()) {
-        members += members.empty() ? "" : ", ";
-        members += nameOf(member->getAttribute()) + (member->sortOrder == 2 ? " desc" : "");
-      }
+    // A key's own index changes with its key, which is listed.
+    for (const ZELIndex* index : catalogIndexes(table)) {
       add(group, 3, "index " + text(index->getName()),
-          {{"columns", members},
+          {{"columns", indexMemberNames(*index)},
            {"unique", index->indexFlag1 ? "yes" : "no"},
            {"clustered", index->indexFlag2 ? "yes" : "no"}});
     }
   }
 
   void keyOf(const std::string& group, const ZELKey& key) {
-    std::string columns;
-    for (const ZELAttribute* column : key.attributes()) {
-      columns += columns.empty() ? "" : ", ";
-      columns += text(column->getName());
-    }
     const bool foreign = key.isInstanceOf(ZEL_ET_FOREIGN_KEY);
-    Properties properties{{"columns", columns}};
+    Properties properties{{"columns", keyColumnNames(key)}};
     if (key.isInstanceOf(ZEL_ET_CANDIDATE_KEY)) {
       properties.emplace_back("unique",
                               static_cast<const ZELCandidateKey&>(key).uniqueKey ? "yes" : "no");
