@@ -179,8 +179,8 @@ class ScriptBuilder {
     return list;
   }
 
-  // What the key or index made of columns is, for keyProblem: a MySQL
-  // index that is not unique takes a TEXT or BLOB column by a prefix.
+  // What keyProblem checks columns for: only a MySQL index that is not
+  // unique may take a TEXT or BLOB column by a prefix.
   enum class KeyUse { kUnique, kPlainIndex, kForeignKey };
 
   // Why the dialect cannot make a key or index of these columns of `table`,

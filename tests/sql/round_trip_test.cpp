@@ -308,6 +308,10 @@ TEST(SqlProgram, ChecksTheDialectAndWritesTheSameBytes) {
   // The same model gives the same bytes.
   const CommandResult first = runCommand({program, "-q", "-f", "sql", sample});
   EXPECT_EQ(first.exitCode, 0);
+  // The header names the program once, with its version.
+  const std::string heading = first.out.substr(0, first.out.find('\n'));
+  EXPECT_EQ(heading.rfind("-- SQL DDL written by pcd-import ", 0), 0u) << heading;
+  EXPECT_EQ(countOf(heading, "pcd-import"), 1u) << heading;
   EXPECT_EQ(first.out, runCommand({program, "-q", "-f", "sql", sample}).out);
 }
 
