@@ -10,8 +10,8 @@
 #include <tuple>
 #include <unordered_set>
 
-#include "catalog_view.h"
 #include "model_sql.h"
+#include "catalog_view.h"
 #include "sql_names.h"
 
 namespace {
@@ -29,8 +29,7 @@ Facts sorted(Facts facts) {
 
 class ExpectedFacts {
  public:
-  ExpectedFacts(SqlDialect dialect, const std::string& script)
-      : dialect_(dialect), script_(script) {}
+  ExpectedFacts(SqlDialect dialect, const std::string& script) : dialect_(dialect), script_(script) {}
 
   Facts collect(const ZELModel& model) {
     const std::string error = names_.assign(model, dialect_);
@@ -54,8 +53,8 @@ class ExpectedFacts {
   const std::string& name(const ZELObject* object) const { return names_.of(object); }
 
   bool notWritten(const std::string& what, const ZELObject* object, const std::string& ref) const {
-    return script_.find(kNotWrittenMark + what + quoteIdentifier(dialect_, name(object)) + " of " +
-                        ref + ": ") != std::string::npos;
+    return script_.find(kNotWrittenMark + what + quoteIdentifier(dialect_, name(object)) +
+                        " of " + ref + ": ") != std::string::npos;
   }
 
   std::string columns(const std::vector<const ZELAttribute*>& list) const {
@@ -91,8 +90,8 @@ class ExpectedFacts {
           facts_.push_back("index " + label + " " + name(key) + " plain (" + columns(keyColumns) +
                            ")");
         } else if (dialect_ == SqlDialect::kMySql) {
-          facts_.push_back("index " + label + " " + name(key) + " unique (" + columns(keyColumns) +
-                           ")");
+          facts_.push_back("index " + label + " " + name(key) + " unique (" +
+                           columns(keyColumns) + ")");
         } else {
           facts_.push_back("unique " + label + (sqlite ? "" : " " + name(key)) + " (" +
                            columns(keyColumns) + ")");
@@ -162,8 +161,8 @@ class ExpectedFacts {
 // "hex,hex DESC" -> "A,B DESC"
 std::string decodedList(const std::string& list) {
   std::vector<std::string> items;
-  for (const auto& item :
-       rowsOf(list, ',').empty() ? std::vector<std::string>{} : rowsOf(list, ',').front()) {
+  for (const auto& item : rowsOf(list, ',').empty() ? std::vector<std::string>{}
+                                                      : rowsOf(list, ',').front()) {
     const size_t blank = item.find(' ');
     items.push_back(fromHex(item.substr(0, blank)) +
                     (blank == std::string::npos ? "" : item.substr(blank)));
@@ -185,21 +184,18 @@ void addTablesAndColumns(const std::function<Rows(const std::string&)>& query,
   const std::string names = hex("table_schema") + ", " + hex("table_name");
   for (const auto& row : query("SELECT " + names +
                                " FROM information_schema.tables WHERE table_type = 'BASE TABLE' "
-                               "AND " +
-                               ownSchemas)) {
+                               "AND " + ownSchemas)) {
     facts.push_back("table " + fromHex(row.at(0)) + "." + fromHex(row.at(1)));
   }
-  for (const auto& row :
-       query("SELECT " + names + ", ordinal_position, " + hex("column_name") +
-             ", is_nullable FROM information_schema.columns WHERE " + ownSchemas)) {
+  for (const auto& row : query("SELECT " + names + ", ordinal_position, " + hex("column_name") +
+                               ", is_nullable FROM information_schema.columns WHERE " +
+                               ownSchemas)) {
     facts.push_back("column " + fromHex(row.at(0)) + "." + fromHex(row.at(1)) + " #" + row.at(2) +
                     " " + fromHex(row.at(3)) + (row.at(4) == "NO" ? " notnull" : " null"));
   }
 }
 
-std::string mariaDbHex(const std::string& expression) {
-  return "HEX(" + expression + ")";
-}
+std::string mariaDbHex(const std::string& expression) { return "HEX(" + expression + ")"; }
 
 }  // namespace
 
@@ -217,8 +213,9 @@ Facts postgresFacts(PostgresServer& server, const std::string& database) {
   addTablesAndColumns([&](const std::string& sql) { return server.query(database, sql); }, hexOf,
                       own("table_schema"), facts);
   const auto columnList = [](const std::string& keys, const std::string& table) {
-    return "(SELECT string_agg(" + hexOf("a.attname") + ", ',' ORDER BY u.ord) FROM unnest(k." +
-           keys + ") WITH ORDINALITY u(num, ord) JOIN pg_attribute a ON a.attrelid = k." + table +
+    return "(SELECT string_agg(" + hexOf("a.attname") +
+           ", ',' ORDER BY u.ord) FROM unnest(k." + keys +
+           ") WITH ORDINALITY u(num, ord) JOIN pg_attribute a ON a.attrelid = k." + table +
            " AND a.attnum = u.num)";
   };
   for (const auto& row : server.query(
@@ -237,8 +234,8 @@ Facts postgresFacts(PostgresServer& server, const std::string& database) {
     if (kind == "p") {
       facts.push_back("pk " + label + " (" + decodedList(row.at(4)) + ")");
     } else if (kind == "u") {
-      facts.push_back("unique " + label + " " + fromHex(row.at(3)) + " (" + decodedList(row.at(4)) +
-                      ")");
+      facts.push_back("unique " + label + " " + fromHex(row.at(3)) + " (" +
+                      decodedList(row.at(4)) + ")");
     } else {
       facts.push_back("fk " + label + " " + fromHex(row.at(3)) + " (" + decodedList(row.at(4)) +
                       ") -> " + fromHex(row.at(5)) + "." + fromHex(row.at(6)) + " (" +
@@ -268,8 +265,8 @@ Facts mariaDbFacts(MariaDbServer& server) {
   const std::string own =
       " TABLE_SCHEMA NOT IN ('mysql', 'information_schema', 'performance_schema', 'sys')";
   Facts facts;
-  addTablesAndColumns([&](const std::string& sql) { return server.query(sql); }, mariaDbHex, own,
-                      facts);
+  addTablesAndColumns([&](const std::string& sql) { return server.query(sql); }, mariaDbHex,
+                      own, facts);
   // Grouped by (schema, table, name), members in their order.
   using Group = std::map<std::tuple<std::string, std::string, std::string>,
                          std::map<int, std::vector<std::string>>>;
@@ -278,11 +275,10 @@ Facts mariaDbFacts(MariaDbServer& server) {
            "SELECT HEX(TABLE_SCHEMA), HEX(TABLE_NAME), HEX(CONSTRAINT_NAME), ORDINAL_POSITION, "
            "HEX(COLUMN_NAME), HEX(REFERENCED_TABLE_SCHEMA), HEX(REFERENCED_TABLE_NAME), "
            "HEX(REFERENCED_COLUMN_NAME) FROM information_schema.KEY_COLUMN_USAGE WHERE "
-           "REFERENCED_TABLE_NAME IS NOT NULL AND" +
-           own)) {
+           "REFERENCED_TABLE_NAME IS NOT NULL AND" + own)) {
     foreignKeys[{fromHex(row.at(0)), fromHex(row.at(1)), fromHex(row.at(2))}]
-               [std::stoi(row.at(3))] = {fromHex(row.at(4)), fromHex(row.at(5)), fromHex(row.at(6)),
-                                         fromHex(row.at(7))};
+               [std::stoi(row.at(3))] = {fromHex(row.at(4)), fromHex(row.at(5)),
+                                         fromHex(row.at(6)), fromHex(row.at(7))};
   }
   std::set<std::tuple<std::string, std::string, std::string>> foreignKeyNames;
   for (const auto& [key, members] : foreignKeys) {
@@ -300,13 +296,13 @@ Facts mariaDbFacts(MariaDbServer& server) {
   }
   Group indexes;
   std::set<std::tuple<std::string, std::string, std::string>> uniqueIndexes;
-  for (const auto& row :
-       server.query("SELECT HEX(TABLE_SCHEMA), HEX(TABLE_NAME), HEX(INDEX_NAME), NON_UNIQUE, "
-                    "SEQ_IN_INDEX, HEX(COLUMN_NAME), IFNULL(COLLATION, 'A') FROM "
-                    "information_schema.STATISTICS WHERE" +
-                    own)) {
+  for (const auto& row : server.query(
+           "SELECT HEX(TABLE_SCHEMA), HEX(TABLE_NAME), HEX(INDEX_NAME), NON_UNIQUE, "
+           "SEQ_IN_INDEX, HEX(COLUMN_NAME), IFNULL(COLLATION, 'A') FROM "
+           "information_schema.STATISTICS WHERE" + own)) {
     const auto key = std::make_tuple(fromHex(row.at(0)), fromHex(row.at(1)), fromHex(row.at(2)));
-    indexes[key][std::stoi(row.at(4))] = {fromHex(row.at(5)) + (row.at(6) == "D" ? " DESC" : "")};
+    indexes[key][std::stoi(row.at(4))] = {fromHex(row.at(5)) +
+                                          (row.at(6) == "D" ? " DESC" : "")};
     if (row.at(3) == "0") uniqueIndexes.insert(key);
   }
   for (const auto& [key, members] : indexes) {
@@ -344,9 +340,8 @@ std::vector<std::vector<std::string>> sqliteRows(sqlite3* db, const std::string&
     std::vector<std::string> row;
     for (int i = 0; i < sqlite3_column_count(statement); ++i) {
       const auto* text = reinterpret_cast<const char*>(sqlite3_column_text(statement, i));
-      row.emplace_back(
-          text ? std::string(text, static_cast<size_t>(sqlite3_column_bytes(statement, i)))
-               : std::string());
+      row.emplace_back(text ? std::string(text, static_cast<size_t>(sqlite3_column_bytes(statement, i)))
+                            : std::string());
     }
     rows.push_back(row);
   }
@@ -364,17 +359,15 @@ Facts sqliteFacts(const std::string& databaseFile) {
   }
   Facts facts;
   for (const auto& table : sqliteRows(
-           db,
-           "SELECT name FROM sqlite_schema WHERE type = 'table' AND name NOT LIKE 'sqlite\\_%' "
-           "ESCAPE '\\'",
-           "")) {
+           db, "SELECT name FROM sqlite_schema WHERE type = 'table' AND name NOT LIKE 'sqlite\\_%' "
+               "ESCAPE '\\'", "")) {
     const std::string& label = table.at(0);
     facts.push_back("table " + label);
     std::map<int, std::string> primary;
     for (const auto& column :
          sqliteRows(db, "SELECT cid, name, \"notnull\", pk FROM pragma_table_info(?)", label)) {
-      facts.push_back("column " + label + " #" + std::to_string(std::stoi(column.at(0)) + 1) + " " +
-                      column.at(1) + (column.at(2) == "1" ? " notnull" : " null"));
+      facts.push_back("column " + label + " #" + std::to_string(std::stoi(column.at(0)) + 1) +
+                      " " + column.at(1) + (column.at(2) == "1" ? " notnull" : " null"));
       if (column.at(3) != "0") primary[std::stoi(column.at(3))] = column.at(1);
     }
     if (!primary.empty()) {
@@ -382,8 +375,8 @@ Facts sqliteFacts(const std::string& databaseFile) {
       for (const auto& [order, name] : primary) columns.push_back(name);
       facts.push_back("pk " + label + " (" + joined(columns) + ")");
     }
-    for (const auto& index :
-         sqliteRows(db, "SELECT name, \"unique\", origin FROM pragma_index_list(?)", label)) {
+    for (const auto& index : sqliteRows(
+             db, "SELECT name, \"unique\", origin FROM pragma_index_list(?)", label)) {
       if (index.at(2) == "pk") continue;
       std::vector<std::string> members;
       for (const auto& member : sqliteRows(

@@ -43,8 +43,7 @@ class EngineEnvironment : public ::testing::Environment {
   std::unique_ptr<MariaDbServer> mariaDb_;
 };
 
-::testing::Environment* const kEnvironment =
-    ::testing::AddGlobalTestEnvironment(new EngineEnvironment);
+::testing::Environment* const kEnvironment = ::testing::AddGlobalTestEnvironment(new EngineEnvironment);
 
 std::string writeTemporary(const ServerFolder& folder, const std::string& name,
                            const std::string& bytes) {
@@ -268,7 +267,8 @@ TEST(SqlScript, ReservedNamesFollowTheRuleTheHeaderAndReadmeState) {
 TEST_P(SqlRoundTrip, GeneratedFileLoads) {
   ServerFolder folder;
   const std::string file = folder.path() + "/generated.pcd";
-  const CommandResult generated = runCommand({PCD_GENERATOR, "2000", "7"}, "");
+  const CommandResult generated =
+      runCommand({PCD_GENERATOR, "2000", "7"}, "");
   ASSERT_EQ(generated.exitCode, 0) << generated.err;
   writeTemporary(folder, "generated.pcd", generated.out);
   const std::string script = check(file);
@@ -327,8 +327,8 @@ TEST(SqlScript, RefusesANameNoQuotingCarries) {
   table->setName(ZELString("A\0B", 3));
   schema->addModelObject(table);
   const std::vector<ZELLogEvent> log;
-  for (const SqlDialect dialect :
-       {SqlDialect::kPostgreSql, SqlDialect::kMySql, SqlDialect::kSqlite}) {
+  for (const SqlDialect dialect : {SqlDialect::kPostgreSql, SqlDialect::kMySql,
+                                   SqlDialect::kSqlite}) {
     std::string error;
     EXPECT_EQ(makeSqlScript({model, log, "x.pcd"}, dialect, false, "", error), "");
     EXPECT_NE(error.find("table \"A"), std::string::npos) << error;
