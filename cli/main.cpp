@@ -189,7 +189,7 @@ int importAndWrite(ZELModelBridgeImportDllInterface& bridge, const CommandLine& 
   writerOptions.columns = options.columns;
   writerOptions.dialect = options.dialect;
   writerOptions.nativeTypes = options.nativeTypes;
-  writerOptions.toolVersion = std::string("pcd-import ") + PCD_IMPORT_VERSION;
+  writerOptions.toolVersion = PCD_IMPORT_VERSION;
   const std::unique_ptr<ModelWriter> writer = findOutputFormat(options.format)->make(writerOptions);
   // Not over a model being written to the same terminal.
   if (!toStandardOutput || isatty(STDOUT_FILENO) == 0) progress.resume("writing " + options.format);

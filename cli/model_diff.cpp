@@ -5,6 +5,7 @@
 #include <unordered_map>
 #include <utility>
 
+#include "catalog_view.h"
 #include "model/zel_model.h"
 #include "schema_walk.h"
 
@@ -199,12 +200,9 @@ class Flattener {
       add(group, 1, "column " + text(column.getName()), std::move(properties));
     }
     for (const ZELKey* key : table.keys()) keyOf(group, *key);
-    for (const ZELIndex* index : table.indexes()) {
-      std::string members;
-      for (const ZELIndexMember* member : index->members()) {
-        members += members.empty() ? "" : ", ";
-        members += nameOf(member->getAttribute()) + (member->sortOrder == 2 ? " desc" : "");
-      }
+    // A key's own index changes with its key, which is listed.
+    for (const ZELIndex* index : catalogIndexes(table)) {
+      const std::string members = indexMemberNames(*index);
       // Matched by columns where index names are not comparable (engines
       // that name them per schema, or make up names).
       add(group, 3,
@@ -217,13 +215,8 @@ class Flattener {
   }
 
   void keyOf(const std::string& group, const ZELKey& key) {
-    std::string columns;
-    for (const ZELAttribute* column : key.attributes()) {
-      columns += columns.empty() ? "" : ", ";
-      columns += text(column->getName());
-    }
     const bool foreign = key.isInstanceOf(ZEL_ET_FOREIGN_KEY);
-    Properties properties{{"columns", columns}};
+    Properties properties{{"columns", keyColumnNames(key)}};
     if (key.isInstanceOf(ZEL_ET_CANDIDATE_KEY)) {
       properties.emplace_back("unique",
                               static_cast<const ZELCandidateKey&>(key).uniqueKey ? "yes" : "no");

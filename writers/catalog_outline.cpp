@@ -56,7 +56,7 @@ std::vector<OverviewCount> shownCounts(const CatalogOutline& outline) {
       if (key->isInstanceOf(ZEL_ET_FOREIGN_KEY)) ++foreignKeys;
       if (key->isInstanceOf(ZEL_ET_CANDIDATE_KEY)) ++keys;
     }
-    indexes += static_cast<long>(drawn.table->indexes().count());
+    indexes += static_cast<long>(catalogIndexes(*drawn.table).size());
   }
   return {{"Catalogs", static_cast<long>(catalogs.size())},
           {"Schemas", static_cast<long>(outline.schemas.size())},
@@ -160,15 +160,6 @@ std::vector<OverviewCount> overviewCounts(const ZELModel& model, const CatalogOu
   return {{"Catalogs", counts.catalogs},    {"Schemas", counts.schemas},
           {"Tables", counts.tables},        {"Views", counts.views},
           {"Columns", counts.columns},      {"Keys", counts.keys - foreignKeys},
-          {"Foreign keys", foreignKeys},    {"Indexes", counts.indexes},
+          {"Foreign keys", foreignKeys},    {"Indexes", counts.indexes - counts.keyIndexes},
           {"Procedures", counts.procedures}};
-}
-
-std::string keyColumnNames(const ZELKey& key) {
-  std::string text;
-  for (const ZELAttribute* column : key.attributes()) {
-    if (!text.empty()) text += ", ";
-    text += bytesOf(column->getName());
-  }
-  return text;
 }

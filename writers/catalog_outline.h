@@ -8,6 +8,7 @@
 #include <unordered_map>
 #include <vector>
 
+#include "catalog_view.h"
 #include "diagram_selection.h"
 #include "model/zel_model.h"
 
@@ -54,12 +55,9 @@ struct CatalogOutline {
 std::string outlineModel(const ZELModel& model, const std::vector<std::string>& schemas,
                          CatalogOutline& outline);
 
-// The names of a key's columns as the model holds them, joined by ", ".
-std::string keyColumnNames(const ZELKey& key);
-
 // The counts a documentation's overview shows, in order: catalogs, schemas,
 // tables, views, columns, keys (primary and alternate), foreign keys,
-// indexes, procedures.
+// indexes (the catalog's own, not the keys'), procedures.
 struct OverviewCount {
   const char* name;
   long value;

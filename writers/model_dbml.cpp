@@ -1,14 +1,15 @@
 #include "model_dbml.h"
 
 #include <unordered_map>
-#include <unordered_set>
 
+#include "catalog_view.h"
 #include "diagram_selection.h"
 #include "unique_names.h"
 
-// DBML has no views: views are left out. Every name is written as a quoted
-// identifier, so any text can be a name; empty and repeated names are made
-// unique (see UniqueNames), since DBML cannot refer to them otherwise.
+// DBML has no views: a view is written as a table whose note says it is
+// one. Every name is written as a quoted identifier, so any text can be a
+// name; empty and repeated names are made unique (see UniqueNames), since
+// DBML cannot refer to them otherwise.
 
 namespace {
 
@@ -47,7 +48,7 @@ class DbmlDocument {
              stringLiteral("Imported by pcd-import from " + std::string(source.sourceFile)) +
              "\n}\n";
     for (size_t t = 0; t < diagram_.tables.size(); ++t) {
-      if (!diagram_.tables[t].view) writeTable(diagram_.tables[t], names_.at(t));
+      writeTable(diagram_.tables[t], names_.at(t));
     }
     for (size_t t = 0; t < diagram_.tables.size(); ++t) {
       if (!diagram_.tables[t].view) writeRefs(*diagram_.tables[t].table, names_.at(t));
@@ -69,7 +70,6 @@ class DbmlDocument {
       UniqueNames tableNames;
       for (const size_t t : schema.tables) {
         const DiagramTable& table = diagram_.tables[t];
-        if (table.view) continue;
         NamedTable named{schemaNames_.back(),
                          identifier(tableNames.take(std::string(bytesOf(table.table->getName())))),
                          {}};
@@ -116,21 +116,22 @@ class DbmlDocument {
       }
       text_ += settings.empty() ? "\n" : " [" + settings + "]\n";
     }
-    writeIndexes(*table.table, named);
-    if (table.table->getDescription().length() != 0) {
-      text_ += "  Note: " + stringLiteral(bytesOf(table.table->getDescription())) + "\n";
+    if (!table.view) writeIndexes(*table.table, named);
+    const std::string description(bytesOf(table.table->getDescription()));
+    if (table.view) {
+      text_ +=
+          "  Note: " + stringLiteral(description.empty() ? "View" : "View: " + description) + "\n";
+    } else if (!description.empty()) {
+      text_ += "  Note: " + stringLiteral(description) + "\n";
     }
     text_ += "}\n";
   }
 
   // Keys that a column setting cannot carry (composite primary keys,
-  // composite or non-unique candidate keys), then the indexes that belong
-  // to no key.
+  // composite or non-unique candidate keys), then the catalog's own indexes.
   void writeIndexes(const ZELClass& table, const NamedTable& named) {
     std::string lines;
-    std::unordered_set<const ZELIndex*> keyIndexes;
     for (const ZELKey* key : table.keys()) {
-      keyIndexes.insert(key->getIndex());
       if (key->isInstanceOf(ZEL_ET_FOREIGN_KEY) || !key->isInstanceOf(ZEL_ET_CANDIDATE_KEY))
         continue;
       const bool unique = static_cast<const ZELCandidateKey*>(key)->uniqueKey;
@@ -145,8 +146,7 @@ class DbmlDocument {
       }
       lines += "    " + columns + (settings.empty() ? "" : " [" + settings + "]") + "\n";
     }
-    for (const ZELIndex* index : table.indexes()) {
-      if (keyIndexes.count(index) != 0) continue;
+    for (const ZELIndex* index : catalogIndexes(table)) {
       std::string columns = "(";
       for (const ZELIndexMember* member : index->members()) {
         const auto found = named.columns.find(member->getAttribute());
@@ -154,18 +154,18 @@ class DbmlDocument {
         columns += (columns.size() > 1 ? ", " : "") + found->second;
       }
       if (columns.size() == 1) continue;
-      lines += "    " + columns + ")";
+      std::string settings = index->indexFlag1 ? "unique" : "";
       if (index->getName().length() != 0) {
-        lines += " [name: " + stringLiteral(bytesOf(index->getName())) + "]";
+        settings +=
+            (settings.empty() ? "name: " : ", name: ") + stringLiteral(bytesOf(index->getName()));
       }
-      lines += "\n";
+      lines += "    " + columns + ")" + (settings.empty() ? "" : " [" + settings + "]") + "\n";
     }
     if (!lines.empty()) text_ += "  indexes {\n" + lines + "  }\n";
   }
 
-  // One Ref per foreign key that is linked to a key of a written table,
-  // with the column pairs of its role name maps (or, without maps, the two
-  // keys' columns in order).
+  // One Ref per foreign key that is linked to a key of a written table and
+  // has column pairs.
   void writeRefs(const ZELClass& table, const NamedTable& named) {
     for (const ZELKey* key : table.keys()) {
       if (!key->isInstanceOf(ZEL_ET_FOREIGN_KEY)) continue;
@@ -176,7 +176,7 @@ class DbmlDocument {
       if (parent == tableIndex_.end()) continue;
       const NamedTable& parentNamed = names_.at(parent->second);
       std::string from, to;
-      if (!pairColumns(foreign, *referenced, named, parentNamed, from, to)) continue;
+      if (!pairColumns(foreign, named, parentNamed, from, to)) continue;
       text_ += "\nRef";
       if (foreign.getName().length() != 0) {
         text_ += " " + identifier(refNames_.take(std::string(bytesOf(foreign.getName()))));
@@ -186,29 +186,15 @@ class DbmlDocument {
     }
   }
 
-  static bool pairColumns(const ZELForeignKey& foreign, const ZELCandidateKey& referenced,
-                          const NamedTable& child, const NamedTable& parent, std::string& from,
-                          std::string& to) {
+  static bool pairColumns(const ZELForeignKey& foreign, const NamedTable& child,
+                          const NamedTable& parent, std::string& from, std::string& to) {
     from = to = "(";
-    const auto addPair = [&](const ZELAttribute* childColumn, const ZELAttribute* parentColumn) {
-      const auto childName = child.columns.find(childColumn);
-      const auto parentName = parent.columns.find(parentColumn);
+    for (const ColumnPair& pair : columnPairs(foreign)) {
+      const auto childName = child.columns.find(pair.referencing);
+      const auto parentName = parent.columns.find(pair.referenced);
       if (childName == child.columns.end() || parentName == parent.columns.end()) return false;
       from += (from.size() > 1 ? ", " : "") + childName->second;
       to += (to.size() > 1 ? ", " : "") + parentName->second;
-      return true;
-    };
-    if (!foreign.roleNameMaps().isEmpty()) {
-      for (const ZELAssociationRoleNameMap* map : foreign.roleNameMaps()) {
-        if (!addPair(map->getDestinationAttribute(), map->getSourceAttribute())) return false;
-      }
-    } else {
-      if (foreign.attributes().count() != referenced.attributes().count()) return false;
-      auto parentColumn = referenced.attributes().begin();
-      for (const ZELAttribute* childColumn : foreign.attributes()) {
-        if (!addPair(childColumn, *parentColumn)) return false;
-        ++parentColumn;
-      }
     }
     from += ")";
     to += ")";
@@ -219,7 +205,7 @@ class DbmlDocument {
     for (size_t s = 0; s < diagram_.schemas.size(); ++s) {
       std::string members;
       for (const size_t t : diagram_.schemas[s].tables) {
-        if (!diagram_.tables[t].view) members += "  " + names_.at(t).qualified() + "\n";
+        members += "  " + names_.at(t).qualified() + "\n";
       }
       if (!members.empty()) text_ += "\nTableGroup " + schemaNames_[s] + " {\n" + members + "}\n";
     }

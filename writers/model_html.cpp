@@ -497,8 +497,8 @@ class HtmlModelWriter final : public ModelWriter {
       if (key->isInstanceOf(ZEL_ET_CANDIDATE_KEY)) ++keys;
       if (key->isInstanceOf(ZEL_ET_FOREIGN_KEY)) ++foreignKeys;
     }
-    for (const size_t rows : {keys, static_cast<size_t>(table.indexes().count()), foreignKeys,
-                              outlined.referencedBy.size()}) {
+    for (const size_t rows :
+         {keys, catalogIndexes(table).size(), foreignKeys, outlined.referencedBy.size()}) {
       if (rows != 0) height += kSubheading + kTableFrame + rows * kRow;
     }
     if (!outlined.relations.empty() && outline_.tables.size() <= kTableDiagramsUpTo)
@@ -514,7 +514,8 @@ class HtmlModelWriter final : public ModelWriter {
   //      4 AK), description]
   //   k  candidate keys: [name, kind, columns]
   //   i  indexes: [name, members, flags]
-  //   o  foreign keys: [name, column pairs, referenced table, referenced key]
+  //   o  foreign keys: [name, column pairs (own → referenced), referenced
+  //      table, referenced key]
   //   r  foreign keys that reference it: [table, name, columns]
   //   g  the SVG diagram of the table with its related tables, or
   //   n  a note in its place
@@ -585,18 +586,11 @@ class HtmlModelWriter final : public ModelWriter {
 
   static void writeIndexes(Page& page, const ZELClass& table) {
     bool first = true;
-    for (const ZELIndex* index : table.indexes()) {
+    for (const ZELIndex* index : catalogIndexes(table)) {
       page << (first ? ",\"i\":[[" : ",[");
       first = false;
       page.string(index->getName()) << ",";
-      std::string members;
-      for (const ZELIndexMember* member : index->members()) {
-        if (!members.empty()) members += ", ";
-        if (member->getAttribute() != nullptr)
-          members += bytesOf(member->getAttribute()->getName());
-        if (member->sortOrder == 2) members += " desc";
-      }
-      page.string(members) << ",\"";
+      page.string(indexMemberNames(*index)) << ",\"";
       const char* separator = "";
       for (const auto& [set, flag] : {std::pair<bool, const char*>{index->indexFlag1, "unique"},
                                       {index->indexFlag2, "clustered"},
@@ -627,20 +621,10 @@ class HtmlModelWriter final : public ModelWriter {
       if (!key->isInstanceOf(ZEL_ET_FOREIGN_KEY)) continue;
       const auto* foreignKey = static_cast<const ZELForeignKey*>(key);
       const ZELCandidateKey* referenced = foreignKey->getCandidateKey();
-      std::string pairs;
-      for (const ZELAssociationRoleNameMap* map : foreignKey->roleNameMaps()) {
-        if (!pairs.empty()) pairs += "\n";
-        const ZELAttribute* from = map->getSourceAttribute();
-        const ZELAttribute* to = map->getDestinationAttribute();
-        pairs += from ? bytesOf(from->getName()) : "?";
-        pairs += " → ";
-        pairs += to ? bytesOf(to->getName()) : "?";
-      }
-      if (pairs.empty()) pairs = keyColumnNames(*key);
       page << (first ? ",\"o\":[[" : ",[");
       first = false;
       page.string(key->getName()) << ",";
-      page.string(pairs) << ",";
+      page.string(columnPairNames(*foreignKey, "\n")) << ",";
       if (referenced) {
         writeTableReference(page, referenced->getAssociatedClass());
         page << ",";

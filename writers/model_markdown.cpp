@@ -254,16 +254,11 @@ class MarkdownModelWriter final : public ModelWriter {
                                             : "alternate") +
               " | " + columnList(*key) + " |\n";
     }
-    if (table.indexes().count() == 0) return text;
+    const std::vector<const ZELIndex*> indexes = catalogIndexes(table);
+    if (indexes.empty()) return text;
     text += "\n## Indexes\n\n| Name | Columns | Flags |\n|---|---|---|\n";
-    for (const ZELIndex* index : table.indexes()) {
-      std::string members;
-      for (const ZELIndexMember* member : index->members()) {
-        if (!members.empty()) members += ", ";
-        if (member->getAttribute() != nullptr)
-          members += markdownText(member->getAttribute()->getName());
-        if (member->sortOrder == 2) members += " desc";
-      }
+    for (const ZELIndex* index : indexes) {
+      const std::string members = markdownText(indexMemberNames(*index));
       std::string flags;
       if (index->indexFlag1) flags += "unique";
       if (index->indexFlag2) flags += flags.empty() ? "clustered" : ", clustered";
@@ -280,15 +275,7 @@ class MarkdownModelWriter final : public ModelWriter {
       if (text.empty())
         text = "\n## References\n\n| Foreign key | Columns | Table | Key |\n|---|---|---|---|\n";
       const auto* foreignKey = static_cast<const ZELForeignKey*>(key);
-      std::string pairs;
-      for (const ZELAssociationRoleNameMap* map : foreignKey->roleNameMaps()) {
-        if (!pairs.empty()) pairs += ", ";
-        const ZELAttribute* from = map->getSourceAttribute();
-        const ZELAttribute* to = map->getDestinationAttribute();
-        pairs += (from ? markdownText(from->getName()) : "?") + " → " +
-                 (to ? markdownText(to->getName()) : "?");
-      }
-      if (pairs.empty()) pairs = columnList(*key);
+      const std::string pairs = markdownText(columnPairNames(*foreignKey, ", "));
       const ZELCandidateKey* referenced = foreignKey->getCandidateKey();
       text += "| " + markdownText(key->getName()) + " | " + pairs + " | " +
               (referenced ? tableLinkOf(referenced->getAssociatedClass()) + " | " +

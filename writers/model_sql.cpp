@@ -8,6 +8,7 @@
 #include <unordered_set>
 #include <vector>
 
+#include "catalog_view.h"
 #include "sql_names.h"
 
 namespace {
@@ -115,6 +116,11 @@ class ScriptBuilder {
   std::string shown(const ZELString& raw) const {
     return quoteIdentifier(dialect_, commentText(bytesOf(raw)));
   }
+  // "SCHEMA." as the script names the schema; SQLite, which has none, as
+  // the extract does.
+  std::string schemaShown(const ZELPackage& schema) const {
+    return (dialect_ == SqlDialect::kSqlite ? shown(schema.getName()) : quoted(&schema)) + ".";
+  }
 
   static std::vector<const ZELAttribute*> columnsOf(const ZELClassifier& classifier) {
     std::vector<const ZELAttribute*> columns;
@@ -173,11 +179,20 @@ class ScriptBuilder {
     return list;
   }
 
+  // What keyProblem checks columns for: only a MySQL index that is not
+  // unique may take a TEXT or BLOB column by a prefix.
+  enum class KeyUse { kUnique, kPlainIndex, kForeignKey };
+
   // Why the dialect cannot make a key or index of these columns of `table`,
-  // or "".
-  std::string keyProblem(const ZELClass& table, const std::vector<const ZELAttribute*>& columns) {
+  // or "". For a plain index, `prefixes` receives per column the length of
+  // the prefix that MySQL indexes of a TEXT or BLOB column (0: the whole
+  // value): the space the other columns leave under the key limit, shared
+  // evenly, and no more than the column's length.
+  std::string keyProblem(const ZELClass& table, const std::vector<const ZELAttribute*>& columns,
+                         KeyUse use = KeyUse::kUnique, std::vector<unsigned>* prefixes = nullptr) {
     if (columns.empty()) return "it has no columns";
     unsigned bytes = 0;
+    size_t prefixed = 0;
     std::unordered_set<const ZELAttribute*> seen;
     for (const ZELAttribute* column : columns) {
       if (column == nullptr) return "a member has no column";
@@ -188,15 +203,40 @@ class ScriptBuilder {
         return "column " + shown(column->getName()) + " appears twice";
       }
       const SqlType& type = typeOf(column);
-      if (!type.indexable) {
-        return "column " + quoted(column) + " is of type " + type.text + ", which " +
-               std::string(sqlDialectName(dialect_)) + " cannot index";
+      if (!type.indexable && type.prefixUnitBytes != 0 && use == KeyUse::kPlainIndex) {
+        ++prefixed;
+      } else if (!type.indexable) {
+        std::string why = "column " + quoted(column) + " is of type " + type.text + ", which " +
+                          std::string(sqlDialectName(dialect_)) + " cannot index";
+        if (type.prefixUnitBytes != 0) {
+          why += use == KeyUse::kForeignKey
+                     ? " but by a prefix, which a foreign key cannot use"
+                     : " but by a prefix, and a unique prefix would refuse values that differ "
+                       "only after it";
+        }
+        return why;
       }
       bytes += type.indexBytes;
     }
     if (dialect_ == SqlDialect::kMySql && bytes > kMySqlKeyBytes) {
       return "its columns take " + std::to_string(bytes) + " bytes, over the " +
              std::to_string(kMySqlKeyBytes) + "-byte limit of an index";
+    }
+    if (prefixes == nullptr) return "";
+    prefixes->assign(columns.size(), 0);
+    if (prefixed == 0) return "";
+    const unsigned share = (kMySqlKeyBytes - bytes) / static_cast<unsigned>(prefixed);
+    for (size_t i = 0; i < columns.size(); ++i) {
+      const SqlType& type = typeOf(columns[i]);
+      if (type.indexable) continue;
+      unsigned units = share / type.prefixUnitBytes;
+      if (type.prefixUnits != 0) units = std::min(units, type.prefixUnits);
+      if (units == 0) {
+        return "its other columns take " + std::to_string(bytes) + " of the " +
+               std::to_string(kMySqlKeyBytes) + " bytes of an index, leaving no room for a " +
+               "prefix of column " + quoted(columns[i]);
+      }
+      (*prefixes)[i] = units;
     }
     return "";
   }
@@ -210,7 +250,12 @@ class ScriptBuilder {
     const ZELPackage& schema = *entry.schema;
     body_ += "\n-- Schema " + shown(schema.getName()) + " of catalog " +
              shown(entry.catalog->getName()) + "\n";
-    if (dialect_ == SqlDialect::kPostgreSql) {
+    if (dialect_ == SqlDialect::kPostgreSql && names_.isEngineSchema(&schema)) {
+      // The database's own schema, made only where it was dropped; the
+      // notice that it exists says nothing the header does not.
+      body_ += "SET client_min_messages = warning;\nCREATE SCHEMA IF NOT EXISTS " +
+               quoted(&schema) + ";\nRESET client_min_messages;\n";
+    } else if (dialect_ == SqlDialect::kPostgreSql) {
       body_ += "CREATE SCHEMA " + quoted(&schema) + ";\n";
     } else if (dialect_ == SqlDialect::kMySql) {
       body_ +=
@@ -376,8 +421,8 @@ class ScriptBuilder {
     }
 
     for (const ZELCandidateKey* key : keys.indexed) {
-      std::vector<std::pair<const ZELAttribute*, bool>> members;
-      for (const ZELAttribute* column : key->attributes()) members.emplace_back(column, false);
+      std::vector<IndexMember> members;
+      for (const ZELAttribute* column : key->attributes()) members.push_back({column, false, 0});
       writeIndex(table, key, members, false);
     }
     writeIndexes(table);
@@ -387,31 +432,43 @@ class ScriptBuilder {
     }
   }
 
+  struct IndexMember {
+    const ZELAttribute* column;
+    bool descending;
+    unsigned prefix;  // MySQL: the length of the prefix indexed; 0: the whole value
+  };
+
   void writeIndex(const ZELClass& table, const ZELObject* index,
-                  const std::vector<std::pair<const ZELAttribute*, bool>>& members, bool unique) {
+                  const std::vector<IndexMember>& members, bool unique) {
     std::string list;
-    for (const auto& [column, descending] : members) {
+    for (const IndexMember& member : members) {
       list += list.empty() ? "" : ", ";
-      list += quoted(column) + (descending ? " DESC" : "");
+      list += quoted(member.column);
+      if (member.prefix != 0) list += "(" + std::to_string(member.prefix) + ")";
+      if (member.descending) list += " DESC";
     }
     body_ += std::string("CREATE ") + (unique ? "UNIQUE " : "") + "INDEX " + quoted(index) +
              " ON " + tableRef(&table) + " (" + list + ");\n";
   }
 
-  // The indexes that belong to no key (index-only keys of the extract).
+  // The catalog's own indexes (index-only keys of the extract).
   void writeIndexes(const ZELClass& table) {
-    for (const ZELIndex* index : table.indexes()) {
-      if (SqlNames::isKeyIndex(table, *index)) continue;
-      std::vector<std::pair<const ZELAttribute*, bool>> members;
+    for (const ZELIndex* index : catalogIndexes(table)) {
       std::vector<const ZELAttribute*> columns;
       for (const ZELIndexMember* member : index->members()) {
-        members.emplace_back(member->getAttribute(), member->sortOrder == 2);
         columns.push_back(member->getAttribute());
       }
-      const std::string problem = keyProblem(table, columns);
+      std::vector<unsigned> prefixes;
+      const std::string problem = keyProblem(
+          table, columns, index->indexFlag1 ? KeyUse::kUnique : KeyUse::kPlainIndex, &prefixes);
       if (!problem.empty()) {
         notWritten(body_, "index " + quoted(index) + " of " + tableRef(&table), problem);
         continue;
+      }
+      std::vector<IndexMember> members;
+      for (const ZELIndexMember* member : index->members()) {
+        members.push_back(
+            {member->getAttribute(), member->sortOrder == 2, prefixes[members.size()]});
       }
       writeIndex(table, index, members, index->indexFlag1);
     }
@@ -455,15 +512,16 @@ class ScriptBuilder {
     if (!writtenKeys_.count(referencedKey)) {
       return "the referenced key " + quoted(referencedKey) + " is not in the script";
     }
-    for (const ZELAssociationRoleNameMap* map : key.roleNameMaps()) {
-      const ZELAttribute* source = map->getSourceAttribute();
-      const ZELAttribute* destination = map->getDestinationAttribute();
-      if (source == nullptr || destination == nullptr) return "a column pair is incomplete";
-      if (destination->getClassifier() != &table || source->getClassifier() != referenced) {
+    for (const ColumnPair& pair : columnPairs(key)) {
+      if (pair.referencing == nullptr || pair.referenced == nullptr) {
+        return "a column pair is incomplete";
+      }
+      if (pair.referencing->getClassifier() != &table ||
+          pair.referenced->getClassifier() != referenced) {
         return "a column pair joins columns of other tables";
       }
-      columns.push_back(destination);
-      referencedColumns.push_back(source);
+      columns.push_back(pair.referencing);
+      referencedColumns.push_back(pair.referenced);
     }
     if (columns.empty()) return "it has no column pairs";
     const std::vector<const ZELAttribute*> keyColumns(referencedKey->attributes().begin(),
@@ -495,12 +553,12 @@ class ScriptBuilder {
       }
     }
     // MySQL indexes the referencing columns too.
-    if (dialect_ == SqlDialect::kMySql) return keyProblem(table, columns);
+    if (dialect_ == SqlDialect::kMySql) return keyProblem(table, columns, KeyUse::kForeignKey);
     return "";
   }
 
   void writeView(const ZELSQLViewEntity& view, const ZELPackage& schema) {
-    body_ += "\n-- View " + shown(schema.getName()) + "." + shown(view.getName()) +
+    body_ += "\n-- View " + schemaShown(schema) + shown(view.getName()) +
              ": the extract holds no definition, so it is not created.\n";
     const std::string description = commentText(bytesOf(view.getDescription()));
     if (!description.empty()) body_ += "--   " + description + "\n";
@@ -511,7 +569,7 @@ class ScriptBuilder {
   }
 
   void writeProcedure(const ZELStoredProcedure& procedure, const ZELPackage& schema) {
-    body_ += "\n-- Procedure " + shown(schema.getName()) + "." + shown(procedure.getName()) +
+    body_ += "\n-- Procedure " + schemaShown(schema) + shown(procedure.getName()) +
              ": the extract holds no body, so it is not created.\n";
     const std::string description = commentText(bytesOf(procedure.getDescription()));
     if (!description.empty()) body_ += "--   " + description + "\n";
@@ -552,6 +610,22 @@ class ScriptBuilder {
         break;
     }
     line("Names: bytes that are not UTF-8 become U+FFFD; an empty name gets a generated one;");
+    const ReservedNames& reserved = reservedNames(dialect_);
+    std::string kept;
+    for (const std::string_view name : reserved.systemSchemas)
+      kept += (kept.empty() ? "" : ", ") + std::string(name);
+    if (!kept.empty())
+      kept = (dialect_ == SqlDialect::kMySql ? "the databases " : "the schemas ") + kept;
+    if (!reserved.prefix.empty()) {
+      kept += (kept.empty() ? "" : " and ") +
+              std::string(dialect_ == SqlDialect::kSqlite ? "tables" : "schemas and tables") +
+              " named " + std::string(reserved.prefix) + "...";
+    }
+    line("a name the engine keeps for itself gets an x in front (" + kept + ");");
+    if (!reserved.usersSchema.empty()) {
+      line("a schema named " + std::string(reserved.usersSchema) +
+           " is the database's own: created if missing, used as it is;");
+    }
     line("a name taken in its scope (schema names across catalogs included) gets _2, _3, ...;");
     line("a name over the dialect's length limit is cut and ends in a hash of the whole name.");
     line("Not carried: view definitions and procedure bodies (listed as comments);");

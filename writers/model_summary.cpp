@@ -2,6 +2,8 @@
 
 #include <vector>
 
+#include "catalog_view.h"
+
 namespace {
 
 void countSchemaContents(const ZELPackage& schema, ModelCounts& counts) {
@@ -14,14 +16,8 @@ void countSchemaContents(const ZELPackage& schema, ModelCounts& counts) {
         counts.columns += table->features().count();
         counts.keys += table->keys().count();
         counts.indexes += table->indexes().count();
-        // A key's position index is one of its class's indexes.
         for (const ZELIndex* index : table->indexes()) {
-          for (const ZELKey* key : table->keys()) {
-            if (key->getIndex() == index) {
-              ++counts.keyIndexes;
-              break;
-            }
-          }
+          if (isKeyIndex(*table, *index)) ++counts.keyIndexes;
         }
         break;
       }

@@ -17,7 +17,7 @@ struct ModelCounts {
   long columns = 0;     // of tables and views
   long keys = 0;        // candidate and foreign keys
   long indexes = 0;     // position indexes included
-  long keyIndexes = 0;  // the keys' position indexes among them
+  long keyIndexes = 0;  // those the import made for keys among them (isKeyIndex)
   long procedures = 0;
   long types = 0;  // base and derived
 };

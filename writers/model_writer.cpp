@@ -23,7 +23,7 @@ const std::vector<OutputFormat>& outputFormats() {
        kReadsSchemas | kReadsColumns},
       {"mermaid", "a Mermaid entity-relationship diagram (erDiagram)", makeMermaidModelWriter,
        kReadsSchemas | kReadsColumns},
-      {"dbml", "the tables, keys, indexes and references in DBML", makeDbmlModelWriter,
+      {"dbml", "the tables and views, keys, indexes and references in DBML", makeDbmlModelWriter,
        kReadsSchemas},
       {"html", "a browsable catalog in one self-contained HTML page", makeHtmlModelWriter,
        kReadsSchemas},

@@ -25,7 +25,7 @@ struct WriterOptions {
   DiagramColumns columns = DiagramColumns::kAll;
   std::string dialect = "postgresql";  // SQL: a name from sqlDialectNames()
   bool nativeTypes = false;            // SQL: the extract's own type names
-  std::string toolVersion;             // SQL: for the script's header
+  std::string toolVersion;             // SQL: the program's version, for the script's header
 };
 
 // What a writer writes: the model, the log of its import and where it came

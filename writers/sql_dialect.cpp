@@ -96,7 +96,13 @@ SqlType mysqlString(long length) {
   const char* text = length * 4 <= 65535      ? "TEXT"
                      : length * 4 <= 16777215 ? "MEDIUMTEXT"
                                               : "LONGTEXT";
-  return {text, text, false, 0, "length " + std::to_string(length) + " written as " + text};
+  return {text,
+          text,
+          false,
+          0,
+          "length " + std::to_string(length) + " written as " + text,
+          4,
+          static_cast<unsigned>(length)};
 }
 
 SqlType mysqlType(std::string_view dataType, long length, long scale) {
@@ -110,13 +116,13 @@ SqlType mysqlType(std::string_view dataType, long length, long scale) {
     type = mysqlString(length > 0 ? length : 255);
     if (length <= 0) type.note = "no length in the extract; written as VARCHAR(255)";
   } else if (isOneOf(dataType, {"LONGVARCHAR", "CLOB", "LONGNVARCHAR", "NCLOB", "XML"})) {
-    type = {"LONGTEXT", "LONGTEXT", false, 0, ""};
+    type = {"LONGTEXT", "LONGTEXT", false, 0, "", 4, 0};
   } else if (dataType == "BINARY" && length > 0 && length <= 255) {
     type = {withLength("BINARY", length), "binary", true, static_cast<unsigned>(length), ""};
   } else if (isOneOf(dataType, {"BINARY", "VARBINARY"}) && length > 0 && length <= 3072) {
     type = {withLength("VARBINARY", length), "binary", true, static_cast<unsigned>(length), ""};
   } else if (isOneOf(dataType, {"BINARY", "VARBINARY", "LONGVARBINARY", "BLOB"})) {
-    type = {"LONGBLOB", "LONGBLOB", false, 0, ""};
+    type = {"LONGBLOB", "LONGBLOB", false, 0, "", 1, static_cast<unsigned>(std::max(length, 0L))};
   } else if (isOneOf(dataType, {"BIT", "BOOLEAN"})) {
     type = {"BOOLEAN", "BOOLEAN", true, 1, ""};
   } else if (dataType == "TINYINT") {
@@ -295,7 +301,7 @@ SqlType generalType(SqlDialect dialect) {
     case SqlDialect::kPostgreSql:
       return {"text", "text", true, 0, "unknown"};
     case SqlDialect::kMySql:
-      return {"LONGTEXT", "LONGTEXT", false, 0, "unknown"};
+      return {"LONGTEXT", "LONGTEXT", false, 0, "unknown", 4, 0};
     case SqlDialect::kSqlite:
       break;
   }

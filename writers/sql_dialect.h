@@ -54,6 +54,12 @@ struct SqlType {
   // Why the type is not the host's own, e.g. "unknown type GEOMETRY, written
   // as text"; empty when it maps plainly.
   std::string note;
+  // MySQL TEXT and BLOB types, which an index takes by a prefix only: the
+  // bytes one unit of the prefix takes in the key (4 per utf8mb4
+  // character, 1 per byte), 0 for other types; and the column's length in
+  // those units, 0 when unknown.
+  unsigned prefixUnitBytes = 0;
+  unsigned prefixUnits = 0;
 };
 
 // The dialect's type for a host data type ("VARCHAR", "NUMERIC", ...) with

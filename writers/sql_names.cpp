@@ -6,6 +6,8 @@
 #include <unordered_set>
 #include <vector>
 
+#include "catalog_view.h"
+
 namespace {
 
 std::string_view bytesOf(const ZELString& text) {
@@ -168,11 +170,21 @@ std::vector<const ZELModelObject*> objectsOfType(const ZELPackage& schema, ZELEl
   return objects;
 }
 
-bool SqlNames::isKeyIndex(const ZELClass& table, const ZELIndex& index) {
-  for (const ZELKey* key : table.keys()) {
-    if (key->getIndex() == &index) return true;
+const ReservedNames& reservedNames(SqlDialect dialect) {
+  static const ReservedNames kPostgreSql{
+      "public", {"information_schema", "pg_catalog", "pg_toast"}, "pg_"};
+  static const ReservedNames kMySql{
+      "", {"mysql", "information_schema", "performance_schema", "sys"}, ""};
+  static const ReservedNames kSqlite{"", {}, "sqlite_"};
+  switch (dialect) {
+    case SqlDialect::kPostgreSql:
+      return kPostgreSql;
+    case SqlDialect::kMySql:
+      return kMySql;
+    case SqlDialect::kSqlite:
+      break;
   }
-  return false;
+  return kSqlite;
 }
 
 const std::string& SqlNames::of(const ZELObject* object) const {
@@ -183,6 +195,7 @@ const std::string& SqlNames::of(const ZELObject* object) const {
 
 std::string SqlNames::assign(const ZELModel& model, SqlDialect dialect) {
   names_.clear();
+  engineSchema_ = nullptr;
   const Namer namer(dialect);
   std::string error;
   const std::vector<SchemaOfCatalog> schemas = catalogSchemas(model);
@@ -195,40 +208,44 @@ std::string SqlNames::assign(const ZELModel& model, SqlDialect dialect) {
   }
   names_.reserve(objects);  // one allocation for a model of any size
 
-  // Schemas (PostgreSQL schemas, MySQL databases) share one scope with the
-  // ones every database already has.
-  NameScope schemaNames(dialect);
-  if (dialect == SqlDialect::kPostgreSql) {
-    for (const char* name : {"public", "information_schema", "pg_catalog", "pg_toast"}) {
-      schemaNames.take(name);
+  // A name the engine keeps for itself gets an "x" in front: the names of
+  // its own schemas (MySQL databases) and those with its prefix.
+  const ReservedNames& reserved = reservedNames(dialect);
+  const auto lowered = [](std::string_view name) {
+    std::string text(name);
+    for (char& c : text) {
+      if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
     }
-  } else if (dialect == SqlDialect::kMySql) {
-    for (const char* name : {"mysql", "information_schema", "performance_schema", "sys"}) {
-      schemaNames.take(name);
-    }
-  }
-  // PostgreSQL keeps "pg_" and SQLite "sqlite_" for their own objects.
-  const std::string reservedPrefix = dialect == SqlDialect::kPostgreSql ? "pg_"
-                                     : dialect == SqlDialect::kSqlite   ? "sqlite_"
-                                                                        : "";
+    return text;
+  };
   const auto unreserved = [&](std::string name) {
-    if (!reservedPrefix.empty() && name.size() >= reservedPrefix.size()) {
-      bool reserved = true;
-      for (size_t i = 0; i < reservedPrefix.size(); ++i) {
-        const char c = name[i];
-        reserved = reserved && (c >= 'A' && c <= 'Z' ? c - 'A' + 'a' : c) == reservedPrefix[i];
-      }
-      if (reserved) name = "x" + name;
-    }
+    if (!reserved.prefix.empty() && lowered(name).rfind(reserved.prefix, 0) == 0) name = "x" + name;
     return name;
   };
+  const auto unreservedSchema = [&](std::string name) {
+    // PostgreSQL compares quoted names as they are, MySQL without case.
+    const std::string compared = dialect == SqlDialect::kMySql ? lowered(name) : name;
+    for (const std::string_view system : reserved.systemSchemas) {
+      if (compared == system) return "x" + name;
+    }
+    return unreserved(std::move(name));
+  };
 
+  // Schemas (PostgreSQL schemas, MySQL databases) share one scope; the
+  // first schema named like the users' schema every database has is that
+  // schema.
+  NameScope schemaNames(dialect);
   for (size_t i = 0; i < schemas.size(); ++i) {
     const ZELPackage* schema = schemas[i].schema;
     const std::string what = "schema " + quotedForMessage(schema->getName());
-    names_[schema] = namer.unique(
-        unreserved(namer.clean(schema->getName(), "schema_" + std::to_string(i + 1), what, error)),
-        {&schemaNames});
+    names_[schema] =
+        namer.unique(unreservedSchema(namer.clean(schema->getName(),
+                                                  "schema_" + std::to_string(i + 1), what, error)),
+                     {&schemaNames});
+    if (engineSchema_ == nullptr && !reserved.usersSchema.empty() &&
+        names_[schema] == reserved.usersSchema) {
+      engineSchema_ = schema;
+    }
   }
 
   // Tables first, so that a table keeps its own name before an index or a
@@ -307,7 +324,7 @@ std::string SqlNames::assign(const ZELModel& model, SqlDialect dialect) {
       ordinal = 0;
       for (const ZELIndex* index : table.indexes()) {
         ++ordinal;
-        if (isKeyIndex(table, *index)) continue;
+        if (isKeyIndex(table, *index)) continue;  // written with its key, if at all
         const std::string text =
             namer.clean(index->getName(), "ix_" + tableName + "_" + std::to_string(ordinal),
                         "index " + quotedForMessage(index->getName()) + where, error);

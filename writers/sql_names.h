@@ -5,7 +5,9 @@
 #pragma once
 
 #include <string>
+#include <string_view>
 #include <unordered_map>
+#include <vector>
 
 #include "model/zel_model.h"
 #include "sql_dialect.h"
@@ -20,13 +22,28 @@ class SqlNames {
   // The name of an object that assign() named; "" for any other.
   const std::string& of(const ZELObject* object) const;
 
-  // Names of a table's indexes that belong to a key (the position index
-  // of each key); only the other indexes are written as indexes.
-  static bool isKeyIndex(const ZELClass& table, const ZELIndex& index);
+  // True for the schema that takes the name of one every database of the
+  // dialect already has for its users (PostgreSQL's "public"): the script
+  // creates it only if it does not exist, and uses it as it is.
+  bool isEngineSchema(const ZELPackage* schema) const { return schema == engineSchema_; }
 
  private:
   std::unordered_map<const ZELObject*, std::string> names_;
+  const ZELPackage* engineSchema_ = nullptr;
 };
+
+// How the script treats names the engine has for itself, one rule for the
+// code and the script's header: the schema every database already has
+// (PostgreSQL "public", else ""); the schema (MySQL database) names the
+// engine keeps for its own catalogs; the prefix it keeps for its own
+// schemas and tables ("pg_", "sqlite_", or ""). A reserved name gets an
+// "x" in front.
+struct ReservedNames {
+  std::string_view usersSchema;
+  std::vector<std::string_view> systemSchemas;
+  std::string_view prefix;
+};
+const ReservedNames& reservedNames(SqlDialect dialect);
 
 // The data packages (schemas) of the model's catalogs, nested ones
 // included, in model order, each with its catalog.

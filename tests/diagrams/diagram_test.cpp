@@ -52,7 +52,8 @@ class DiagramFormats : public testing::Test {
         runCommand(shellWord(std::string(PCD_BIN_DIR) + "/generate_pcd") + " 300 7 > " + shellWord(generated));
     ASSERT_EQ(made.exitCode, 0) << made.output;
     files_ = {kSourceDir + "/examples/sample.pcd", kSourceDir + "/tests/diagrams/data/hostile_names.pcd",
-              generated, kSourceDir + "/tests/diagrams/data/nested_schemas.pcd"};
+              generated, kSourceDir + "/tests/diagrams/data/nested_schemas.pcd",
+              kSourceDir + "/tests/data/catalog_cases.pcd"};
     for (size_t i = 0; i < files_.size(); ++i) {
       models_.push_back(folder_->file("model" + std::to_string(i) + ".json"));
       writeFormat({files_[i]}, models_.back());

@@ -1,11 +1,13 @@
 // Parses DBML documents of pcd-import with the reference parser and checks
-// that each holds exactly its model's tables, columns, refs and indexes.
+// that each holds exactly its model's tables and views (a view as a table
+// whose note says so), columns, refs and indexes (the catalog's own, with
+// their uniqueness; not the index the import makes for every key).
 // Several documents in one run: loading the parser is most of the time.
 //
 //   node check_dbml.mjs [--schemas=A,B] MODEL.json FILE.dbml [[--schemas=...] MODEL.json FILE.dbml]...
 import { readFileSync } from 'node:fs';
 import { Parser } from '@dbml/core';
-import { Problems, UniqueNames, chosenSchemas, readModel } from './model_expectations.mjs';
+import { Problems, UniqueNames, chosenSchemas, isKeyIndex, readModel } from './model_expectations.mjs';
 
 function check(problems, model, schemaNames, dbmlPath) {
   let database;
@@ -30,23 +32,34 @@ function check(problems, model, schemaNames, dbmlPath) {
   for (const s of schemas) {
     const schemaName = schemaNamer.take(severalCatalogs ? `${s.catalog}.${s.path}` : s.path);
     const tableNamer = new UniqueNames();
-    for (const table of s.schema.tables) {
+    const objects = [...s.schema.tables.map((table) => ({ table, view: false })),
+                     ...s.schema.views.map((table) => ({ table, view: true }))];
+    for (const { table, view } of objects) {
       const name = tableNamer.take(table.name);
       const columnNamer = new UniqueNames();
       const columns = table.columns.map((c) => columnNamer.take(c.name));
-      const keyIndexes = new Set(table.keys.map((k) => k.index));
-      let indexes = table.indexes.filter((i) => !keyIndexes.has(i.name) && i.members.length > 0).length;
-      for (const key of table.keys) {
+      // Indexes as [unique, name]: the catalog's, then the keys a column
+      // setting cannot carry.
+      const indexes = [];
+      for (const index of view ? [] : table.indexes) {
+        if (!isKeyIndex(table, index) && index.members.length > 0) {
+          indexes.push([index.indexFlag1, index.name || null]);
+        }
+      }
+      for (const key of view ? [] : table.keys) {
         if (key.kind !== 'candidate') continue;
         const primary = key.name === table.primaryKey;
-        if (!(key.columns.length === 1 && (primary || key.unique))) ++indexes;
+        if (!(key.columns.length === 1 && (primary || key.unique))) {
+          indexes.push([!primary && key.unique, primary ? null : key.name || null]);
+        }
       }
-      const entry = { schemaName, name, columns, indexes, table };
+      const entry = { schemaName, name, columns, indexes, table, view };
       expected.set(`${schemaName}.${name}`, entry);
-      if (!byTableName.has(table.name)) byTableName.set(table.name, entry);
+      if (!view && !byTableName.has(table.name)) byTableName.set(table.name, entry);
     }
   }
-  for (const { table } of expected.values()) {
+  for (const { table, view } of expected.values()) {
+    if (view) continue;
     for (const key of table.keys) {
       if (key.kind === 'foreign' && key.references && byTableName.has(key.references.table) &&
           key.columnMaps.length > 0) ++expectedRefs;
@@ -64,7 +77,13 @@ function check(problems, model, schemaNames, dbmlPath) {
     const table = actual.get(name);
     if (!table) continue;
     problems.equal(table.fields.map((f) => f.name), entry.columns, `columns of ${name}`);
-    problems.equal(table.indexes.length, entry.indexes, `indexes of ${name}`);
+    const indexes = (list) => list.map(([unique, n]) => `${unique ? 'unique ' : ''}${n}`).sort();
+    problems.equal(indexes(table.indexes.map((i) => [Boolean(i.unique), i.name ?? null])),
+                   indexes(entry.indexes), `indexes of ${name}`);
+    const note = table.note ?? '';
+    const viewNote = note === 'View' || note.startsWith('View: ');
+    problems.expect(viewNote === entry.view,
+                    `${name}: ${entry.view ? 'a view without' : 'a table with'} the view note`);
   }
   problems.equal(refs, expectedRefs, 'refs');
 }

@@ -27,6 +27,15 @@ export function chosenSchemas(model, names) {
     (s) => names.length === 0 || names.some((n) => n === s.path || n === `${s.catalog}.${s.path}`));
 }
 
+// Whether the import made the index for a key (the catalog did not): a
+// key's index, or one named KEY_POSITION that a dropped key left, which
+// never has the unique or catalog-storage flag.
+export function isKeyIndex(table, index) {
+  if (table.keys.some((key) => key.index === index.name)) return true;
+  return !index.indexFlag1 && !index.indexFlag3 && index.name.length > 9 &&
+    index.name.endsWith('_POSITION');
+}
+
 // The associations of the design packages between two tables of `tables`.
 export function associationsBetween(model, tableNames) {
   const result = [];

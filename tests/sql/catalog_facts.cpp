@@ -11,6 +11,7 @@
 #include <unordered_set>
 
 #include "model_sql.h"
+#include "catalog_view.h"
 #include "sql_names.h"
 
 namespace {
@@ -116,7 +117,7 @@ class ExpectedFacts {
     }
 
     for (const ZELIndex* index : table.indexes()) {
-      if (SqlNames::isKeyIndex(table, *index) || notWritten("index ", index, ref)) continue;
+      if (isKeyIndex(table, *index) || notWritten("index ", index, ref)) continue;
       std::vector<std::string> members;
       for (const ZELIndexMember* member : index->members()) {
         members.push_back(name(member->getAttribute()) + (member->sortOrder == 2 ? " DESC" : ""));
@@ -204,7 +205,7 @@ Facts expectedFacts(const ZELModel& model, SqlDialect dialect, const std::string
 
 Facts postgresFacts(PostgresServer& server, const std::string& database) {
   const auto own = [](const std::string& schema) {
-    return schema + " NOT IN ('pg_catalog', 'information_schema', 'public') AND " + schema +
+    return schema + " NOT IN ('pg_catalog', 'information_schema') AND " + schema +
            " NOT LIKE 'pg_toast%'";
   };
   const std::string ownSchemas = own("n.nspname");

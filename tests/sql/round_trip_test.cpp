@@ -4,8 +4,10 @@
 // constraints, foreign keys with their column pairs, and indexes.
 #include <sqlite3.h>
 
+#include <algorithm>
 #include <filesystem>
 #include <fstream>
+#include <iterator>
 #include <memory>
 
 #include <gtest/gtest.h>
@@ -161,6 +163,107 @@ TEST_P(SqlRoundTrip, HostileNamesLoad) {
   EXPECT_EQ(countOf(script, "-- NOT WRITTEN: foreign key"), refused) << script;
 }
 
+// A schema named like the one every PostgreSQL database has, a foreign key
+// the import dropped (its key's index left on the table), unique and plain
+// indexes on columns MySQL writes as TEXT, and views.
+TEST_P(SqlRoundTrip, CatalogCasesLoad) {
+  const std::string script = check(std::string(PCD_SOURCE_DIR) + "/tests/data/catalog_cases.pcd");
+  EXPECT_EQ(script.find("_POSITION"), std::string::npos) << script;
+  EXPECT_EQ(script.rfind("-- SQL DDL written by pcd-import test\n", 0), 0u) << script;
+  switch (GetParam()) {
+    case SqlDialect::kPostgreSql:
+      // "public" is the database's own schema, used under its name.
+      EXPECT_NE(
+          script.find(
+              "CREATE SCHEMA IF NOT EXISTS \"public\";\nRESET client_min_messages;\n\nCREATE TABLE "
+              "\"public\".\"users\""),
+          std::string::npos)
+          << script;
+      EXPECT_NE(script.find("CREATE SCHEMA \"jobs\";"), std::string::npos) << script;
+      EXPECT_NE(script.find("-- Procedure \"public\".\"add_user\""), std::string::npos);
+      EXPECT_EQ(script.find("public_2"), std::string::npos) << script;
+      EXPECT_EQ(countOf(script, kNotWrittenMark), 0u) << script;
+      break;
+    case SqlDialect::kMySql:
+      // varchar(2048) is TEXT: plain indexes take a prefix within 3072
+      // bytes (4 per character), a unique one cannot.
+      EXPECT_NE(script.find("CREATE INDEX `IX_USERS_EMAIL` ON `public`.`users` (`email`(768));"),
+                std::string::npos)
+          << script;
+      EXPECT_NE(script.find("CREATE INDEX `IX_USERS_EMAIL_NAME` ON `public`.`users` "
+                            "(`email`(668), `name`);"),
+                std::string::npos)
+          << script;
+      EXPECT_EQ(countOf(script, kNotWrittenMark), 1u) << script;
+      EXPECT_NE(script.find("-- NOT WRITTEN: index `UX_ORDERS_USER_EMAIL` of `public`.`orders`: "
+                            "column `user_email` is of type TEXT, which mysql cannot index but by "
+                            "a prefix"),
+                std::string::npos)
+          << script;
+      break;
+    case SqlDialect::kSqlite:
+      EXPECT_EQ(countOf(script, kNotWrittenMark), 0u) << script;
+      break;
+  }
+}
+
+// Names an engine keeps for itself follow one rule, which the script's
+// header and the README state alike.
+TEST(SqlScript, ReservedNamesFollowTheRuleTheHeaderAndReadmeState) {
+  const std::string file = std::string(PCD_SOURCE_DIR) + "/tests/data/catalog_cases.pcd";
+  std::string pcd;
+  {
+    std::ifstream in(file, std::ios::binary);
+    pcd.assign(std::istreambuf_iterator<char>(in), {});
+  }
+  // The README's text with its line breaks as blanks.
+  const std::string readme = [] {
+    std::ifstream in(std::string(PCD_SOURCE_DIR) + "/README.md", std::ios::binary);
+    std::string text(std::istreambuf_iterator<char>(in), {});
+    std::replace(text.begin(), text.end(), '\n', ' ');
+    return text;
+  }();
+  // The schema "jobs" renamed to each reserved name in turn.
+  const struct {
+    SqlDialect dialect;
+    std::string schema, written;
+  } cases[] = {{SqlDialect::kPostgreSql, "information_schema", "\"xinformation_schema\""},
+               {SqlDialect::kPostgreSql, "pg_temp", "\"xpg_temp\""},
+               {SqlDialect::kPostgreSql, "PUBLIC", "\"PUBLIC\""},
+               {SqlDialect::kMySql, "MySQL", "`xMySQL`"},
+               {SqlDialect::kMySql, "sys", "`xsys`"},
+               {SqlDialect::kPostgreSql, "public", "\"public_2\""}};
+  ServerFolder folder;
+  for (const auto& c : cases) {
+    std::string renamed = pcd;
+    const std::string from = "E,SCHEMA,61,1,C4,jobs";
+    renamed.replace(renamed.find(from), from.size(),
+                    "E,SCHEMA,61,1,C" + std::to_string(c.schema.size()) + "," + c.schema);
+    const std::string path = writeTemporary(folder, "reserved.pcd", renamed);
+    const ImportResult import = importFile(path);
+    ASSERT_EQ(import.error, "");
+    const std::string script = scriptFor(import, path, c.dialect);
+    EXPECT_NE(script.find("CREATE " +
+                          std::string(c.dialect == SqlDialect::kMySql ? "DATABASE " : "SCHEMA ") +
+                          c.written),
+              std::string::npos)
+        << c.schema << "\n"
+        << script;
+  }
+  for (const SqlDialect dialect :
+       {SqlDialect::kPostgreSql, SqlDialect::kMySql, SqlDialect::kSqlite}) {
+    const ImportResult import = importFile(file);
+    const std::string script = scriptFor(import, file, dialect);
+    const std::string rule = "gets an x in front (";
+    const size_t at = script.find(rule);
+    ASSERT_NE(at, std::string::npos) << script;
+    const std::string names =
+        script.substr(at + rule.size(), script.find(')', at) - at - rule.size());
+    EXPECT_NE(readme.find(std::string(sqlDialectName(dialect)) + ": " + names), std::string::npos)
+        << "README does not state the rule for " << sqlDialectName(dialect) << ": " << names;
+  }
+}
+
 TEST_P(SqlRoundTrip, GeneratedFileLoads) {
   ServerFolder folder;
   const std::string file = folder.path() + "/generated.pcd";
@@ -205,6 +308,10 @@ TEST(SqlProgram, ChecksTheDialectAndWritesTheSameBytes) {
   // The same model gives the same bytes.
   const CommandResult first = runCommand({program, "-q", "-f", "sql", sample});
   EXPECT_EQ(first.exitCode, 0);
+  // The header names the program once, with its version.
+  const std::string heading = first.out.substr(0, first.out.find('\n'));
+  EXPECT_EQ(heading.rfind("-- SQL DDL written by pcd-import ", 0), 0u) << heading;
+  EXPECT_EQ(countOf(heading, "pcd-import"), 1u) << heading;
   EXPECT_EQ(first.out, runCommand({program, "-q", "-f", "sql", sample}).out);
 }
 

@@ -1,0 +1,71 @@
+#include "catalog_view.h"
+
+namespace {
+
+constexpr std::string_view kKeyIndexSuffix = "_POSITION";
+
+std::string_view bytes(const ZELString& text) {
+  return {text.c_str(), text.length()};
+}
+
+}  // namespace
+
+bool isKeyIndex(const ZELClass& table, const ZELIndex& index) {
+  for (const ZELKey* key : table.keys()) {
+    if (key->getIndex() == &index) return true;
+  }
+  if (index.indexFlag1 || index.indexFlag3) return false;
+  const std::string_view name = bytes(index.getName());
+  return name.size() > kKeyIndexSuffix.size() &&
+         name.substr(name.size() - kKeyIndexSuffix.size()) == kKeyIndexSuffix;
+}
+
+std::vector<const ZELIndex*> catalogIndexes(const ZELClass& table) {
+  std::vector<const ZELIndex*> indexes;
+  for (const ZELIndex* index : table.indexes()) {
+    if (!isKeyIndex(table, *index)) indexes.push_back(index);
+  }
+  return indexes;
+}
+
+std::vector<ColumnPair> columnPairs(const ZELForeignKey& key) {
+  std::vector<ColumnPair> pairs;
+  for (const ZELAssociationRoleNameMap* map : key.roleNameMaps()) {
+    // A map's source is the referenced key's column, its destination the
+    // foreign key's own.
+    pairs.push_back({map->getDestinationAttribute(), map->getSourceAttribute()});
+  }
+  return pairs;
+}
+
+std::string columnName(const ZELAttribute* column) {
+  return column != nullptr ? std::string(bytes(column->getName())) : std::string("?");
+}
+
+std::string keyColumnNames(const ZELKey& key) {
+  std::string text;
+  for (const ZELAttribute* column : key.attributes()) {
+    if (!text.empty()) text += ", ";
+    text += columnName(column);
+  }
+  return text;
+}
+
+std::string indexMemberNames(const ZELIndex& index) {
+  std::string text;
+  for (const ZELIndexMember* member : index.members()) {
+    if (!text.empty()) text += ", ";
+    text += columnName(member->getAttribute());
+    if (member->sortOrder == 2) text += " desc";
+  }
+  return text;
+}
+
+std::string columnPairNames(const ZELForeignKey& key, std::string_view separator) {
+  std::string text;
+  for (const ColumnPair& pair : columnPairs(key)) {
+    if (!text.empty()) text += separator;
+    text += columnName(pair.referencing) + " \xE2\x86\x92 " + columnName(pair.referenced);  // →
+  }
+  return text.empty() ? keyColumnNames(key) : text;
+}
