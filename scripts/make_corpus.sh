@@ -35,7 +35,7 @@ packages=(icinga2-ido-pgsql icinga2-ido-mysql request-tracker5 freeradius-config
   bacula-director-pgsql bacula-director-mysql bacula-director-sqlite3 rsyslog-pgsql rsyslog-mysql
   tt-rss opendmarc)
 mkdir -p "$work/debs"
-(cd "$work/debs" && apt-get download -q "${packages[@]}" >/dev/null)
+(cd "$work/debs" && apt-get download -q "${packages[@]}" >/dev/null 2>&1)
 for deb in "$work"/debs/*.deb; do
   name=$(basename "$deb"); name=${name%%_*}
   mkdir -p "$work/x/$name" && dpkg-deb -x "$deb" "$work/x/$name"
@@ -92,7 +92,7 @@ for entry in "${entries[@]}"; do
   case $engine in
     postgresql)
       psql_run -d postgres -c "CREATE DATABASE $database TEMPLATE template0 ENCODING 'UTF8'"
-      psql_run -d "$database" -f "$file" >/dev/null
+      PGOPTIONS='-c client_min_messages=warning' psql_run -d "$database" -f "$file" >/dev/null
       url="postgresql:///$database?host=$work&user=pcd"
       ;;
     mariadb)
@@ -102,7 +102,8 @@ for entry in "${entries[@]}"; do
       ;;
     sqlite)
       sqlite_file=$work/$database.sqlite
-      sqlite3 -bail "$sqlite_file" <"$file"
+      # The application strips its "#" comments before it loads the file.
+      sed -e 's/[[:space:]]#.*$//' "$file" | sqlite3 -bail "$sqlite_file"
       url="sqlite:$sqlite_file"
       ;;
   esac
