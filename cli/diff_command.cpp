@@ -37,7 +37,8 @@ const char kDiffUsage[] =
     "  --ignore WHAT         leave aside what a move between engines changes:\n"
     "                        types (column and argument types, lengths, scales),\n"
     "                        descriptions, index-names (indexes matched by their\n"
-    "                        columns), schemas (tables matched by name whichever\n"
+    "                        columns), key-names (keys and foreign keys matched by\n"
+    "                        their columns), schemas (tables matched by name whichever\n"
     "                        schema holds them, as for SQLite's one schema), server\n"
     "                        (the catalogs' server type); repeatable\n"
     "Exit status: 0 equal, 1 different, 2 error.\n";
@@ -85,11 +86,15 @@ int parse(int argc, const char* const* argv, DiffOptions& options) {
         options.compare.ignoreIndexNames = true;
       } else if (text == "server") {
         options.compare.ignoreServer = true;
+      } else if (text == "key-names") {
+        options.compare.ignoreKeyNames = true;
       } else if (text == "schemas") {
         options.compare.ignoreSchemas = true;
       } else {
-        return trouble("--ignore takes types, descriptions, index-names, schemas or server, not '" +
-                       text + "'");
+        return trouble(
+            "--ignore takes types, descriptions, index-names, key-names, schemas or server, "
+            "not '" +
+            text + "'");
       }
     } else {
       return trouble("unknown option '" + argument + "'; try 'pcd-import diff --help'");

@@ -188,7 +188,13 @@ class Flattener {
     const std::string group = std::string(kind) + " " + pathOf(&table);
     Properties tableProperties;
     description(table.getDescription(), tableProperties);
-    tableProperties.emplace_back("primaryKey", nameOf(table.getPrimaryKey()));
+    if (options_.ignoreKeyNames) {
+      const ZELKey* primary = table.getPrimaryKey();
+      tableProperties.emplace_back(
+          "primaryKey", primary == nullptr ? "(none)" : "(" + keyColumnNames(*primary) + ")");
+    } else {
+      tableProperties.emplace_back("primaryKey", nameOf(table.getPrimaryKey()));
+    }
     add(group, 0, std::string(kind) + " " + text(table.getName()), std::move(tableProperties));
     for (const ZELFeature* feature : table.features()) {
       if (!feature->isInstanceOf(ZEL_ET_ATTRIBUTE)) continue;
@@ -221,15 +227,24 @@ class Flattener {
       properties.emplace_back("unique",
                               static_cast<const ZELCandidateKey&>(key).uniqueKey ? "yes" : "no");
     }
+    std::string referencedTable;
     if (foreign) {
       const ZELCandidateKey* referenced = static_cast<const ZELForeignKey&>(key).getCandidateKey();
-      properties.emplace_back("references", referenced == nullptr
-                                                ? std::string("(none)")
-                                                : pathOf(referenced->getAssociatedClass()) + " " +
-                                                      text(referenced->getName()));
+      referencedTable =
+          referenced == nullptr ? std::string("(none)") : pathOf(referenced->getAssociatedClass());
+      properties.emplace_back("references",
+                              referenced == nullptr ? referencedTable
+                              : options_.ignoreKeyNames
+                                  ? referencedTable
+                                  : referencedTable + " " + text(referenced->getName()));
     }
-    add(group, 2, std::string(foreign ? "foreign key " : "key ") + text(key.getName()),
-        std::move(properties));
+    // Without key names a key is known by its columns (and what it
+    // references).
+    const std::string name =
+        options_.ignoreKeyNames
+            ? "(" + keyColumnNames(key) + ")" + (foreign ? " -> " + referencedTable : std::string())
+            : text(key.getName());
+    add(group, 2, std::string(foreign ? "foreign key " : "key ") + name, std::move(properties));
   }
 
   void procedure(const ZELStoredProcedure& procedure) {

@@ -33,6 +33,7 @@ struct CompareOptions {
   bool ignoreTypes = false;         // column and argument types, lengths, scales
   bool ignoreDescriptions = false;  // descriptions of every object
   bool ignoreIndexNames = false;    // indexes matched by their columns
+  bool ignoreKeyNames = false;      // keys and foreign keys matched by their columns
 };
 
 // The changes from `before` to `after`, grouped (groups sorted by path, the

@@ -6,6 +6,7 @@
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
+#include <algorithm>
 #include <sstream>
 
 #include "catalog_reader.h"
@@ -18,6 +19,17 @@ Snapshot takeSnapshot(const std::string& urlText, const SnapshotOptions& options
   readOptions.schemas = options.schemas;
   LiveCatalog catalog = readLiveCatalog(url, readOptions);
   if (!options.systemName.empty()) catalog.systemName = options.systemName;
+  // Every new PostgreSQL database has a schema "public"; empty and not
+  // asked for, it is the engine's, not the catalog's.
+  if (url.engine == Engine::kPostgresql && options.schemas.empty()) {
+    auto& schemas = catalog.schemas;
+    schemas.erase(std::remove_if(schemas.begin(), schemas.end(),
+                                 [](const LiveSchema& schema) {
+                                   return schema.name == "public" && schema.tables.empty() &&
+                                          schema.procedures.empty();
+                                 }),
+                  schemas.end());
+  }
   Snapshot snapshot;
   snapshot.shownUrl = url.shown();
   snapshot.empty = catalog.schemas.empty();

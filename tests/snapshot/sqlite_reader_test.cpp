@@ -66,7 +66,8 @@ std::string fileBytes(const std::string& path) {
 const char* const kScript = R"sql(
 CREATE TABLE customers (
   id INTEGER PRIMARY KEY AUTOINCREMENT,
-  email VARCHAR(120) NOT NULL CONSTRAINT uq_customer_email UNIQUE,
+  email VARCHAR(120) NOT NULL CONSTRAINT uq_customer_email -- CONSTRAINT wrong
+    UNIQUE,
   "name, full" TEXT DEFAULT 'CHECK (x), CONSTRAINT fake UNIQUE', -- CONSTRAINT no UNIQUE
   "größe" DECIMAL(10, 2) CHECK ("größe" > 0),
   /* CHECK (not one) */ rating unsigned big int,
@@ -98,7 +99,7 @@ CREATE TABLE "Zeta, ü" ("line
 break" TEXT, "ключ" INT PRIMARY KEY);
 CREATE TABLE loose (a INT, b INT REFERENCES loose);
 CREATE TABLE gen (a INT CONSTRAINT gen_key PRIMARY KEY, b INT GENERATED ALWAYS AS (a * 2) VIRTUAL,
-  c INT AS (a + 1) STORED);
+  c INT AS (a + 1) STORED CONSTRAINT c_set NOT NULL UNIQUE);
 CREATE TRIGGER gen_insert AFTER INSERT ON gen BEGIN SELECT 1; END;
 CREATE VIRTUAL TABLE docs USING fts5(title, body);
 CREATE VIEW "big spenders" AS SELECT c.email, sum(l.amount) AS total
@@ -216,6 +217,8 @@ TEST_F(SqliteReader, NamesKeysFromTheTextOrMakesNamesUp) {
   EXPECT_EQ(lines.primaryKey.columns, (std::vector<int>{1, 0}));  // key order
   EXPECT_TRUE(lines.uniqueKeys.empty());
   EXPECT_EQ(table("gen").primaryKey.name, "gen_key");
+  ASSERT_EQ(table("gen").uniqueKeys.size(), 1u);
+  EXPECT_EQ(table("gen").uniqueKeys[0].name, "uq_gen_1");  // c_set names NOT NULL
   EXPECT_EQ(table("Zeta, ü").primaryKey.name, "pk_Zeta, ü");
   EXPECT_FALSE(table("loose").hasPrimaryKey);
   EXPECT_FALSE(table("big spenders").hasPrimaryKey);
