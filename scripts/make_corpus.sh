@@ -2,9 +2,8 @@
 # Remakes tests/data/corpus: real catalogs for the tests, from the SQL schemas
 # that Debian packages ship. Each package is downloaded (apt-get download) and
 # unpacked (dpkg-deb -x), never installed; its schema is loaded into a
-# throwaway PostgreSQL or MariaDB server (a temporary folder, a Unix socket,
-# run as "nobody" when we are root) or a SQLite file, and snapshotted with
-# `pcd-import snapshot`. The servers are stopped and removed on every exit.
+# throwaway PostgreSQL or MariaDB server (scripts/throwaway_servers.sh) or a
+# SQLite file, and snapshotted with `pcd-import snapshot`.
 #
 #   scripts/make_corpus.sh [build/release/bin/pcd-import]
 set -euo pipefail
@@ -14,21 +13,7 @@ program=${1:-$root/build/release/bin/pcd-import}
 out=$root/tests/data/corpus
 [ -x "$program" ] || { echo "make_corpus: build pcd-import first ($program)" >&2; exit 1; }
 
-work=$(mktemp -d /dev/shm/pcd-corpus-XXXXXX 2>/dev/null || mktemp -d)
-as_server=()
-if [ "$(id -u)" -eq 0 ]; then
-  chown nobody "$work"
-  as_server=(runuser -u nobody --)
-fi
-pg_bin=$(ls -d /usr/lib/postgresql/*/bin | sort -V | tail -n 1)
-mariadb_pid=""
-cleanup() {
-  [ -f "$work/pg/postmaster.pid" ] &&
-    "${as_server[@]}" "$pg_bin/pg_ctl" -D "$work/pg" -m immediate -w stop >/dev/null 2>&1
-  if [ -n "$mariadb_pid" ]; then kill "$mariadb_pid" 2>/dev/null; wait "$mariadb_pid" 2>/dev/null; fi
-  rm -rf "$work"
-}
-trap cleanup EXIT
+source "$root/scripts/throwaway_servers.sh"
 
 # --- the packages and the schema files in them -----------------------------
 packages=(icinga2-ido-pgsql icinga2-ido-mysql request-tracker5 freeradius-config
@@ -62,26 +47,6 @@ entries=(
   "tt-rss|postgresql|$x/tt-rss/usr/share/tt-rss/schema/ttrss_schema_pgsql.sql"
   "opendmarc|mariadb|$x/opendmarc/$dbc/opendmarc/install/mysql"
 )
-
-# --- throwaway servers -------------------------------------------------------
-"${as_server[@]}" "$pg_bin/initdb" -D "$work/pg" -A trust -U pcd -E UTF8 --locale=C --no-sync >/dev/null
-"${as_server[@]}" "$pg_bin/pg_ctl" -D "$work/pg" -l "$work/pg.log" -w \
-  -o "-c listen_addresses='' -k $work -c fsync=off" start >/dev/null
-user_flag=()
-[ ${#as_server[@]} -gt 0 ] && user_flag=(--user=nobody)
-mariadb-install-db --no-defaults --datadir="$work/my" --auth-root-authentication-method=normal \
-  --skip-test-db --tmpdir="$work" "${user_flag[@]}" >/dev/null 2>&1
-mariadbd --no-defaults --datadir="$work/my" --socket="$work/my.sock" --skip-networking \
-  --tmpdir="$work" --pid-file="$work/my.pid" --log-error="$work/my.err" "${user_flag[@]}" \
-  --innodb-buffer-pool-size=64M --innodb-flush-log-at-trx-commit=0 &
-mariadb_pid=$!
-for _ in $(seq 100); do
-  mariadb-admin --no-defaults --socket="$work/my.sock" -u root ping >/dev/null 2>&1 && break
-  sleep 0.2
-done
-
-psql_run() { psql -X -q -v ON_ERROR_STOP=1 -h "$work" -U pcd "$@"; }
-mysql_run() { mariadb --no-defaults --socket="$work/my.sock" -u root "$@"; }
 
 mkdir -p "$out"
 rm -f "$out"/*.pcd

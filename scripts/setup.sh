@@ -27,6 +27,10 @@ run_packages=(
   "ninja-build ninja"
   "pkg-config pkg-config"
   "libgraphviz-dev /usr/include/graphviz/gvc.h"  # the svg format lays out in the process
+  # snapshot: each engine's own client library
+  "libpq-dev /usr/include/postgresql/libpq-fe.h"
+  "libmariadb-dev /usr/include/mariadb/mysql.h"
+  "libsqlite3-dev /usr/include/sqlite3.h"
 )
 test_packages=(
   "libgtest-dev /usr/include/gtest/gtest.h"
@@ -45,7 +49,6 @@ test_packages=(
   "postgresql-15 /usr/lib/postgresql/15/bin/initdb"
   "mariadb-server /usr/sbin/mariadbd"
   "mariadb-client mariadb"
-  "libsqlite3-dev /usr/include/sqlite3.h"
 )
 
 present() {  # command-or-file
