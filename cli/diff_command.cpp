@@ -4,12 +4,14 @@
 #include <string>
 #include <vector>
 
+#include "error_context.h"
 #include "import_run.h"
 #include "json_writer.h"
 #include "model/zel_model.h"
 #include "input_file.h"
 #include "model_diff.h"
 #include "plugin_loader.h"
+#include "program_log.h"
 #include "subcommand_arguments.h"
 #include "text_encoding.h"
 #include "zel_log.h"
@@ -77,6 +79,15 @@ std::string importFile(BridgePlugin& plugin, const std::string& file, const Diff
     convertModelToUtf8(model, options.inputEncoding, failure);
   }
   return failure;
+}
+
+// A failed import, told as the import tells it: the catalogued text, then
+// the line and what is wrong in it, or the records that name a missing id.
+int importFailure(const InputFile& input, const std::string& failure) {
+  ProgramLog log(stderr, LogFormat::kText, ZEL_SEVERITY_FATAL, false);
+  log.failure("pcd-import diff: " + input.shownName() + ": " + failure,
+              explainFailure(failure, input));
+  return kExitTrouble;
 }
 
 const char* marker(ModelChange::Kind kind) {
@@ -179,7 +190,7 @@ int runDiffCommand(int argc, const char* const* argv) {
     if (!inputs[i].identify(file, failure) || !inputs[i].prepare(failure))
       return trouble(file + ": " + failure);
     failure = importFile(plugin, inputs[i].path(), options, *models[i]);
-    if (!failure.empty()) return trouble(inputs[i].shownName() + ": " + failure);
+    if (!failure.empty()) return importFailure(inputs[i], failure);
   }
   const std::vector<ModelChange> changes = diffModels(before, after);
   if (options.json) {
