@@ -1,0 +1,62 @@
+// Tables the import leaves out without a message: a TABLE_AT record places
+// a table or view at the record its to id names, and the import builds the
+// table only when that record carries a schema or a catalog. Another table,
+// its placement, a column or a schema record that no SCHEM_AT places carry
+// neither, so the table (with its columns) is skipped, and a foreign key to
+// it keeps no referenced table. `check` and the import tell the user by this
+// one rule.
+#pragma once
+
+#include <string>
+#include <unordered_map>
+#include <unordered_set>
+#include <vector>
+
+#include "zel_keyed_hash.h"
+
+class TableLocations {
+ public:
+  // Takes one record line's name and ids, in file order: a later record with
+  // the same id replaces an earlier one, as in the import.
+  void add(const std::string& name, long id, long fromId, long toId);
+  // True when the import makes a schema or a catalog of record `id`, so that
+  // a table placed there is built.
+  bool holdsSchemaOrCatalog(long id) const;
+
+  // Ids come from the file: hashed with the process's key.
+  struct IdHash {
+    size_t operator()(long id) const noexcept {
+      return static_cast<size_t>(zel_hash::hashWord(static_cast<uint64_t>(id)));
+    }
+  };
+
+ private:
+  enum class Kind {
+    kSchema,
+    kSchemaPlacement,
+    kCatalog,
+    kCatalogPlacement,
+    kServerType,
+    kServerInstance
+  };
+  // The records that can carry a schema or a catalog, by id.
+  std::unordered_map<long, Kind, IdHash> kinds_;
+  std::unordered_set<long, IdHash> placedSchemas_;   // SCHEMA ids a SCHEM_AT names
+  std::unordered_set<long, IdHash> catalogRecords_;  // DATABASE and REL_SYS ids a DB_AT names
+  std::unordered_map<long, long, IdHash> instanceSystems_;   // SERVINST id -> its REL_SYS
+  std::unordered_multimap<long, long, IdHash> serverTypes_;  // SERVTYPE id -> a REL_SYS
+};
+
+// A table or view that the import did not build because none of its TABLE_AT
+// records places it at a schema or a catalog.
+struct MisplacedTable {
+  std::string kind;      // "TABLE" or "VIEW"
+  std::string name;      // the table's name as the file spells it
+  long line = 0;         // the (first) TABLE_AT record placing it
+  std::string location;  // e.g. "the TABLE_AT record on line 29"
+};
+
+// Reads the extract at `path` (as the reader does, in one pass, and a second
+// one only when a table is left out) and lists the tables the import left
+// out, in file order. Empty when none, or when the file cannot be read.
+std::vector<MisplacedTable> findMisplacedTables(const std::string& path);
