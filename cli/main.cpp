@@ -153,13 +153,15 @@ int importAndWrite(ZELModelBridgeImportDllInterface& bridge, const CommandLine& 
   ProgressAwareLog shownLog(progress, log);
   ZELTeeLog keptAndShown(shownLog, keptLog);
   DecodingLog importLog(keptAndShown, options.inputEncoding);
-  // Reads the file on a free processor while the bridge imports it.
+  // Read the file on a free processor while the bridge imports it.
   AsciiCheck asciiCheck(input.path());
+  MisplacedTableScan misplacedTables(input.path());
   const std::string failure = runImport(bridge, options.bridgeId, input.path(), model, importLog);
   log.endPhase();
   // The program's own messages below are printed on a clean line.
   progress.stop();
   if (!failure.empty()) {
+    misplacedTables.cancel();  // before the file is read again, for the context
     log.failure(failure, explainFailure(failure, input));
     return kExitFailure;
   }
@@ -171,7 +173,7 @@ int importAndWrite(ZELModelBridgeImportDllInterface& bridge, const CommandLine& 
 
   // The bridge skips a table placed at something that is neither a schema
   // nor a catalog without a message; the file tells which.
-  for (const MisplacedTable& table : findMisplacedTables(input.path())) {
+  for (const MisplacedTable& table : misplacedTables.result()) {
     log.program(ZEL_SEVERITY_WARNING, program_messages::kMisplacedTable,
                 std::string(table.kind == "VIEW" ? "View " : "Table ") + table.name +
                     " (placed by the TABLE_AT record on line " + std::to_string(table.line) +
