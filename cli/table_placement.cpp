@@ -108,28 +108,28 @@ bool isLocationOrPlacement(const char* line) {
 
 }  // namespace
 
-void TableLocations::add(const std::string& name, long id, long fromId, long toId) {
+void TableLocations::add(const char* name, long id, long fromId, long toId) {
+  const auto is = [name](const char* kind) { return std::strcmp(name, kind) == 0; };
   Kind kind;
-  if (name == "SCHEMA") {
+  if (is("SCHEMA")) {
     kind = Kind::kSchema;
-  } else if (name == "SCHEM_AT") {
+  } else if (is("SCHEM_AT")) {
     kind = Kind::kSchemaPlacement;
     placedSchemas_.insert(fromId);
-  } else if (name == "DATABASE" || name == "REL_SYS") {
+  } else if (is("DATABASE") || is("REL_SYS")) {
     kind = Kind::kCatalog;
-  } else if (name == "DB_AT") {
+  } else if (is("DB_AT")) {
     kind = Kind::kCatalogPlacement;
     catalogRecords_.insert(fromId);
     catalogRecords_.insert(toId);
-  } else if (name == "SERVTYPE") {
+  } else if (is("SERVTYPE")) {
     kind = Kind::kServerType;
-  } else if (name == "SERVINST") {
+  } else if (is("SERVINST")) {
     kind = Kind::kServerInstance;
     instanceSystems_[id] = toId;
     serverTypes_.emplace(fromId, toId);
   } else {
-    if (!kinds_.empty()) kinds_.erase(id);  // replaced by a record of another kind
-    return;
+    return;  // never a schema or a catalog
   }
   kinds_[id] = kind;
 }
@@ -173,7 +173,7 @@ std::vector<MisplacedTable> findMisplacedTables(const std::string& path,
   // `check` reports the repeated id.
   const bool read = forEachRecord(path, stop, isLocationOrPlacement,
                                   [&](long number, const RecordIds& ids, const char*) {
-                                    locations.add(ids.name, ids.id, ids.fromId, ids.toId);
+                                    locations.add(ids.name.c_str(), ids.id, ids.fromId, ids.toId);
                                     if (ids.name == "TABLE_AT")
                                       placements.push_back({ids.fromId, ids.toId, number});
                                   });

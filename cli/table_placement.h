@@ -19,9 +19,9 @@
 
 class TableLocations {
  public:
-  // Takes one record line's name and ids, in file order: a later record with
-  // the same id replaces an earlier one, as in the import.
-  void add(const std::string& name, long id, long fromId, long toId);
+  // Takes one record's name and ids: the record the import keeps for that
+  // id (of records with the same id, the last).
+  void add(const char* name, long id, long fromId, long toId);
   // True when the import makes a schema or a catalog of record `id`, so that
   // a table placed there is built.
   bool holdsSchemaOrCatalog(long id) const;
