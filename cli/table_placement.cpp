@@ -148,12 +148,17 @@ bool TableLocations::holdsSchemaOrCatalog(long id) const {
     case Kind::kServerInstance:
       return catalogRecords_.count(instanceSystems_.at(id)) != 0;
     case Kind::kServerType: {
-      // A server type carries the catalog of a system it describes.
+      // A server type carries the catalog of a system it describes. Its
+      // systems are looked at once, however many tables name it.
+      const auto known = serverTypeAnswers_.find(id);
+      if (known != serverTypeAnswers_.end()) return known->second;
+      bool holds = false;
       const auto [first, last] = serverTypes_.equal_range(id);
-      for (auto type = first; type != last; ++type) {
-        if (catalogRecords_.count(type->second) != 0) return true;
+      for (auto type = first; type != last && !holds; ++type) {
+        holds = catalogRecords_.count(type->second) != 0;
       }
-      return false;
+      serverTypeAnswers_.emplace(id, holds);
+      return holds;
     }
   }
   return false;

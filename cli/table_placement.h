@@ -23,7 +23,7 @@ class TableLocations {
   // id (of records with the same id, the last).
   void add(const char* name, long id, long fromId, long toId);
   // True when the import makes a schema or a catalog of record `id`, so that
-  // a table placed there is built.
+  // a table placed there is built. Asked once every record has been added.
   bool holdsSchemaOrCatalog(long id) const;
 
   // Ids come from the file: hashed with the process's key.
@@ -48,6 +48,7 @@ class TableLocations {
   std::unordered_set<long, IdHash> catalogRecords_;  // DATABASE and REL_SYS ids a DB_AT names
   std::unordered_map<long, long, IdHash> instanceSystems_;   // SERVINST id -> its REL_SYS
   std::unordered_multimap<long, long, IdHash> serverTypes_;  // SERVTYPE id -> a REL_SYS
+  mutable std::unordered_map<long, bool, IdHash> serverTypeAnswers_;
 };
 
 // A table or view that the import did not build because none of its TABLE_AT
