@@ -6,6 +6,7 @@
 #include <cstring>
 #include <fstream>
 #include <iostream>
+#include <new>
 #include <string>
 #include <vector>
 
@@ -18,14 +19,22 @@ namespace {
 
 constexpr int kExitClean = 0;
 constexpr int kExitProblems = 1;
-constexpr int kExitUsage = 2;
+constexpr int kExitUsage = 2;        // also: a file that cannot be read
+constexpr int kExitCannotCheck = 4;  // out of memory, a failure of the check itself
 
 const char kCheckUsage[] =
     "Usage: pcd-import check [--format text|json] [--strict] [--max-line-bytes N] FILE...\n"
     "Lists every problem of each PCD file with its line number, in one pass:\n"
     "lines the import rejects, missing ids and ids of the wrong kind, duplicate\n"
-    "ids, records the import skips. --strict adds tables without a key.\n"
-    "Exit status: 0 no errors, 1 errors found, 2 usage error.\n";
+    "ids, records the import skips (tables placed at something that is neither a\n"
+    "schema nor a catalog among them), counted strings whose count ends inside\n"
+    "their field.\n"
+    "--strict adds these warnings: tables without a primary key, tables and\n"
+    "columns without a description, foreign keys that no other key or index\n"
+    "starts with.\n"
+    "Exit status: 0 no errors (warnings allowed), 1 errors found, 2 usage error or\n"
+    "a file that cannot be read, 4 the check could not be done (out of memory,\n"
+    "standard output not writable).\n";
 
 struct CheckOptions {
   std::vector<std::string> files;
@@ -54,7 +63,7 @@ int parse(int argc, const char* const* argv, CheckOptions& options) {
       options.files.push_back(argument);
     } else if (argument == "-h" || argument == "--help") {
       std::fputs(kCheckUsage, stdout);
-      return std::fflush(stdout) == 0 ? kExitClean : kExitProblems;
+      return std::fflush(stdout) == 0 ? kExitClean : kExitCannotCheck;
     } else if (argument == "--strict") {
       options.strict = true;
     } else if (arguments.takeValue("--format", text) || arguments.takeValue("-f", text)) {
@@ -78,18 +87,26 @@ int parse(int argc, const char* const* argv, CheckOptions& options) {
 
 FileResult checkFile(const std::string& file, bool strict) {
   FileResult result{file, "", {}};
-  if (file == "-") {
-    result.report = checkExtract(std::cin, strict);
-    return result;
+  std::ifstream opened;
+  std::istream* in = &std::cin;
+  if (file != "-") {
+    opened.open(file, std::ios::in | std::ios::binary);
+    const int error = errno;
+    if (!opened && error == ENOMEM) throw std::bad_alloc();
+    if (!opened) {
+      result.openError = std::strerror(error);
+      return result;
+    }
+    in = &opened;
   }
-  std::ifstream in(file, std::ios::in | std::ios::binary);
-  const int error = errno;
-  if (!in) {
-    result.openError = std::strerror(error);
-    return result;
+  // A failure inside the stream (out of memory among them) is thrown as it
+  // is, not turned into an end of the file that would look checked.
+  in->exceptions(std::ios::badbit);
+  try {
+    result.report = checkExtract(*in, strict);
+  } catch (const std::ios_base::failure&) {
+    result.openError = "read error";
   }
-  result.report = checkExtract(in, strict);
-  if (in.bad()) result.openError = "read error";
   return result;
 }
 
@@ -155,26 +172,45 @@ bool printJson(const std::vector<FileResult>& results, long errors, long warning
   return json.finish();
 }
 
-}  // namespace
-
-int runCheckCommand(int argc, const char* const* argv) {
+int runCheck(int argc, const char* const* argv) {
   CheckOptions options;
   const int parsed = parse(argc, argv, options);
   if (parsed >= 0) return parsed;
   std::vector<FileResult> results;
   long errors = 0;
   long warnings = 0;
+  bool unreadable = false;
   for (const std::string& file : options.files) {
     results.push_back(checkFile(file, options.strict));
     const FileResult& result = results.back();
+    unreadable = unreadable || !result.openError.empty();
     errors += result.report.errors() + (result.openError.empty() ? 0 : 1);
     warnings += result.report.warnings();
   }
+  bool written = true;
   if (options.json) {
-    if (!printJson(results, errors, warnings)) return kExitProblems;
+    written = printJson(results, errors, warnings);
   } else {
     printText(results, errors, warnings);
   }
-  if (std::fflush(stdout) != 0) return kExitProblems;
+  if (std::fflush(stdout) != 0 || !written) {
+    std::fputs("pcd-import check: cannot write to standard output\n", stderr);
+    return kExitCannotCheck;
+  }
+  if (unreadable) return kExitUsage;
   return errors > 0 ? kExitProblems : kExitClean;
+}
+
+}  // namespace
+
+int runCheckCommand(int argc, const char* const* argv) {
+  // Either ends the check without a verdict: no finding may be taken for one.
+  try {
+    return runCheck(argc, argv);
+  } catch (const std::bad_alloc&) {
+    std::fputs("pcd-import check: out of memory\n", stderr);
+  } catch (const std::exception& failure) {
+    std::fprintf(stderr, "pcd-import check: %s\n", failure.what());
+  }
+  return kExitCannotCheck;
 }

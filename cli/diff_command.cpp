@@ -5,12 +5,14 @@
 #include <vector>
 
 #include "database_url.h"
+#include "error_context.h"
 #include "import_run.h"
 #include "input_file.h"
 #include "json_writer.h"
 #include "model/zel_model.h"
 #include "model_diff.h"
 #include "plugin_loader.h"
+#include "program_log.h"
 #include "snapshot.h"
 #include "subcommand_arguments.h"
 #include "text_encoding.h"
@@ -114,6 +116,15 @@ std::string importFile(BridgePlugin& plugin, const std::string& file, const Diff
     convertModelToUtf8(model, options.inputEncoding, failure);
   }
   return failure;
+}
+
+// A failed import, told as the import tells it: the catalogued text, then
+// the line and what is wrong in it, or the records that name a missing id.
+int importFailure(const InputFile& input, const std::string& failure) {
+  ProgramLog log(stderr, LogFormat::kText, ZEL_SEVERITY_FATAL, false);
+  log.failure("pcd-import diff: " + input.shownName() + ": " + failure,
+              explainFailure(failure, input));
+  return kExitTrouble;
 }
 
 const char* marker(ModelChange::Kind kind) {
@@ -229,7 +240,8 @@ int runDiffCommand(int argc, const char* const* argv) {
       return trouble(argument + ": " + failure);
     failure = importFile(plugin, inputs[i].path(), options, *models[i]);
     if (!failure.empty()) {
-      return trouble((file == argument ? inputs[i].shownName() : argument) + ": " + failure);
+      if (file != argument) return trouble(argument + ": " + failure);
+      return importFailure(inputs[i], failure);
     }
   }
   const std::vector<ModelChange> changes = diffModels(before, after, options.compare);

@@ -3,6 +3,7 @@
 #include <cstdlib>
 #include <fstream>
 #include <functional>
+#include <limits>
 
 #include "pcd/line_explanation.h"
 #include "zel_text_io.h"
@@ -39,36 +40,70 @@ std::string shownStart(const std::string& line) {
   return shown;
 }
 
-// Reads the file line by line as the reader does (the same line reading),
-// calling `visit(number, line)` until it returns false.
-void forEachLine(const InputFile& input,
-                 const std::function<bool(long, const std::string&)>& visit) {
+// One line as read again: its bytes, or for a line longer than the reader
+// accepts, only its first bytes (enough to show) and `tooLong`.
+struct ReadLine {
+  std::string text;
+  bool tooLong = false;
+};
+
+// Reads the file line by line as the reader does (the same line reading and
+// limit), calling `visit(number, line)` until it returns false. A line over
+// the limit is visited too, with the start that is shown of it; the reader
+// stops at such a line, so nothing after it is visited.
+void forEachLine(const InputFile& input, const std::function<bool(long, const ReadLine&)>& visit) {
   std::ifstream in(input.path(), std::ios::in | std::ios::binary);
   if (!in) return;
   ZELString line;
+  ReadLine read;
   long number = 0;
-  while (getFullLine(in, line, 4096)) {
-    if (!visit(++number, std::string(line.c_str(), line.length()))) return;
+  for (;;) {
+    try {
+      if (!getFullLine(in, line, 4096)) return;
+    } catch (const ZELLineTooLong&) {
+      // Its start, read from the file again: the lines before it end at
+      // "\n" as the reader's do.
+      std::ifstream again(input.path(), std::ios::in | std::ios::binary);
+      for (long skipped = 0; skipped < number; ++skipped) {
+        again.ignore(std::numeric_limits<std::streamsize>::max(), '\n');
+      }
+      read.text.assign(kShownBytes + 1, '\0');
+      again.read(&read.text[0], static_cast<std::streamsize>(read.text.size()));
+      read.text.resize(static_cast<size_t>(again.gcount()));
+      const size_t end = read.text.find('\n');  // a line at most a few bytes over the limit
+      if (end != std::string::npos) read.text.resize(end);
+      read.tooLong = true;
+      visit(++number, read);
+      return;
+    }
+    read.text.assign(line.c_str(), line.length());
+    if (!visit(++number, read)) return;
   }
 }
 
-std::string lineContext(long number, const std::string& line) {
-  return "line " + std::to_string(number) + ": " + shownStart(line);
+std::string lineContext(long number, const ReadLine& line) {
+  return "line " + std::to_string(number) + ": " + shownStart(line.text);
 }
 
 void explainLineError(long lineNumber, const InputFile& input, FailureContext& context) {
   long lastRecordId = 0;
   bool hasLastRecord = false;
-  forEachLine(input, [&](long number, const std::string& line) {
-    if (number == lineNumber) {
+  forEachLine(input, [&](long number, const ReadLine& line) {
+    if (number == lineNumber || line.tooLong) {
       context.line = number;
-      context.lineStart = shownStart(line);
-      context.explanation = explainLine(line.c_str(), hasLastRecord ? &lastRecordId : nullptr);
+      context.lineStart = shownStart(line.text);
+      if (line.tooLong) {
+        context.explanation = "the line is longer than " + std::to_string(maxLineBytes()) +
+                              " bytes (see --max-line-bytes)";
+      } else {
+        context.explanation =
+            explainLine(line.text.c_str(), hasLastRecord ? &lastRecordId : nullptr);
+      }
       if (context.explanation.empty()) context.explanation = "the line is not a valid record";
       return false;
     }
     if (number > 1) {
-      const RecordIds ids = readRecordIds(line.c_str());
+      const RecordIds ids = readRecordIds(line.text.c_str());
       if (ids.isRecord) {
         lastRecordId = ids.id;
         hasLastRecord = true;
@@ -84,9 +119,9 @@ void explainObjectReference(long id, bool missing, const InputFile& input,
                             FailureContext& context) {
   int listed = 0;
   long more = 0;
-  forEachLine(input, [&](long number, const std::string& line) {
-    if (number == 1) return true;
-    const RecordIds ids = readRecordIds(line.c_str());
+  forEachLine(input, [&](long number, const ReadLine& line) {
+    if (number == 1 || line.tooLong) return true;
+    const RecordIds ids = readRecordIds(line.text.c_str());
     if (!ids.isRecord) return true;
     std::string note;
     if (!missing && ids.id == id)
@@ -131,8 +166,8 @@ FailureContext explainFailure(const std::string& failure, const InputFile& input
 
 bool hasAnyRecord(const InputFile& input) {
   bool found = false;
-  forEachLine(input, [&](long number, const std::string& line) {
-    found = number > 1 && readRecordIds(line.c_str()).isRecord;
+  forEachLine(input, [&](long number, const ReadLine& line) {
+    found = number > 1 && !line.tooLong && readRecordIds(line.text.c_str()).isRecord;
     return !found;
   });
   return found;

@@ -9,6 +9,7 @@
 
 #include "pcd/line_explanation.h"
 #include "pcd/record_layouts.h"
+#include "table_placement.h"
 #include "zel_text_io.h"
 
 namespace {
@@ -67,7 +68,8 @@ class Checker {
       }
       if (report_.lines == 1) continue;
       const char* text = line.c_str();
-      const std::string why = explainLine(text, haveRecord ? &lastRecordId : nullptr);
+      std::string countNote;
+      const std::string why = explainLine(text, haveRecord ? &lastRecordId : nullptr, &countNote);
       if (!why.empty()) {
         lineError(why);
         // Text lines of a rejected record belong to it, not to the record
@@ -80,12 +82,17 @@ class Checker {
         }
         continue;
       }
+      // The import reads the line as it is; a count that ends inside its
+      // field loses the rest of the field without a message.
+      if (!countNote.empty()) add(report_.lines, false, countNote);
       if (text[0] == 'T') described_.insert(lastRecordId);
       if (text[0] != 'E' && text[0] != 'R') continue;
       const RecordIds ids = readRecordIds(text);
       addRecord(ids);
-      if (ids.name == "KEY" || ids.name == "TABLE") {
-        // Names for the messages; a key's kind letter ("P", "A", "F", "I").
+      if (ids.name == "KEY" || ids.name == "TABLE" || ids.name == "VIEW" ||
+          (strict_ && ids.name == "REL_COL")) {
+        // Names for the messages (columns only for --strict, which names
+        // them); a key's kind letter ("P", "A", "F", "I").
         const std::vector<std::string> texts = readTextAttributes(text);
         if (!texts.empty()) names_[ids.id] = texts[0];
         if (ids.name == "KEY" && texts.size() > 1) keyKinds_[ids.id] = texts[1];
@@ -182,6 +189,15 @@ class Checker {
     std::unordered_map<long, int> keyColumns;  // KEY id -> KEY_COL count
     std::unordered_set<long> placed;           // TABLE, VIEW, DBPROC ids placed
     std::vector<const RecordFacts*> parms, indexes;
+    // Which records the import makes schemas or catalogs of, where tables
+    // may be placed; the tables placed elsewhere, with their locations.
+    TableLocations locations;
+    for (const RecordFacts& record : records_) {
+      if (record.kind != kNoKind && isCurrent(record))
+        locations.add(kindName(record.kind), record.id, record.fromId, record.toId);
+    }
+    std::vector<std::pair<const RecordFacts*, const RecordFacts*>> misplaced;
+    std::unordered_set<long> built;  // tables and views placed at a schema or catalog
     for (const RecordFacts& record : records_) {
       if (record.kind == kNoKind || !isCurrent(record)) continue;
       const std::string name = kindName(record.kind);
@@ -196,8 +212,15 @@ class Checker {
         resolve(record, "to id", record.toId, kNoKind);
       } else if (name == "TABLE_AT" || name == "OBJ_AT") {
         const RecordFacts* object = resolve(record, "from id", record.fromId, kNoKind);
-        resolve(record, "to id", record.toId, kNoKind);
+        const RecordFacts* location = resolve(record, "to id", record.toId, kNoKind);
         if (object != nullptr) placed.insert(object->id);
+        if (name == "TABLE_AT" && object != nullptr && location != nullptr) {
+          if (locations.holdsSchemaOrCatalog(location->id)) {
+            built.insert(object->id);
+          } else {
+            misplaced.emplace_back(&record, location);
+          }
+        }
       } else if (name == "TBL_COL" || name == "VIEW_COL") {
         resolve(record, "from id", record.fromId, kind(name == "TBL_COL" ? "TABLE" : "VIEW"));
         resolveColumn(record);
@@ -244,8 +267,30 @@ class Checker {
                 std::to_string(index->fromId) + " has no KEY_COL record; the import skips it");
       }
     }
+    reportMisplaced(misplaced, built);
     reportUnplaced(placed);
     checkForeignKeyColumns();
+  }
+
+  // TABLE_AT records whose location the import makes neither a schema nor a
+  // catalog of: it skips the placement (and the table, when no other
+  // placement builds it), and a foreign key to it keeps no referenced table.
+  void reportMisplaced(
+      const std::vector<std::pair<const RecordFacts*, const RecordFacts*>>& misplaced,
+      const std::unordered_set<long>& built) {
+    for (const auto& [placement, location] : misplaced) {
+      misplacedPlacements_.insert(placement->id);
+      const RecordFacts* object = find(placement->fromId);
+      if (built.count(object->id) == 0) skippedTables_.insert(object->id);
+      if (object->kind != kind("TABLE") && object->kind != kind("VIEW")) continue;
+      const std::string what = object->kind == kind("TABLE") ? "table" : "view";
+      add(placement->line, false,
+          "TABLE_AT record (id " + std::to_string(placement->id) + ") places " + what + " " +
+              nameOf(object->id) + " at the " + kindName(location->kind) + " record on line " +
+              std::to_string(location->line) + ", which is neither a schema nor a catalog; " +
+              (built.count(object->id) != 0 ? std::string("the import ignores this placement")
+                                            : "the import skips the " + what + " and its columns"));
+    }
   }
 
   std::string nameOf(long id) const {
@@ -306,11 +351,19 @@ class Checker {
       const long keyId = foreignKey->toId;
       const long referencedTable = placement->fromId;
       const auto keyAt = keys.find(keyId);
+      // A key of a table the import skips is never made: the table's
+      // warning says so.
+      if (keyAt != keys.end() && skippedTables_.count(keyAt->second.table) != 0) continue;
       const size_t columns = keyAt == keys.end() ? 0 : keyAt->second.columns.size();
       const auto primaryAt = primary.find(referencedTable);
       const std::string what =
           "foreign key " + nameOf(keyId) + " (FK_TB_AT id " + std::to_string(record.id) + ")";
-      if (columns == 0) {
+      if (misplacedPlacements_.count(placement->id) != 0) {
+        add(record.line, false,
+            what + ": the TABLE_AT record on line " + std::to_string(placement->line) +
+                " places the referenced table at neither a schema nor a catalog; the import "
+                "keeps the foreign key without a referenced table");
+      } else if (columns == 0) {
         add(record.line, false, what + ": the key has no KEY_COL record; the import skips it");
       } else if (primaryAt == primary.end()) {
         add(record.line, false,
@@ -363,8 +416,8 @@ class Checker {
       } else if (record.kind == kind("TBL_COL")) {
         if (described_.count(record.id) == 0 && described_.count(record.toId) == 0) {
           add(record.line, false,
-              "column (TBL_COL id " + std::to_string(record.id) + ") of table " +
-                  nameOf(record.fromId) + " has no description");
+              "column " + nameOf(record.toId) + " of table " + nameOf(record.fromId) +
+                  " has no description");
         }
       }
     }
@@ -391,7 +444,9 @@ class Checker {
   std::unordered_set<long> placedColumns_;
   std::unordered_map<long, long> rejected_;         // id of a rejected record line -> its line
   std::unordered_set<long> described_;              // ids a text line follows
-  std::unordered_map<long, std::string> names_;     // TABLE and KEY names
+  std::unordered_map<long, std::string> names_;     // TABLE, VIEW, KEY (and REL_COL) names
+  std::unordered_set<long> misplacedPlacements_;    // TABLE_AT ids placing at neither
+  std::unordered_set<long> skippedTables_;          // tables and views none of them build
   std::unordered_map<long, std::string> keyKinds_;  // KEY id -> "P", "A", "F", "I"
 };
 

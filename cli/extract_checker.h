@@ -1,9 +1,11 @@
 // Every problem of one PCD extract, found in one streaming pass: the lines
 // the import would reject (explained with the reader's own line checks),
 // ids that relationships name and no record defines or that name a record
-// of the wrong kind, duplicate ids, and records the import skips without a
-// message, foreign keys it drops. Keeps a few numbers per record (and the
-// names of tables and keys), never the records themselves.
+// of the wrong kind, duplicate ids, records the import skips without a
+// message (tables placed at neither a schema nor a catalog among them),
+// foreign keys it drops, and counted strings whose count ends inside their
+// field. Keeps a few numbers per record (and the names of tables, views and
+// keys, and of columns for `strict`), never the records themselves.
 #pragma once
 
 #include <istream>

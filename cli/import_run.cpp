@@ -1,6 +1,7 @@
 #include "import_run.h"
 
 #include <exception>
+#include <new>
 
 #include "zel_bridge_specification.h"
 #include "zel_exception.h"
@@ -34,9 +35,12 @@ std::string runImport(ZELModelBridgeImportDllInterface& bridge, const std::strin
   } catch (const ZELException& failure) {
     const ZELString& text = failure.getText();
     return std::string(text.c_str(), text.length());
+  } catch (const std::bad_alloc&) {
+    throw;  // the program reports it as such
   } catch (const std::exception& failure) {
     return std::string("unexpected failure: ") + failure.what();
   } catch (...) {
+    // A plug-in of another make may throw anything.
     return "unexpected failure of an unknown kind";
   }
 }

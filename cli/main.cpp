@@ -28,6 +28,7 @@
 #include "program_messages.h"
 #include "progress_line.h"
 #include "snapshot_command.h"
+#include "table_placement.h"
 #include "temporary_files.h"
 #include "text_encoding.h"
 #include "zel_bridge_specification.h"
@@ -49,7 +50,8 @@ namespace {
 constexpr int kExitSuccess = 0;
 constexpr int kExitFailure = 1;
 constexpr int kExitUsage = 2;
-constexpr int kExitWarnings = 3;  // --fail-on-warning and the import warned
+constexpr int kExitWarnings = 3;     // --fail-on-warning and the import warned
+constexpr int kExitDiffTrouble = 2;  // diff: the comparison could not be made
 
 int usageFailure(const std::string& message) {
   std::fprintf(stderr, "pcd-import: %s\nTry 'pcd-import --help'.\n", message.c_str());
@@ -152,13 +154,15 @@ int importAndWrite(ZELModelBridgeImportDllInterface& bridge, const CommandLine& 
   ProgressAwareLog shownLog(progress, log);
   ZELTeeLog keptAndShown(shownLog, keptLog);
   DecodingLog importLog(keptAndShown, options.inputEncoding);
-  // Reads the file on a free processor while the bridge imports it.
+  // Read the file on a free processor while the bridge imports it.
   AsciiCheck asciiCheck(input.path());
+  MisplacedTableScan misplacedTables(input.path());
   const std::string failure = runImport(bridge, options.bridgeId, input.path(), model, importLog);
   log.endPhase();
   // The program's own messages below are printed on a clean line.
   progress.stop();
   if (!failure.empty()) {
+    misplacedTables.cancel();  // before the file is read again, for the context
     log.failure(failure, explainFailure(failure, input));
     return kExitFailure;
   }
@@ -167,6 +171,16 @@ int importAndWrite(ZELModelBridgeImportDllInterface& bridge, const CommandLine& 
     for (ZELMetadataOrigin* origin : model.metadataOrigins()) origin->sourceFile = "-";
   }
   if (!decodeTexts(model, options.inputEncoding, asciiCheck, log)) return kExitFailure;
+
+  // The bridge skips a table placed at something that is neither a schema
+  // nor a catalog without a message; the file tells which.
+  for (const MisplacedTable& table : misplacedTables.result()) {
+    log.program(ZEL_SEVERITY_WARNING, program_messages::kMisplacedTable,
+                std::string(table.kind == "VIEW" ? "View " : "Table ") + table.name +
+                    " (placed by the TABLE_AT record on line " + std::to_string(table.line) +
+                    ") is not imported: its location, " + table.location +
+                    ", is neither a schema nor a catalog");
+  }
 
   const ModelCounts counts = countModel(model);
   // Only a model without catalogs makes the file worth a second look.
@@ -230,7 +244,17 @@ int runProgram(int argc, const char* const* argv) {
   // A subcommand is the first argument, spelt exactly; a file of that name
   // is imported as "./check", "./diff" or "./snapshot".
   if (argc > 1 && std::string(argv[1]) == "check") return runCheckCommand(argc - 1, argv + 1);
-  if (argc > 1 && std::string(argv[1]) == "diff") return runDiffCommand(argc - 1, argv + 1);
+  if (argc > 1 && std::string(argv[1]) == "diff") {
+    // A comparison that fails is diff's error status (2), never "different" (1).
+    try {
+      return runDiffCommand(argc - 1, argv + 1);
+    } catch (const std::bad_alloc&) {
+      std::fputs("pcd-import diff: out of memory\n", stderr);
+    } catch (const std::exception& failure) {
+      std::fprintf(stderr, "pcd-import diff: unexpected failure: %s\n", failure.what());
+    }
+    return kExitDiffTrouble;
+  }
   if (argc > 1 && std::string(argv[1]) == "snapshot") return runSnapshotCommand(argc - 1, argv + 1);
   const ParsedCommandLine parsed = parseCommandLine(argc, argv);
   if (!parsed.usageError.empty()) return usageFailure(parsed.usageError);

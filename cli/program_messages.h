@@ -18,6 +18,9 @@ inline constexpr const char* kNoRecords = "PCD_IMPORT_W0001";
 inline constexpr const char* kNotUtf8 = "PCD_IMPORT_W0002";
 // WARNING: an option that the chosen format does not read was given.
 inline constexpr const char* kIgnoredOption = "PCD_IMPORT_W0003";
+// WARNING: a table or view is placed only at records that are neither a
+// schema nor a catalog, and the import left it out.
+inline constexpr const char* kMisplacedTable = "PCD_IMPORT_W0004";
 // FATAL: a failure of the program itself (plug-in, input, output).
 inline constexpr const char* kProgramFailure = "PCD_IMPORT_F0001";
 

@@ -1,9 +1,11 @@
 #include "pcd/line_explanation.h"
 
+#include <algorithm>
 #include <cstring>
 
 #include "bridge/import_bridge.h"
 #include "pcd/record_layouts.h"
+#include "zel_exception.h"
 
 namespace CaRepositoryDsOdbcImport {
 
@@ -47,13 +49,14 @@ const layout::Shape* findShape(const std::string& name) {
   return nullptr;
 }
 
-// Runs one primitive; true when it accepted the input.
+// Runs one primitive; true when it accepted the input. Only the reader's
+// own rejection is an answer: anything else (out of memory) passes on.
 template <class Step>
 bool passes(Step step) {
   try {
     step();
     return true;
-  } catch (...) {
+  } catch (const ZELException&) {
     return false;
   }
 }
@@ -102,7 +105,26 @@ std::string explainText(Bridge& bridge, const char* line, const long* lastRecord
   return "";
 }
 
-std::string explainRecord(Bridge& bridge, const char* line) {
+// What the reader makes of the counted string at `start` whose count is
+// `count` (> 0), when the count does not end the field; "" when it does.
+std::string countMismatch(const char* start, long count) {
+  const size_t length = static_cast<size_t>(count);
+  const size_t shown = std::min(length, kQuoted);
+  if (std::memchr(start, '\0', length) != nullptr) {
+    const size_t left = std::strlen(start);
+    return "its count " + std::to_string(count) + " is more than the " + std::to_string(left) +
+           (left == 1 ? " byte" : " bytes") +
+           " left on the line: the import takes the rest of "
+           "the line";
+  }
+  const char after = start[length];
+  if (after == ',' || after == '\0') return "";
+  return "its count " + std::to_string(count) + " ends inside the field: the import takes '" +
+         std::string(start, shown) + (shown < length ? "...'" : "'") + " and ignores " +
+         found(start + length);
+}
+
+std::string explainRecord(Bridge& bridge, const char* line, std::string* countNote) {
   const char letter[2] = {line[0], '\0'};
   if (line[1] != ',') return "expected ',' after '" + std::string(letter) + "'";
   const char* nameStart = line + 2;
@@ -138,6 +160,13 @@ std::string explainRecord(Bridge& bridge, const char* line) {
                               ": expected type letter " + type + ", found " + found(at));
     }
     if (type[0] == 'C' && attributeValue > 0) {
+      if (countNote != nullptr && countNote->empty()) {
+        const std::string mismatch = countMismatch(cursor, attributeValue);
+        if (!mismatch.empty()) {
+          *countNote = "attribute " + std::to_string(index + 1) + " of " +
+                       std::to_string(shape->attributeCount) + " of " + name + ": " + mismatch;
+        }
+      }
       ZELString ignored;
       cursor = bridge.scanString(cursor, ignored, attributeValue);
     }
@@ -147,14 +176,19 @@ std::string explainRecord(Bridge& bridge, const char* line) {
 
 }  // namespace
 
-std::string explainLine(const char* line, const long* lastRecordId) {
+std::string explainLine(const char* line, const long* lastRecordId, std::string* countNote) {
+  if (countNote != nullptr) countNote->clear();
   Bridge& bridge = scratchBridge();
   switch (line[0]) {
     case 'T':
       return explainText(bridge, line, lastRecordId);
     case 'E':
-    case 'R':
-      return explainRecord(bridge, line);
+    case 'R': {
+      std::string why = explainRecord(bridge, line, countNote);
+      // A rejected line's error says what matters.
+      if (!why.empty() && countNote != nullptr) countNote->clear();
+      return why;
+    }
     default:
       return "";  // the reader skips any other line
   }
@@ -199,7 +233,7 @@ std::vector<std::string> readTextAttributes(const char* line) {
       if (attributeValue > 0) cursor = bridge.scanString(cursor, text, attributeValue);
       texts.emplace_back(text.c_str(), text.length());
     }
-  } catch (...) {
+  } catch (const ZELException&) {
     texts.clear();  // not a line the reader accepts
   }
   return texts;

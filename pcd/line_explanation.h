@@ -14,7 +14,14 @@ namespace CaRepositoryDsOdbcImport {
 // break), e.g. "attribute 1 of 1 of TABLE: expected type letter C, found
 // 'S6'". For a text line, `lastRecordId` is the id of the record line before
 // it (null: there is none). "" when the line's checks pass.
-std::string explainLine(const char* line, const long* lastRecordId);
+//
+// `countNote`, when given, is set for a record line that passes to what the
+// reader takes differently from how the line reads: the first counted string
+// ("C") whose count ends neither at a comma nor at the end of the line, e.g.
+// "attribute 1 of 1 of TABLE: its count 1 ends inside the field: the import
+// takes 'T' and ignores 'XYZ'"; "" when every count fits its field.
+std::string explainLine(const char* line, const long* lastRecordId,
+                        std::string* countNote = nullptr);
 
 // The ids an entity ("E") or relationship ("R") line carries, as the reader
 // takes them; `isRecord` is false for any other line.

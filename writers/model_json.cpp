@@ -10,6 +10,7 @@
 #include <mutex>
 #include <string>
 #include <string_view>
+#include <system_error>
 #include <thread>
 #include <vector>
 
@@ -287,8 +288,8 @@ class ValuesAhead {
     runs_.resize((values_.size() + kRunLength - 1) / kRunLength);
     try {
       helper_ = std::thread([this, style] { layOut(style); });
-    } catch (...) {
-      runs_.clear();
+    } catch (const std::system_error&) {
+      runs_.clear();  // no thread to be had; out of memory passes on
     }
   }
 
@@ -420,8 +421,10 @@ class ValuesAhead {
           laidOut.text.append(fragment->fragment());
           laidOut.ends.push_back(laidOut.text.size());
         }
-      } catch (...) {
-        state = Run::kFailed;  // the writer lays these values out itself
+      } catch (const std::exception&) {
+        // Nothing may leave the helper. The writer lays these values out
+        // itself, so a failure that lasts (out of memory) fails the run there.
+        state = Run::kFailed;
       }
       {
         std::lock_guard<std::mutex> lock(mutex_);

@@ -149,3 +149,69 @@ TEST(AllocationFailure, EveryAllocationOfAProgramRunFailsCleanly) {
   std::remove(err.c_str());
   std::remove(countFile.c_str());
 }
+
+// `check --strict` on a file with faults, one allocation failing at a time:
+// every run either gives the clean run's report and status, or ends with
+// status 4 ("could not check") and says why. An out-of-memory turned into a
+// rejected line, a lost name or a file that looks unreadable would show a
+// different report.
+TEST(AllocationFailure, CheckNeverReportsFindingsItDidNotFind) {
+  const std::string bin = PCD_BIN_DIR;
+  const std::string program = bin + "/pcd-import";
+  const std::string shim = bin + "/libpcd_alloc_shim.so";
+  const std::string faults = std::string(PCD_SOURCE_DIR) + "/tests/data/check_faults.pcd";
+  ASSERT_TRUE(exists(program) && exists(shim)) << "pcd-import or the shim is not built";
+
+  char folderTemplate[] = "/tmp/pcd-alloc-check-XXXXXX";
+  ASSERT_NE(mkdtemp(folderTemplate), nullptr);
+  const std::string folder = folderTemplate;
+  const std::string out = folder + "/stdout";
+  const std::string err = folder + "/stderr";
+  const std::string countFile = folder + "/count";
+  const std::vector<std::string> argv = {program, "check", "--strict", faults};
+  const std::vector<std::string> baseEnv = {
+      "LD_PRELOAD=" + shim, "ASAN_OPTIONS=verify_asan_link_order=0:exitcode=86",
+      "UBSAN_OPTIONS=exitcode=86",
+      "LSAN_OPTIONS=exitcode=86:suppressions=" + std::string(PCD_SOURCE_DIR) +
+          "/tests/alloc/shim/lsan.supp"};
+
+  std::vector<std::string> env = baseEnv;
+  env.push_back("PCD_ALLOCATION_COUNT=" + countFile);
+  ASSERT_EQ(runProgram(argv, env, out, err), 1) << readFile(err);
+  const std::string clean = readFile(out);
+  ASSERT_NE(clean.find("errors, "), std::string::npos) << clean;
+  const long total = std::atol(readFile(countFile).c_str());
+  ASSERT_GT(total, 0);
+
+  // About a third of the points: every kind of allocation is met many times.
+#if defined(__SANITIZE_ADDRESS__)
+  const long kEvery = 150;
+#else
+  const long kEvery = 400;
+#endif
+  const long stride = total <= kEvery ? 1 : (total + kEvery - 1) / kEvery;
+  long runs = 0, failed = 0;
+  for (long n = 1; n <= total; n += stride) {
+    env = baseEnv;
+    env.push_back("PCD_FAIL_ALLOCATION=" + std::to_string(n));
+    const int status = runProgram(argv, env, out, err);
+    ++runs;
+    const std::string errors = readFile(err);
+    SCOPED_TRACE("allocation " + std::to_string(n) + " of " + std::to_string(total) + ": exit " +
+                 std::to_string(status) + ": " + errors);
+    if (status == 1) {
+      EXPECT_EQ(readFile(out), clean);
+      EXPECT_EQ(errors, "");
+    } else {
+      ++failed;
+      EXPECT_EQ(status, 4);
+      EXPECT_TRUE(errors == "pcd-import check: out of memory\n" ||
+                  errors == "pcd-import check: cannot write to standard output\n");
+    }
+    if (::testing::Test::HasFailure()) break;
+  }
+  std::printf("  %ld of %ld allocations failed in turn (stride %ld): %ld runs could not check\n",
+              runs, total, stride, failed);
+  for (const std::string& file : {out, err, countFile}) std::remove(file.c_str());
+  rmdir(folder.c_str());
+}

@@ -3,6 +3,8 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <utility>
+#include <vector>
 
 #include "program_runner.h"
 
@@ -60,8 +62,7 @@ TEST(CheckCommand, CleanFileJsonAndUsage) {
   result = runProgram({{"check", "--strict", "examples/sample.pcd"}, kSourceDir, {}});
   EXPECT_EQ(result.exitCode, 0);
   EXPECT_EQ(result.out,
-            "examples/sample.pcd:90: warning: column (TBL_COL id 413) of table INVOICES has no "
-            "description\n"
+            "examples/sample.pcd:90: warning: column TOTAL of table INVOICES has no description\n"
             "examples/sample.pcd:101: warning: foreign key FK_ORDERS_CUSTOMERS of table ORDERS: "
             "no key or index starts with its columns\n"
             "examples/sample.pcd:102: warning: foreign key FK_INVOICES_LINES of table INVOICES: "
@@ -70,9 +71,88 @@ TEST(CheckCommand, CleanFileJsonAndUsage) {
 
   EXPECT_EQ(runProgram({{"check"}, kSourceDir, {}}).exitCode, 2);
   EXPECT_EQ(runProgram({{"check", "--format", "xml", "x"}, kSourceDir, {}}).exitCode, 2);
-  result = runProgram({{"check", "no-such-file.pcd"}, kSourceDir, {}});
-  EXPECT_EQ(result.exitCode, 1);
+  // A file that cannot be read is not checked (2), whatever the others hold;
+  // a report that cannot be written is no verdict either (4).
+  result =
+      runProgram({{"check", "tests/data/check_faults.pcd", "no-such-file.pcd"}, kSourceDir, {}});
+  EXPECT_EQ(result.exitCode, 2);
   EXPECT_NE(result.out.find("no-such-file.pcd: error: cannot read the file"), std::string::npos);
+  const CommandResult full =
+      runCommand(shellWord(programPath()) + " check " +
+                 shellWord(kSourceDir + "/examples/sample.pcd") + " > /dev/full");
+  EXPECT_EQ(full.exitCode, 4) << full.output;
+
+  // The help names each finding --strict adds.
+  result = runProgram({{"check", "--help"}, kSourceDir, {}});
+  for (const char* finding : {"tables without a primary key",
+                              "tables and\ncolumns without a "
+                              "description",
+                              "foreign keys that no other key or index\nstarts with"}) {
+    EXPECT_NE(result.out.find(finding), std::string::npos) << finding;
+  }
+}
+
+// A table placed at something that is neither a schema nor a catalog:
+// another table's placement, a table, a schema no SCHEM_AT places. The
+// import skips it and its columns (or only the placement, when another one
+// builds it), and a foreign key to it keeps no referenced table.
+TEST(CheckCommand, TablesPlacedAtNeitherSchemaNorCatalog) {
+  TemporaryFolder folder;
+  std::string pcd = readFile(kSourceDir + "/examples/sample.pcd");
+  for (const auto& [from, to] : std::vector<std::pair<std::string, std::string>>{
+           {"R,TABLE_AT,121,101,60,", "R,TABLE_AT,121,101,120,"},
+           {"R,TABLE_AT,122,102,60,", "R,TABLE_AT,122,102,100,"},
+           {"E,SCHEMA,62,1,C9,REPORTING\n", "E,SCHEMA,62,1,C9,REPORTING\nE,SCHEMA,63,1,C1,X\n"},
+           {"R,TABLE_AT,126,100,61,", "R,TABLE_AT,126,100,63,"}}) {
+    ASSERT_NE(pcd.find(from), std::string::npos) << from;
+    pcd.replace(pcd.find(from), from.size(), to);
+  }
+  writeFile(folder.file("placed.pcd"), pcd);
+  const ProgramResult result = runProgram({{"check", "placed.pcd"}, folder.path(), {}});
+  EXPECT_EQ(result.exitCode, 0);
+  EXPECT_EQ(result.out,
+            "placed.pcd:30: warning: TABLE_AT record (id 121) places table ORDERS at the "
+            "TABLE_AT record on line 29, which is neither a schema nor a catalog; the import "
+            "skips the table and its columns\n"
+            "placed.pcd:31: warning: TABLE_AT record (id 122) places table ORDER_LINES at the "
+            "TABLE record on line 17, which is neither a schema nor a catalog; the import skips "
+            "the table and its columns\n"
+            "placed.pcd:35: warning: TABLE_AT record (id 126) places table CUSTOMERS at the "
+            "SCHEMA record on line 13, which is neither a schema nor a catalog; the import "
+            "ignores this placement\n"
+            "placed.pcd:113: warning: foreign key FK_INVOICES_LINES (FK_TB_AT id 531): the "
+            "TABLE_AT record on line 31 places the referenced table at neither a schema nor a "
+            "catalog; the import keeps the foreign key without a referenced table\n"
+            "0 errors, 4 warnings in 1 file\n");
+}
+
+// A counted string whose count ends inside its field: the import takes the
+// counted bytes and ignores the rest of the field, or takes the rest of the
+// line for a count beyond it; the check warns, and the line still imports.
+TEST(CheckCommand, CountsThatEndInsideTheirFieldAreWarnedAbout) {
+  TemporaryFolder folder;
+  writeFile(folder.file("counts.pcd"),
+            "header\n"
+            "E,REL_SYS,10,2,C3,SYS,C4,ODBC\n"
+            "E,DATABASE,20,1,C3,CAT\n"
+            "R,DB_AT,30,20,10,2,C0,C0\n"
+            "E,SCHEMA,60,1,C4,SHOP\n"
+            "R,SCHEM_AT,70,60,20,1,C0\n"
+            "E,TABLE,100,1,C1,TXYZ\n"
+            "R,TABLE_AT,120,100,60,2,C1,T,C9,X\n"
+            "E,TABLE,101,1,C11,Order, date\n"
+            "R,TABLE_AT,121,101,60,2,C11,Order, date,C0\n");
+  ProgramResult result = runProgram({{"check", "counts.pcd"}, folder.path(), {}});
+  EXPECT_EQ(result.exitCode, 0);
+  EXPECT_EQ(result.out,
+            "counts.pcd:7: warning: attribute 1 of 1 of TABLE: its count 1 ends inside the "
+            "field: the import takes 'T' and ignores 'XYZ'\n"
+            "counts.pcd:8: warning: attribute 2 of 2 of TABLE_AT: its count 9 is more than the 1 "
+            "byte left on the line: the import takes the rest of the line\n"
+            "0 errors, 2 warnings in 1 file\n");
+  result = runProgram({{"-q", "-f", "summary", "counts.pcd"}, folder.path(), {}});
+  EXPECT_EQ(result.exitCode, 0) << result.err;
+  EXPECT_EQ(result.out.rfind("catalogs=1 schemas=1 tables=2 ", 0), 0u) << result.out;
 }
 
 // A file named "check" is imported when named as a path.

@@ -2,6 +2,7 @@
 // not PCD text, empty imports, the JSON log, verbose details and
 // --fail-on-warning.
 #include <string>
+#include <utility>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -48,6 +49,50 @@ TEST(Diagnostics, FailuresCarryTheirContext) {
   EXPECT_EQ(result.err,
             "pcd-import: 'utf16.pcd' is UTF-16 text (little-endian), not a PCD text file; "
             "convert it to UTF-8 first, e.g. iconv -f UTF-16 -t UTF-8\n");
+
+  // A line over the limit: the catalogued text and its context, although
+  // reading the line again meets the same limit.
+  writeFile(folder.file("long.pcd"), "header\nE,SCHEMA,1,1,C1,S\nE,TABLE,80,1,C1,TX\nE,X\n");
+  result = runIn(folder, {"-q", "--max-line-bytes", "17", "long.pcd"});
+  EXPECT_EQ(result.exitCode, 1);
+  EXPECT_EQ(result.err,
+            "[TAV_CARDS_F0008] Error in input PCD file, line (3)\n"
+            "long.pcd:3: the line is longer than 17 bytes (see --max-line-bytes)\n"
+            "long.pcd:3: | E,TABLE,80,1,C1,TX\n");
+}
+
+// A table placed at something that is neither a schema nor a catalog (here
+// another table's placement, and a table) is left out by the import without
+// a message of its own: the program names it, once per table.
+TEST(Diagnostics, TablesPlacedAtNeitherSchemaNorCatalogAreNamed) {
+  TemporaryFolder folder;
+  std::string pcd = readFile(kSourceDir + "/examples/sample.pcd");
+  for (const auto& [from, to] : std::vector<std::pair<std::string, std::string>>{
+           {"R,TABLE_AT,121,101,60,", "R,TABLE_AT,121,101,120,"},
+           {"R,TABLE_AT,122,102,60,", "R,TABLE_AT,122,102,100,"},
+           {"R,TABLE_AT,124,110,62,",
+            "R,TABLE_AT,124,110,62,2,C1,X,C0\nR,TABLE_AT,127,110,122,"}}) {
+    ASSERT_NE(pcd.find(from), std::string::npos) << from;
+    pcd.replace(pcd.find(from), from.size(), to);
+  }
+  writeFile(folder.file("placed.pcd"), pcd);
+  ProgramResult result = runIn(folder, {"-q", "-f", "summary", "placed.pcd"});
+  EXPECT_EQ(result.exitCode, 0) << result.err;
+  EXPECT_EQ(result.out.rfind("catalogs=2 schemas=4 tables=3 views=1 ", 0), 0u) << result.out;
+  // The view is placed at a schema too: it is built, and only the bridge
+  // names its second placement.
+  EXPECT_EQ(result.err,
+            "WARNING TAV_CARDS_W0011 Table (CUSTOMERS) at multiple locations not supported\n"
+            "WARNING TAV_CARDS_W0011 Table (OPEN_ORDERS) at multiple locations not supported\n"
+            "WARNING PCD_IMPORT_W0004 Table ORDERS (placed by the TABLE_AT record on line 29) is "
+            "not imported: its location, the TABLE_AT record on line 28, is neither a schema nor "
+            "a catalog\n"
+            "WARNING PCD_IMPORT_W0004 Table ORDER_LINES (placed by the TABLE_AT record on line "
+            "30) is not imported: its location, the TABLE record on line 16, is neither a schema "
+            "nor a catalog\n");
+  // They count as warnings.
+  result = runIn(folder, {"-q", "--fail-on-warning", "-f", "summary", "placed.pcd"});
+  EXPECT_EQ(result.exitCode, 3);
 }
 
 TEST(Diagnostics, EmptyImportWarnsAndFailOnWarningHasItsOwnStatus) {

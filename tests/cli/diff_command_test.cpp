@@ -2,6 +2,9 @@
 // whatever the ids, and its exit status.
 #include <gtest/gtest.h>
 
+#include <unistd.h>
+
+#include <fstream>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -83,6 +86,36 @@ TEST(DiffCommand, ListsExactlyTheChangesWhateverTheIds) {
   result = runProgram({{"diff", "old.pcd", "missing.pcd"}, folder.path(), {}});
   EXPECT_EQ(result.exitCode, 2);
   EXPECT_NE(result.err.find("missing.pcd: "), std::string::npos);
+}
+
+// A file that fails to import is told as the import tells it: the
+// catalogued text, the line and what is wrong in it; also for a line over
+// the limit, which reading the line again meets too.
+TEST(DiffCommand, FailedImportsCarryTheirContext) {
+  TemporaryFolder folder;
+  writeFile(folder.file("old.pcd"), readFile(kSourceDir + "/examples/sample.pcd"));
+  writeFile(folder.file("bad.pcd"), "header\nE,SCHEMA,1,1,C4,SHOP\nE,SCHEMA,2,1,S4\n");
+  ProgramResult result = runProgram({{"diff", "old.pcd", "bad.pcd"}, folder.path(), {}});
+  EXPECT_EQ(result.exitCode, 2);
+  EXPECT_EQ(result.out, "");
+  EXPECT_EQ(result.err,
+            "pcd-import diff: bad.pcd: [TAV_CARDS_F0008] Error in input PCD file, line (3)\n"
+            "bad.pcd:3: attribute 1 of 1 of SCHEMA: expected type letter C, found 'S4'\n"
+            "bad.pcd:3: | E,SCHEMA,2,1,S4\n");
+
+  // A line of 257 MiB (a hole in a sparse file after its start).
+  {
+    std::ofstream huge(folder.file("huge.pcd"), std::ios::binary);
+    huge << "header\nE,SCHEMA,1,1,C4,SHOP\nE,TABLE,80,1,C1,T" << std::string(100, 'x');
+  }
+  ASSERT_EQ(truncate(folder.file("huge.pcd").c_str(), off_t{257} << 20), 0);
+  result = runProgram({{"diff", "huge.pcd", "old.pcd"}, folder.path(), {}});
+  EXPECT_EQ(result.exitCode, 2);
+  EXPECT_EQ(result.err,
+            "pcd-import diff: huge.pcd: [TAV_CARDS_F0008] Error in input PCD file, line (3)\n"
+            "huge.pcd:3: the line is longer than 268435456 bytes (see --max-line-bytes)\n"
+            "huge.pcd:3: | E,TABLE,80,1,C1,T" +
+                std::string(80 - 17, 'x') + "...\n");
 }
 
 // A chain of `depth` nested schemas with the tables `tables` in the

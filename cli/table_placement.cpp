@@ -1,0 +1,275 @@
+#include "table_placement.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstring>
+#include <memory>
+#include <new>
+#include <system_error>
+#include <utility>
+
+#include "pcd/line_explanation.h"
+#include "spare_processor.h"
+
+namespace {
+
+using CaRepositoryDsOdbcImport::readRecordIds;
+using CaRepositoryDsOdbcImport::readTextAttributes;
+using CaRepositoryDsOdbcImport::RecordIds;
+
+constexpr size_t kBlockBytes = size_t{1} << 20;
+
+// Calls `visit(number, line)` for every line after the first, NUL-terminated
+// without its line break, reading the file in large blocks: lines end at
+// "\n" as the reader's do, and a "\r" before it is dropped. False when the
+// file cannot be read to its end.
+template <class Visit>
+bool forEachLine(const std::string& path, const std::atomic<bool>* stop, Visit visit) {
+  const int file = open(path.c_str(), O_RDONLY | O_CLOEXEC);
+  if (file < 0 && errno == ENOMEM) throw std::bad_alloc();
+  if (file < 0) return false;
+  struct Closer {
+    int file;
+    ~Closer() { close(file); }
+  } closer{file};
+  std::unique_ptr<char[]> block(new char[kBlockBytes + 1]);
+  std::string pending;  // a line that runs on into the next block
+  long number = 0;
+  auto take = [&](char* line, size_t length) {
+    if (++number == 1) return;
+    if (length > 0 && line[length - 1] == '\r') --length;
+    line[length] = '\0';
+    visit(number, line);
+  };
+  for (;;) {
+    if (stop != nullptr && stop->load(std::memory_order_relaxed)) return false;
+    const ssize_t got = read(file, block.get(), kBlockBytes);
+    if (got < 0 && errno == EINTR) continue;
+    if (got < 0) return false;
+    if (got == 0) break;
+    char* cursor = block.get();
+    char* const end = cursor + got;
+    while (cursor < end) {
+      char* const lineEnd = static_cast<char*>(std::memchr(cursor, '\n', end - cursor));
+      if (lineEnd == nullptr) {
+        pending.append(cursor, end);
+        break;
+      }
+      if (pending.empty()) {
+        take(cursor, static_cast<size_t>(lineEnd - cursor));
+      } else {
+        pending.append(cursor, lineEnd);
+        take(&pending[0], pending.size());
+        pending.clear();
+      }
+      cursor = lineEnd + 1;
+    }
+  }
+  if (!pending.empty()) take(&pending[0], pending.size());
+  return true;
+}
+
+// Calls `visit(number, ids, line)` for every record line after the first
+// that `wanted(line)` accepts.
+template <class Wanted, class Visit>
+bool forEachRecord(const std::string& path, const std::atomic<bool>* stop, Wanted wanted,
+                   Visit visit) {
+  return forEachLine(path, stop, [&](long number, const char* line) {
+    if ((line[0] != 'E' && line[0] != 'R') || line[1] != ',' || !wanted(line)) return;
+    const RecordIds ids = readRecordIds(line);
+    if (ids.isRecord) visit(number, ids, line);
+  });
+}
+
+bool startsWith(const char* text, const char* prefix, size_t length) {
+  return std::strncmp(text, prefix, length) == 0;
+}
+
+// Placements and the records a table may be placed at: all the first pass
+// reads of a file (the others are most of its lines, so the test is cheap).
+bool isLocationOrPlacement(const char* line) {
+  const char* name = line + 2;
+  switch (name[0]) {
+    case 'T':
+      return startsWith(name, "TABLE_AT,", 9);
+    case 'S':
+      return startsWith(name, "SCHEMA,", 7) || startsWith(name, "SCHEM_AT,", 9) ||
+             startsWith(name, "SERVTYPE,", 9) || startsWith(name, "SERVINST,", 9);
+    case 'D':
+      return startsWith(name, "DATABASE,", 9) || startsWith(name, "DB_AT,", 6);
+    case 'R':
+      return startsWith(name, "REL_SYS,", 8);
+    default:
+      return false;
+  }
+}
+
+}  // namespace
+
+void TableLocations::add(const char* name, long id, long fromId, long toId) {
+  const auto is = [name](const char* kind) { return std::strcmp(name, kind) == 0; };
+  Kind kind;
+  if (is("SCHEMA")) {
+    kind = Kind::kSchema;
+  } else if (is("SCHEM_AT")) {
+    kind = Kind::kSchemaPlacement;
+    placedSchemas_.insert(fromId);
+  } else if (is("DATABASE") || is("REL_SYS")) {
+    kind = Kind::kCatalog;
+  } else if (is("DB_AT")) {
+    kind = Kind::kCatalogPlacement;
+    catalogRecords_.insert(fromId);
+    catalogRecords_.insert(toId);
+  } else if (is("SERVTYPE")) {
+    kind = Kind::kServerType;
+  } else if (is("SERVINST")) {
+    kind = Kind::kServerInstance;
+    instanceSystems_[id] = toId;
+    serverTypes_.emplace(fromId, toId);
+  } else {
+    return;  // never a schema or a catalog
+  }
+  kinds_[id] = kind;
+}
+
+bool TableLocations::holdsSchemaOrCatalog(long id) const {
+  const auto at = kinds_.find(id);
+  if (at == kinds_.end()) return false;
+  switch (at->second) {
+    case Kind::kSchemaPlacement:
+    case Kind::kCatalogPlacement:
+      return true;
+    case Kind::kSchema:
+      return placedSchemas_.count(id) != 0;
+    case Kind::kCatalog:
+      return catalogRecords_.count(id) != 0;
+    case Kind::kServerInstance:
+      return catalogRecords_.count(instanceSystems_.at(id)) != 0;
+    case Kind::kServerType: {
+      // A server type carries the catalog of a system it describes. Its
+      // systems are looked at once, however many tables name it.
+      const auto known = serverTypeAnswers_.find(id);
+      if (known != serverTypeAnswers_.end()) return known->second;
+      bool holds = false;
+      const auto [first, last] = serverTypes_.equal_range(id);
+      for (auto type = first; type != last && !holds; ++type) {
+        holds = catalogRecords_.count(type->second) != 0;
+      }
+      serverTypeAnswers_.emplace(id, holds);
+      return holds;
+    }
+  }
+  return false;
+}
+
+std::vector<MisplacedTable> findMisplacedTables(const std::string& path,
+                                                const std::atomic<bool>* stop) {
+  struct Placement {
+    long from;
+    long to;
+    long line;
+  };
+  TableLocations locations;
+  std::vector<Placement> placements;
+  // A record of another kind that takes the id of one of these is not
+  // looked for: the import would then place the table at that record, and
+  // `check` reports the repeated id.
+  const bool read = forEachRecord(path, stop, isLocationOrPlacement,
+                                  [&](long number, const RecordIds& ids, const char*) {
+                                    locations.add(ids.name.c_str(), ids.id, ids.fromId, ids.toId);
+                                    if (ids.name == "TABLE_AT")
+                                      placements.push_back({ids.fromId, ids.toId, number});
+                                  });
+  if (!read) return {};
+
+  using IdSet = std::unordered_set<long, TableLocations::IdHash>;
+  IdSet built;
+  for (const Placement& placement : placements) {
+    if (locations.holdsSchemaOrCatalog(placement.to)) built.insert(placement.from);
+  }
+  // The first placement of each table that none places where it is built.
+  std::vector<const Placement*> left;
+  IdSet named;
+  for (const Placement& placement : placements) {
+    if (built.count(placement.from) == 0 && named.insert(placement.from).second) {
+      left.push_back(&placement);
+    }
+  }
+  if (left.empty()) return {};
+
+  // Only now the names and kinds of the records concerned, read again.
+  IdSet locationIds;
+  for (const Placement* placement : left) locationIds.insert(placement->to);
+  struct Record {
+    std::string kind;
+    std::string name;
+    long line = 0;
+  };
+  std::unordered_map<long, Record, TableLocations::IdHash> records;
+  const auto any = [](const char*) { return true; };
+  if (!forEachRecord(path, stop, any, [&](long number, const RecordIds& ids, const char* text) {
+        const bool table = named.count(ids.id) != 0;
+        if (!table && locationIds.count(ids.id) == 0) return;
+        Record& record = records[ids.id];
+        record = {ids.name, "", number};
+        if (table && (ids.name == "TABLE" || ids.name == "VIEW")) {
+          const std::vector<std::string> texts = readTextAttributes(text);
+          if (!texts.empty()) record.name = texts[0];
+        }
+      })) {
+    return {};
+  }
+  std::vector<MisplacedTable> misplaced;
+  for (const Placement* placement : left) {
+    const auto table = records.find(placement->from);
+    const auto location = records.find(placement->to);
+    // A TABLE_AT of anything but a table or a view builds nothing anyway.
+    if (table == records.end() || location == records.end() ||
+        (table->second.kind != "TABLE" && table->second.kind != "VIEW")) {
+      continue;
+    }
+    misplaced.push_back({table->second.kind, table->second.name, placement->line,
+                         "the " + location->second.kind + " record on line " +
+                             std::to_string(location->second.line)});
+  }
+  return misplaced;
+}
+
+MisplacedTableScan::MisplacedTableScan(std::string path) : path_(std::move(path)) {
+  if (!spareProcessor()) return;
+  try {
+    scanner_ = std::thread([this] {
+      // Whatever the scan throws is handed to result(), on the program's thread.
+      try {
+        found_ = findMisplacedTables(path_, &stop_);
+      } catch (const std::exception&) {
+        failure_ = std::current_exception();
+      }
+    });
+  } catch (const std::system_error&) {
+    // No thread to be had: the file is read when the answer is asked for.
+  }
+}
+
+MisplacedTableScan::~MisplacedTableScan() {
+  cancel();
+}
+
+void MisplacedTableScan::cancel() {
+  stop_ = true;
+  if (scanner_.joinable()) scanner_.join();
+  done_ = true;
+}
+
+std::vector<MisplacedTable> MisplacedTableScan::result() {
+  if (scanner_.joinable()) {
+    scanner_.join();
+  } else if (!done_) {
+    found_ = findMisplacedTables(path_, &stop_);
+  }
+  done_ = true;
+  if (failure_) std::rethrow_exception(failure_);
+  return std::move(found_);
+}

@@ -1,0 +1,91 @@
+// Tables the import leaves out without a message: a TABLE_AT record places
+// a table or view at the record its to id names, and the import builds the
+// table only when that record carries a schema or a catalog. Another table,
+// its placement, a column or a schema record that no SCHEM_AT places carry
+// neither, so the table (with its columns) is skipped, and a foreign key to
+// it keeps no referenced table. `check` and the import tell the user by this
+// one rule.
+#pragma once
+
+#include <atomic>
+#include <exception>
+#include <string>
+#include <thread>
+#include <unordered_map>
+#include <unordered_set>
+#include <vector>
+
+#include "zel_keyed_hash.h"
+
+class TableLocations {
+ public:
+  // Takes one record's name and ids: the record the import keeps for that
+  // id (of records with the same id, the last).
+  void add(const char* name, long id, long fromId, long toId);
+  // True when the import makes a schema or a catalog of record `id`, so that
+  // a table placed there is built. Asked once every record has been added.
+  bool holdsSchemaOrCatalog(long id) const;
+
+  // Ids come from the file: hashed with the process's key.
+  struct IdHash {
+    size_t operator()(long id) const noexcept {
+      return static_cast<size_t>(zel_hash::hashWord(static_cast<uint64_t>(id)));
+    }
+  };
+
+ private:
+  enum class Kind {
+    kSchema,
+    kSchemaPlacement,
+    kCatalog,
+    kCatalogPlacement,
+    kServerType,
+    kServerInstance
+  };
+  // The records that can carry a schema or a catalog, by id.
+  std::unordered_map<long, Kind, IdHash> kinds_;
+  std::unordered_set<long, IdHash> placedSchemas_;   // SCHEMA ids a SCHEM_AT names
+  std::unordered_set<long, IdHash> catalogRecords_;  // DATABASE and REL_SYS ids a DB_AT names
+  std::unordered_map<long, long, IdHash> instanceSystems_;   // SERVINST id -> its REL_SYS
+  std::unordered_multimap<long, long, IdHash> serverTypes_;  // SERVTYPE id -> a REL_SYS
+  mutable std::unordered_map<long, bool, IdHash> serverTypeAnswers_;
+};
+
+// A table or view that the import did not build because none of its TABLE_AT
+// records places it at a schema or a catalog.
+struct MisplacedTable {
+  std::string kind;      // "TABLE" or "VIEW"
+  std::string name;      // the table's name as the file spells it
+  long line = 0;         // the (first) TABLE_AT record placing it
+  std::string location;  // e.g. "the TABLE_AT record on line 29"
+};
+
+// Reads the extract at `path` (in one pass, and a second one only when a
+// table is left out) and lists the tables the import left out, in file
+// order. Empty when none, when the file cannot be read, or once `stop` is
+// set. Throws std::bad_alloc when memory runs out.
+std::vector<MisplacedTable> findMisplacedTables(const std::string& path,
+                                                const std::atomic<bool>* stop = nullptr);
+
+// findMisplacedTables on a second thread while the import runs, when a
+// processor is free for it; otherwise when the answer is asked for.
+class MisplacedTableScan {
+ public:
+  explicit MisplacedTableScan(std::string path);
+  ~MisplacedTableScan();
+  MisplacedTableScan(const MisplacedTableScan&) = delete;
+  MisplacedTableScan& operator=(const MisplacedTableScan&) = delete;
+
+  // The tables left out; rethrows what the scan threw (out of memory).
+  std::vector<MisplacedTable> result();
+  // Ends a scan whose answer is no longer needed (a failed import).
+  void cancel();
+
+ private:
+  std::string path_;
+  std::thread scanner_;
+  std::atomic<bool> stop_{false};
+  std::vector<MisplacedTable> found_;
+  std::exception_ptr failure_;
+  bool done_ = false;
+};
