@@ -4,11 +4,13 @@
 #include <graphviz/gvc.h>
 
 #include <algorithm>
+#include <cstdlib>
 #include <cstring>
 #include <deque>
 #include <new>
 #include <string_view>
 #include <unordered_map>
+#include <vector>
 
 #include "drawing_process.h"
 #include "model_dot.h"
@@ -170,6 +172,120 @@ Agraph_t* readDiagram(std::string_view dot) {
   return graph;
 }
 
+// The widths of the texts in an xdot drawing operation list ("F 10 11
+// -DejaVu Sans c 7 -#000000 T 4.5 29.8 -1 59 7 -LLLL xx ..."), in order;
+// none when the list holds an operation this reader does not know.
+std::vector<std::string> textWidths(std::string_view ops) {
+  std::vector<std::string> widths;
+  size_t at = 0;
+  const auto token = [&]() {
+    while (at < ops.size() && ops[at] == ' ') ++at;
+    const size_t start = at;
+    while (at < ops.size() && ops[at] != ' ') ++at;
+    return ops.substr(start, at - start);
+  };
+  const auto skipNumbers = [&](size_t count) {
+    for (size_t i = 0; i < count; ++i) token();
+  };
+  // A counted text: "N -BYTES".
+  const auto skipText = [&]() {
+    const size_t length = std::strtoul(std::string(token()).c_str(), nullptr, 10);
+    while (at < ops.size() && ops[at] == ' ') ++at;
+    at = std::min(ops.size(), at + 1 + length);  // the "-" and the bytes
+  };
+  for (;;) {
+    const std::string_view op = token();
+    if (op.empty()) return widths;
+    if (op.size() != 1) return {};
+    switch (op[0]) {
+      case 'F':
+        skipNumbers(1);
+        skipText();
+        break;
+      case 'c':
+      case 'C':
+      case 'S':
+        skipText();
+        break;
+      case 't':
+        skipNumbers(1);
+        break;
+      case 'T':
+        skipNumbers(3);
+        widths.emplace_back(token());
+        skipText();
+        break;
+      case 'E':
+      case 'e':
+        skipNumbers(4);
+        break;
+      case 'P':
+      case 'p':
+      case 'L':
+      case 'B':
+      case 'b':
+        skipNumbers(2 * std::strtoul(std::string(token()).c_str(), nullptr, 10));
+        break;
+      case 'I':
+        skipNumbers(4);
+        skipText();
+        break;
+      default:
+        return {};
+    }
+  }
+}
+
+// Graphviz measures text with each glyph's advance rounded to a whole pixel
+// and writes SVG text without its width, which a browser then draws up to a
+// few percent wider or narrower, across the box's border. This gives each
+// text of a table's box the width it was measured with (SVG's textLength),
+// read from the xdot drawing of the same layout.
+std::string withMeasuredWidths(GVC_t* context, Agraph_t* graph, const std::string& svg) {
+  char* data = nullptr;
+  unsigned int length = 0;
+  const bool drawn = gvRenderData(context, graph, "xdot", &data, &length) == 0 && data != nullptr;
+  gvFreeRenderData(data);
+  if (!drawn) return svg;
+  std::unordered_map<std::string, std::vector<std::string>> widths;
+  for (Agnode_t* node = agfstnode(graph); node != nullptr; node = agnxtnode(graph, node)) {
+    const char* ops = agget(node, const_cast<char*>("_ldraw_"));
+    if (ops != nullptr) widths.emplace(agnameof(node), textWidths(ops));
+  }
+  // One element a line; a node's group starts with its title (its name).
+  static constexpr std::string_view kNode = "<g id=\"node", kOther = "<g id=\"", kTitle = "<title>",
+                                    kText = "<text ";
+  std::string result;
+  result.reserve(svg.size() + svg.size() / 8);
+  const std::vector<std::string>* current = nullptr;
+  bool inNode = false;
+  size_t next = 0;
+  for (size_t at = 0; at < svg.size();) {
+    size_t end = svg.find('\n', at);
+    end = end == std::string::npos ? svg.size() : end + 1;
+    const std::string_view line(svg.data() + at, end - at);
+    at = end;
+    if (line.rfind(kNode, 0) == 0) {
+      inNode = true;
+      current = nullptr;
+    } else if (line.rfind(kOther, 0) == 0 && line.find("class=") != std::string_view::npos) {
+      inNode = false;
+      current = nullptr;
+    } else if (inNode && current == nullptr && line.rfind(kTitle, 0) == 0) {
+      const size_t close = line.find('<', kTitle.size());
+      const auto found = widths.find(std::string(line.substr(kTitle.size(), close - kTitle.size())));
+      current = found == widths.end() ? nullptr : &found->second;
+      next = 0;
+    } else if (current != nullptr && line.rfind(kText, 0) == 0 && next < current->size()) {
+      result += "<text textLength=\"" + (*current)[next++] + "\" ";
+      result += line.substr(kText.size());
+      continue;
+    }
+    result += line;
+  }
+  return result;
+}
+
 // Lays out and renders `dot` with `engine`; "" and the SVG in `svg`, or why not.
 std::string render(GVC_t* context, std::string_view dot, const char* engine, std::string& svg) {
   std::string errors;
@@ -188,6 +304,7 @@ std::string render(GVC_t* context, std::string_view dot, const char* engine, std
       svg.assign(data, length);
     }
     gvFreeRenderData(data);
+    if (failure.empty()) svg = withMeasuredWidths(context, graph, svg);
     gvFreeLayout(context, graph);
   }
   agclose(graph);
