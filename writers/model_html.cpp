@@ -54,6 +54,8 @@ td.pairs{white-space:pre-line}
 .diagram{overflow:auto;max-height:640px;border:1px solid var(--line);padding:6px;margin:8px 0}
 .diagram svg{max-width:100%;height:auto}
 .diagram text{font-family:"DejaVu Sans",Verdana,sans-serif}
+.diagram a polygon{pointer-events:visible}
+.diagram a:hover polygon{stroke:var(--accent)}
 .diagram.zoomable{cursor:grab}
 .diagram.zoomable:focus{outline:2px solid var(--accent);outline-offset:-2px}
 .diagram.dragging{cursor:grabbing;user-select:none}

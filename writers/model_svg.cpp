@@ -273,7 +273,8 @@ std::string withMeasuredWidths(GVC_t* context, Agraph_t* graph, const std::strin
       current = nullptr;
     } else if (inNode && current == nullptr && line.rfind(kTitle, 0) == 0) {
       const size_t close = line.find('<', kTitle.size());
-      const auto found = widths.find(std::string(line.substr(kTitle.size(), close - kTitle.size())));
+      const auto found =
+          widths.find(std::string(line.substr(kTitle.size(), close - kTitle.size())));
       current = found == widths.end() ? nullptr : &found->second;
       next = 0;
     } else if (current != nullptr && line.rfind(kText, 0) == 0 && next < current->size()) {

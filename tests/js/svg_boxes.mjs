@@ -1,11 +1,18 @@
 // Runs in the browser (page.evaluate): whether every text that Graphviz drew
 // in a table's box stays inside that box, in the font it was measured in.
 // A box is an SVG group of class "node"; its outline is the union of its
-// polygons. Returns the problems found and the number of texts checked.
+// polygons. Each drawing is checked at its natural size (a browser lays out
+// text shrunk to a few pixels with other metrics). Returns the problems
+// found and the number of texts checked.
 export function textsOutsideTheirBoxes({ root, font }) {
   const problems = [];
   let texts = 0;
   const scope = root ? document.querySelector(root) : document;
+  for (const svg of scope.querySelectorAll('svg')) {
+    svg.style.maxWidth = 'none';
+    svg.style.width = `${parseFloat(svg.getAttribute('width')) * 4 / 3}px`;
+    svg.style.height = `${parseFloat(svg.getAttribute('height')) * 4 / 3}px`;
+  }
   for (const node of scope.querySelectorAll('g.node')) {
     let box = null;
     for (const shape of node.querySelectorAll('polygon, path')) {
