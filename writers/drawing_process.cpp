@@ -1,6 +1,7 @@
 #include "drawing_process.h"
 
 #include <poll.h>
+#include <sys/mman.h>
 #include <sys/prctl.h>
 #include <sys/socket.h>
 #include <sys/wait.h>
@@ -84,6 +85,23 @@ bool receiveAll(int socket, void* data, size_t size, std::chrono::steady_clock::
   }
 }
 
+// The last line a crashed child wrote to its standard error (a library's
+// last words, such as "GLib-ERROR **: ... failed to allocate 11 bytes").
+std::string lastLine(int file) {
+  std::string text;
+  char buffer[4096];
+  ssize_t got;
+  off_t at = 0;
+  while ((got = pread(file, buffer, sizeof buffer, at)) > 0) {
+    text.append(buffer, static_cast<size_t>(got));
+    if (text.size() > 65536) text.erase(0, text.size() - 4096);
+    at += got;
+  }
+  while (!text.empty() && (text.back() == '\n' || text.back() == ' ')) text.pop_back();
+  const size_t start = text.rfind('\n');
+  return start == std::string::npos ? text : text.substr(start + 1);
+}
+
 }  // namespace
 
 DrawingProcess::DrawingProcess(Handler handler, unsigned seconds)
@@ -91,6 +109,7 @@ DrawingProcess::DrawingProcess(Handler handler, unsigned seconds)
 
 DrawingProcess::~DrawingProcess() {
   if (socket_ >= 0) close(socket_);  // the child sees the end and exits
+  if (errors_ >= 0) close(errors_);
   if (child_ > 0) {
     while (waitpid(child_, nullptr, 0) < 0 && errno == EINTR) {
     }
@@ -102,6 +121,9 @@ std::string DrawingProcess::start() {
   if (socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends) != 0) {
     return std::string("cannot start the drawing process: ") + std::strerror(errno);
   }
+  // The child's standard error goes to a file in memory that only the two
+  // processes hold, so that a library's last message becomes part of ours.
+  errors_ = memfd_create("drawing-errors", MFD_CLOEXEC);
   const pid_t parent = getpid();
   const pid_t child = fork();
   if (child < 0) {
@@ -112,6 +134,7 @@ std::string DrawingProcess::start() {
   }
   if (child == 0) {
     close(ends[0]);
+    if (errors_ >= 0) dup2(errors_, STDERR_FILENO);
     // The parent's signal handlers remove its output; the child has none.
     for (const int signalNumber : {SIGINT, SIGTERM, SIGHUP, SIGQUIT}) signal(signalNumber, SIG_DFL);
     signal(SIGPIPE, SIG_IGN);
@@ -134,6 +157,7 @@ std::string DrawingProcess::stopAfterFailure(const std::string& what) {
   while ((ended = waitpid(child_, &status, 0)) < 0 && errno == EINTR) {
   }
   child_ = -1;
+  const std::string said = errors_ >= 0 ? lastLine(errors_) : std::string();
   if (!what.empty()) {
     failure_ = what;
   } else if (ended < 0) {
@@ -145,10 +169,12 @@ std::string DrawingProcess::stopAfterFailure(const std::string& what) {
                    : std::string("the drawing process was ended by signal ") +
                          std::to_string(signalNumber) + " (" + strsignal(signalNumber) + ")";
     failure_ += " (Graphviz and its libraries end this way when memory runs out)";
+    if (!said.empty()) failure_ += ": " + said;
   } else {
     failure_ = "the drawing process exited unexpectedly with status " +
                std::to_string(WIFEXITED(status) ? WEXITSTATUS(status) : -1) +
                " (Graphviz and its libraries end this way when memory runs out)";
+    if (!said.empty()) failure_ += ": " + said;
   }
   return failure_;
 }

@@ -37,6 +37,7 @@ class DrawingProcess {
   Handler handler_;
   unsigned seconds_;
   int socket_ = -1;
+  int errors_ = -1;  // the child's standard error
   pid_t child_ = -1;
   std::string failure_;  // set once the child is gone
 };

@@ -353,9 +353,33 @@ unsigned char drawInChild(const std::string& request, std::string& reply) {
   const size_t newline = request.find('\n');
   const std::string engine = request.substr(0, newline);
   const std::string_view dot = std::string_view(request).substr(newline + 1);
+  // Graphviz and the libraries under it take some failed allocations in
+  // their stride: a layout fails, or text is measured in a stand-in font or
+  // by estimate, and the drawing comes out different without a word. Each
+  // diagram is therefore drawn twice, and a third time when the two differ:
+  // the drawing that comes out twice is the one memory did not change.
   std::string error = render(context, dot, engine.c_str(), reply);
+  std::string again;
+  std::string errorAgain = render(context, dot, engine.c_str(), again);
+  if (error != errorAgain || reply != again) {
+    std::string third;
+    const std::string errorThird = render(context, dot, engine.c_str(), third);
+    if (errorThird == errorAgain && third == again) {
+      error = errorAgain;
+      reply = std::move(again);
+    } else if (errorThird != error || third != reply) {
+      reply = "Graphviz drew the diagram differently each time (out of memory?)";
+      return kCannotStart;
+    }
+  }
   // The layered layout gives up on a few graphs; the packing one does not.
-  if (!error.empty() && engine != "osage") error = render(context, dot, "osage", reply);
+  if (!error.empty() && engine != "osage") {
+    error = render(context, dot, "osage", reply);
+    if (error.empty() && (render(context, dot, "osage", again) != "" || again != reply)) {
+      reply = "Graphviz drew the diagram differently each time (out of memory?)";
+      return kCannotStart;
+    }
+  }
   if (error.empty()) return kDrawn;
   reply = error;
   return kNotDrawn;
