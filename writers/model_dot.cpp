@@ -92,8 +92,9 @@ void appendNode(std::string& dot, const DiagramTable& table, size_t id, const Do
            htmlText(columnTypeText(*column.column), style.maxTextLength) + "</TD></TR>";
   }
   if (shown < table.columns.size()) {
-    dot += "\n      <TR><TD COLSPAN=\"3\" ALIGN=\"LEFT\"><FONT COLOR=\"#5b6575\">\xE2\x80\xA6 and " +
-           std::to_string(table.columns.size() - shown) + " more columns</FONT></TD></TR>";
+    dot +=
+        "\n      <TR><TD COLSPAN=\"3\" ALIGN=\"LEFT\"><FONT COLOR=\"#5b6575\">\xE2\x80\xA6 and " +
+        std::to_string(table.columns.size() - shown) + " more columns</FONT></TD></TR>";
   }
   dot += "\n    </TABLE>>];\n";
 }
