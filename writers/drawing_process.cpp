@@ -12,10 +12,15 @@
 #include <chrono>
 #include <csignal>
 #include <cstdint>
+#include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <new>
 
 namespace {
+
+// The child's exit status when a library called exit().
+constexpr int kLibraryExit = 70;
 
 bool sendAll(int socket, const void* data, size_t size) {
   const char* at = static_cast<const char*>(data);
@@ -124,6 +129,7 @@ std::string DrawingProcess::start() {
   // The child's standard error goes to a file in memory that only the two
   // processes hold, so that a library's last message becomes part of ours.
   errors_ = memfd_create("drawing-errors", MFD_CLOEXEC);
+  std::fflush(nullptr);  // nothing buffered that the child could write again
   const pid_t parent = getpid();
   const pid_t child = fork();
   if (child < 0) {
@@ -139,6 +145,9 @@ std::string DrawingProcess::start() {
     for (const int signalNumber : {SIGINT, SIGTERM, SIGHUP, SIGQUIT}) signal(signalNumber, SIG_DFL);
     signal(SIGPIPE, SIG_IGN);
     prctl(PR_SET_PDEATHSIG, SIGKILL);
+    // A library that calls exit() ends the child here, before the exit
+    // handlers and destructors of the parent's objects could run.
+    std::atexit([] { _exit(kLibraryExit); });
     if (getppid() != parent) _exit(0);
     serve(ends[1], handler_);
   }
@@ -169,6 +178,9 @@ std::string DrawingProcess::stopAfterFailure(const std::string& what) {
                    : std::string("the drawing process was ended by signal ") +
                          std::to_string(signalNumber) + " (" + strsignal(signalNumber) + ")";
     failure_ += " (Graphviz and its libraries end this way when memory runs out)";
+    if (!said.empty()) failure_ += ": " + said;
+  } else if (WIFEXITED(status) && WEXITSTATUS(status) == kLibraryExit) {
+    failure_ = "Graphviz ended the drawing process (it does so when memory runs out)";
     if (!said.empty()) failure_ += ": " + said;
   } else {
     failure_ = "the drawing process exited unexpectedly with status " +
