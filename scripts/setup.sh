@@ -26,7 +26,9 @@ run_packages=(
   "cmake cmake"
   "ninja-build ninja"
   "pkg-config pkg-config"
-  "libgraphviz-dev /usr/include/graphviz/gvc.h"  # the svg format lays out in the process
+  "libgraphviz-dev /usr/include/graphviz/gvc.h"  # the svg and html formats lay out with it
+  # Diagrams are measured and drawn in DejaVu Sans (regular and bold).
+  "fonts-dejavu-core /usr/share/fonts/truetype/dejavu/DejaVuSans-Bold.ttf"
   # snapshot: each engine's own client library
   "libpq-dev /usr/include/postgresql/libpq-fe.h"
   "libmariadb-dev /usr/include/mariadb/mysql.h"

@@ -1,11 +1,37 @@
 #include "model_dot.h"
 
+#include <algorithm>
+#include <cstdint>
+
 namespace {
 
-// Text for an HTML-like label: the markup characters as entities.
-std::string htmlText(std::string_view bytes) {
+// The font Graphviz measures text with, named so that every viewer draws
+// the text in the font it was measured in (the svg and html formats say so
+// in their style too); another font runs wider or narrower than its boxes.
+constexpr const char* kFont = "DejaVu Sans";
+
+// The first `limit` characters of valid UTF-8 `text`, and "…" when it is
+// longer.
+std::string shortened(std::string text, size_t limit) {
+  if (text.size() <= limit) return text;  // never more characters than bytes
+  size_t characters = 0;
+  for (size_t i = 0; i < text.size(); ++i) {
+    if ((static_cast<unsigned char>(text[i]) & 0xC0) == 0x80) continue;
+    if (characters++ == limit) {
+      text.resize(i);
+      return text + "\xE2\x80\xA6";
+    }
+  }
+  return text;
+}
+
+// Text for an HTML-like label: the markup characters as entities, "]" as
+// a character reference ("]]" ends Graphviz's reading of the label), and
+// a backslash doubled (Graphviz replaces "\N", "\G" and the like in labels
+// by the node's or graph's name, and "\\" by one backslash).
+std::string htmlText(std::string_view bytes, size_t limit = SIZE_MAX) {
   std::string text;
-  for (const char byte : printableText(bytes)) {
+  for (const char byte : shortened(printableText(bytes), limit)) {
     switch (byte) {
       case '&':
         text += "&amp;";
@@ -19,6 +45,12 @@ std::string htmlText(std::string_view bytes) {
       case '"':
         text += "&quot;";
         break;
+      case ']':
+        text += "&#93;";
+        break;
+      case '\\':
+        text += "\\\\";
+        break;
       default:
         text += byte;
     }
@@ -27,8 +59,8 @@ std::string htmlText(std::string_view bytes) {
 }
 
 // A name as drawn: an empty name shows as "" rather than as nothing.
-std::string shownName(const ZELString& name) {
-  return name.length() == 0 ? std::string("&quot;&quot;") : htmlText(bytesOf(name));
+std::string shownName(const ZELString& name, size_t limit) {
+  return name.length() == 0 ? std::string("&quot;&quot;") : htmlText(bytesOf(name), limit);
 }
 
 std::string columnMarks(const DiagramColumn& column) {
@@ -43,18 +75,26 @@ std::string columnMarks(const DiagramColumn& column) {
   return marks;
 }
 
-void appendNode(std::string& dot, const DiagramTable& table, size_t id) {
+void appendNode(std::string& dot, const DiagramTable& table, size_t id, const DotStyle& style) {
   dot += "    t" + std::to_string(id) + " [";
   if (table.view) dot += "style=dashed, ";
+  if (style.links != nullptr) dot += "href=\"" + (*style.links)[id - 1] + "\", ";
   dot += "label=<<TABLE BORDER=\"0\" CELLBORDER=\"0\" CELLSPACING=\"0\" CELLPADDING=\"2\">";
   // One row a line, so that a change to one column is a one-line diff.
   dot += "\n      <TR><TD COLSPAN=\"3\" BGCOLOR=\"";
   dot += table.view ? "#eeeeee" : "#dce6f2";
-  dot += "\"><B>" + shownName(table.table->getName()) + "</B></TD></TR>";
-  for (const DiagramColumn& column : table.columns) {
+  dot += "\"><B>" + shownName(table.table->getName(), style.maxTextLength) + "</B></TD></TR>";
+  const size_t shown = std::min(table.columns.size(), style.maxColumns);
+  for (size_t c = 0; c < shown; ++c) {
+    const DiagramColumn& column = table.columns[c];
     dot += "\n      <TR><TD ALIGN=\"LEFT\">" + columnMarks(column) + "</TD><TD ALIGN=\"LEFT\">" +
-           shownName(column.column->getName()) + "</TD><TD ALIGN=\"LEFT\">" +
-           htmlText(columnTypeText(*column.column)) + "</TD></TR>";
+           shownName(column.column->getName(), style.maxTextLength) + "</TD><TD ALIGN=\"LEFT\">" +
+           htmlText(columnTypeText(*column.column), style.maxTextLength) + "</TD></TR>";
+  }
+  if (shown < table.columns.size()) {
+    dot +=
+        "\n      <TR><TD COLSPAN=\"3\" ALIGN=\"LEFT\"><FONT COLOR=\"#5b6575\">\xE2\x80\xA6 and " +
+        std::to_string(table.columns.size() - shown) + " more columns</FONT></TD></TR>";
   }
   dot += "\n    </TABLE>>];\n";
 }
@@ -68,26 +108,27 @@ const char* arrowOf(const Multiplicity& end) {
 
 }  // namespace
 
-std::string diagramAsDot(const Diagram& diagram, std::string_view layoutAttributes) {
+std::string diagramAsDot(const Diagram& diagram, const DotStyle& style) {
   std::string dot = "digraph model {\n";
   // newrank: the classic ranking fails ("trouble in init_rank") on some
   // graphs whose edges cross clusters.
-  dot += "  graph [rankdir=LR, newrank=true, fontname=\"Helvetica\", fontsize=11";
-  if (!layoutAttributes.empty()) dot += ", " + std::string(layoutAttributes);
-  dot += "];\n";
-  dot += "  node [shape=box, margin=0, fontname=\"Helvetica\", fontsize=10];\n";
-  dot += "  edge [dir=both, fontname=\"Helvetica\", fontsize=9];\n";
+  dot +=
+      std::string("  graph [rankdir=LR, newrank=true, fontname=\"") + kFont + "\", fontsize=11];\n";
+  dot += std::string("  node [shape=box, margin=0, fontname=\"") + kFont + "\", fontsize=10];\n";
+  dot += std::string("  edge [dir=both, fontname=\"") + kFont + "\", fontsize=9];\n";
   for (size_t s = 0; s < diagram.schemas.size(); ++s) {
     const DiagramSchema& schema = diagram.schemas[s];
     dot += "  subgraph cluster_" + std::to_string(s + 1) + " {\n";
-    dot += "    label=<" + htmlText(schema.catalog) + ".<B>" + htmlText(schema.path) + "</B>>;\n";
+    dot += "    label=<" + htmlText(schema.catalog, style.maxTextLength) + ".<B>" +
+           htmlText(schema.path, style.maxTextLength) + "</B>>;\n";
     dot += "    style=rounded; color=\"#8899aa\";\n";
-    for (const size_t t : schema.tables) appendNode(dot, diagram.tables[t], t + 1);
+    for (const size_t t : schema.tables) appendNode(dot, diagram.tables[t], t + 1, style);
     dot += "  }\n";
   }
   for (const DiagramRelation& relation : diagram.relations) {
     dot += "  t" + std::to_string(relation.child + 1) + " -> t" +
-           std::to_string(relation.parent + 1) + " [label=<" + htmlText(relation.name) +
+           std::to_string(relation.parent + 1) + " [label=<" +
+           htmlText(relation.name, style.maxTextLength) +
            ">, arrowtail=" + arrowOf(relation.childEnd) +
            ", arrowhead=" + arrowOf(relation.parentEnd) + "];\n";
   }
@@ -104,7 +145,7 @@ class DotModelWriter final : public ModelWriter {
     Diagram diagram;
     std::string error = selectDiagram(source.model, options_, diagram);
     if (!error.empty()) return error;
-    const std::string dot = diagramAsDot(diagram, "");
+    const std::string dot = diagramAsDot(diagram);
     std::fwrite(dot.data(), 1, dot.size(), out);  // a write error stays in the stream
     return "";
   }

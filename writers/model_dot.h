@@ -3,15 +3,27 @@
 // association from the referencing table to the referenced one.
 #pragma once
 
+#include <cstdint>
 #include <memory>
 #include <string>
-#include <string_view>
+#include <vector>
 
 #include "diagram_selection.h"
 #include "model_writer.h"
 
-// The graph as DOT text. `layoutAttributes` ("a=b, c=d" or "") join the
-// graph's attributes: the SVG writer adds its limits for large graphs there.
-std::string diagramAsDot(const Diagram& diagram, std::string_view layoutAttributes);
+// What the drawn formats add to the dot format's graph: limits that keep
+// Graphviz's layout fast, and links on the tables' boxes.
+struct DotStyle {
+  // Columns drawn per table; a last row says how many more there are.
+  size_t maxColumns = SIZE_MAX;
+  // Characters drawn of a name or type; a longer one ends in "…".
+  size_t maxTextLength = SIZE_MAX;
+  // Each table's link (diagram.tables[i] has (*links)[i]), made of
+  // characters that need no escaping in DOT and XML (a percent-encoded URL).
+  const std::vector<std::string>* links = nullptr;
+};
+
+// The graph as DOT text.
+std::string diagramAsDot(const Diagram& diagram, const DotStyle& style = {});
 
 std::unique_ptr<ModelWriter> makeDotModelWriter(const WriterOptions& options);

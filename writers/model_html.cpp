@@ -1,6 +1,7 @@
 #include "model_html.h"
 
 #include <algorithm>
+#include <cctype>
 #include <cstdlib>
 
 #include "catalog_outline.h"
@@ -30,6 +31,8 @@ nav ul{list-style:none;margin:0;padding-left:12px}
 nav>ul{padding-left:0}
 nav a{color:var(--fg);text-decoration:none;overflow-wrap:anywhere}
 nav a:hover{color:var(--accent)}
+nav a[aria-current]{color:var(--accent);font-weight:600}
+nav .tag{font-size:10px;color:var(--muted);text-transform:uppercase;margin-left:5px;font-weight:normal}
 nav .catalog{font-weight:600;margin-top:8px}
 #matches{color:var(--muted);font-size:12px;margin:4px 0}
 main{margin-left:290px;padding:16px 28px;max-width:1200px}
@@ -47,16 +50,24 @@ th{background:var(--side);font-weight:600}
 td.desc{margin:0}
 td.pairs{white-space:pre-line}
 .mark{font-size:11px;font-weight:600;color:var(--accent);margin-right:3px}
+#nomatch{font-size:16px;color:var(--muted);margin:24px 0}
 .diagram{overflow:auto;max-height:640px;border:1px solid var(--line);padding:6px;margin:8px 0}
 .diagram svg{max-width:100%;height:auto}
-.diagram text{font-family:Helvetica,sans-serif}
+.diagram text{font-family:"DejaVu Sans",Verdana,sans-serif}
+.diagram a polygon{pointer-events:visible}
+.diagram a:hover polygon{stroke:var(--accent)}
+.diagram.zoomable{cursor:grab}
+.diagram.zoomable:focus{outline:2px solid var(--accent);outline-offset:-2px}
+.diagram.dragging{cursor:grabbing;user-select:none}
+.zoom{display:flex;align-items:center;gap:4px;margin:8px 0 -4px;font-size:12px;color:var(--muted)}
+.zoom button{font:inherit;min-width:28px;padding:1px 6px;border:1px solid var(--line);border-radius:3px;background:var(--side);color:var(--fg);cursor:pointer}
 dl.counts{display:grid;grid-template-columns:max-content max-content;gap:2px 16px}
 dl.counts dt{color:var(--muted)}dl.counts dd{margin:0}
 .warnings li{white-space:pre-line}
 body.searching .schema,body.searching #overview{display:none}
 [hidden]{display:none!important}
 @media print{
-nav,noscript{display:none}
+nav,noscript,.zoom{display:none}
 main{margin:0;max-width:none;padding:0}
 section.object{break-inside:avoid-page;min-height:0!important}
 .diagram{max-height:none;overflow:visible;border:none}
@@ -131,11 +142,80 @@ function render(i){
       return [r[0],[r[1],'pairs'],linkTo(r[2]),r[3]];})));}
     if(o.r){heading(f,'Referenced by');f.appendChild(grid('fk-in',['Table','Foreign key','Columns'],o.r.map(function(r){
       return [linkTo(r[0]),r[1],r[2]];})));}
-    if(o.g){var d=el('div','diagram');d.innerHTML=o.g;f.appendChild(d);}
+    if(o.g){var d=el('div','diagram');d.innerHTML=o.g;f.appendChild(d);zoomable(d);}
     else if(o.n)f.appendChild(el('p','muted',o.n));
   }
   s.appendChild(f);
   s.style.minHeight='';
+}
+// A diagram's frame zooms and pans: the buttons above it; once clicked
+// (focused), the mouse wheel and the keys + - 0; dragging and the arrow
+// keys move the view (the frame scrolls). A click on a table's box follows
+// its link unless the mouse moved. The zoom keeps the point under the
+// mouse (or the frame's centre) in place.
+function zoomable(frame){
+  var svg=frame.querySelector('svg');
+  if(!svg||frame.classList.contains('zoomable'))return;
+  var width=parseFloat(svg.getAttribute('width'))*4/3,height=parseFloat(svg.getAttribute('height'))*4/3;
+  if(!(width>0&&height>0))return;
+  frame.classList.add('zoomable');
+  frame.tabIndex=0;
+  frame.setAttribute('aria-label','Diagram: click it, then zoom with the mouse wheel or + and -, move with the arrow keys or by dragging; 0 fits it');
+  var scale=0,bar=el('div','zoom'),label=el('span');
+  function fit(){return Math.min(1,Math.max(50,frame.clientWidth-12)/width);}
+  function set(next,x,y){
+    var old=scale||fit();
+    next=Math.min(4,Math.max(Math.min(fit(),0.25),next));
+    if(x===undefined){x=frame.clientWidth/2;y=frame.clientHeight/2;}
+    var px=(frame.scrollLeft+x)/old,py=(frame.scrollTop+y)/old;
+    scale=next;
+    svg.style.maxWidth='none';
+    svg.style.width=width*scale+'px';
+    svg.style.height=height*scale+'px';
+    frame.scrollLeft=px*scale-x;
+    frame.scrollTop=py*scale-y;
+    label.textContent=Math.round(scale*100)+'%';
+  }
+  function button(text,title,act){
+    var b=el('button',null,text);b.type='button';b.title=title;b.setAttribute('aria-label',title);
+    b.addEventListener('click',act);bar.appendChild(b);
+  }
+  button('+','Zoom in',function(){set((scale||fit())*1.25);});
+  button('\u2212','Zoom out',function(){set((scale||fit())/1.25);});
+  button('Fit','Fit the diagram to the frame',function(){set(fit());});
+  bar.appendChild(label);
+  label.textContent=Math.round(fit()*100)+'%';
+  frame.parentNode.insertBefore(bar,frame);
+  frame.addEventListener('wheel',function(e){
+    if(!e.ctrlKey&&document.activeElement!==frame)return;
+    e.preventDefault();
+    var r=frame.getBoundingClientRect();
+    set((scale||fit())*Math.pow(1.002,-e.deltaY),e.clientX-r.left,e.clientY-r.top);
+  },{passive:false});
+  frame.addEventListener('keydown',function(e){
+    if(e.ctrlKey||e.metaKey||e.altKey)return;
+    if(e.key==='+'||e.key==='=')set((scale||fit())*1.25);
+    else if(e.key==='-'||e.key==='_')set((scale||fit())/1.25);
+    else if(e.key==='0')set(fit());
+    else return;
+    e.preventDefault();
+  });
+  var drag=null,moved=false;
+  frame.addEventListener('pointerdown',function(e){
+    if(e.button!==0)return;
+    drag={x:e.clientX,y:e.clientY,left:frame.scrollLeft,top:frame.scrollTop};moved=false;
+  });
+  frame.addEventListener('pointermove',function(e){
+    if(!drag)return;
+    var dx=e.clientX-drag.x,dy=e.clientY-drag.y;
+    if(!moved&&Math.abs(dx)+Math.abs(dy)<4)return;
+    if(!moved){moved=true;frame.classList.add('dragging');frame.setPointerCapture(e.pointerId);}
+    frame.scrollLeft=drag.left-dx;frame.scrollTop=drag.top-dy;
+  });
+  function end(){drag=null;frame.classList.remove('dragging');}
+  frame.addEventListener('pointerup',end);
+  frame.addEventListener('pointercancel',end);
+  frame.addEventListener('click',function(e){if(moved){e.preventDefault();moved=false;}},true);
 }
 var frames=document.querySelectorAll('main .diagram[data-diagram]');
 function drawDiagram(frame){
@@ -144,6 +224,7 @@ function drawDiagram(frame){
   frame.innerHTML=data.diagrams[+frame.getAttribute('data-diagram')];
   frame.removeAttribute('data-diagram');
   frame.style.height='';
+  zoomable(frame);
 }
 function drawDiagrams(){for(var j=0;j<frames.length;j++)drawDiagram(frames[j]);}
 function renderAll(){for(var i=0;i<count;i++)render(i);drawDiagrams();}
@@ -160,9 +241,30 @@ if('IntersectionObserver' in window){
 // A linked section is drawn with its neighbours before it is shown, so that
 // it lands at the top; sections drawn later above it are kept out of the way
 // by the browser's scroll anchoring.
+// The navigation marks the section being read: the one linked to, then
+// whichever crosses the top fifth of the window as the page scrolls.
+var navLinks={},current=null,navigation=document.querySelector('nav');
+[].forEach.call(document.querySelectorAll('nav a'),function(a){navLinks[a.getAttribute('href')]=a;});
+function markCurrent(id){
+  var a=navLinks['#'+id]||null;
+  if(a===current)return;
+  if(current)current.removeAttribute('aria-current');
+  current=a;
+  if(!a)return;
+  a.setAttribute('aria-current','location');
+  var r=a.getBoundingClientRect(),n=navigation.getBoundingClientRect();
+  if(r.top<n.top||r.bottom>n.bottom)navigation.scrollTop+=r.top-n.top-n.height/3;
+}
+if('IntersectionObserver' in window){
+  var reading=new IntersectionObserver(function(entries){
+    entries.forEach(function(e){if(e.isIntersecting)markCurrent(e.target.id);});
+  },{rootMargin:'0px 0px -80% 0px'});
+  [].forEach.call(document.querySelectorAll('main section[id]'),function(s){reading.observe(s);});
+}
 function showTarget(){
   var s=null;
   try{s=document.getElementById(decodeURIComponent(location.hash.slice(1)));}catch(e){}  // a malformed %-escape
+  if(s)markCurrent(s.id);
   if(!s||s.objectIndex===undefined)return;
   for(var j=Math.max(0,s.objectIndex-2);j<=Math.min(count-1,s.objectIndex+2);j++)render(j);
   s.scrollIntoView();
@@ -180,7 +282,7 @@ if(count<=500){
   setTimeout(more,0);
 }
 
-var box=document.getElementById('search'),matches=document.getElementById('matches'),index=null,pending=0;
+var box=document.getElementById('search'),matches=document.getElementById('matches'),none=document.getElementById('nomatch'),index=null,pending=0;
 function build(){
   index=[];
   var entries={},links=document.querySelectorAll('nav a');
@@ -202,6 +304,8 @@ function apply(){
     if(show!==item.shown){item.shown=show;item.section.hidden=!show;if(item.entry)item.entry.hidden=!show;}
   }
   matches.textContent=q===''?'':n+' of '+index.length+' match';
+  none.hidden=q===''||n>0;
+  none.textContent=none.hidden?'':'No table, view, column or procedure matches “'+box.value.trim()+'”.';
 }
 box.addEventListener('input',function(){if(!pending)pending=requestAnimationFrame(apply);});
 })();
@@ -235,20 +339,39 @@ class Page {
   std::string buffer_;
 };
 
+// An anchor as a URL's fragment: every byte but letters, digits and "-._~"
+// as %XX, which the browser decodes before it looks for the id.
+std::string percentEncoded(std::string_view anchor) {
+  static constexpr char kDigits[] = "0123456789ABCDEF";
+  std::string url;
+  for (const char c : anchor) {
+    const auto byte = static_cast<unsigned char>(c);
+    if (std::isalnum(byte) != 0 || c == '-' || c == '.' || c == '_' || c == '~') {
+      url += c;
+    } else {
+      url += '%';
+      url += kDigits[byte >> 4];
+      url += kDigits[byte & 15];
+    }
+  }
+  return url;
+}
+
 std::string link(const std::string& anchor) {
   return "<a href=\"#" + htmlText(anchor) + "\">";
 }
 
 // The SVG element of Graphviz's document as the page holds it: without the
-// XML prolog, comments, titles and element ids (ids repeat from one drawing
+// XML prolog, comments, titles, link titles (Graphviz gives a box's link the
+// label's markup as its title) and element ids (ids repeat from one drawing
 // to the next, and must not in one page), without the font family and
 // default text anchor that the style sheet gives every diagram, and with
 // attribute values in single quotes, which the page's data need not escape.
 // Graphviz writes one element per line and escapes quotes and "<" in text,
 // so a raw quote only ever delimits an attribute value.
 std::string inlineSvg(const std::string& document) {
-  static constexpr std::string_view kId = " id=\"";
-  static constexpr std::string_view kDefaults[] = {" font-family=\"Helvetica,sans-Serif\"",
+  static constexpr std::string_view kDropped[] = {" id=\"", " xlink:title=\""};
+  static constexpr std::string_view kDefaults[] = {" font-family=\"DejaVu Sans\"",
                                                    " text-anchor=\"start\""};
   std::string svg;
   size_t at = document.find("<svg");
@@ -261,8 +384,11 @@ std::string inlineSvg(const std::string& document) {
     at = end;
     if (line.rfind("<!--", 0) == 0 || line.rfind("<title>", 0) == 0) continue;
     for (size_t i = 0; i < line.size();) {
-      if (line.compare(i, kId.size(), kId) == 0) {
-        const size_t close = line.find('"', i + kId.size());
+      const auto* dropped =
+          std::find_if(std::begin(kDropped), std::end(kDropped),
+                       [&](std::string_view a) { return line.compare(i, a.size(), a) == 0; });
+      if (dropped != std::end(kDropped)) {
+        const size_t close = line.find('"', i + dropped->size());
         i = close == std::string_view::npos ? line.size() : close + 1;
         continue;
       }
@@ -319,10 +445,12 @@ class HtmlModelWriter final : public ModelWriter {
          << "</style>\n</head>\n<body>\n";
     writeNavigation(page);
     page << "<main>\n<noscript><p class=\"muted\">The columns, keys and diagrams of each table "
-            "are drawn by the page's script: allow scripts to see them.</p></noscript>\n";
+            "are drawn by the page's script: allow scripts to see them.</p></noscript>\n"
+            "<p id=\"nomatch\" hidden></p>\n";
     writeOverview(page, source);
     SvgDrawing drawing;
     for (const OutlineSchema& schema : outline_.schemas) writeSchema(page, schema, drawing);
+    if (drawing.failed()) return drawingFailure_;
     page << "</main>\n<script type=\"application/json\" id=\"catalog-data\">{\"schemas\":[";
     for (size_t s = 0; s < outline_.schemas.size(); ++s) {
       if (s != 0) page << ",";
@@ -341,6 +469,7 @@ class HtmlModelWriter final : public ModelWriter {
         page << (first ? "\n" : ",\n");
         first = false;
         writeTableData(page, t, drawing);
+        if (drawing.failed()) return drawingFailure_;
       }
       for (const OutlineProcedure& procedure : schema.procedures) {
         page << (first ? "\n" : ",\n");
@@ -378,9 +507,10 @@ class HtmlModelWriter final : public ModelWriter {
       page.text(schema.path);
       page << "</a><ul>\n";
       for (const size_t t : schema.tables) {
-        page << "<li>" << link(outline_.tables[t].anchor);
+        const bool view = outline_.diagram.tables[t].view;
+        page << (view ? "<li class=\"view\">" : "<li>") << link(outline_.tables[t].anchor);
         page.text(outline_.diagram.tables[t].table->getName());
-        page << "</a></li>\n";
+        page << (view ? "<span class=\"tag\">view</span></a></li>\n" : "</a></li>\n");
       }
       for (const OutlineProcedure& procedure : schema.procedures) {
         page << "<li>" << link(procedure.anchor);
@@ -443,9 +573,12 @@ class HtmlModelWriter final : public ModelWriter {
         for (const size_t r : outline_.tables[t].relations) relations.push_back(r);
       }
       std::string svg;
-      const std::string error =
-          drawing.draw(partOfDiagram(outline_.diagram, schema.tables, relations), svg);
-      if (error.empty()) {
+      const Diagram diagram = partOfDiagram(outline_.diagram, schema.tables, relations);
+      const std::vector<std::string> links = linksOf(diagram);
+      const std::string error = drawing.draw(diagram, svg, &links);
+      if (drawing.failed()) {
+        drawingFailure_ = error;
+      } else if (error.empty()) {
         page << "<div class=\"diagram\" data-diagram=\"" << schemaDiagrams_.size()
              << "\" style=\"height:" << placeholderHeight(svg) << "px\"></div>\n";
         schemaDiagrams_.push_back(inlineSvg(svg));
@@ -521,7 +654,20 @@ class HtmlModelWriter final : public ModelWriter {
   //   n  a note in its place
   // A table is an index into "objects", or its name when the page does not
   // show it, or null.
-  void writeTableData(Page& page, size_t t, SvgDrawing& drawing) const {
+  // Each table's link in a diagram drawn from the outline's: its section.
+  std::vector<std::string> linksOf(const Diagram& diagram) const {
+    std::vector<std::string> links;
+    links.reserve(diagram.tables.size());
+    for (const DiagramTable& table : diagram.tables) {
+      const auto found = outline_.indexOf.find(table.table);
+      links.push_back(found == outline_.indexOf.end()
+                          ? std::string()
+                          : "#" + percentEncoded(outline_.tables[found->second].anchor));
+    }
+    return links;
+  }
+
+  void writeTableData(Page& page, size_t t, SvgDrawing& drawing) {
     const DiagramTable& drawn = outline_.diagram.tables[t];
     const OutlineTable& outlined = outline_.tables[t];
     const ZELClass& table = *drawn.table;
@@ -554,15 +700,21 @@ class HtmlModelWriter final : public ModelWriter {
     } else {
       size_t neighbours = 0;
       const Diagram diagram = neighbourhoodDiagram(outline_, t, neighbours);
-      std::string svg;
       if (neighbours > kNeighbourDiagramLimit) {
         page << ",\"n\":\"Related to " << neighbours << " tables, too many to draw.\"";
-      } else if (const std::string error = drawing.draw(diagram, svg); !error.empty()) {
-        page << ",\"n\":";
-        page.string("No diagram: " + error);
       } else {
-        page << ",\"g\":";
-        page.string(inlineSvg(svg));
+        std::string svg;
+        const std::vector<std::string> links = linksOf(diagram);
+        const std::string error = drawing.draw(diagram, svg, &links);
+        if (drawing.failed()) {
+          drawingFailure_ = error;
+        } else if (!error.empty()) {
+          page << ",\"n\":";
+          page.string("No diagram: " + error);
+        } else {
+          page << ",\"g\":";
+          page.string(inlineSvg(svg));
+        }
       }
     }
     page << "}";
@@ -670,6 +822,7 @@ class HtmlModelWriter final : public ModelWriter {
   }
 
   std::vector<std::string> schemas_;  // --schema names; none: every schema
+  std::string drawingFailure_;        // why drawing failed as a whole
   CatalogOutline outline_;
   // The schemas' diagrams, drawn with their sections' placeholders and
   // written with the page's data.

@@ -3,13 +3,23 @@
 #include <graphviz/cgraph.h>
 #include <graphviz/gvc.h>
 
+#include <algorithm>
+#include <cstdlib>
 #include <cstring>
 #include <deque>
 #include <new>
 #include <string_view>
 #include <unordered_map>
+#include <vector>
 
+#include "drawing_process.h"
 #include "model_dot.h"
+
+// Graphviz's choice of its text layout plug-in (the one that measures text
+// in the named font), which gvContext() runs; exported by libgvc but
+// declared only in its private headers. It returns 300 when a plug-in is
+// loaded and 999 when text would only be estimated.
+extern "C" int gvtextlayout_select(GVC_t* context);
 
 namespace {
 
@@ -21,6 +31,20 @@ namespace {
 constexpr size_t kLayeredLayoutTables = 2000;
 constexpr size_t kMaxTables = 20000;
 constexpr size_t kMaxCells = 200000;
+constexpr size_t kMaxRelations = 20000;
+// Graphviz sizes a table's box in time that grows with the square of its
+// rows (1,000 columns 0.4 s, 10,000 columns 20 s) and a text's in time that
+// grows with its length: a table shows its first columns and a row that
+// counts the others, a name its first characters.
+constexpr size_t kMaxColumnsDrawn = 100;
+constexpr size_t kMaxTextDrawn = 80;
+// A drawing within the limits takes seconds; one that takes this long hangs.
+constexpr unsigned kDrawingSeconds = 600;
+
+// The drawing process's answers.
+constexpr unsigned char kDrawn = 0;        // the SVG document
+constexpr unsigned char kNotDrawn = 1;     // why Graphviz did not draw this diagram
+constexpr unsigned char kCannotStart = 2;  // why Graphviz cannot draw at all
 
 // Graphviz reports errors through one global hook; the writer collects
 // them while it runs (the program writes one document at a time).
@@ -137,7 +161,7 @@ int readLine(void* channel, char* buffer, int size) {
 
 Agiodisc_t memoryReading = {readLine, nullptr, nullptr};
 
-Agraph_t* readDiagram(const std::string& dot) {
+Agraph_t* readDiagram(std::string_view dot) {
   memoryReading.putstr = AgIoDisc.putstr;
   memoryReading.flush = AgIoDisc.flush;
   Agdisc_t discipline = {&AgMemDisc, &numberedNames, &memoryReading};
@@ -148,8 +172,123 @@ Agraph_t* readDiagram(const std::string& dot) {
   return graph;
 }
 
+// The widths of the texts in an xdot drawing operation list ("F 10 11
+// -DejaVu Sans c 7 -#000000 T 4.5 29.8 -1 59 7 -LLLL xx ..."), in order;
+// none when the list holds an operation this reader does not know.
+std::vector<std::string> textWidths(std::string_view ops) {
+  std::vector<std::string> widths;
+  size_t at = 0;
+  const auto token = [&]() {
+    while (at < ops.size() && ops[at] == ' ') ++at;
+    const size_t start = at;
+    while (at < ops.size() && ops[at] != ' ') ++at;
+    return ops.substr(start, at - start);
+  };
+  const auto skipNumbers = [&](size_t count) {
+    for (size_t i = 0; i < count; ++i) token();
+  };
+  // A counted text: "N -BYTES".
+  const auto skipText = [&]() {
+    const size_t length = std::strtoul(std::string(token()).c_str(), nullptr, 10);
+    while (at < ops.size() && ops[at] == ' ') ++at;
+    at = std::min(ops.size(), at + 1 + length);  // the "-" and the bytes
+  };
+  for (;;) {
+    const std::string_view op = token();
+    if (op.empty()) return widths;
+    if (op.size() != 1) return {};
+    switch (op[0]) {
+      case 'F':
+        skipNumbers(1);
+        skipText();
+        break;
+      case 'c':
+      case 'C':
+      case 'S':
+        skipText();
+        break;
+      case 't':
+        skipNumbers(1);
+        break;
+      case 'T':
+        skipNumbers(3);
+        widths.emplace_back(token());
+        skipText();
+        break;
+      case 'E':
+      case 'e':
+        skipNumbers(4);
+        break;
+      case 'P':
+      case 'p':
+      case 'L':
+      case 'B':
+      case 'b':
+        skipNumbers(2 * std::strtoul(std::string(token()).c_str(), nullptr, 10));
+        break;
+      case 'I':
+        skipNumbers(4);
+        skipText();
+        break;
+      default:
+        return {};
+    }
+  }
+}
+
+// Graphviz measures text with each glyph's advance rounded to a whole pixel
+// and writes SVG text without its width, which a browser then draws up to a
+// few percent wider or narrower, across the box's border. This gives each
+// text of a table's box the width it was measured with (SVG's textLength),
+// read from the xdot drawing of the same layout.
+std::string withMeasuredWidths(GVC_t* context, Agraph_t* graph, const std::string& svg) {
+  char* data = nullptr;
+  unsigned int length = 0;
+  const bool drawn = gvRenderData(context, graph, "xdot", &data, &length) == 0 && data != nullptr;
+  gvFreeRenderData(data);
+  if (!drawn) return svg;
+  std::unordered_map<std::string, std::vector<std::string>> widths;
+  for (Agnode_t* node = agfstnode(graph); node != nullptr; node = agnxtnode(graph, node)) {
+    const char* ops = agget(node, const_cast<char*>("_ldraw_"));
+    if (ops != nullptr) widths.emplace(agnameof(node), textWidths(ops));
+  }
+  // One element a line; a node's group starts with its title (its name).
+  static constexpr std::string_view kNode = "<g id=\"node", kOther = "<g id=\"", kTitle = "<title>",
+                                    kText = "<text ";
+  std::string result;
+  result.reserve(svg.size() + svg.size() / 8);
+  const std::vector<std::string>* current = nullptr;
+  bool inNode = false;
+  size_t next = 0;
+  for (size_t at = 0; at < svg.size();) {
+    size_t end = svg.find('\n', at);
+    end = end == std::string::npos ? svg.size() : end + 1;
+    const std::string_view line(svg.data() + at, end - at);
+    at = end;
+    if (line.rfind(kNode, 0) == 0) {
+      inNode = true;
+      current = nullptr;
+    } else if (line.rfind(kOther, 0) == 0 && line.find("class=") != std::string_view::npos) {
+      inNode = false;
+      current = nullptr;
+    } else if (inNode && current == nullptr && line.rfind(kTitle, 0) == 0) {
+      const size_t close = line.find('<', kTitle.size());
+      const auto found =
+          widths.find(std::string(line.substr(kTitle.size(), close - kTitle.size())));
+      current = found == widths.end() ? nullptr : &found->second;
+      next = 0;
+    } else if (current != nullptr && line.rfind(kText, 0) == 0 && next < current->size()) {
+      result += "<text textLength=\"" + (*current)[next++] + "\" ";
+      result += line.substr(kText.size());
+      continue;
+    }
+    result += line;
+  }
+  return result;
+}
+
 // Lays out and renders `dot` with `engine`; "" and the SVG in `svg`, or why not.
-std::string render(GVC_t* context, const std::string& dot, const char* engine, std::string& svg) {
+std::string render(GVC_t* context, std::string_view dot, const char* engine, std::string& svg) {
   std::string errors;
   ErrorCollection collection(errors);
   Agraph_t* graph = readDiagram(dot);
@@ -166,10 +305,84 @@ std::string render(GVC_t* context, const std::string& dot, const char* engine, s
       svg.assign(data, length);
     }
     gvFreeRenderData(data);
+    if (failure.empty()) svg = withMeasuredWidths(context, graph, svg);
     gvFreeLayout(context, graph);
   }
   agclose(graph);
   return failure;
+}
+
+// Starts Graphviz in the drawing process: "" and the context, or why it
+// cannot draw. Every plug-in a drawing needs is loaded here (a probe drawn
+// with each layout), so that one that fails to load is an error rather
+// than a drawing made without it (text measured by estimate, another
+// layout).
+std::string startGraphviz(GVC_t*& context) {
+  std::string errors;
+  ErrorCollection collection(errors);
+  context = gvContext();
+  if (context == nullptr) return "cannot start Graphviz";
+  if (gvtextlayout_select(context) == 999) {
+    return "Graphviz cannot measure text: its text layout plug-in (libgvplugin_pango) is "
+           "not available";
+  }
+  std::string svg;
+  for (const char* engine : {"dot", "osage"}) {
+    const std::string error = render(
+        context, "digraph{node[fontname=\"DejaVu Sans\"];a[label=<<B>x</B>>];a->a}", engine, svg);
+    if (!error.empty()) return error;
+  }
+  if (!errors.empty()) return "Graphviz cannot start: " + firstLine(errors);
+  return "";
+}
+
+// Answers a request of the drawing process: the layout engine's name, a
+// line break, and the diagram as DOT text.
+unsigned char drawInChild(const std::string& request, std::string& reply) {
+  static GVC_t* context = nullptr;
+  static bool started = false;
+  static std::string cannotStart;
+  if (!started) {
+    started = true;
+    cannotStart = startGraphviz(context);
+  }
+  if (!cannotStart.empty()) {
+    reply = cannotStart;
+    return kCannotStart;
+  }
+  const size_t newline = request.find('\n');
+  const std::string engine = request.substr(0, newline);
+  const std::string_view dot = std::string_view(request).substr(newline + 1);
+  // Graphviz and the libraries under it take some failed allocations in
+  // their stride: a layout fails, or text is measured in a stand-in font or
+  // by estimate, and the drawing comes out different without a word. Each
+  // diagram is therefore drawn twice, and a third time when the two differ:
+  // the drawing that comes out twice is the one memory did not change.
+  std::string error = render(context, dot, engine.c_str(), reply);
+  std::string again;
+  std::string errorAgain = render(context, dot, engine.c_str(), again);
+  if (error != errorAgain || reply != again) {
+    std::string third;
+    const std::string errorThird = render(context, dot, engine.c_str(), third);
+    if (errorThird == errorAgain && third == again) {
+      error = errorAgain;
+      reply = std::move(again);
+    } else if (errorThird != error || third != reply) {
+      reply = "Graphviz drew the diagram differently each time (out of memory?)";
+      return kCannotStart;
+    }
+  }
+  // The layered layout gives up on a few graphs; the packing one does not.
+  if (!error.empty() && engine != "osage") {
+    error = render(context, dot, "osage", reply);
+    if (error.empty() && (render(context, dot, "osage", again) != "" || again != reply)) {
+      reply = "Graphviz drew the diagram differently each time (out of memory?)";
+      return kCannotStart;
+    }
+  }
+  if (error.empty()) return kDrawn;
+  reply = error;
+  return kNotDrawn;
 }
 
 class SvgModelWriter final : public ModelWriter {
@@ -193,44 +406,52 @@ class SvgModelWriter final : public ModelWriter {
 
 }  // namespace
 
-namespace {
+SvgDrawing::SvgDrawing() = default;
+SvgDrawing::~SvgDrawing() = default;
 
-// One Graphviz context for the whole process, never freed: Graphviz's text
-// layout plugin remembers a pointer to a font name that the context owns, so
-// a second context made after the first was freed would compare against
-// freed memory. Loading the plug-ins once also makes later drawings cheaper.
-GVC_t* processContext() {
-  static GVC_t* const context = gvContext();
-  return context;
-}
-
-}  // namespace
-
-SvgDrawing::SvgDrawing() : context_(processContext()) {}
-
-std::string SvgDrawing::draw(const Diagram& diagram, std::string& svg) {
+std::string SvgDrawing::draw(const Diagram& diagram, std::string& svg,
+                             const std::vector<std::string>* links) {
+  if (failed_) return failure_;
+  DotStyle style;
+  style.maxColumns = kMaxColumnsDrawn;
+  style.maxTextLength = kMaxTextDrawn;
+  style.links = links;
   size_t cells = diagram.tables.size();
-  for (const DiagramTable& table : diagram.tables) cells += table.columns.size();
-  const SvgLayout layout = chooseSvgLayout(diagram.tables.size(), cells);
-  if (layout.engine == nullptr) return layout.tooLarge;
-  if (context_ == nullptr) return "cannot start Graphviz";
-  const std::string dot = diagramAsDot(diagram, "");
-  std::string error = render(context_, dot, layout.engine, svg);
-  // The layered layout gives up on a few graphs; the packing one does not.
-  if (!error.empty() && std::string(layout.engine) != "osage") {
-    error = render(context_, dot, "osage", svg);
+  for (const DiagramTable& table : diagram.tables) {
+    cells += std::min(table.columns.size(), kMaxColumnsDrawn + 1);
   }
-  return error;
+  const SvgLayout layout = chooseSvgLayout(diagram.tables.size(), cells, diagram.relations.size());
+  if (layout.engine == nullptr) return layout.tooLarge;
+  if (!process_) process_ = std::make_unique<DrawingProcess>(drawInChild, kDrawingSeconds);
+  unsigned char status = 0;
+  std::string reply;
+  const std::string failure = process_->call(
+      std::string(layout.engine) + "\n" + diagramAsDot(diagram, style), status, reply);
+  if (!failure.empty()) {
+    failed_ = true;
+    failure_ = "Graphviz failed: " + failure;
+  } else if (status == kDrawn) {
+    svg = std::move(reply);
+    return "";
+  } else if (status == kNotDrawn) {
+    return reply;
+  } else {
+    failed_ = true;
+    failure_ = status == kCannotStart ? reply : "out of memory while drawing the diagram";
+  }
+  return failure_;
 }
 
-SvgLayout chooseSvgLayout(size_t tables, size_t cells) {
-  if (tables > kMaxTables || cells > kMaxCells) {
+SvgLayout chooseSvgLayout(size_t tables, size_t cells, size_t relations) {
+  if (tables > kMaxTables || cells > kMaxCells || relations > kMaxRelations) {
     return {nullptr,
-            "the diagram has " + std::to_string(tables) + " tables and views and " +
-                std::to_string(cells - tables) +
-                " columns, too many to lay out in reasonable time (at most " +
-                std::to_string(kMaxTables) + " tables and " + std::to_string(kMaxCells) +
-                " tables and columns together); draw part of it with --schema NAME" +
+            "the diagram has " + std::to_string(tables) + " tables and views, " +
+                std::to_string(cells - tables) + " rows of columns and " +
+                std::to_string(relations) +
+                " relations, too many to lay out in reasonable time (at most " +
+                std::to_string(kMaxTables) + " tables, " + std::to_string(kMaxCells) +
+                " tables and rows together and " + std::to_string(kMaxRelations) +
+                " relations); draw part of it with --schema NAME" +
                 (cells > tables ? " or fewer columns with --columns keys or --columns none" : "")};
   }
   return {tables <= kLayeredLayoutTables ? "dot" : "osage", ""};

@@ -51,7 +51,8 @@ class DocumentationFormats : public testing::Test {
                    "DESCRIPTION," + std::to_string(markup.size()) + "," + markup);
     writeFile(folder_->file("markup.pcd"), sample);
     files_ = {kSourceDir + "/examples/sample.pcd", folder_->file("markup.pcd"), generated,
-              kSourceDir + "/tests/data/hostile_names.pcd"};
+              kSourceDir + "/tests/data/hostile_names.pcd",
+              kSourceDir + "/tests/diagrams/data/drawing_names.pcd"};
     for (size_t i = 0; i < files_.size(); ++i) {
       models_.push_back(folder_->file("model" + std::to_string(i) + ".json"));
       writeFormat({files_[i]}, models_.back());
@@ -89,8 +90,10 @@ TEST_F(DocumentationFormats, HtmlPageWorksInTheBrowser) {
   }
   // Two schemas of the sample: their sections only, links to the others as text.
   const std::string part = folder_->file("part.html");
-  writeFormat({"--format", "html", "--schema", "SHOP", "--schema", "SALES.BILLING", files_[0]}, part);
-  EXPECT_NE(readFile(part).find("<dt>Schemas chosen</dt><dd>SHOP, SALES.BILLING"), std::string::npos);
+  writeFormat({"--format", "html", "--schema", "SHOP", "--schema", "SALES.BILLING", files_[0]},
+              part);
+  EXPECT_NE(readFile(part).find("<dt>Schemas chosen</dt><dd>SHOP, SALES.BILLING"),
+            std::string::npos);
   command += " --schemas=SHOP,SALES.BILLING " + shellWord(models_[0]) + " " + shellWord(part);
 #ifdef PCD_TESTS_NO_BROWSER  // see tests/CMakeLists.txt
   GTEST_SKIP() << "the browser checks run in the normal build";
@@ -219,7 +222,8 @@ TEST_F(DocumentationFormats, MarkdownFolderRules) {
   EXPECT_EQ(result.exitCode, 2) << result.err;
 
   // A schema the model does not have: an error, and nothing written.
-  result = runProgram({{"-q", "-f", "markdown", "--schema", "NONE", "-o", work.file("none"), sample}, "", {}});
+  result = runProgram(
+      {{"-q", "-f", "markdown", "--schema", "NONE", "-o", work.file("none"), sample}, "", {}});
   EXPECT_EQ(result.exitCode, 1);
   EXPECT_NE(result.err.find("no schema named 'NONE'"), std::string::npos) << result.err;
   EXPECT_EQ(work.entries(), (std::vector<std::string>{"docs", "own"}));

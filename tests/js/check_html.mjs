@@ -2,8 +2,12 @@
 // (the system's Chromium, driven by playwright-core, network refused) and
 // checks them against the model's JSON document: no console error and no
 // request besides the page itself; a section for every table, view and
-// procedure; the search box leaves just the matches; clicking a foreign key
-// lands on the referenced table; text that looks like markup stays text.
+// procedure; the search box leaves just the matches, or says that nothing
+// matches; clicking a foreign key or a table's box in a diagram lands on the
+// table, which the navigation marks; views are marked in the navigation;
+// diagrams zoom with keys and the wheel and pan by dragging; every text of
+// a diagram's box stays inside it, in the font it was measured in; text that
+// looks like markup stays text.
 // Prints the page's size and the time it took to become interactive.
 //
 //   node check_html.mjs [--screenshot=PNG] [--schemas=A,B] MODEL.json PAGE.html [...]...
@@ -14,6 +18,7 @@ import { resolve } from 'node:path';
 import { pathToFileURL } from 'node:url';
 import { Problems, chosenSchemas, readModel } from './model_expectations.mjs';
 import { withOfflineBrowser } from './offline_browser.mjs';
+import { textsOutsideTheirBoxes } from './svg_boxes.mjs';
 
 const problems = new Problems('HTML catalog');
 
@@ -110,6 +115,17 @@ async function checkPage(context, job) {
     await page.fill('#search', '');
     await page.waitForFunction(() => document.getElementById('matches').textContent === '');
   }
+  // A search without match says so, and the message goes with the search.
+  await page.fill('#search', 'no such name \u2603');
+  await page.waitForFunction(() => document.getElementById('matches').textContent !== '');
+  const none = await page.$eval('#nomatch', (e) => ({ shown: !e.hidden && e.offsetHeight > 0, text: e.textContent }));
+  problems.expect(none.shown && none.text.includes('no such name \u2603'), `${job.file}: no "no match" message: ${JSON.stringify(none)}`);
+  await page.fill('#search', '');
+  await page.waitForFunction(() => document.getElementById('nomatch').hidden);
+
+  // Views are marked in the navigation.
+  const views = schemas.reduce((n, s) => n + s.schema.views.length, 0);
+  problems.equal(await page.$$eval('nav li.view .tag', (list) => list.length), views, `${job.file}: views marked in the navigation`);
 
   // Following a foreign key lands on the referenced table's section, drawn.
   // A foreign key links to its table when the page shows that table.
@@ -135,6 +151,58 @@ async function checkPage(context, job) {
     problems.expect(landed.target && landed.object && landed.drawn && Math.abs(landed.top) <= 2,
                     `${job.file}: following a foreign key did not land on ${target}: ${JSON.stringify(landed)}`);
   }
+  // A table's box in a schema diagram links to the table's section, which
+  // the navigation then marks; the diagram zooms and pans.
+  const box = await page.evaluateHandle(async () => {
+    const frame = document.querySelector('section.schema .diagram');
+    if (!frame) return null;
+    frame.scrollIntoView();
+    await new Promise((done) => requestAnimationFrame(() => requestAnimationFrame(done)));
+    return frame.querySelector('svg g.node a') ?? null;
+  });
+  if (box.asElement()) {
+    const frame = await page.$('section.schema .diagram.zoomable');
+    problems.expect(frame !== null, `${job.file}: the schema diagram is not zoomable`);
+    const widthOf = () => frame.evaluate((f) => f.querySelector('svg').getBoundingClientRect().width);
+    const fitted = await widthOf();
+    await frame.focus();
+    await page.keyboard.press('+');
+    await page.keyboard.press('+');
+    const zoomed = await widthOf();
+    problems.expect(Math.abs(zoomed / fitted - 1.5625) < 0.01, `${job.file}: + + zoomed from ${fitted} to ${zoomed} px`);
+    const r = await frame.boundingBox();
+    await page.mouse.move(r.x + r.width / 2, r.y + r.height / 2);
+    await page.mouse.wheel(0, -200);
+    await page.waitForFunction((w) => document.querySelector('section.schema .diagram svg').getBoundingClientRect().width > w + 1, zoomed);
+    // Zoomed in until the frame scrolls, then dragged towards the upper left.
+    const scrolls = () => frame.evaluate((f) => f.scrollWidth > f.clientWidth + 60);
+    for (let i = 0; i < 8 && !(await scrolls()); ++i) await page.keyboard.press('+');
+    await frame.evaluate((f) => { f.scrollLeft = 0; f.scrollTop = 0; });
+    const before = await frame.evaluate((f) => [f.scrollLeft, f.scrollTop]);
+    await page.mouse.move(r.x + r.width / 2, r.y + r.height / 2);
+    await page.mouse.down();
+    await page.mouse.move(r.x + r.width / 2 - 60, r.y + r.height / 2 - 40, { steps: 4 });
+    await page.mouse.up();
+    const after = await frame.evaluate((f) => [f.scrollLeft, f.scrollTop]);
+    problems.expect(after[0] > before[0] || after[1] > before[1], `${job.file}: dragging did not move the diagram: ${before} -> ${after}`);
+    await page.keyboard.press('0');
+    problems.expect(Math.abs(await widthOf() - fitted) < 1, `${job.file}: 0 did not fit the diagram again`);
+
+    const href = await box.asElement().evaluate((a) => a.getAttribute('xlink:href') ?? a.getAttribute('href'));
+    const target = decodeURIComponent(href.slice(1));
+    await box.asElement().evaluate((a) => a.scrollIntoView({ block: 'center' }));
+    await box.asElement().click();
+    await page.evaluate(() => new Promise((done) => requestAnimationFrame(() => requestAnimationFrame(done))));
+    const landed = await page.evaluate((id) => {
+      const section = document.getElementById(id);
+      const marked = document.querySelector('nav a[aria-current]');
+      return { target: !!section && section.matches(':target'), top: section ? Math.round(section.getBoundingClientRect().top) : null,
+               marked: marked ? marked.getAttribute('href') : null };
+    }, target);
+    problems.expect(landed.target && Math.abs(landed.top) <= 2, `${job.file}: a diagram's box did not lead to ${target}: ${JSON.stringify(landed)}`);
+    problems.equal(landed.marked, `#${target}`, `${job.file}: the navigation's mark after following a diagram's box`);
+  }
+
   // Printing draws every section and diagram; ids stay unique in the page.
   const drawn = await page.evaluate(() => {
     window.dispatchEvent(new Event('beforeprint'));
@@ -145,6 +213,8 @@ async function checkPage(context, job) {
              repeated: repeated.slice(0, 5) };
   });
   problems.equal(drawn, { pending: 0, waiting: 0, repeated: [] }, `${job.file}: the page before printing`);
+  const boxes = await page.evaluate(textsOutsideTheirBoxes, { root: 'main', font: 'DejaVu Sans' });
+  for (const problem of boxes.problems.slice(0, 10)) problems.expect(false, `${job.file}: ${problem}`);
   problems.equal(errors, [], `${job.file}: console errors and requests`);
   await page.close();
 }
