@@ -30,6 +30,7 @@
 #include "temporary_files.h"
 #include "text_encoding.h"
 #include "zel_bridge_specification.h"
+#include "zel_keyed_hash.h"
 #include "zel_log.h"
 #include "zel_text_io.h"
 
@@ -257,6 +258,9 @@ int main(int argc, char** argv) {
   std::setlocale(LC_CTYPE, "");
   removeTemporaryFilesOnSignals();
   try {
+    // Tables keyed by the input's names and ids need a random key; without
+    // one the program refuses before it reads or writes anything.
+    if (std::string error; !zel_hash::drawProcessKey(error)) return fail(error);
     return runProgram(argc, argv);
   } catch (const std::bad_alloc&) {
     // Reported without allocating anything more.

@@ -10,6 +10,7 @@
 #include <unordered_map>
 
 #include "model_dot.h"
+#include "zel_keyed_hash.h"
 
 namespace {
 
@@ -62,7 +63,7 @@ std::string firstLine(const std::string& text) {
 // the same diagram always gets the same layout.
 struct NumberedNames {
   std::deque<std::string> names;  // name of id 2(i+1) at i; a deque keeps them in place
-  std::unordered_map<std::string_view, IDTYPE> ids;
+  std::unordered_map<std::string_view, IDTYPE, zel_hash::TextHash> ids;
   IDTYPE nextAnonymous = 1;
 };
 
