@@ -9,6 +9,8 @@
 #include <cstring>
 #include <unordered_set>
 
+#include "zel_keyed_hash.h"
+
 namespace {
 
 std::string systemError(const std::string& what, const std::string& path) {
@@ -81,7 +83,8 @@ bool OutputFolder::open(const std::string& path, bool force, std::string& error)
     return false;
   }
   previous_ = readFileList(path_ + "/" + kFolderFileList);
-  const std::unordered_set<std::string> ours(previous_.begin(), previous_.end());
+  const std::unordered_set<std::string, zel_hash::TextHash> ours(previous_.begin(),
+                                                                 previous_.end());
   for (const std::string& name : names) {
     if (name != kFolderFileList && ours.count(name) == 0) foreign_ = true;
   }
@@ -124,7 +127,7 @@ bool OutputFolder::commit(const std::vector<FolderFile>& files, std::string& err
       }
     }
     rmdir(staging.c_str());
-    const std::unordered_set<std::string> now(written.begin(), written.end());
+    const std::unordered_set<std::string, zel_hash::TextHash> now(written.begin(), written.end());
     for (const std::string& name : previous_) {
       if (now.count(name) == 0) unlink((path_ + "/" + name).c_str());
     }
