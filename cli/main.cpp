@@ -117,6 +117,7 @@ int importAndWrite(ZELModelBridgeImportDllInterface& bridge, const CommandLine& 
                 option + " does not apply to --format " + options.format + "; ignored");
   }
   InputFile input;
+  input.setMaxInputBytes(options.maxInputBytes);
   std::string error;
   if (!input.identify(options.pcdFile, error)) return programFailure(log, error);
   const bool toStandardOutput = options.outputPath.empty() || options.outputPath == "-";

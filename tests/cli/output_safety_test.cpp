@@ -123,4 +123,34 @@ TEST(OutputSafety, UnwritableOutputIsReportedBeforeTheImport) {
   EXPECT_NE(result.err.find("missing/model.json"), std::string::npos) << result.err;
 }
 
+// A stream is copied only as far as the limits allow: /dev/zero stops at its
+// first line's limit, an endless pipe at --max-input-bytes, each with an
+// error naming the option, no output and no temporary copy left behind.
+TEST(OutputSafety, EndlessInputStopsAtTheLimits) {
+  TemporaryFolder folder;
+  const std::string output = folder.file("model.json");
+  const std::string prefix = "TMPDIR=" + shellWord(folder.path()) + " ";
+  const CommandResult zero =
+      runCommand(prefix + shellWord(programPath()) + " -q --max-line-bytes 1000000 -o " +
+                 shellWord(output) + " /dev/zero 2>&1");
+  EXPECT_EQ(zero.exitCode, 1) << zero.output;
+  EXPECT_NE(zero.output.find("line 1 of /dev/zero is longer than 1000000 bytes (--max-line-bytes)"),
+            std::string::npos)
+      << zero.output;
+  const CommandResult endless =
+      runCommand("yes | " + prefix + shellWord(programPath()) +
+                 " -q --max-input-bytes 20000000 -o " + shellWord(output) + " - 2>&1");
+  EXPECT_EQ(endless.exitCode, 1) << endless.output;
+  EXPECT_NE(endless.output.find("standard input is longer than 20000000 bytes (--max-input-bytes)"),
+            std::string::npos)
+      << endless.output;
+  // A file over the limit is refused before it is read.
+  const ProgramResult file =
+      runProgram(quietRun({"-q", "--max-input-bytes", "100", "-o", output, "examples/sample.pcd"}));
+  EXPECT_EQ(file.exitCode, 1);
+  EXPECT_NE(file.err.find("larger than 100 bytes (--max-input-bytes)"), std::string::npos)
+      << file.err;
+  EXPECT_EQ(folder.entries(), std::vector<std::string>{});
+}
+
 }  // namespace
