@@ -2,6 +2,7 @@
 // equal entries: adding one more costs one compare however many there are,
 // and removals in any order uncover the next older one.
 #include <algorithm>
+#include <cstdint>
 #include <cstring>
 #include <string>
 #include <unordered_set>
