@@ -27,6 +27,7 @@ enum class OptionId {
   kVersion,
   kHelp,
   kMaxLineBytes,
+  kMaxInputBytes,
   kDialect,
   kNativeTypes,
   kInputEncoding,
@@ -55,6 +56,7 @@ const OptionDefinition kOptions[] = {
     {OptionId::kVersion, 'V', "version", false},
     {OptionId::kHelp, 'h', "help", false},
     {OptionId::kMaxLineBytes, 0, "max-line-bytes", true},
+    {OptionId::kMaxInputBytes, 0, "max-input-bytes", true},
     {OptionId::kDialect, 0, "dialect", true},
     {OptionId::kNativeTypes, 0, "native-types", false},
     {OptionId::kInputEncoding, 0, "input-encoding", true},
@@ -166,6 +168,11 @@ std::string apply(const OptionDefinition& definition, const std::string& value,
     case OptionId::kMaxLineBytes:
       if (!parseByteCount(value, options.maxLineBytes)) {
         return "--max-line-bytes takes a positive number of bytes, not '" + value + "'";
+      }
+      break;
+    case OptionId::kMaxInputBytes:
+      if (!parseByteCount(value, options.maxInputBytes)) {
+        return "--max-input-bytes takes a positive number of bytes, not '" + value + "'";
       }
       break;
     case OptionId::kDialect: {
@@ -327,6 +334,8 @@ const char* usageText() {
          "      --plugin PATH     the plug-in library (default: $PCD_IMPORT_PLUGIN, else\n"
          "                        libZELCaRepositoryDsOdbcImport.so next to this program)\n"
          "      --max-line-bytes N  refuse input lines longer than N bytes (default 256 MiB)\n"
+         "      --max-input-bytes N  refuse an input longer than N bytes (default 64 GiB);\n"
+         "                        standard input and pipes are copied only that far\n"
          "      --input-encoding NAME  the extract's code page (default UTF-8; any name\n"
          "                        iconv knows, e.g. CP1252): texts are written as UTF-8\n"
          "  -q, --quiet           log only warnings and errors to standard error\n"

@@ -26,6 +26,7 @@ struct CommandLine {
   std::string logFormat = "text";  // "text" or "json"
   bool failOnWarning = false;
   size_t maxLineBytes = 0;  // 0: the host's default
+  size_t maxInputBytes = 0;  // 0: InputFile's default
   std::string inputEncoding;  // empty: not given (the texts are taken as UTF-8)
   bool showHelp = false;
   bool showVersion = false;

@@ -10,9 +10,15 @@
 #include "pcd/line_explanation.h"
 #include "pcd/record_layouts.h"
 #include "table_placement.h"
+#include "zel_keyed_hash.h"
 #include "zel_text_io.h"
 
 namespace {
+
+// Tables keyed by the file's ids, which the file chooses: keyed hashing.
+template <class Value>
+using IdMap = std::unordered_map<long, Value, zel_hash::IdHash>;
+using IdSet = std::unordered_set<long, zel_hash::IdHash>;
 
 using CaRepositoryDsOdbcImport::explainLine;
 using CaRepositoryDsOdbcImport::readRecordIds;
@@ -186,8 +192,8 @@ class Checker {
   static uint8_t kind(const char* name) { return kindOf(name); }
 
   void checkReferences() {
-    std::unordered_map<long, int> keyColumns;  // KEY id -> KEY_COL count
-    std::unordered_set<long> placed;           // TABLE, VIEW, DBPROC ids placed
+    IdMap<int> keyColumns;  // KEY id -> KEY_COL count
+    IdSet placed;           // TABLE, VIEW, DBPROC ids placed
     std::vector<const RecordFacts*> parms, indexes;
     // Which records the import makes schemas or catalogs of, where tables
     // may be placed; the tables placed elsewhere, with their locations.
@@ -310,8 +316,8 @@ class Checker {
     std::vector<long> columns;
   };
 
-  std::unordered_map<long, KeyColumns> keyColumns() const {
-    std::unordered_map<long, KeyColumns> keys;
+  IdMap<KeyColumns> keyColumns() const {
+    IdMap<KeyColumns> keys;
     for (const RecordFacts& record : records_) {
       if (record.kind != kind("KEY_COL") || !isCurrent(record)) continue;
       const RecordFacts* column = find(record.toId);
@@ -324,10 +330,8 @@ class Checker {
   }
 
   // The primary key of each table: its key of kind "P".
-  static std::unordered_map<long, long> primaryKeys(
-      const std::unordered_map<long, KeyColumns>& keys,
-      const std::unordered_map<long, std::string>& kinds) {
-    std::unordered_map<long, long> primary;
+  static IdMap<long> primaryKeys(const IdMap<KeyColumns>& keys, const IdMap<std::string>& kinds) {
+    IdMap<long> primary;
     for (const auto& [keyId, key] : keys) {
       const auto kindAt = kinds.find(keyId);
       if (kindAt != kinds.end() && kindAt->second == "P") primary.emplace(key.table, keyId);
@@ -382,7 +386,7 @@ class Checker {
     }
   }
 
-  void reportUnplaced(const std::unordered_set<long>& placed) {
+  void reportUnplaced(const IdSet& placed) {
     for (const RecordFacts& record : records_) {
       if (record.kind == kNoKind || !isCurrent(record)) continue;
       const std::string name = kindName(record.kind);
@@ -423,7 +427,7 @@ class Checker {
     }
     // First columns of every key that is not a foreign key: what an index
     // on a foreign key's columns would start with.
-    std::unordered_set<long> leadingColumns;
+    IdSet leadingColumns;
     for (const auto& [keyId, key] : keys) {
       if (keyKind(keyId) != "F") leadingColumns.insert(key.columns.front());
     }
@@ -440,14 +444,14 @@ class Checker {
   bool strict_;
   CheckReport report_;
   std::vector<RecordFacts> records_;
-  std::unordered_map<long, size_t> byId_;  // id -> the last record defining it
-  std::unordered_set<long> placedColumns_;
-  std::unordered_map<long, long> rejected_;         // id of a rejected record line -> its line
-  std::unordered_set<long> described_;              // ids a text line follows
-  std::unordered_map<long, std::string> names_;     // TABLE, VIEW, KEY (and REL_COL) names
-  std::unordered_set<long> misplacedPlacements_;    // TABLE_AT ids placing at neither
-  std::unordered_set<long> skippedTables_;          // tables and views none of them build
-  std::unordered_map<long, std::string> keyKinds_;  // KEY id -> "P", "A", "F", "I"
+  IdMap<size_t> byId_;  // id -> the last record defining it
+  IdSet placedColumns_;
+  IdMap<long> rejected_;         // id of a rejected record line -> its line
+  IdSet described_;              // ids a text line follows
+  IdMap<std::string> names_;     // TABLE, VIEW, KEY (and REL_COL) names
+  IdSet misplacedPlacements_;    // TABLE_AT ids placing at neither
+  IdSet skippedTables_;          // tables and views none of them build
+  IdMap<std::string> keyKinds_;  // KEY id -> "P", "A", "F", "I"
 };
 
 }  // namespace

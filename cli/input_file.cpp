@@ -9,6 +9,7 @@
 #include <cstring>
 
 #include "binary_signature.h"
+#include "zel_text_io.h"
 
 namespace {
 
@@ -64,18 +65,48 @@ bool InputFile::copyStream(int descriptor, std::string& error) {
     return false;
   }
   unlink(pattern.c_str());
+  const std::uintmax_t maxInput = maxInputBytes_ != 0 ? maxInputBytes_ : kDefaultMaxInputBytes;
+  // A carriage return before a line's end is not counted, as the reader
+  // does not count it.
+  const std::uintmax_t maxLine = static_cast<std::uintmax_t>(maxLineBytes()) + 1;
+  std::uintmax_t lineBytes = 0;  // of the line being copied
+  long line = 1;
+  // A copy that stops is dropped at once: its disk space is freed now.
+  const auto stop = [this](std::string message, std::string& why) {
+    close(copyDescriptor_);
+    copyDescriptor_ = -1;
+    why = std::move(message);
+    return false;
+  };
   char buffer[1 << 16];
   for (;;) {
     const ssize_t got = read(descriptor, buffer, sizeof buffer);
     if (got < 0 && errno == EINTR) continue;
-    if (got < 0) {
-      error = "cannot read " + shownName_ + ": " + std::strerror(errno);
-      return false;
-    }
+    if (got < 0) return stop("cannot read " + shownName_ + ": " + std::strerror(errno), error);
     if (got == 0) break;
-    if (!writeAll(copyDescriptor_, buffer, static_cast<std::size_t>(got))) {
-      error = "cannot copy " + shownName_ + " to a temporary file: " + std::strerror(errno);
-      return false;
+    const auto count = static_cast<std::size_t>(got);
+    if (count > maxInput - size_) {
+      return stop(shownName_ + " is longer than " + std::to_string(maxInput) +
+                      " bytes (--max-input-bytes); nothing was imported",
+                  error);
+    }
+    for (const char* at = buffer; at < buffer + count;) {
+      const auto* end = static_cast<const char*>(std::memchr(at, '\n', buffer + count - at));
+      lineBytes += static_cast<std::uintmax_t>((end != nullptr ? end : buffer + count) - at);
+      if (lineBytes > maxLine) {
+        return stop("line " + std::to_string(line) + " of " + shownName_ + " is longer than " +
+                        std::to_string(maxLineBytes()) +
+                        " bytes (--max-line-bytes); nothing was imported",
+                    error);
+      }
+      if (end == nullptr) break;
+      lineBytes = 0;
+      ++line;
+      at = end + 1;
+    }
+    if (!writeAll(copyDescriptor_, buffer, count)) {
+      return stop("cannot copy " + shownName_ + " to a temporary file: " + std::strerror(errno),
+                  error);
     }
     size_ += static_cast<std::uintmax_t>(got);
   }
@@ -107,6 +138,12 @@ bool InputFile::identify(const std::string& argument, std::string& error) {
 }
 
 bool InputFile::prepare(std::string& error) {
+  const std::uintmax_t maxInput = maxInputBytes_ != 0 ? maxInputBytes_ : kDefaultMaxInputBytes;
+  if (size_ > maxInput) {
+    error = "'" + shownName_ + "' is larger than " + std::to_string(maxInput) +
+            " bytes (--max-input-bytes)";
+    return false;
+  }
   if (isStream_) {
     int descriptor = STDIN_FILENO;
     if (!isStandardInput_) {

@@ -19,9 +19,15 @@ class InputFile {
   // so it can be compared with the output first. False with `error` set
   // when standard input cannot be examined.
   bool identify(const std::string& argument, std::string& error);
+  // The largest input taken (--max-input-bytes): a longer stream's copy
+  // stops there, a larger file is refused. 0: kDefaultMaxInputBytes.
+  void setMaxInputBytes(std::uintmax_t bytes) { maxInputBytes_ = bytes; }
+  static constexpr std::uintmax_t kDefaultMaxInputBytes = std::uintmax_t{64} << 30;  // 64 GiB
+
   // Makes the input ready for the bridge: a stream (standard input, a pipe,
-  // a device) is copied to a file first. False with `error` set when that
-  // copy fails or the file is recognisably not text; a file that cannot be
+  // a device) is copied to a file first, as far as the input limit and the
+  // line limit (maxLineBytes()) allow. False with `error` set when that
+  // copy fails or stops at a limit, or the file is recognisably not text; a file that cannot be
   // opened is left to the bridge, whose message says so.
   bool prepare(std::string& error);
 
@@ -43,6 +49,7 @@ class InputFile {
   std::string shownName_;
   bool isStandardInput_ = false;
   std::uintmax_t size_ = 0;
+  std::uintmax_t maxInputBytes_ = 0;
   bool identified_ = false;
   dev_t device_ = 0;
   ino_t inode_ = 0;

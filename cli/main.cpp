@@ -32,6 +32,7 @@
 #include "temporary_files.h"
 #include "text_encoding.h"
 #include "zel_bridge_specification.h"
+#include "zel_keyed_hash.h"
 #include "zel_log.h"
 #include "zel_text_io.h"
 
@@ -119,6 +120,7 @@ int importAndWrite(ZELModelBridgeImportDllInterface& bridge, const CommandLine& 
                 option + " does not apply to --format " + options.format + "; ignored");
   }
   InputFile input;
+  input.setMaxInputBytes(options.maxInputBytes);
   std::string error;
   if (!input.identify(options.pcdFile, error)) return programFailure(log, error);
   const bool toStandardOutput = options.outputPath.empty() || options.outputPath == "-";
@@ -283,6 +285,9 @@ int main(int argc, char** argv) {
   std::setlocale(LC_CTYPE, "");
   removeTemporaryFilesOnSignals();
   try {
+    // Tables keyed by the input's names and ids need a random key; without
+    // one the program refuses before it reads or writes anything.
+    if (std::string error; !zel_hash::drawProcessKey(error)) return fail(error);
     return runProgram(argc, argv);
   } catch (const std::bad_alloc&) {
     // Reported without allocating anything more.

@@ -1,27 +1,76 @@
 #include "model_diff.h"
 
+#include <cstring>
+#include <deque>
 #include <map>
 #include <string_view>
 #include <unordered_map>
+#include <unordered_set>
 #include <utility>
 
 #include "catalog_view.h"
 #include "model/zel_model.h"
 #include "schema_walk.h"
+#include "zel_keyed_hash.h"
 
 namespace {
 
-using Properties = std::vector<std::pair<std::string, std::string>>;
+// The texts of both models, each distinct one stored once: a name that
+// many objects refer to (a table that many foreign keys reference) costs
+// its length once, not once per reference.
+class TextPool {
+ public:
+  std::string_view add(std::string text) {
+    const auto found = texts_.find(std::string_view(text));
+    if (found != texts_.end()) return *found;
+    storage_.push_back(std::move(text));  // a deque keeps its strings in place
+    return *texts_.insert(std::string_view(storage_.back())).first;
+  }
 
-// One comparable object: the order key puts a group's own object first.
-struct FlatObject {
-  std::string group;
-  int rank;  // 0: the group's object, 1: columns and arguments, 2: keys, 3: indexes
-  std::string object;
-  Properties properties;
+ private:
+  std::deque<std::string> storage_;
+  std::unordered_set<std::string_view, zel_hash::TextHash> texts_;
 };
 
-using FlatModel = std::map<std::string, FlatObject>;
+using Properties = std::vector<std::pair<std::string_view, std::string_view>>;
+
+// One comparable object, ordered as the text GROUP \x1f RANK \x1f OBJECT
+// (without building it): a group's own object comes first.
+// A group's text in two parts, "table SCHEMA." and "NAME": the part that
+// names the schema is stored once for all its tables.
+struct Group {
+  std::string_view head, tail;
+  std::string text() const { return std::string(head) + std::string(tail); }
+};
+
+struct FlatKey {
+  Group group;
+  int rank;  // 0: the group's object, 1: columns and arguments, 2: keys, 3: indexes
+  std::string_view object;
+};
+
+struct FlatKeyLess {
+  bool operator()(const FlatKey& a, const FlatKey& b) const noexcept {
+    static const char kRanks[] = "0123";
+    const std::string_view left[] = {
+        a.group.head, a.group.tail, "\x1f", std::string_view(kRanks + a.rank, 1), "\x1f", a.object};
+    const std::string_view right[] = {
+        b.group.head, b.group.tail, "\x1f", std::string_view(kRanks + b.rank, 1), "\x1f", b.object};
+    size_t l = 0, lAt = 0, r = 0, rAt = 0;
+    for (;;) {
+      while (l < 6 && lAt == left[l].size()) ++l, lAt = 0;
+      while (r < 6 && rAt == right[r].size()) ++r, rAt = 0;
+      if (l == 6 || r == 6) return l == 6 && r != 6;
+      const size_t common = std::min(left[l].size() - lAt, right[r].size() - rAt);
+      const int order = std::memcmp(left[l].data() + lAt, right[r].data() + rAt, common);
+      if (order != 0) return order < 0;
+      lAt += common;
+      rAt += common;
+    }
+  }
+};
+
+using FlatModel = std::map<FlatKey, Properties, FlatKeyLess>;
 
 std::string text(const ZELString& value) {
   return {value.c_str(), value.length()};
@@ -38,8 +87,8 @@ std::string nameOf(const ZELObject* object) {
 // time and space, not quadratic, and still matches only itself.
 class PackagePaths {
  public:
-  // Shows `package` under `name` instead of its own (catalogs compared
-  // without their names).
+  // Shows `package` under `name` instead of its own (catalogs or schemas
+  // compared without their names).
   void rename(const ZELObject* package, std::string name) { renamed_[package] = std::move(name); }
 
   const std::string& of(const ZELObject* package) {
@@ -92,23 +141,25 @@ class PackagePaths {
   std::unordered_map<const ZELObject*, std::string> renamed_;
 };
 
-void typeProperties(const ZELType* type, Properties& properties, const CompareOptions& options) {
+void typeProperties(const ZELType* type, Properties& properties, TextPool& texts,
+                    const CompareOptions& options) {
   if (options.ignoreTypes) return;
   if (type == nullptr || !type->isInstanceOf(ZEL_ET_DERIVED_TYPE)) {
     properties.emplace_back("type", "(none)");
     return;
   }
   const auto& derived = static_cast<const ZELDerivedType&>(*type);
-  properties.emplace_back("type", text(derived.NativeDataType.length() > 0 ? derived.NativeDataType
-                                                                           : derived.getName()));
-  properties.emplace_back("length", std::to_string(derived.getLength()));
-  properties.emplace_back("scale", std::to_string(derived.getScale()));
+  properties.emplace_back(
+      "type", texts.add(text(derived.NativeDataType.length() > 0 ? derived.NativeDataType
+                                                                 : derived.getName())));
+  properties.emplace_back("length", texts.add(std::to_string(derived.getLength())));
+  properties.emplace_back("scale", texts.add(std::to_string(derived.getScale())));
 }
 
 class Flattener {
  public:
-  Flattener(PackagePaths& paths, const CompareOptions& options)
-      : paths_(paths), options_(options) {}
+  Flattener(PackagePaths& paths, TextPool& texts, const CompareOptions& options)
+      : paths_(paths), texts_(texts), options_(options) {}
 
   FlatModel run(const ZELModel& model) {
     renamePackages(model);
@@ -118,12 +169,12 @@ class Flattener {
       // Without catalog names every catalog is one: schemas are matched by
       // their own names, whichever catalog holds them.
       const std::string name = options_.ignoreCatalogNames ? "*" : text(catalog.getName());
-      const std::string group = "catalog " + name;
+      const Group group{pooled("catalog " + name), {}};
       Properties properties;
       if (!options_.ignoreServer) {
-        properties = {{"serverTypeName", text(catalog.getServerTypeName())},
-                      {"serverTypeText", text(catalog.getServerTypeText())},
-                      {"serverTypeNumber", std::to_string(catalog.getServerTypeNumber())}};
+        properties = {{"serverTypeName", pooled(text(catalog.getServerTypeName()))},
+                      {"serverTypeText", pooled(text(catalog.getServerTypeText()))},
+                      {"serverTypeNumber", pooled(std::to_string(catalog.getServerTypeNumber()))}};
       }
       add(group, 0, "catalog " + name, std::move(properties));
       schemas(group, catalog.childPackages());
@@ -151,13 +202,18 @@ class Flattener {
     }
   }
 
-  void add(const std::string& group, int rank, const std::string& object, Properties properties) {
-    const std::string key = group + '\x1f' + std::to_string(rank) + '\x1f' + object;
-    flat_[key] = {group, rank, object, std::move(properties)};
+  void description(const ZELString& value, Properties& properties) {
+    if (!options_.ignoreDescriptions) properties.emplace_back("description", pooled(text(value)));
+  }
+
+  std::string_view pooled(std::string text) { return texts_.add(std::move(text)); }
+
+  void add(const Group& group, int rank, std::string object, Properties properties) {
+    flat_[FlatKey{group, rank, pooled(std::move(object))}] = std::move(properties);
   }
 
   // Schemas nest to any depth: an explicit stack, not recursion.
-  void schemas(const std::string& catalogGroup, const ZELOwnedList<ZELPackage>& top) {
+  void schemas(const Group& catalogGroup, const ZELOwnedList<ZELPackage>& top) {
     std::vector<const ZELPackage*> pending(top.begin(), top.end());
     while (!pending.empty()) {
       const ZELPackage* schema = pending.back();
@@ -185,22 +241,20 @@ class Flattener {
   }
 
   void table(const ZELClass& table, const char* kind) {
-    const std::string group = std::string(kind) + " " + pathOf(&table);
+    const Group group = groupOf(kind, table);
     Properties tableProperties;
     description(table.getDescription(), tableProperties);
-    if (options_.ignoreKeyNames) {
-      const ZELKey* primary = table.getPrimaryKey();
-      tableProperties.emplace_back(
-          "primaryKey", primary == nullptr ? "(none)" : "(" + keyColumnNames(*primary) + ")");
-    } else {
-      tableProperties.emplace_back("primaryKey", nameOf(table.getPrimaryKey()));
-    }
+    const ZELKey* primary = table.getPrimaryKey();
+    tableProperties.emplace_back(
+        "primaryKey", pooled(!options_.ignoreKeyNames ? nameOf(primary)
+                             : primary == nullptr     ? std::string("(none)")
+                                                      : "(" + keyColumnNames(*primary) + ")"));
     add(group, 0, std::string(kind) + " " + text(table.getName()), std::move(tableProperties));
     for (const ZELFeature* feature : table.features()) {
       if (!feature->isInstanceOf(ZEL_ET_ATTRIBUTE)) continue;
       const auto& column = static_cast<const ZELAttribute&>(*feature);
-      Properties properties{{"position", std::to_string(column.getPosition())}};
-      typeProperties(column.getType(), properties, options_);
+      Properties properties{{"position", pooled(std::to_string(column.getPosition()))}};
+      typeProperties(column.getType(), properties, texts_, options_);
       properties.emplace_back("optional", column.isOptional() ? "yes" : "no");
       description(column.getDescription(), properties);
       add(group, 1, "column " + text(column.getName()), std::move(properties));
@@ -208,53 +262,51 @@ class Flattener {
     for (const ZELKey* key : table.keys()) keyOf(group, *key);
     // A key's own index changes with its key, which is listed.
     for (const ZELIndex* index : catalogIndexes(table)) {
-      const std::string members = indexMemberNames(*index);
+      std::string members = indexMemberNames(*index);
       // Matched by columns where index names are not comparable (engines
       // that name them per schema, or make up names).
-      add(group, 3,
-          options_.ignoreIndexNames ? "index on (" + members + ")"
-                                    : "index " + text(index->getName()),
-          {{"columns", members},
+      std::string name = options_.ignoreIndexNames ? "index on (" + members + ")"
+                                                   : "index " + text(index->getName());
+      add(group, 3, std::move(name),
+          {{"columns", pooled(std::move(members))},
            {"unique", index->indexFlag1 ? "yes" : "no"},
            {"clustered", index->indexFlag2 ? "yes" : "no"}});
     }
   }
 
-  void keyOf(const std::string& group, const ZELKey& key) {
+  void keyOf(const Group& group, const ZELKey& key) {
+    std::string columns = keyColumnNames(key);
     const bool foreign = key.isInstanceOf(ZEL_ET_FOREIGN_KEY);
-    Properties properties{{"columns", keyColumnNames(key)}};
+    Properties properties{{"columns", pooled(columns)}};
     if (key.isInstanceOf(ZEL_ET_CANDIDATE_KEY)) {
       properties.emplace_back("unique",
                               static_cast<const ZELCandidateKey&>(key).uniqueKey ? "yes" : "no");
     }
-    std::string referencedTable;
+    std::string_view referencedTable;
     if (foreign) {
       const ZELCandidateKey* referenced = static_cast<const ZELForeignKey&>(key).getCandidateKey();
-      referencedTable =
-          referenced == nullptr ? std::string("(none)") : pathOf(referenced->getAssociatedClass());
-      properties.emplace_back("references",
-                              referenced == nullptr ? referencedTable
-                              : options_.ignoreKeyNames
-                                  ? referencedTable
-                                  : referencedTable + " " + text(referenced->getName()));
+      referencedTable = referenced == nullptr ? std::string_view("(none)")
+                                              : pooled(pathOf(referenced->getAssociatedClass()));
+      properties.emplace_back("references", referenced == nullptr || options_.ignoreKeyNames
+                                                ? referencedTable
+                                                : referenceText(*referenced));
     }
     // Without key names a key is known by its columns (and what it
     // references).
-    const std::string name =
-        options_.ignoreKeyNames
-            ? "(" + keyColumnNames(key) + ")" + (foreign ? " -> " + referencedTable : std::string())
-            : text(key.getName());
+    std::string name = !options_.ignoreKeyNames ? text(key.getName())
+                       : foreign ? "(" + columns + ") -> " + std::string(referencedTable)
+                                 : "(" + columns + ")";
     add(group, 2, std::string(foreign ? "foreign key " : "key ") + name, std::move(properties));
   }
 
   void procedure(const ZELStoredProcedure& procedure) {
-    const std::string group = "procedure " + pathOf(&procedure);
+    const Group group = groupOf("procedure", procedure);
     Properties procedureProperties;
     description(procedure.getDescription(), procedureProperties);
     add(group, 0, "procedure " + text(procedure.getName()), std::move(procedureProperties));
     for (const ZELArgument* argument : procedure.arguments()) {
-      Properties properties{{"position", std::to_string(argument->getPosition())}};
-      typeProperties(argument->getType(), properties, options_);
+      Properties properties{{"position", pooled(std::to_string(argument->getPosition()))}};
+      typeProperties(argument->getType(), properties, texts_, options_);
       description(argument->getDescription(), properties);
       add(group, 1, "argument " + text(argument->getName()), std::move(properties));
     }
@@ -268,22 +320,44 @@ class Flattener {
     return owner.empty() ? text(object->getName()) : owner + "." + text(object->getName());
   }
 
-  void description(const ZELString& value, Properties& properties) const {
-    if (!options_.ignoreDescriptions) properties.emplace_back("description", text(value));
+  // "KIND PATH" of a table, view or procedure: the head "KIND SCHEMA." made
+  // once per schema and kind.
+  Group groupOf(const char* kind, const ZELObject& object) {
+    std::string_view& head = heads_[{object.getOwner(), kind}];
+    if (head.data() == nullptr) {
+      const std::string& owner = paths_.of(object.getOwner());
+      head = pooled(std::string(kind) + " " + (owner.empty() ? owner : owner + "."));
+    }
+    return {head, pooled(text(object.getName()))};
+  }
+
+  // "PATH KEY" of a referenced key, made once however many refer to it.
+  std::string_view referenceText(const ZELCandidateKey& key) {
+    const auto known = references_.find(&key);
+    if (known != references_.end()) return known->second;
+    const std::string_view made =
+        pooled(pathOf(key.getAssociatedClass()) + " " + text(key.getName()));
+    references_.emplace(&key, made);
+    return made;
   }
 
   PackagePaths& paths_;
+  TextPool& texts_;
   const CompareOptions& options_;
+  std::unordered_map<const ZELCandidateKey*, std::string_view> references_;
+  std::map<std::pair<const ZELObject*, std::string_view>, std::string_view> heads_;
   FlatModel flat_;
 };
 
 std::vector<PropertyChange> changedProperties(const Properties& before, const Properties& after) {
-  std::map<std::string, std::string> old(before.begin(), before.end());
+  std::map<std::string_view, std::string_view> old(before.begin(), before.end());
   std::vector<PropertyChange> changes;
   for (const auto& [name, value] : after) {
     const auto at = old.find(name);
-    const std::string oldValue = at == old.end() ? std::string() : at->second;
-    if (oldValue != value) changes.push_back({name, oldValue, value});
+    const std::string_view oldValue = at == old.end() ? std::string_view() : at->second;
+    if (oldValue != value) {
+      changes.push_back({std::string(name), std::string(oldValue), std::string(value)});
+    }
   }
   return changes;
 }
@@ -293,30 +367,36 @@ std::vector<PropertyChange> changedProperties(const Properties& before, const Pr
 std::vector<ModelChange> diffModels(const ZELModel& before, const ZELModel& after,
                                     const CompareOptions& options) {
   PackagePaths paths;  // one numbering of paths for both models
-  const FlatModel oldFlat = Flattener(paths, options).run(before);
-  const FlatModel newFlat = Flattener(paths, options).run(after);
+  TextPool texts;      // and one store of their texts
+  const FlatModel oldFlat = Flattener(paths, texts, options).run(before);
+  const FlatModel newFlat = Flattener(paths, texts, options).run(after);
+  const FlatKeyLess less;
   std::vector<ModelChange> changes;
   auto oldAt = oldFlat.begin();
   auto newAt = newFlat.begin();
   // Both maps are sorted by the same key: one merge pass.
   while (oldAt != oldFlat.end() || newAt != newFlat.end()) {
-    if (newAt == newFlat.end() || (oldAt != oldFlat.end() && oldAt->first < newAt->first)) {
-      changes.push_back(
-          {oldAt->second.group, oldAt->second.object, ModelChange::Kind::kRemoved, {}});
+    if (newAt == newFlat.end() || (oldAt != oldFlat.end() && less(oldAt->first, newAt->first))) {
+      changes.push_back({oldAt->first.group.text(),
+                         std::string(oldAt->first.object),
+                         ModelChange::Kind::kRemoved,
+                         {}});
       ++oldAt;
-    } else if (oldAt == oldFlat.end() || newAt->first < oldAt->first) {
-      ModelChange added{newAt->second.group, newAt->second.object, ModelChange::Kind::kAdded, {}};
-      for (const auto& [name, value] : newAt->second.properties) {
-        added.properties.push_back({name, "", value});
+    } else if (oldAt == oldFlat.end() || less(newAt->first, oldAt->first)) {
+      ModelChange added{newAt->first.group.text(),
+                        std::string(newAt->first.object),
+                        ModelChange::Kind::kAdded,
+                        {}};
+      for (const auto& [name, value] : newAt->second) {
+        added.properties.push_back({std::string(name), "", std::string(value)});
       }
       changes.push_back(std::move(added));
       ++newAt;
     } else {
-      std::vector<PropertyChange> differences =
-          changedProperties(oldAt->second.properties, newAt->second.properties);
+      std::vector<PropertyChange> differences = changedProperties(oldAt->second, newAt->second);
       if (!differences.empty()) {
-        changes.push_back({newAt->second.group, newAt->second.object, ModelChange::Kind::kChanged,
-                           std::move(differences)});
+        changes.push_back({newAt->first.group.text(), std::string(newAt->first.object),
+                           ModelChange::Kind::kChanged, std::move(differences)});
       }
       ++oldAt;
       ++newAt;

@@ -9,6 +9,9 @@
 #include <cstring>
 #include <unordered_set>
 
+#include "temporary_files.h"
+#include "zel_keyed_hash.h"
+
 namespace {
 
 std::string systemError(const std::string& what, const std::string& path) {
@@ -66,7 +69,7 @@ bool OutputFolder::open(const std::string& path, bool force, std::string& error)
   while (path_.size() > 1 && path_.back() == '/') path_.pop_back();
   struct stat status;
   if (stat(path_.c_str(), &status) != 0) {
-    if (errno == ENOENT) return true;
+    if (errno == ENOENT) return makeStaging(error);
     error = systemError("cannot use the output folder", path);
     return false;
   }
@@ -81,7 +84,8 @@ bool OutputFolder::open(const std::string& path, bool force, std::string& error)
     return false;
   }
   previous_ = readFileList(path_ + "/" + kFolderFileList);
-  const std::unordered_set<std::string> ours(previous_.begin(), previous_.end());
+  const std::unordered_set<std::string, zel_hash::TextHash> ours(previous_.begin(),
+                                                                 previous_.end());
   for (const std::string& name : names) {
     if (name != kFolderFileList && ours.count(name) == 0) foreign_ = true;
   }
@@ -91,40 +95,68 @@ bool OutputFolder::open(const std::string& path, bool force, std::string& error)
             "give --force to write into it";
     return false;
   }
-  return true;
+  return makeStaging(error);
 }
 
-bool OutputFolder::commit(const std::vector<FolderFile>& files, std::string& error) {
+OutputFolder::~OutputFolder() {
+  removeStaging();
+}
+
+bool OutputFolder::makeStaging(std::string& error) {
   std::string staging = path_ + ".tmp-XXXXXX";
-  if (mkdtemp(staging.data()) == nullptr) {
-    error = systemError("cannot create a folder next to", path_);
-    return false;
+  {
+    // A signal waits until the folder is recorded for removal.
+    const SignalsHeld held;
+    if (mkdtemp(staging.data()) == nullptr) {
+      error = systemError("cannot create a folder next to", path_);
+      return false;
+    }
+    staging_.swap(staging);
+    signalSlot_ = rememberTemporaryFolder(staging_);
   }
   // mkdtemp makes the folder private; give it the mode a new folder gets.
   const mode_t mask = umask(0);
   umask(mask);
-  chmod(staging.c_str(), 0777 & ~mask);
-  std::vector<std::string> written;
+  chmod(staging_.c_str(), 0777 & ~mask);
+  return true;
+}
+
+void OutputFolder::removeStaging() {
+  if (staging_.empty()) return;
+  removeFolder(staging_, staged_);
+  forgetTemporaryFile(signalSlot_);
+  signalSlot_ = -1;
+  staging_.clear();
+  staged_.clear();
+}
+
+bool OutputFolder::commit(const std::vector<FolderFile>& files, std::string& error) {
+  if (staging_.empty()) {
+    error = "no folder was prepared next to '" + path_ + "'";
+    return false;
+  }
   for (const FolderFile& file : files) {
-    if (!writeFile(staging + "/" + file.name, file.bytes)) {
+    staged_.push_back(file.name);
+    if (!writeFile(staging_ + "/" + file.name, file.bytes)) {
       error = systemError("cannot write", path_ + "/" + file.name);
-      written.push_back(file.name);
-      removeFolder(staging, written);
+      removeStaging();
       return false;
     }
-    written.push_back(file.name);
   }
+  // From here on the target changes: a signal waits until it is whole.
+  const SignalsHeld held;
   // A folder of other files stays: ours move into it, the previous run's go.
   if (foreign_) {
-    for (const std::string& name : written) {
-      if (std::rename((staging + "/" + name).c_str(), (path_ + "/" + name).c_str()) != 0) {
+    for (const std::string& name : staged_) {
+      if (std::rename((staging_ + "/" + name).c_str(), (path_ + "/" + name).c_str()) != 0) {
         error = systemError("cannot move the files into", path_);
-        removeFolder(staging, written);
+        removeStaging();
         return false;
       }
     }
-    rmdir(staging.c_str());
-    const std::unordered_set<std::string> now(written.begin(), written.end());
+    const std::unordered_set<std::string, zel_hash::TextHash> now(staged_.begin(), staged_.end());
+    staged_.clear();
+    removeStaging();
     for (const std::string& name : previous_) {
       if (now.count(name) == 0) unlink((path_ + "/" + name).c_str());
     }
@@ -137,17 +169,21 @@ bool OutputFolder::commit(const std::vector<FolderFile>& files, std::string& err
     old = path_ + ".old-XXXXXX";
     if (mkdtemp(old.data()) == nullptr || std::rename(path_.c_str(), old.c_str()) != 0) {
       error = systemError("cannot replace", path_);
-      removeFolder(staging, written);
+      removeStaging();
       if (!old.empty()) rmdir(old.c_str());
       return false;
     }
   }
-  if (std::rename(staging.c_str(), path_.c_str()) != 0) {
+  if (std::rename(staging_.c_str(), path_.c_str()) != 0) {
     error = systemError("cannot replace", path_);
     if (exists_) std::rename(old.c_str(), path_.c_str());
-    removeFolder(staging, written);
+    removeStaging();
     return false;
   }
+  forgetTemporaryFile(signalSlot_);
+  signalSlot_ = -1;
+  staging_.clear();
+  staged_.clear();
   if (exists_) {
     std::vector<std::string> names;
     listFolder(old, names);

@@ -10,9 +10,18 @@
 
 class OutputFolder {
  public:
+  OutputFolder() = default;
+  OutputFolder(const OutputFolder&) = delete;
+  OutputFolder& operator=(const OutputFolder&) = delete;
+  // Removes the new folder when the run did not commit it.
+  ~OutputFolder();
+
   // Accepts a folder that does not exist yet, an empty one, or one that
   // holds only files its file list (kFolderFileList) names, i.e. that this
-  // program wrote; with `force` any folder. False with `error` set otherwise.
+  // program wrote; with `force` any folder. Creates the new folder next to
+  // it at once, so that a location where nothing can be written is
+  // reported before the import; a handled signal removes that folder at
+  // any stage. False with `error` set otherwise.
   bool open(const std::string& path, bool force, std::string& error);
   // Writes the files into a new folder next to the target, then puts that
   // folder in place of the target (whose old files go). Under --force into
@@ -23,7 +32,13 @@ class OutputFolder {
   bool commit(const std::vector<FolderFile>& files, std::string& error);
 
  private:
+  bool makeStaging(std::string& error);
+  void removeStaging();
+
   std::string path_;
+  std::string staging_;  // the new folder, until it is put in place
+  int signalSlot_ = -1;
+  std::vector<std::string> staged_;  // the files written into it
   bool exists_ = false;
   bool foreign_ = false;               // holds files this program did not write (only with force)
   std::vector<std::string> previous_;  // the files the previous run wrote

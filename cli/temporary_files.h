@@ -8,7 +8,7 @@
 #include <string>
 
 // Installs handlers for SIGINT, SIGTERM, SIGHUP and SIGPIPE that remove
-// every registered temporary file, then end the process by the same signal
+// every registered temporary file and folder, then end the process by the same signal
 // (so the parent sees the usual status). Call once, early.
 void removeTemporaryFilesOnSignals();
 
@@ -16,6 +16,8 @@ void removeTemporaryFilesOnSignals();
 // forgetTemporaryFile, or -1 when the path is too long or every slot is
 // taken (the file is then left to the caller's own clean-up alone).
 int rememberTemporaryFile(const std::string& path);
+// The same for a folder of plain files, removed with its files.
+int rememberTemporaryFolder(const std::string& path);
 // Unregisters a slot (after the file was renamed or removed); -1 is ignored.
 void forgetTemporaryFile(int slot);
 

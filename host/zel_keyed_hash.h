@@ -11,6 +11,8 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
+#include <string>
+#include <string_view>
 
 namespace zel_hash {
 
@@ -19,9 +21,15 @@ struct SipKey {
   uint64_t k1;
 };
 
-// The process's key: random, drawn on first use (from getrandom, else from
-// the clock and addresses).
+// The process's key: random, drawn on first use from the system's random
+// source (getrandom, else /dev/urandom). Without one there is no key: the
+// process ends with a message (a program calls drawProcessKey first to
+// refuse cleanly instead).
 const SipKey& processKey() noexcept;
+
+// Draws the process's key now: true, or false with why no random bytes
+// could be had in `error`.
+bool drawProcessKey(std::string& error);
 
 namespace detail {
 
@@ -119,5 +127,18 @@ inline uint64_t hashWords(uint64_t first, uint64_t second) noexcept {
   state.absorb<1>(uint64_t{16} << 56);
   return state.finish<3>();
 }
+
+// Hash functors for standard containers whose keys come from input files:
+// names and texts, and the files' numeric ids.
+struct TextHash {
+  size_t operator()(std::string_view text) const noexcept {
+    return static_cast<size_t>(hashBytes(text.data(), text.size()));
+  }
+};
+struct IdHash {
+  size_t operator()(long long id) const noexcept {
+    return static_cast<size_t>(hashWord(static_cast<uint64_t>(id)));
+  }
+};
 
 }  // namespace zel_hash

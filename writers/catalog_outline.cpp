@@ -42,7 +42,7 @@ void collectSchemas(const ZELModel& model, const std::vector<std::string>& names
 // catalogs and schemas, their tables and views with their columns, keys
 // (those of a foreign key are its table's) and indexes, and procedures.
 std::vector<OverviewCount> shownCounts(const CatalogOutline& outline) {
-  std::unordered_set<std::string> catalogs;
+  std::unordered_set<std::string, zel_hash::TextHash> catalogs;
   long procedures = 0;
   for (const OutlineSchema& schema : outline.schemas) {
     catalogs.insert(schema.catalog);
@@ -88,7 +88,9 @@ std::string outlineModel(const ZELModel& model, const std::vector<std::string>& 
       ++o;
     schemaOf[d] = o++;
   }
-  std::unordered_map<std::string, std::unordered_set<std::string>> catalogsOfPath;
+  std::unordered_map<std::string, std::unordered_set<std::string, zel_hash::TextHash>,
+                     zel_hash::TextHash>
+      catalogsOfPath;
   for (const OutlineSchema& schema : outline.schemas)
     catalogsOfPath[schema.path].insert(schema.catalog);
   const auto prefix = [&](const OutlineSchema& schema) {

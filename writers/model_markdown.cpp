@@ -6,6 +6,7 @@
 #include "catalog_outline.h"
 #include "model_mermaid.h"
 #include "model_summary.h"
+#include "unique_names.h"
 #include "utf8_sequence.h"
 
 namespace {
@@ -83,9 +84,11 @@ class FileNames {
       base.resize(cut);
     }
     std::string name = base + ".md";
-    for (int counter = 2; !taken_.insert(lower(name)).second; ++counter) {
+    if (taken_.insert(lower(name)).second) return name;
+    suffixes_.firstFree(base, 2, UINT64_MAX, [&](uint64_t counter) {
       name = base + "_" + std::to_string(counter) + ".md";
-    }
+      return taken_.insert(lower(name)).second;
+    });
     return name;
   }
 
@@ -94,7 +97,8 @@ class FileNames {
     for (char& c : text) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
     return text;
   }
-  std::unordered_set<std::string> taken_{"readme.md"};
+  std::unordered_set<std::string, zel_hash::TextHash> taken_{"readme.md"};
+  SuffixCounters suffixes_;
 };
 
 std::string columnList(const ZELKey& key) {

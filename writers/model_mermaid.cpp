@@ -4,6 +4,7 @@
 #include <unordered_set>
 
 #include "diagram_selection.h"
+#include "zel_keyed_hash.h"
 
 // How names reach Mermaid:
 // - An entity is written by its own name when that is a plain identifier
@@ -122,7 +123,7 @@ const char* parentEnd(const Multiplicity& end) {
 
 std::string diagramAsMermaid(const Diagram& diagram) {
   std::vector<std::string> ids(diagram.tables.size());
-  std::unordered_set<std::string> taken;
+  std::unordered_set<std::string, zel_hash::TextHash> taken;
   std::string text = "erDiagram\n";
   bool anyView = false;
   for (size_t t = 0; t < diagram.tables.size(); ++t) {

@@ -14,6 +14,7 @@
 
 #include "drawing_process.h"
 #include "model_dot.h"
+#include "zel_keyed_hash.h"
 
 // Graphviz's choice of its text layout plug-in (the one that measures text
 // in the named font), which gvContext() runs; exported by libgvc but
@@ -86,7 +87,7 @@ std::string firstLine(const std::string& text) {
 // the same diagram always gets the same layout.
 struct NumberedNames {
   std::deque<std::string> names;  // name of id 2(i+1) at i; a deque keeps them in place
-  std::unordered_map<std::string_view, IDTYPE> ids;
+  std::unordered_map<std::string_view, IDTYPE, zel_hash::TextHash> ids;
   IDTYPE nextAnonymous = 1;
 };
 

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "catalog_view.h"
+#include "unique_names.h"
 
 namespace {
 
@@ -55,9 +56,13 @@ std::string_view head(std::string_view text, size_t max, const IdentifierLimit& 
 // Names already given in one scope, compared as the dialect compares them.
 class NameScope {
  public:
-  explicit NameScope(SqlDialect dialect) : dialect_(dialect) {}
+  explicit NameScope(SqlDialect dialect) : dialect_(dialect), serial_(++lastSerial) {}
   bool taken(std::string_view name) const { return names_.count(folded(name)) != 0; }
   void take(std::string_view name) { names_.insert(folded(name)); }
+  // Distinct for every scope of a run, also one made where another was.
+  uint64_t serial() const { return serial_; }
+  // The suffixes this scope alone is known to hold, per stem.
+  SuffixCounters& suffixes() { return suffixes_; }
 
  private:
   // MySQL and SQLite match identifiers without regard to ASCII case.
@@ -70,8 +75,11 @@ class NameScope {
     }
     return key;
   }
+  static inline uint64_t lastSerial = 0;
   SqlDialect dialect_;
-  std::unordered_set<std::string> names_;
+  uint64_t serial_;
+  std::unordered_set<std::string, zel_hash::TextHash> names_;
+  SuffixCounters suffixes_;
 };
 
 class Namer {
@@ -105,23 +113,52 @@ class Namer {
   // A unique name in `scopes` for `text`, taken in all of them: the text
   // itself when it fits and is free, else with "_2", "_3", ... and, when
   // too long, a hash of the whole text in place of its tail.
-  std::string unique(const std::string& text, std::initializer_list<NameScope*> scopes) const {
+  std::string unique(const std::string& text, std::initializer_list<NameScope*> scopes) {
     const bool tooLong = limit_.max != 0 && units(text, limit_) > limit_.max;
-    for (unsigned attempt = 1;; ++attempt) {
-      std::string suffix = tooLong ? "_" + shortHash(text) : "";
-      if (attempt > 1) suffix += "_" + std::to_string(attempt);
-      std::string name = text;
-      if (!suffix.empty()) {
-        const size_t room = limit_.max == 0 ? text.size() : limit_.max - suffix.size();
-        name = std::string(head(text, room, limit_)) + suffix;
+    const std::string hashed = tooLong ? "_" + shortHash(text) : "";
+    // The text cut to leave room for a suffix of `suffixBytes`, with the hash.
+    const auto stem = [&](size_t suffixBytes) {
+      if (limit_.max == 0) return text + hashed;
+      return std::string(head(text, limit_.max - hashed.size() - suffixBytes, limit_)) + hashed;
+    };
+    const auto isFree = [&](const std::string& name) {
+      for (const NameScope* scope : scopes) {
+        if (scope->taken(name)) return false;
       }
-      bool free = true;
-      for (const NameScope* scope : scopes) free = free && !scope->taken(name);
-      if (free) {
-        for (NameScope* scope : scopes) scope->take(name);
-        return name;
+      return true;
+    };
+    std::string name = tooLong ? stem(0) : text;
+    if (!isFree(name)) {
+      // Counters of one digit count share one stem. Each scope remembers
+      // the suffixes it holds, and the namer those found taken in this set
+      // of scopes: a scope made per table next to one kept per schema
+      // starts where the schema's scope is.
+      std::string key;
+      for (const NameScope* scope : scopes) key += std::to_string(scope->serial()) + ",";
+      uint64_t first = 2, last = 10;
+      for (size_t digits = 1;;
+           ++digits, first = last, last = digits < 19 ? last * 10 : UINT64_MAX) {
+        const std::string base = stem(1 + digits);
+        const std::string stemKey = std::to_string(digits) + ":" + base;
+        uint64_t from = first;
+        for (NameScope* scope : scopes) {
+          from =
+              std::max(from, scope->suffixes().firstNotTaken(stemKey, first, last, [&](uint64_t n) {
+                return scope->taken(base + "_" + std::to_string(n));
+              }));
+        }
+        const uint64_t counter = suffixes_.firstFree(
+            key + stemKey, first, last,
+            [&](uint64_t n) {
+              name = base + "_" + std::to_string(n);
+              return isFree(name);
+            },
+            from);
+        if (counter < last) break;
       }
     }
+    for (NameScope* scope : scopes) scope->take(name);
+    return name;
   }
 
   SqlDialect dialect() const { return dialect_; }
@@ -129,6 +166,7 @@ class Namer {
  private:
   SqlDialect dialect_;
   IdentifierLimit limit_;
+  SuffixCounters suffixes_;
 };
 
 std::string quotedForMessage(const ZELString& name) {
@@ -196,7 +234,7 @@ const std::string& SqlNames::of(const ZELObject* object) const {
 std::string SqlNames::assign(const ZELModel& model, SqlDialect dialect) {
   names_.clear();
   engineSchema_ = nullptr;
-  const Namer namer(dialect);
+  Namer namer(dialect);
   std::string error;
   const std::vector<SchemaOfCatalog> schemas = catalogSchemas(model);
   size_t objects = schemas.size();

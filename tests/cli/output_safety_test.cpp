@@ -60,6 +60,51 @@ TEST(OutputSafety, SignalRemovesTheTemporaryFile) {
   }
 }
 
+// The markdown folder is built next to its target from the start: a signal
+// while the program waits for its input, and one while it writes the
+// files, removes that folder with its files and leaves the target as it was.
+TEST(OutputSafety, SignalRemovesTheMarkdownFolderAtEveryStage) {
+  TemporaryFolder folder;
+  const std::string generated = folder.file("tables.pcd");
+  ASSERT_EQ(runCommand(shellWord(std::string(PCD_BIN_DIR) + "/generate_pcd") + " 4000 5 > " +
+                       shellWord(generated))
+                .exitCode,
+            0);
+  for (const bool whileWriting : {false, true}) {
+    SCOPED_TRACE(whileWriting ? "while writing" : "while reading");
+    TemporaryFolder out;
+    const std::string target = out.file("docs");
+    int input[2];
+    ASSERT_EQ(pipe(input), 0);
+    const pid_t child = fork();
+    if (child == 0) {
+      dup2(input[0], 0);
+      close(input[1]);
+      execl(programPath().c_str(), "pcd-import", "-q", "-f", "markdown", "-o", target.c_str(),
+            whileWriting ? generated.c_str() : "-", static_cast<char*>(nullptr));
+      _exit(127);
+    }
+    close(input[0]);
+    // The new folder exists (while reading), or holds files (while writing).
+    bool ready = false;
+    for (int wait = 0; wait < 30000 && !ready; ++wait) {
+      for (const std::string& entry : out.entries()) {
+        const std::string path = out.file(entry);
+        ready = ready || !whileWriting ||
+                runCommand("ls " + shellWord(path) + " | grep -q .").exitCode == 0;
+      }
+      if (!ready) std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
+    EXPECT_TRUE(ready);
+    kill(child, SIGTERM);
+    int status = 0;
+    ASSERT_EQ(waitpid(child, &status, 0), child);
+    close(input[1]);
+    EXPECT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == SIGTERM) << status;
+    EXPECT_EQ(out.entries(), std::vector<std::string>{});
+  }
+}
+
 TEST(OutputSafety, RefusesToWriteOverTheInput) {
   TemporaryFolder folder;
   const std::string input = folder.file("x.pcd");
@@ -121,6 +166,43 @@ TEST(OutputSafety, UnwritableOutputIsReportedBeforeTheImport) {
   EXPECT_EQ(result.exitCode, 1);
   EXPECT_EQ(result.err.find("Importing"), std::string::npos) << result.err;
   EXPECT_NE(result.err.find("missing/model.json"), std::string::npos) << result.err;
+  // The same for a folder: its new folder is made next to it first.
+  const ProgramResult markdown = runProgram(
+      quietRun({"-v", "-f", "markdown", "-o", folder.file("missing/docs"), "examples/sample.pcd"}));
+  EXPECT_EQ(markdown.exitCode, 1);
+  EXPECT_EQ(markdown.err.find("Importing"), std::string::npos) << markdown.err;
+  EXPECT_NE(markdown.err.find("missing/docs"), std::string::npos) << markdown.err;
+  EXPECT_EQ(folder.entries(), std::vector<std::string>{});
+}
+
+// A stream is copied only as far as the limits allow: /dev/zero stops at its
+// first line's limit, an endless pipe at --max-input-bytes, each with an
+// error naming the option, no output and no temporary copy left behind.
+TEST(OutputSafety, EndlessInputStopsAtTheLimits) {
+  TemporaryFolder folder;
+  const std::string output = folder.file("model.json");
+  const std::string prefix = "TMPDIR=" + shellWord(folder.path()) + " ";
+  const CommandResult zero =
+      runCommand(prefix + shellWord(programPath()) + " -q --max-line-bytes 1000000 -o " +
+                 shellWord(output) + " /dev/zero 2>&1");
+  EXPECT_EQ(zero.exitCode, 1) << zero.output;
+  EXPECT_NE(zero.output.find("line 1 of /dev/zero is longer than 1000000 bytes (--max-line-bytes)"),
+            std::string::npos)
+      << zero.output;
+  const CommandResult endless =
+      runCommand("yes | " + prefix + shellWord(programPath()) +
+                 " -q --max-input-bytes 20000000 -o " + shellWord(output) + " - 2>&1");
+  EXPECT_EQ(endless.exitCode, 1) << endless.output;
+  EXPECT_NE(endless.output.find("standard input is longer than 20000000 bytes (--max-input-bytes)"),
+            std::string::npos)
+      << endless.output;
+  // A file over the limit is refused before it is read.
+  const ProgramResult file =
+      runProgram(quietRun({"-q", "--max-input-bytes", "100", "-o", output, "examples/sample.pcd"}));
+  EXPECT_EQ(file.exitCode, 1);
+  EXPECT_NE(file.err.find("larger than 100 bytes (--max-input-bytes)"), std::string::npos)
+      << file.err;
+  EXPECT_EQ(folder.entries(), std::vector<std::string>{});
 }
 
 }  // namespace

@@ -177,4 +177,30 @@ TEST(Program, HelpVersionAndPluginChoice) {
       << result.err;
 }
 
+// The hash tables' key comes from the system's random source, never from
+// the clock: without getrandom, /dev/urandom serves; without either, the
+// program refuses before it reads or writes anything.
+TEST(Program, HashKeyOnlyFromTheSystemsRandomSource) {
+#if defined(__SANITIZE_ADDRESS__)
+  GTEST_SKIP() << "the sanitizer's run-time must be the first library loaded";
+#else
+  TemporaryFolder folder;
+  const std::string output = folder.file("model.json");
+  const ProgramRun withoutGetrandom{{"-q", "-f", "summary", "examples/sample.pcd"},
+                                    kSourceDir,
+                                    {{"LD_PRELOAD", PCD_NO_RANDOM_SHIM}}};
+  const ProgramResult urandom = runProgram(withoutGetrandom);
+  EXPECT_EQ(urandom.exitCode, 0) << urandom.err;
+  const ProgramRun withoutAny{{"-q", "-o", output, "examples/sample.pcd"},
+                              kSourceDir,
+                              {{"LD_PRELOAD", PCD_NO_RANDOM_SHIM}, {"PCD_TEST_NO_URANDOM", "1"}}};
+  const ProgramResult none = runProgram(withoutAny);
+  EXPECT_EQ(none.exitCode, 1);
+  EXPECT_NE(none.err.find("no random bytes for the hash tables' key (getrandom: "),
+            std::string::npos)
+      << none.err;
+  EXPECT_EQ(folder.entries(), std::vector<std::string>{});
+#endif
+}
+
 }  // namespace

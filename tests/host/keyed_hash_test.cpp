@@ -1,8 +1,11 @@
 // The keyed hash against SipHash's published vectors, and the hash table's
 // equal entries: adding one more costs one compare however many there are,
 // and removals in any order uncover the next older one.
+#include <algorithm>
 #include <cstdint>
 #include <cstring>
+#include <string>
+#include <unordered_set>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -45,6 +48,31 @@ TEST(KeyedHashTest, MatchesTheReferenceVectorsAndAgreesAcrossForms) {
   EXPECT_EQ(zel_hash::hashWord(word), zel_hash::hashBytes(bytes, 8));
   EXPECT_EQ(zel_hash::hashWords(word, other), zel_hash::hashBytes(bytes, 16));
   EXPECT_NE(zel_hash::hashBytes("a", 1), zel_hash::hashBytes("a\0", 2));
+}
+
+// Standard containers keyed by a file's ids or names: ids chosen as
+// multiples of the table's bucket count (all in one bucket under the
+// standard hash, the id itself) still spread, and the key was drawn.
+TEST(KeyedHashTest, StandardContainersSpreadChosenIds) {
+  std::string error;
+  EXPECT_TRUE(zel_hash::drawProcessKey(error)) << error;
+  constexpr long kCount = 20000;
+  std::unordered_set<long> plain;
+  for (long i = 0; i < kCount; ++i) plain.insert(i);
+  const long buckets = static_cast<long>(plain.bucket_count());
+  std::unordered_set<long, zel_hash::IdHash> ids;
+  std::unordered_set<std::string, zel_hash::TextHash> names;
+  for (long i = 1; i <= kCount; ++i) {
+    ids.insert(i * buckets);
+    names.insert(std::to_string(i * buckets));
+  }
+  ASSERT_EQ(static_cast<long>(ids.bucket_count()), buckets);
+  size_t largest = 0;
+  for (size_t b = 0; b < ids.bucket_count(); ++b) largest = std::max(largest, ids.bucket_size(b));
+  EXPECT_LT(largest, 16u);
+  EXPECT_EQ(names.size(), static_cast<size_t>(kCount));
+  EXPECT_NE(zel_hash::IdHash()(buckets), static_cast<size_t>(buckets));
+  EXPECT_EQ(zel_hash::TextHash()("name"), zel_hash::hashBytes("name", 4));
 }
 
 TEST(KeyedHashTest, EqualEntriesCostOneCompareEachAndUnwindInAnyOrder) {

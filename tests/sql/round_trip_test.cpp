@@ -15,6 +15,7 @@
 #include "catalog_facts.h"
 #include "engine_servers.h"
 #include "model_sql.h"
+#include "sql_names.h"
 #include "support/pcd_fixture.h"
 
 namespace {
@@ -43,7 +44,8 @@ class EngineEnvironment : public ::testing::Environment {
   std::unique_ptr<MariaDbServer> mariaDb_;
 };
 
-::testing::Environment* const kEnvironment = ::testing::AddGlobalTestEnvironment(new EngineEnvironment);
+::testing::Environment* const kEnvironment =
+    ::testing::AddGlobalTestEnvironment(new EngineEnvironment);
 
 std::string writeTemporary(const ServerFolder& folder, const std::string& name,
                            const std::string& bytes) {
@@ -267,8 +269,7 @@ TEST(SqlScript, ReservedNamesFollowTheRuleTheHeaderAndReadmeState) {
 TEST_P(SqlRoundTrip, GeneratedFileLoads) {
   ServerFolder folder;
   const std::string file = folder.path() + "/generated.pcd";
-  const CommandResult generated =
-      runCommand({PCD_GENERATOR, "2000", "7"}, "");
+  const CommandResult generated = runCommand({PCD_GENERATOR, "2000", "7"}, "");
   ASSERT_EQ(generated.exitCode, 0) << generated.err;
   writeTemporary(folder, "generated.pcd", generated.out);
   const std::string script = check(file);
@@ -327,13 +328,70 @@ TEST(SqlScript, RefusesANameNoQuotingCarries) {
   table->setName(ZELString("A\0B", 3));
   schema->addModelObject(table);
   const std::vector<ZELLogEvent> log;
-  for (const SqlDialect dialect : {SqlDialect::kPostgreSql, SqlDialect::kMySql,
-                                   SqlDialect::kSqlite}) {
+  for (const SqlDialect dialect :
+       {SqlDialect::kPostgreSql, SqlDialect::kMySql, SqlDialect::kSqlite}) {
     std::string error;
     EXPECT_EQ(makeSqlScript({model, log, "x.pcd"}, dialect, false, "", error), "");
     EXPECT_NE(error.find("table \"A"), std::string::npos) << error;
     EXPECT_NE(error.find("NUL byte"), std::string::npos) << error;
   }
+}
+
+// Repeated names get the first free suffix: past a plain name that looks
+// generated, across the digit counts where a long name is cut shorter, and
+// in MySQL's per-database scope of foreign keys seen from each table.
+TEST(SqlNames, RepeatsTakeTheFirstFreeSuffix) {
+  ZELModel model;
+  auto* catalog = new ZELDatabaseCatalog;
+  model.addChildPackage(catalog);
+  auto* schema = new ZELDatabaseSchema;
+  schema->setName("S");
+  catalog->addChildPackage(schema);
+  auto* table = new ZELClass;
+  table->setName("T");
+  schema->addModelObject(table);
+  const std::string longName(70, 'L');
+  std::vector<const ZELAttribute*> plain, cut;
+  const auto addColumn = [&](const std::string& name, std::vector<const ZELAttribute*>& into) {
+    auto* column = new ZELAttribute;
+    column->setName(ZELString(name.data(), name.size()));
+    table->addFeature(column);
+    into.push_back(column);
+  };
+  addColumn("C_10", plain);
+  for (int i = 0; i < 11; ++i) addColumn("C", plain);
+  for (int i = 0; i < 11; ++i) addColumn(longName, cut);
+  std::vector<const ZELKey*> foreignKeys;
+  for (int t = 0; t < 3; ++t) {
+    auto* child = new ZELClass;
+    child->setName(ZELString(("U" + std::to_string(t)).c_str()));
+    schema->addModelObject(child);
+    auto* key = new ZELForeignKey;
+    key->setName("FK");
+    key->addAssociatedClass(child);
+    foreignKeys.push_back(key);
+  }
+
+  SqlNames names;
+  ASSERT_EQ(names.assign(model, SqlDialect::kPostgreSql), "");
+  std::vector<std::string> plainNames;
+  for (const ZELAttribute* column : plain) plainNames.push_back(names.of(column));
+  EXPECT_EQ(plainNames, (std::vector<std::string>{"C_10", "C", "C_2", "C_3", "C_4", "C_5", "C_6",
+                                                  "C_7", "C_8", "C_9", "C_11", "C_12"}));
+  // Cut to 63 bytes with a hash of the whole name, then the counter.
+  const std::string first = names.of(cut[0]);
+  ASSERT_EQ(first.size(), 63u);
+  const std::string hash = first.substr(54);  // "_" and 8 hex digits
+  EXPECT_EQ(first, std::string(54, 'L') + hash);
+  EXPECT_EQ(names.of(cut[1]), std::string(52, 'L') + hash + "_2");
+  EXPECT_EQ(names.of(cut[8]), std::string(52, 'L') + hash + "_9");
+  EXPECT_EQ(names.of(cut[9]), std::string(51, 'L') + hash + "_10");
+  EXPECT_EQ(names.of(cut[10]), std::string(51, 'L') + hash + "_11");
+
+  ASSERT_EQ(names.assign(model, SqlDialect::kMySql), "");
+  EXPECT_EQ(names.of(foreignKeys[0]), "FK");
+  EXPECT_EQ(names.of(foreignKeys[1]), "FK_2");
+  EXPECT_EQ(names.of(foreignKeys[2]), "FK_3");
 }
 
 }  // namespace

@@ -1,0 +1,57 @@
+// The uniquifying every writer shares: the first free suffix, as before,
+// found without retrying the taken ones.
+#include "unique_names.h"
+
+#include <string>
+#include <unordered_set>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+namespace {
+
+TEST(UniqueNames, TheFirstFreeSuffixAlsoPastPlainNamesThatLookGenerated) {
+  UniqueNames names;
+  std::vector<std::string> given;
+  for (const char* name : {"X", "X", "X_3", "X", "X", "X_2", "", "", "x", "X_2"}) {
+    given.push_back(names.take(name));
+  }
+  EXPECT_EQ(given, (std::vector<std::string>{"X", "X_2", "X_3", "X_4", "X_5", "X_2_2", "unnamed",
+                                             "unnamed_2", "x", "X_2_3"}));
+}
+
+// A stem repeated n times probes about n names in all, not n^2 / 2: the
+// counters already found taken are skipped, also across calls that start
+// past them (`from`), and a scope that only looks does not claim.
+TEST(SuffixCounters, RepeatsCostLinearProbes) {
+  SuffixCounters counters;
+  std::unordered_set<uint64_t> taken{3, 7};  // taken by other means
+  long probes = 0;
+  const auto isFree = [&](uint64_t counter) {
+    ++probes;
+    return taken.insert(counter).second;
+  };
+  std::vector<uint64_t> first;
+  constexpr int kRepeats = 20000;
+  for (int i = 0; i < kRepeats; ++i) {
+    const uint64_t counter = counters.firstFree("S", 2, UINT64_MAX, isFree);
+    if (i < 4) first.push_back(counter);
+  }
+  EXPECT_EQ(first, (std::vector<uint64_t>{2, 4, 5, 6}));
+  EXPECT_LE(probes, kRepeats + 2);
+  // The range ends: `last` when no counter in it is free.
+  EXPECT_EQ(counters.firstFree("T", 2, 4, [](uint64_t) { return false; }), 4u);
+
+  SuffixCounters scope;
+  probes = 0;
+  for (int i = 0; i < kRepeats; ++i) {
+    const uint64_t notTaken = scope.firstNotTaken("S", 2, UINT64_MAX, [&](uint64_t counter) {
+      ++probes;
+      return counter < static_cast<uint64_t>(i) + 2;
+    });
+    EXPECT_EQ(notTaken, static_cast<uint64_t>(i) + 2);
+  }
+  EXPECT_LE(probes, 2 * kRepeats);
+}
+
+}  // namespace
