@@ -208,9 +208,7 @@ std::string SqlNames::assign(const ZELModel& model, SqlDialect dialect) {
     }
   }
   // PostgreSQL keeps "pg_" and SQLite "sqlite_" for their own objects.
-  const std::string reservedPrefix = dialect == SqlDialect::kPostgreSql ? "pg_"
-                                     : dialect == SqlDialect::kSqlite   ? "sqlite_"
-                                                                        : "";
+  const std::string reservedPrefix(reservedNamePrefix(dialect));
   const auto unreserved = [&](std::string name) {
     if (!reservedPrefix.empty() && name.size() >= reservedPrefix.size()) {
       bool reserved = true;
