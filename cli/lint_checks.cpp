@@ -90,13 +90,15 @@ std::vector<const ZELAttribute*> keyColumns(const ZELKey& key) {
 // position index the import attaches to each key. (One small function for
 // now; a shared view of the catalog's own objects can take its place.)
 std::vector<const ZELIndex*> catalogIndexes(const ZELClass& table) {
-  std::unordered_set<const ZELIndex*> keyIndexes;
+  std::vector<const ZELIndex*> keyIndexes;  // a table has few keys
   for (const ZELKey* key : table.keys()) {
-    if (key->getIndex() != nullptr) keyIndexes.insert(key->getIndex());
+    if (key->getIndex() != nullptr) keyIndexes.push_back(key->getIndex());
   }
   std::vector<const ZELIndex*> indexes;
   for (const ZELIndex* index : table.indexes()) {
-    if (keyIndexes.count(index) == 0) indexes.push_back(index);
+    if (std::find(keyIndexes.begin(), keyIndexes.end(), index) == keyIndexes.end()) {
+      indexes.push_back(index);
+    }
   }
   return indexes;
 }
@@ -319,9 +321,13 @@ class Linter {
       if (key->getElementType() != ZEL_ET_CANDIDATE_KEY) continue;
       unique = true;
       const bool primary = key == table.getPrimaryKey();
-      std::unordered_set<const ZELAttribute*> reported;
+      std::vector<const ZELAttribute*> reported;
       for (const ZELAttribute* column : key->attributes()) {
-        if (column == nullptr || !column->isOptional() || !reported.insert(column).second) continue;
+        if (column == nullptr || !column->isOptional() ||
+            std::find(reported.begin(), reported.end(), column) != reported.end()) {
+          continue;
+        }
+        reported.push_back(column);
         addOnTable(rule::kNullableKeyColumn, info, LintObjectKind::kColumn, column,
                    "column " + nameOf(column) + " of " + (primary ? "primary" : "alternate") +
                        " key " + nameOf(key) + " of table " + tableName(info) + " may be null");
@@ -777,7 +783,14 @@ class Linter {
       size_t table;
       const ZELAttribute* column;
     };
-    std::unordered_map<std::string, std::vector<Target>> targets;
+    struct Targets {
+      std::unordered_map<size_t, std::vector<Target>> bySchema;
+      size_t count = 0;
+    };
+    // Beyond this many tables with a key of one name (in the column's schema,
+    // or in all), the name is too common to imply anything.
+    constexpr size_t kMostImpliedTargets = 8;
+    std::unordered_map<std::string, Targets> targets;
     for (size_t t = 0; t < tables_.size(); ++t) {
       const ZELCandidateKey* primary = tables_[t].table->getPrimaryKey();
       if (primary == nullptr || primary->attributes().count() != 1) continue;
@@ -790,7 +803,11 @@ class Linter {
         table.pop_back();
         names.push_back(table + "_" + key);
       }
-      for (const std::string& name : names) targets[name].push_back({t, column});
+      for (const std::string& name : names) {
+        Targets& entry = targets[name];
+        entry.bySchema[tables_[t].schema].push_back({t, column});
+        ++entry.count;
+      }
     }
     for (size_t t = 0; t < tables_.size(); ++t) {
       const ZELClass& table = *tables_[t].table;
@@ -811,22 +828,27 @@ class Linter {
         const auto at = targets.find(lowerAscii(nameOf(column)));
         if (at == targets.end()) continue;
         // Of the same type, in another table; those in the same schema
-        // first. Only one candidate makes a finding.
+        // first. Only one candidate makes a finding: a name many tables'
+        // keys share says nothing.
         const Target* found = nullptr;
-        int candidates = 0;
-        bool sameSchema = false;
-        for (const Target& target : at->second) {
-          if (target.table == t || target.column == column || !sameType(column, target.column)) {
-            continue;
+        const auto matches = [&](const std::vector<Target>& list) {
+          int count = 0;
+          for (const Target& target : list) {
+            if (target.table == t || !sameType(column, target.column)) continue;
+            if (++count > 1) return count;
+            found = &target;
           }
-          const bool near = tables_[target.table].schema == tables_[t].schema;
-          if (near && !sameSchema) {
-            sameSchema = true;
-            candidates = 0;
+          return count;
+        };
+        const auto near = at->second.bySchema.find(tables_[t].schema);
+        if (near != at->second.bySchema.end() && near->second.size() > kMostImpliedTargets)
+          continue;
+        int candidates = near == at->second.bySchema.end() ? 0 : matches(near->second);
+        if (candidates == 0 && at->second.count <= kMostImpliedTargets) {
+          for (const auto& [schema, list] : at->second.bySchema) {
+            candidates += matches(list);
+            if (candidates > 1) break;
           }
-          if (near != sameSchema) continue;
-          ++candidates;
-          found = &target;
         }
         if (candidates != 1) continue;
         addOnTable(rule::kImpliedForeignKey, tables_[t], LintObjectKind::kColumn, column,

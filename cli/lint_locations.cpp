@@ -1,20 +1,15 @@
 #include "lint_locations.h"
 
 #include <algorithm>
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
 #include <cstring>
-#include <fstream>
-#include <limits>
 #include <vector>
-
-#include "pcd/line_explanation.h"
-#include "zel_text_io.h"
 
 namespace pcd::cli {
 
 namespace {
-
-using CaRepositoryDsOdbcImport::readRecordIds;
-using CaRepositoryDsOdbcImport::readTextAttributes;
 
 enum Kind : unsigned char {
   kDatabase,
@@ -57,82 +52,141 @@ std::string joined(const std::string& a, const std::string& b) {
   return a + '\x1f' + b;
 }
 
+}  // namespace
+
 // The records, with the last record of each id standing for it (as the
 // import resolves ids) and look-ups by kind in ascending id order.
-class Records {
+class ExtractRecords {
  public:
   void add(Record record) { records_.push_back(std::move(record)); }
 
   void index() {
-    for (size_t i = 0; i < records_.size(); ++i) byId_[records_[i].id] = i;
-    for (size_t i = 0; i < records_.size(); ++i) {
-      if (byId_.at(records_[i].id) == i) byKind_[records_[i].kind].push_back(i);
+    // Ids in ascending order; of equal ids the last in the file stands.
+    order_.resize(records_.size());
+    for (size_t i = 0; i < records_.size(); ++i) order_[i] = static_cast<uint32_t>(i);
+    std::stable_sort(order_.begin(), order_.end(),
+                     [&](uint32_t a, uint32_t b) { return records_[a].id < records_[b].id; });
+    std::vector<uint32_t> last;
+    last.reserve(order_.size());
+    for (size_t i = 0; i < order_.size(); ++i) {
+      if (i + 1 < order_.size() && records_[order_[i + 1]].id == records_[order_[i]].id) continue;
+      last.push_back(order_[i]);
     }
-    for (auto& list : byKind_) {
-      std::sort(list.begin(), list.end(),
-                [&](size_t a, size_t b) { return records_[a].id < records_[b].id; });
-    }
+    order_.swap(last);
+    for (uint32_t i : order_) byKind_[records_[i].kind].push_back(i);
   }
 
   const Record* find(long id, Kind kind) const {
-    const auto at = byId_.find(id);
-    return at == byId_.end() || records_[at->second].kind != kind ? nullptr : &records_[at->second];
+    const Record* record = find(id);
+    return record == nullptr || record->kind != kind ? nullptr : record;
   }
   const Record* find(long id) const {
-    const auto at = byId_.find(id);
-    return at == byId_.end() ? nullptr : &records_[at->second];
+    const auto at = std::lower_bound(order_.begin(), order_.end(), id, [&](uint32_t i, long value) {
+      return records_[i].id < value;
+    });
+    return at == order_.end() || records_[*at].id != id ? nullptr : &records_[*at];
   }
   std::vector<const Record*> of(Kind kind) const {
     std::vector<const Record*> list;
-    for (size_t i : byKind_[kind]) list.push_back(&records_[i]);
+    list.reserve(byKind_[kind].size());
+    for (uint32_t i : byKind_[kind]) list.push_back(&records_[i]);
     return list;
   }
 
  private:
   std::vector<Record> records_;
-  std::unordered_map<long, size_t> byId_;
-  std::vector<size_t> byKind_[kOther + 1];
+  std::vector<uint32_t> order_;  // the record standing for each id, by id
+  std::vector<uint32_t> byKind_[kOther + 1];
 };
+
+namespace {
+
+// The integer at `at` (strtol's rules, as the reader's tokens) and the
+// position behind it and its comma.
+const char* readInteger(const char* at, const char* end, long& value) {
+  char* stop = nullptr;
+  value = std::strtol(at, &stop, 10);
+  if (stop < end && *stop == ',') ++stop;
+  return stop;
+}
+
+// The first string attribute of a record line the import accepted: after
+// the ids and the count, "C", its byte count, a comma and the bytes.
+std::string firstText(const char* at, const char* end) {
+  if (at >= end || *at != 'C') return "";
+  long length = 0;
+  at = readInteger(at + 1, end, length);
+  if (length <= 0) return "";
+  return std::string(at, std::min(static_cast<size_t>(length), static_cast<size_t>(end - at)));
+}
 
 }  // namespace
 
 bool ExtractLines::read(const std::string& path, std::string& error) {
-  std::ifstream in(path, std::ios::in | std::ios::binary);
-  if (!in) {
+  std::FILE* file = std::fopen(path.c_str(), "rb");
+  if (file == nullptr) {
     error = "cannot read " + path + " for its line numbers";
     return false;
   }
-  Records records;
-  ZELString line;
+  records_ = std::make_unique<ExtractRecords>();
+  ExtractRecords& records = *records_;
+  // Lines are taken from blocks as they are; one that spans two blocks is
+  // put together in `carry`.
+  std::vector<char> block(1 << 20);
+  std::string carry;
   long number = 0;
-  while (in.good()) {
-    try {
-      if (!getFullLine(in, line, 4096)) break;
-    } catch (const ZELLineTooLong&) {
-      in.ignore(std::numeric_limits<std::streamsize>::max(), '\n');
-      ++number;
-      continue;
-    }
+  const auto handle = [&](const char* text, const char* end) {
     ++number;
-    const char* text = line.c_str();
-    if (number == 1 || (text[0] != 'E' && text[0] != 'R') || text[1] != ',') continue;
-    // The record name, compared before anything is read.
-    const char* comma = std::strchr(text + 2, ',');
-    if (comma == nullptr) continue;
+    if (number == 1 || end - text < 4 || (text[0] != 'E' && text[0] != 'R') || text[1] != ',') {
+      return;
+    }
+    const char* comma = static_cast<const char*>(std::memchr(text + 2, ',', end - text - 2));
+    if (comma == nullptr) return;
     const std::string_view name(text + 2, static_cast<size_t>(comma - text - 2));
     const KindName* kind = std::find_if(std::begin(kKinds), std::end(kKinds),
                                         [&](const KindName& k) { return name == k.name; });
-    if (kind == std::end(kKinds)) continue;
-    const auto ids = readRecordIds(text);
-    Record record{ids.id, ids.fromId, ids.toId, number, kind->kind, {}};
+    if (kind == std::end(kKinds)) return;
+    Record record{0, 0, 0, number, kind->kind, {}};
+    const char* at = readInteger(comma + 1, end, record.id);
+    if (text[0] == 'R') {
+      at = readInteger(at, end, record.from);
+      at = readInteger(at, end, record.to);
+    }
     if (kind->named) {
-      std::vector<std::string> texts = readTextAttributes(text);
-      if (texts.empty()) continue;  // a line the import rejects
-      record.name = std::move(texts.front());
+      long count = 0;
+      record.name = firstText(readInteger(at, end, count), end);
     }
     records.add(std::move(record));
+  };
+  size_t got = 0;
+  while ((got = std::fread(block.data(), 1, block.size(), file)) > 0) {
+    const char* at = block.data();
+    const char* end = at + got;
+    while (at < end) {
+      const char* newline = static_cast<const char*>(std::memchr(at, '\n', end - at));
+      if (newline == nullptr) {
+        carry.append(at, end);
+        break;
+      }
+      if (!carry.empty()) {
+        carry.append(at, newline);
+        carry.push_back('\0');
+        handle(carry.data(), carry.data() + carry.size() - 1);
+        carry.clear();
+      } else {
+        // strtol stops at the newline: no terminator needed.
+        handle(at, newline);
+      }
+      at = newline + 1;
+    }
   }
-  if (in.bad()) {
+  const bool failed = std::ferror(file) != 0;
+  std::fclose(file);
+  if (!carry.empty()) {
+    carry.push_back('\0');
+    handle(carry.data(), carry.data() + carry.size() - 1);
+  }
+  if (failed) {
     error = "cannot read " + path + " for its line numbers";
     return false;
   }
@@ -202,17 +256,25 @@ bool ExtractLines::read(const std::string& path, std::string& error) {
     for (const Record* column : records.of(kind)) {
       const Record* definition = records.find(column->to, kRelCol);
       if (definition == nullptr) continue;
-      members_.emplace(joined(std::to_string(column->from), definition->name), column->line);
+      members_[column->from].push_back({definition->name, column->line});
     }
   }
   for (const Record* keyColumn : records.of(kKeyCol)) {
     const Record* key = records.find(keyColumn->from, kKey);
     const Record* column = records.find(keyColumn->to, kTblCol);
     if (key == nullptr || column == nullptr) continue;
-    members_.emplace(joined(std::to_string(column->from), key->name), key->line);
+    auto& members = members_[column->from];
+    // The first KEY_COL of a key (in id order) names its table.
+    if (std::none_of(members.begin(), members.end(),
+                     [&](const Member& member) { return member.line == key->line; })) {
+      members.push_back({key->name, key->line});
+    }
   }
   return true;
 }
+
+ExtractLines::ExtractLines() = default;
+ExtractLines::~ExtractLines() = default;
 
 long ExtractLines::lineOf(const LintFinding& finding) const {
   const std::vector<std::string>& path = finding.path;
@@ -230,8 +292,13 @@ long ExtractLines::lineOf(const LintFinding& finding) const {
   if (at == places.end()) at = places.find(joined(joined(catalog, ""), name));
   if (at == places.end()) return 0;
   if (path.size() > finding.schemaNames + 2) {
-    const auto member = members_.find(joined(std::to_string(at->second.id), path.back()));
-    if (member != members_.end()) return member->second;
+    const auto members = members_.find(at->second.id);
+    if (members != members_.end()) {
+      // The first of that name, as the import builds them.
+      for (const Member& member : members->second) {
+        if (member.name == path.back()) return member.line;
+      }
+    }
   }
   return at->second.line;
 }

@@ -10,15 +10,23 @@
 // builds them, so the first placement of a name is the one the model holds.
 #pragma once
 
+#include <memory>
 #include <string>
+#include <string_view>
 #include <unordered_map>
+#include <vector>
 
 #include "lint_findings.h"
 
 namespace pcd::cli {
 
+class ExtractRecords;
+
 class ExtractLines {
  public:
+  ExtractLines();
+  ~ExtractLines();
+
   // Reads the extract at `path`; false and `error` when it cannot be read.
   bool read(const std::string& path, std::string& error);
   // The line of the record that defines the finding's object (a column's
@@ -36,7 +44,12 @@ class ExtractLines {
   std::unordered_map<std::string, Place> objects_;  // tables and views
   std::unordered_map<std::string, Place> procedures_;
   std::unordered_map<std::string, long> schemas_;  // catalog \x1f schema -> line
-  std::unordered_map<std::string, long> members_;  // table id \x1f name -> line
+  struct Member {
+    std::string_view name;  // into the records
+    long line;
+  };
+  std::unique_ptr<ExtractRecords> records_;
+  std::unordered_map<long, std::vector<Member>> members_;  // by TABLE or VIEW id
 };
 
 }  // namespace pcd::cli

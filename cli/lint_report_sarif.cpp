@@ -89,8 +89,7 @@ void writeRules(JsonWriter& json) {
   json.endArray();
 }
 
-void writeResult(JsonWriter& json, const LintedSource& source, const LintFinding& finding,
-                 size_t artifact) {
+void writeResult(JsonWriter& json, const LintedSource& source, const LintFinding& finding) {
   json.beginObject();
   json.key("ruleId");
   json.string(lintRules()[static_cast<size_t>(finding.rule)].id);
@@ -102,23 +101,22 @@ void writeResult(JsonWriter& json, const LintedSource& source, const LintFinding
   json.key("locations");
   json.beginArray();
   json.beginObject();
-  json.key("physicalLocation");
-  json.beginObject();
-  json.key("artifactLocation");
-  json.beginObject();
-  json.key("uri");
-  json.string(fileUri(source.source));
-  json.key("index");
-  json.integer(static_cast<long long>(artifact));
-  json.endObject();
+  // A finding without a line is located by its object's name alone.
   if (finding.line > 0) {
+    json.key("physicalLocation");
+    json.beginObject();
+    json.key("artifactLocation");
+    json.beginObject();
+    json.key("uri");
+    json.string(fileUri(source.source));
+    json.endObject();
     json.key("region");
     json.beginObject();
     json.key("startLine");
     json.integer(finding.line);
     json.endObject();
+    json.endObject();
   }
-  json.endObject();
   json.key("logicalLocations");
   json.beginArray();
   json.beginObject();
@@ -157,18 +155,6 @@ bool writeLintSarif(std::FILE* out, const std::vector<LintedSource>& sources,
   writeRules(json);
   json.endObject();
   json.endObject();
-  json.key("artifacts");
-  json.beginArray();
-  for (const LintedSource& source : sources) {
-    json.beginObject();
-    json.key("location");
-    json.beginObject();
-    json.key("uri");
-    json.string(fileUri(source.source));
-    json.endObject();
-    json.endObject();
-  }
-  json.endArray();
   // Sources that could not be linted are notifications of the run.
   json.key("invocations");
   json.beginArray();
@@ -195,7 +181,7 @@ bool writeLintSarif(std::FILE* out, const std::vector<LintedSource>& sources,
   json.beginArray();
   for (size_t i = 0; i < sources.size(); ++i) {
     for (const LintFinding& finding : sources[i].result.findings) {
-      writeResult(json, sources[i], finding, i);
+      writeResult(json, sources[i], finding);
     }
   }
   json.endArray();

@@ -1,5 +1,6 @@
 #include "lint_source.h"
 
+#include "heap_setup.h"
 #include "import_run.h"
 #include "input_file.h"
 #include "plugin_loader.h"
@@ -36,6 +37,7 @@ SourceLoader extractLoader(BridgePlugin& plugin) {
     if (!loaded.input->identify(source, loaded.error) || !loaded.input->prepare(loaded.error)) {
       return loaded;
     }
+    if (loaded.input->size() > 0) prepareHeapForImport(loaded.input->size());
     loaded.model = std::make_unique<ZELModel>();
     ZELMemoryLog log;  // the import's warnings are `check`'s business
     loaded.error = runImport(plugin.bridge(), "CaRepositoryDsOdbcImport", loaded.input->path(),
