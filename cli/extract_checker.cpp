@@ -44,7 +44,6 @@ const char* kindName(uint8_t kind) {
 
 class Checker {
  public:
-  explicit Checker(bool strict) : strict_(strict) {}
 
   void readAll(std::istream& in) {
     ZELString line;
@@ -80,7 +79,6 @@ class Checker {
         }
         continue;
       }
-      if (text[0] == 'T') described_.insert(lastRecordId);
       if (text[0] != 'E' && text[0] != 'R') continue;
       const RecordIds ids = readRecordIds(text);
       addRecord(ids);
@@ -97,7 +95,6 @@ class Checker {
 
   CheckReport finish() {
     checkReferences();
-    if (strict_) checkQuality();
     std::stable_sort(report_.findings.begin(), report_.findings.end(),
                      [](const CheckFinding& a, const CheckFinding& b) { return a.line < b.line; });
     return std::move(report_);
@@ -253,11 +250,6 @@ class Checker {
     return at == names_.end() ? "(id " + std::to_string(id) + ")" : at->second;
   }
 
-  std::string keyKind(long keyId) const {
-    const auto at = keyKinds_.find(keyId);
-    return at == keyKinds_.end() ? std::string() : at->second;
-  }
-
   // Per key: the table its columns belong to and its columns (TBL_COL ids)
   // in file order.
   struct KeyColumns {
@@ -347,50 +339,11 @@ class Checker {
     }
   }
 
-  // What schema linters report: tables without a primary key or a
-  // description, columns without a description, foreign keys whose columns
-  // no other key or index starts with.
-  void checkQuality() {
-    const auto keys = keyColumns();
-    const auto primary = primaryKeys(keys, keyKinds_);
-    for (const RecordFacts& record : records_) {
-      if (!isCurrent(record)) continue;
-      if (record.kind == kind("TABLE")) {
-        const std::string table = "table " + nameOf(record.id);
-        if (primary.count(record.id) == 0) add(record.line, false, table + " has no primary key");
-        if (described_.count(record.id) == 0)
-          add(record.line, false, table + " has no description");
-      } else if (record.kind == kind("TBL_COL")) {
-        if (described_.count(record.id) == 0 && described_.count(record.toId) == 0) {
-          add(record.line, false,
-              "column (TBL_COL id " + std::to_string(record.id) + ") of table " +
-                  nameOf(record.fromId) + " has no description");
-        }
-      }
-    }
-    // First columns of every key that is not a foreign key: what an index
-    // on a foreign key's columns would start with.
-    std::unordered_set<long> leadingColumns;
-    for (const auto& [keyId, key] : keys) {
-      if (keyKind(keyId) != "F") leadingColumns.insert(key.columns.front());
-    }
-    for (const RecordFacts& record : records_) {
-      if (record.kind != kind("KEY") || !isCurrent(record) || keyKind(record.id) != "F") continue;
-      const auto keyAt = keys.find(record.id);
-      if (keyAt == keys.end() || leadingColumns.count(keyAt->second.columns.front()) != 0) continue;
-      add(record.line, false,
-          "foreign key " + nameOf(record.id) + " of table " + nameOf(keyAt->second.table) +
-              ": no key or index starts with its columns");
-    }
-  }
-
-  bool strict_;
   CheckReport report_;
   std::vector<RecordFacts> records_;
   std::unordered_map<long, size_t> byId_;  // id -> the last record defining it
   std::unordered_set<long> placedColumns_;
   std::unordered_map<long, long> rejected_;         // id of a rejected record line -> its line
-  std::unordered_set<long> described_;              // ids a text line follows
   std::unordered_map<long, std::string> names_;     // TABLE and KEY names
   std::unordered_map<long, std::string> keyKinds_;  // KEY id -> "P", "A", "F", "I"
 };
@@ -406,8 +359,8 @@ long CheckReport::warnings() const {
   return static_cast<long>(findings.size()) - errors();
 }
 
-CheckReport checkExtract(std::istream& in, bool strict) {
-  Checker checker(strict);
+CheckReport checkExtract(std::istream& in) {
+  Checker checker;
   checker.readAll(in);
   return checker.finish();
 }

@@ -24,7 +24,6 @@ struct CheckReport {
   long warnings() const;
 };
 
-// Reads `in` (the extract's bytes) to its end. `strict` adds the quality
-// findings: tables without a primary key or description, columns without a
-// description, foreign keys that no key or index starts with.
-CheckReport checkExtract(std::istream& in, bool strict);
+// Reads `in` (the extract's bytes) to its end. (Schema design rules are
+// `pcd-import lint`'s, on the imported model.)
+CheckReport checkExtract(std::istream& in);

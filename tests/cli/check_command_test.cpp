@@ -56,17 +56,10 @@ TEST(CheckCommand, CleanFileJsonAndUsage) {
   EXPECT_EQ(result.exitCode, 0);
   EXPECT_NE(result.out.find("\"findings\": []"), std::string::npos) << result.out;
 
-  // --strict: what schema linters report, as warnings.
+  // --strict became `lint`: refused, naming it.
   result = runProgram({{"check", "--strict", "examples/sample.pcd"}, kSourceDir, {}});
-  EXPECT_EQ(result.exitCode, 0);
-  EXPECT_EQ(result.out,
-            "examples/sample.pcd:90: warning: column (TBL_COL id 413) of table INVOICES has no "
-            "description\n"
-            "examples/sample.pcd:101: warning: foreign key FK_ORDERS_CUSTOMERS of table ORDERS: "
-            "no key or index starts with its columns\n"
-            "examples/sample.pcd:102: warning: foreign key FK_INVOICES_LINES of table INVOICES: "
-            "no key or index starts with its columns\n"
-            "0 errors, 3 warnings in 1 file\n");
+  EXPECT_EQ(result.exitCode, 2);
+  EXPECT_NE(result.err.find("--strict is now 'pcd-import lint'"), std::string::npos) << result.err;
 
   EXPECT_EQ(runProgram({{"check"}, kSourceDir, {}}).exitCode, 2);
   EXPECT_EQ(runProgram({{"check", "--format", "xml", "x"}, kSourceDir, {}}).exitCode, 2);
