@@ -295,8 +295,9 @@ ParsedCommandLine parseCommandLine(int argc, const char* const* argv) {
 
 const char* usageText() {
   return "Usage: pcd-import [options] FILE.pcd\n"
-         "       pcd-import check [--format text|json] [--strict] FILE...\n"
+         "       pcd-import check [--format text|json] FILE...\n"
          "       pcd-import diff [--format text|json] OLD.pcd NEW.pcd\n"
+         "       pcd-import lint [--config FILE] [--format text|json|sarif] SOURCE...\n"
          "Imports a PCD file through the bridge plug-in and writes the resulting model.\n"
          "FILE.pcd '-' reads standard input; '-o -' writes standard output.\n"
          "\n"
@@ -334,9 +335,10 @@ const char* usageText() {
          "  -h, --help            print this help and exit\n"
          "\n"
          "\n"
-         "Subcommands ('pcd-import check --help', 'pcd-import diff --help'):\n"
+         "Subcommands ('pcd-import check --help', 'pcd-import diff --help', ...):\n"
          "  check FILE...         list every problem of each file with its line\n"
          "  diff OLD NEW          list what changed between the models of two files\n"
+         "  lint SOURCE...        check schema design rules on each model\n"
          "\n"
          "Exit status: 0 on success (warnings included), 1 when the import fails,\n"
          "2 for a usage error, 3 for warnings under --fail-on-warning; a run ended by\n"

@@ -635,9 +635,21 @@ class Linter {
   // --- names ---------------------------------------------------------------
 
   // Why `name` must be quoted in `dialect`, or "".
-  static std::string quotingReason(SqlDialect dialect, const std::string& name) {
+  static std::string quotingReason(SqlDialect dialect, const std::string& name,
+                                   LintObjectKind kind) {
     if (name.empty()) return "it is empty";
     if (isReservedWord(dialect, name)) return "a reserved word";
+    // PostgreSQL keeps pg_ for its schemas, SQLite sqlite_ for its tables
+    // and indexes: quoted or not, the engine refuses the name.
+    const std::string_view prefix = reservedNamePrefix(dialect);
+    const bool prefixed = !prefix.empty() && lowerAscii(name).rfind(prefix, 0) == 0;
+    if (prefixed && (dialect == SqlDialect::kPostgreSql
+                         ? kind == LintObjectKind::kSchema
+                         : kind == LintObjectKind::kTable || kind == LintObjectKind::kView ||
+                               kind == LintObjectKind::kIndex)) {
+      return "the engine keeps names starting with " + std::string(prefix) +
+             " for itself, quoted or not";
+    }
     const auto letter = [](unsigned char c) {
       return (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') || c == '_' || c >= 0x80;
     };
@@ -671,7 +683,7 @@ class Linter {
       // Dialects grouped by reason: "a reserved word in postgresql, mysql".
       std::vector<std::pair<std::string, std::string>> reasons;
       for (SqlDialect dialect : config_.dialects) {
-        const std::string reason = quotingReason(dialect, name);
+        const std::string reason = quotingReason(dialect, name, kind);
         if (reason.empty()) continue;
         auto at = std::find_if(reasons.begin(), reasons.end(),
                                [&](const auto& entry) { return entry.first == reason; });
@@ -686,7 +698,8 @@ class Linter {
         for (const auto& [reason, dialects] : reasons) {
           text += (text.empty() ? "" : "; ") + reason + " (" + dialects + ")";
         }
-        add(rule::kNameNeedsQuoting, kind, path, schemaNames, what + " must be quoted: " + text);
+        add(rule::kNameNeedsQuoting, kind, path, schemaNames,
+            what + " needs quoting or renaming: " + text);
       }
     }
     if (on(rule::kNameTooLong)) {

@@ -38,6 +38,7 @@ const char kLintUsage[] =
     "Usage: pcd-import lint [--config FILE] [--format text|json|sarif]\n"
     "                       [--fail-on error|warning|never] [--plugin PATH] SOURCE...\n"
     "       pcd-import lint --init [--config FILE]\n"
+    "       pcd-import lint --list-rules\n"
     "Imports each SOURCE (a PCD file, - for standard input) and checks its model\n"
     "against schema design rules: keys and indexes, table shape, documentation,\n"
     "names in the SQL dialects, implied relations. Findings name the extract's\n"
@@ -48,6 +49,7 @@ const char kLintUsage[] =
     "  --fail-on       exit 1 on findings of this severity or worse (default error)\n"
     "  --init          write the default configuration, every rule commented, to\n"
     "                  FILE (default .pcd-lint.yaml; - for standard output)\n"
+    "  --list-rules    print the rules, their defaults and rationale (Markdown)\n"
     "This replaces 'pcd-import check --strict': its four checks are the rules\n"
     "table-without-primary-key, foreign-key-without-index, table-without-description\n"
     "and column-without-description.\n"
@@ -77,6 +79,9 @@ int parse(int argc, const char* const* argv, LintOptions& options) {
       options.sources.push_back(argument);
     } else if (argument == "-h" || argument == "--help") {
       std::fputs(kLintUsage, stdout);
+      return std::fflush(stdout) == 0 ? kExitClean : kExitTrouble;
+    } else if (argument == "--list-rules") {
+      std::fputs(lintRulesMarkdown().c_str(), stdout);
       return std::fflush(stdout) == 0 ? kExitClean : kExitTrouble;
     } else if (argument == "--init") {
       options.init = true;

@@ -83,8 +83,10 @@ const std::vector<LintRule> kRules = {
      "A stored procedure has no description.",
      "What a procedure does, and what its arguments mean, cannot be read from the catalog.", 0, ""},
     {"name-needs-quoting", "names", S::kWarning,
-     "A name must be quoted in a chosen SQL dialect: a reserved word, characters other than "
-     "letters, digits and _, a leading digit, or (PostgreSQL) upper and lower case mixed.",
+     "A name must be quoted or renamed in a chosen SQL dialect: a reserved word, characters "
+     "other than letters, digits and _, a leading digit, upper and lower case mixed "
+     "(PostgreSQL), or a prefix the engine keeps (PostgreSQL pg_ schemas, SQLite sqlite_ "
+     "tables).",
      "Every statement that names the object must quote it the same way, forever; a forgotten "
      "quote is a syntax error or, with case, another object.",
      0, ""},
@@ -132,6 +134,19 @@ bool parseSeverity(std::string_view text, LintSeverity& severity) {
 const std::vector<LintRule>& lintRules() {
   static_assert(rule::kCount == 22, "one table row per rule index");
   return kRules;
+}
+
+std::string lintRulesMarkdown() {
+  std::string text =
+      "| rule | group | default | threshold | reports | why |\n"
+      "|---|---|---|---:|---|---|\n";
+  for (const LintRule& rule : kRules) {
+    text += std::string("| `") + rule.id + "` | " + rule.category + " | " +
+            severityName(rule.severity) + (rule.enabledByDefault ? "" : " (off)") + " | " +
+            (rule.threshold != 0 ? std::to_string(rule.threshold) : std::string()) + " | " +
+            rule.summary + " | " + rule.rationale + " |\n";
+  }
+  return text;
 }
 
 int findLintRule(std::string_view id) {

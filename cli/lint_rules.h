@@ -27,6 +27,8 @@ struct LintRule {
 
 // Every rule, in the order the documentation lists them.
 const std::vector<LintRule>& lintRules();
+// The rules as a Markdown table, as docs/lint.md lists them.
+std::string lintRulesMarkdown();
 // The rule's index in lintRules(), or -1.
 int findLintRule(std::string_view id);
 

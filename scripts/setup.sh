@@ -27,6 +27,7 @@ run_packages=(
   "ninja-build ninja"
   "pkg-config pkg-config"
   "libgraphviz-dev /usr/include/graphviz/gvc.h"  # the svg format lays out in the process
+  "libyaml-cpp-dev /usr/include/yaml-cpp/yaml.h"  # lint's configuration
 )
 test_packages=(
   "libgtest-dev /usr/include/gtest/gtest.h"

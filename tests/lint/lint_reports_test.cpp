@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <nlohmann/json.hpp>
+#include <algorithm>
 #include <string>
 
 #include "cli/program_runner.h"
@@ -161,6 +162,15 @@ TEST(LintSarif, ValidatedByTheSarifMultitool) {
   for (const auto& result : results) {
     EXPECT_NE(result.value("level", "warning"), "error") << result.dump();
   }
+}
+
+// The rules' documentation is the program's own table.
+TEST(LintDocs, PageListsEveryRuleFromTheTable) {
+  const ProgramResult rules = runProgram({{"lint", "--list-rules"}, kSourceDir, {}});
+  EXPECT_EQ(rules.exitCode, 0);
+  EXPECT_NE(readFile(kSourceDir + "/docs/lint.md").find(rules.out), std::string::npos)
+      << "docs/lint.md does not hold the output of 'pcd-import lint --list-rules'";
+  EXPECT_EQ(std::count(rules.out.begin(), rules.out.end(), '\n'), 2 + 22);
 }
 
 // The findings for the test extracts, reviewed and committed; a change in
