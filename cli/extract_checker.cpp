@@ -44,7 +44,6 @@ const char* kindName(uint8_t kind) {
 
 class Checker {
  public:
-
   void readAll(std::istream& in) {
     ZELString line;
     bool haveRecord = false;
