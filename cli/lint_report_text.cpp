@@ -1,6 +1,7 @@
 #include <string>
 
 #include "lint_report.h"
+#include "sql_dialect.h"
 
 namespace pcd::cli {
 
@@ -61,8 +62,11 @@ bool writeLintText(std::FILE* out, const std::vector<LintedSource>& sources) {
     for (const LintFinding& finding : source.result.findings) {
       const std::string where =
           finding.line > 0 ? source.source + ":" + std::to_string(finding.line) : source.source;
+      // One line each: names in the message may hold line breaks or bytes
+      // that are not UTF-8.
       std::fprintf(out, "%s: %s: %s [%s]\n", where.c_str(), severityName(finding.severity),
-                   finding.message.c_str(), lintRules()[static_cast<size_t>(finding.rule)].id);
+                   commentText(finding.message).c_str(),
+                   lintRules()[static_cast<size_t>(finding.rule)].id);
     }
   }
   const LintTotals totals = countFindings(sources);
