@@ -616,7 +616,7 @@ class Linter {
       addOnTable(rule::kViewWithoutDescription, info, LintObjectKind::kView, nullptr,
                  "view " + tableName(info) + " has no description");
     }
-    checkName(info, LintObjectKind::kView, nullptr, "view " + tableName(info));
+    checkName(info, LintObjectKind::kView, nullptr, [&] { return "view " + tableName(info); });
     checkColumnNames(info, columnsOf(*info.table));
   }
 
@@ -629,7 +629,9 @@ class Linter {
       add(rule::kProcedureWithoutDescription, LintObjectKind::kProcedure, path,
           schema.path.size() - 1, what + " has no description");
     }
-    checkNameAt(LintObjectKind::kProcedure, path, schema.path.size() - 1, nameOf(&procedure), what);
+    checkNameAt(
+        LintObjectKind::kProcedure, nameOf(&procedure), schema.path.size() - 1,
+        [&] { return path; }, [&] { return what; });
   }
 
   // --- names ---------------------------------------------------------------
@@ -677,10 +679,13 @@ class Linter {
     return "";
   }
 
-  void checkNameAt(LintObjectKind kind, const std::vector<std::string>& path, size_t schemaNames,
-                   const std::string& name, const std::string& what) {
+  // What the name rules say of `name`: why it needs quoting and why it is
+  // too long, per dialect; empty texts when nothing.
+  std::pair<std::string, std::string> nameProblems(LintObjectKind kind,
+                                                   const std::string& name) const {
+    std::string quoting, length;
     if (on(rule::kNameNeedsQuoting)) {
-      // Dialects grouped by reason: "a reserved word in postgresql, mysql".
+      // Dialects grouped by reason: "a reserved word (postgresql, mysql)".
       std::vector<std::pair<std::string, std::string>> reasons;
       for (SqlDialect dialect : config_.dialects) {
         const std::string reason = quotingReason(dialect, name, kind);
@@ -693,20 +698,14 @@ class Linter {
           at->second += ", " + std::string(sqlDialectName(dialect));
         }
       }
-      if (!reasons.empty()) {
-        std::string text;
-        for (const auto& [reason, dialects] : reasons) {
-          text += (text.empty() ? "" : "; ") + reason + " (" + dialects + ")";
-        }
-        add(rule::kNameNeedsQuoting, kind, path, schemaNames,
-            what + " needs quoting or renaming: " + text);
+      for (const auto& [reason, dialects] : reasons) {
+        quoting += (quoting.empty() ? "" : "; ") + reason + " (" + dialects + ")";
       }
     }
     if (on(rule::kNameTooLong)) {
-      std::string text;
       for (SqlDialect dialect : config_.dialects) {
         const IdentifierLimit limit = identifierLimit(dialect);
-        if (limit.max == 0) continue;
+        if (limit.max == 0 || name.size() <= limit.max) continue;
         size_t size = name.size();
         if (!limit.countsBytes) {
           size = static_cast<size_t>(std::count_if(name.begin(), name.end(), [](char c) {
@@ -714,33 +713,56 @@ class Linter {
           }));
         }
         if (size <= limit.max) continue;
-        text += (text.empty() ? "" : ", ") + std::string(sqlDialectName(dialect)) + " keeps " +
-                std::to_string(limit.max) + (limit.countsBytes ? " bytes" : " characters") +
-                ", it has " + std::to_string(size);
+        length += (length.empty() ? "" : ", ") + std::string(sqlDialectName(dialect)) + " keeps " +
+                  std::to_string(limit.max) + (limit.countsBytes ? " bytes" : " characters") +
+                  ", it has " + std::to_string(size);
       }
-      if (!text.empty())
-        add(rule::kNameTooLong, kind, path, schemaNames, what + " is too long: " + text);
+    }
+    return {quoting, length};
+  }
+
+  // Reports the name problems of an object; its path and description are
+  // only made when there is one.
+  template <class MakePath, class MakeWhat>
+  void checkNameAt(LintObjectKind kind, const std::string& name, size_t schemaNames,
+                   MakePath makePath, MakeWhat makeWhat) {
+    const auto [quoting, length] = nameProblems(kind, name);
+    if (quoting.empty() && length.empty()) return;
+    const std::vector<std::string> path = makePath();
+    const std::string what = makeWhat();
+    if (!quoting.empty()) {
+      add(rule::kNameNeedsQuoting, kind, path, schemaNames,
+          what + " needs quoting or renaming: " + quoting);
+    }
+    if (!length.empty()) {
+      add(rule::kNameTooLong, kind, path, schemaNames, what + " is too long: " + length);
     }
   }
 
+  template <class MakeWhat>
   void checkName(const TableInfo& info, LintObjectKind kind, const ZELObject* member,
-                 const std::string& what) {
+                 MakeWhat makeWhat) {
     if (!on(rule::kNameNeedsQuoting) && !on(rule::kNameTooLong)) return;
     const SchemaInfo& schema = schemas_[info.schema];
-    std::vector<std::string> path = schema.path;
-    path.push_back(nameOf(info.table));
-    if (member != nullptr) path.push_back(nameOf(member));
-    checkNameAt(kind, path, schema.path.size() - 1, path.back(), what);
+    const auto makePath = [&] {
+      std::vector<std::string> path = schema.path;
+      path.push_back(nameOf(info.table));
+      if (member != nullptr) path.push_back(nameOf(member));
+      return path;
+    };
+    checkNameAt(kind, nameOf(member != nullptr ? member : info.table), schema.path.size() - 1,
+                makePath, makeWhat);
   }
 
   void checkColumnNames(const TableInfo& info, const std::vector<const ZELAttribute*>& columns) {
     const std::string table = tableName(info);
     const bool view = info.table->getElementType() == ZEL_ET_SQL_VIEW_ENTITY;
-    if (!view) checkName(info, LintObjectKind::kTable, nullptr, "table " + table);
+    if (!view) checkName(info, LintObjectKind::kTable, nullptr, [&] { return "table " + table; });
     std::unordered_map<std::string, const ZELAttribute*> byLower;
     for (const ZELAttribute* column : columns) {
       const std::string name = nameOf(column);
-      checkName(info, LintObjectKind::kColumn, column, "column " + name + " of " + table);
+      checkName(info, LintObjectKind::kColumn, column,
+                [&] { return "column " + name + " of " + table; });
       if (!on(rule::kNamesDifferOnlyByCase)) continue;
       const auto [at, inserted] = byLower.emplace(lowerAscii(name), column);
       if (!inserted && nameOf(at->second) != name) {
@@ -751,11 +773,12 @@ class Linter {
     }
     if (view) return;
     for (const ZELKey* key : info.table->keys()) {
-      checkName(info, LintObjectKind::kKey, key, "key " + nameOf(key) + " of table " + table);
+      checkName(info, LintObjectKind::kKey, key,
+                [&] { return "key " + nameOf(key) + " of table " + table; });
     }
     for (const ZELIndex* index : catalogIndexes(*info.table)) {
       checkName(info, LintObjectKind::kIndex, index,
-                "index " + nameOf(index) + " of table " + table);
+                [&] { return "index " + nameOf(index) + " of table " + table; });
     }
   }
 
@@ -763,8 +786,9 @@ class Linter {
     // The schema the import makes for tables placed in a database itself is
     // no name of the catalog's.
     if (schema.path.size() != 2 || schema.path.back() != "Default Schema") {
-      checkNameAt(LintObjectKind::kSchema, schema.path, schema.path.size() - 1, schema.path.back(),
-                  "schema " + schema.shownPath);
+      checkNameAt(
+          LintObjectKind::kSchema, schema.path.back(), schema.path.size() - 1,
+          [&] { return schema.path; }, [&] { return "schema " + schema.shownPath; });
     }
     if (!on(rule::kNamesDifferOnlyByCase) || !schema.schema->isInstanceOf(ZEL_ET_DATA_PACKAGE)) {
       return;
