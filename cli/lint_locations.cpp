@@ -242,13 +242,13 @@ bool ExtractLines::read(const std::string& path, std::string& error) {
   for (const Record* at : records.of(kTableAt)) {
     const Record* object = records.find(at->from);
     if (object == nullptr || (object->kind != kTable && object->kind != kView)) continue;
-    objects_.emplace(joined(placeOf(at->to), object->name), Place{object->line, object->id});
+    objects_[joined(placeOf(at->to), object->name)].push_back({object->line, object->id});
   }
   for (const Record* at : records.of(kObjAt)) {
     const Record* procedure = records.find(at->from, kDbProc);
     if (procedure == nullptr) continue;
-    procedures_.emplace(joined(placeOf(at->to), procedure->name),
-                        Place{procedure->line, procedure->id});
+    procedures_[joined(placeOf(at->to), procedure->name)].push_back(
+        {procedure->line, procedure->id});
   }
   // Columns by table and name; keys and indexes by the table of their first
   // column.
@@ -288,11 +288,25 @@ long ExtractLines::lineOf(const LintFinding& finding) const {
   if (path.size() < finding.schemaNames + 2) return 0;
   const std::string& name = path[finding.schemaNames + 1];
   const auto& places = finding.kind == LintObjectKind::kProcedure ? procedures_ : objects_;
-  auto at = places.find(joined(joined(catalog, schema), name));
-  if (at == places.end()) at = places.find(joined(joined(catalog, ""), name));
-  if (at == places.end()) return 0;
+  const auto placeOf = [&](const std::string& object, size_t ordinal) -> const Place* {
+    for (const std::string& where : {joined(catalog, schema), joined(catalog, "")}) {
+      const auto at = places.find(joined(where, object));
+      if (at != places.end()) return ordinal < at->second.size() ? &at->second[ordinal] : nullptr;
+    }
+    return nullptr;
+  };
+  const Place* place = placeOf(name, 0);
+  // NAME_N, renamed by the import: the N+1st placement of NAME.
+  const size_t underscore = name.rfind('_');
+  if (place == nullptr && underscore != std::string::npos && underscore > 0 &&
+      underscore + 1 < name.size() && underscore + 7 > name.size() &&
+      name.find_first_not_of("0123456789", underscore + 1) == std::string::npos) {
+    place = placeOf(name.substr(0, underscore),
+                    static_cast<size_t>(std::stol(name.substr(underscore + 1))));
+  }
+  if (place == nullptr) return 0;
   if (path.size() > finding.schemaNames + 2) {
-    const auto members = members_.find(at->second.id);
+    const auto members = members_.find(place->id);
     if (members != members_.end()) {
       // The first of that name, as the import builds them.
       for (const Member& member : members->second) {
@@ -300,7 +314,7 @@ long ExtractLines::lineOf(const LintFinding& finding) const {
       }
     }
   }
-  return at->second.line;
+  return place->line;
 }
 
 }  // namespace pcd::cli

@@ -32,6 +32,8 @@ class ExtractLines {
   // The line of the record that defines the finding's object (a column's
   // TBL_COL or VIEW_COL, a key's or index's KEY, a table's TABLE, ...), or
   // of its table when the member is not found; 0 when nothing matches.
+  // A table the import renamed because its schema already had one of that
+  // name (NAME_1, NAME_2, ...) is the later placement of NAME.
   long lineOf(const LintFinding& finding) const;
 
  private:
@@ -41,8 +43,9 @@ class ExtractLines {
   };
   // catalog \x1f schema \x1f name; schema "" for objects placed in a
   // database itself.
-  std::unordered_map<std::string, Place> objects_;  // tables and views
-  std::unordered_map<std::string, Place> procedures_;
+  // Every placement of a name, in the order the import makes them.
+  std::unordered_map<std::string, std::vector<Place>> objects_;  // tables and views
+  std::unordered_map<std::string, std::vector<Place>> procedures_;
   std::unordered_map<std::string, long> schemas_;  // catalog \x1f schema -> line
   struct Member {
     std::string_view name;  // into the records
