@@ -152,6 +152,26 @@ bool globAt(std::string_view pattern, std::string_view text) {
   return p == pattern.size();
 }
 
+// `text` as "  # " comment lines of at most 78 characters, broken at blanks.
+std::string commentLines(const std::string& text) {
+  constexpr size_t kWidth = 78 - 4;
+  std::string lines, line;
+  size_t start = 0;
+  while (start < text.size()) {
+    size_t end = text.find(' ', start);
+    if (end == std::string::npos) end = text.size();
+    const std::string word = text.substr(start, end - start);
+    if (!line.empty() && line.size() + 1 + word.size() > kWidth) {
+      lines += "  # " + line + "\n";
+      line.clear();
+    }
+    line += (line.empty() ? "" : " ") + word;
+    start = end + 1;
+  }
+  if (!line.empty()) lines += "  # " + line + "\n";
+  return lines;
+}
+
 }  // namespace
 
 LintConfig defaultLintConfig() {
@@ -206,7 +226,7 @@ std::string lintConfigTemplate() {
       "\n"
       "rules:\n";
   for (const LintRule& rule : lintRules()) {
-    text += "\n  # " + std::string(rule.summary) + "\n  # " + rule.rationale + "\n";
+    text += "\n" + commentLines(rule.summary) + commentLines(rule.rationale);
     text += std::string("  # ") + rule.id + ":\n";
     text += std::string("  #   enabled: ") + (rule.enabledByDefault ? "true" : "false") + "\n";
     text += std::string("  #   severity: ") + severityName(rule.severity) + "\n";
