@@ -23,15 +23,15 @@ constexpr int kExitUsage = 2;        // also: a file that cannot be read
 constexpr int kExitCannotCheck = 4;  // out of memory, a failure of the check itself
 
 const char kCheckUsage[] =
-    "Usage: pcd-import check [--format text|json] [--strict] [--max-line-bytes N] FILE...\n"
+    "Usage: pcd-import check [--format text|json] [--max-line-bytes N] FILE...\n"
     "Lists every problem of each PCD file with its line number, in one pass:\n"
     "lines the import rejects, missing ids and ids of the wrong kind, duplicate\n"
     "ids, records the import skips (tables placed at something that is neither a\n"
     "schema nor a catalog among them), counted strings whose count ends inside\n"
     "their field.\n"
-    "--strict adds these warnings: tables without a primary key, tables and\n"
-    "columns without a description, foreign keys that no other key or index\n"
-    "starts with.\n"
+    "--strict is now 'pcd-import lint', whose rules table-without-primary-key,\n"
+    "foreign-key-without-index, table-without-description and\n"
+    "column-without-description are the four checks it added, among others.\n"
     "Exit status: 0 no errors (warnings allowed), 1 errors found, 2 usage error or\n"
     "a file that cannot be read, 4 the check could not be done (out of memory,\n"
     "standard output not writable).\n";
@@ -39,7 +39,6 @@ const char kCheckUsage[] =
 struct CheckOptions {
   std::vector<std::string> files;
   bool json = false;
-  bool strict = false;
 };
 
 struct FileResult {
@@ -65,7 +64,9 @@ int parse(int argc, const char* const* argv, CheckOptions& options) {
       std::fputs(kCheckUsage, stdout);
       return std::fflush(stdout) == 0 ? kExitClean : kExitCannotCheck;
     } else if (argument == "--strict") {
-      options.strict = true;
+      return usage(
+          "--strict is now 'pcd-import lint' (rules table-without-primary-key, "
+          "foreign-key-without-index, table-without-description, column-without-description)");
     } else if (arguments.takeValue("--format", text) || arguments.takeValue("-f", text)) {
       if (text != "text" && text != "json") {
         return usage("unknown format '" + text + "'; choose text or json");
@@ -85,7 +86,7 @@ int parse(int argc, const char* const* argv, CheckOptions& options) {
   return -1;
 }
 
-FileResult checkFile(const std::string& file, bool strict) {
+FileResult checkFile(const std::string& file) {
   FileResult result{file, "", {}};
   std::ifstream opened;
   std::istream* in = &std::cin;
@@ -103,7 +104,7 @@ FileResult checkFile(const std::string& file, bool strict) {
   // is, not turned into an end of the file that would look checked.
   in->exceptions(std::ios::badbit);
   try {
-    result.report = checkExtract(*in, strict);
+    result.report = checkExtract(*in);
   } catch (const std::ios_base::failure&) {
     result.openError = "read error";
   }
@@ -181,7 +182,7 @@ int runCheck(int argc, const char* const* argv) {
   long warnings = 0;
   bool unreadable = false;
   for (const std::string& file : options.files) {
-    results.push_back(checkFile(file, options.strict));
+    results.push_back(checkFile(file));
     const FileResult& result = results.back();
     unreadable = unreadable || !result.openError.empty();
     errors += result.report.errors() + (result.openError.empty() ? 0 : 1);

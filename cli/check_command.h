@@ -1,4 +1,4 @@
-// `pcd-import check [--format text|json] [--strict] FILE...`: lists every
+// `pcd-import check [--format text|json] FILE...`: lists every
 // problem of each extract with its line. Exit status 0 when no file has an
 // error, 1 when one has, 2 for a usage error.
 #pragma once

@@ -307,8 +307,9 @@ ParsedCommandLine parseCommandLine(int argc, const char* const* argv) {
 
 const char* usageText() {
   return "Usage: pcd-import [options] FILE.pcd\n"
-         "       pcd-import check [--format text|json] [--strict] FILE...\n"
+         "       pcd-import check [--format text|json] FILE...\n"
          "       pcd-import diff [--format text|json] OLD NEW\n"
+         "       pcd-import lint [--config FILE] [--format text|json|sarif] SOURCE...\n"
          "       pcd-import snapshot [-o FILE.pcd] URL\n"
          "Imports a PCD file through the bridge plug-in and writes the resulting model.\n"
          "FILE.pcd '-' reads standard input; '-o -' writes standard output.\n"
@@ -354,6 +355,7 @@ const char* usageText() {
          "  diff OLD NEW          list what changed between the models of two files or\n"
          "                        databases\n"
          "  snapshot URL          write a live database's catalog as an extract\n"
+         "  lint SOURCE...        check schema design rules on each model\n"
          "\n"
          "Exit status: 0 on success (warnings included), 1 when the import fails,\n"
          "2 for a usage error, 3 for warnings under --fail-on-warning; a run ended by\n"

@@ -51,8 +51,6 @@ const char* kindName(uint8_t kind) {
 
 class Checker {
  public:
-  explicit Checker(bool strict) : strict_(strict) {}
-
   void readAll(std::istream& in) {
     ZELString line;
     bool haveRecord = false;
@@ -91,14 +89,11 @@ class Checker {
       // The import reads the line as it is; a count that ends inside its
       // field loses the rest of the field without a message.
       if (!countNote.empty()) add(report_.lines, false, countNote);
-      if (text[0] == 'T') described_.insert(lastRecordId);
       if (text[0] != 'E' && text[0] != 'R') continue;
       const RecordIds ids = readRecordIds(text);
       addRecord(ids);
-      if (ids.name == "KEY" || ids.name == "TABLE" || ids.name == "VIEW" ||
-          (strict_ && ids.name == "REL_COL")) {
-        // Names for the messages (columns only for --strict, which names
-        // them); a key's kind letter ("P", "A", "F", "I").
+      if (ids.name == "KEY" || ids.name == "TABLE" || ids.name == "VIEW") {
+        // Names for the messages; a key's kind letter ("P", "A", "F", "I").
         const std::vector<std::string> texts = readTextAttributes(text);
         if (!texts.empty()) names_[ids.id] = texts[0];
         if (ids.name == "KEY" && texts.size() > 1) keyKinds_[ids.id] = texts[1];
@@ -110,7 +105,6 @@ class Checker {
 
   CheckReport finish() {
     checkReferences();
-    if (strict_) checkQuality();
     std::stable_sort(report_.findings.begin(), report_.findings.end(),
                      [](const CheckFinding& a, const CheckFinding& b) { return a.line < b.line; });
     return std::move(report_);
@@ -404,50 +398,11 @@ class Checker {
     }
   }
 
-  // What schema linters report: tables without a primary key or a
-  // description, columns without a description, foreign keys whose columns
-  // no other key or index starts with.
-  void checkQuality() {
-    const auto keys = keyColumns();
-    const auto primary = primaryKeys(keys, keyKinds_);
-    for (const RecordFacts& record : records_) {
-      if (!isCurrent(record)) continue;
-      if (record.kind == kind("TABLE")) {
-        const std::string table = "table " + nameOf(record.id);
-        if (primary.count(record.id) == 0) add(record.line, false, table + " has no primary key");
-        if (described_.count(record.id) == 0)
-          add(record.line, false, table + " has no description");
-      } else if (record.kind == kind("TBL_COL")) {
-        if (described_.count(record.id) == 0 && described_.count(record.toId) == 0) {
-          add(record.line, false,
-              "column " + nameOf(record.toId) + " of table " + nameOf(record.fromId) +
-                  " has no description");
-        }
-      }
-    }
-    // First columns of every key that is not a foreign key: what an index
-    // on a foreign key's columns would start with.
-    IdSet leadingColumns;
-    for (const auto& [keyId, key] : keys) {
-      if (keyKind(keyId) != "F") leadingColumns.insert(key.columns.front());
-    }
-    for (const RecordFacts& record : records_) {
-      if (record.kind != kind("KEY") || !isCurrent(record) || keyKind(record.id) != "F") continue;
-      const auto keyAt = keys.find(record.id);
-      if (keyAt == keys.end() || leadingColumns.count(keyAt->second.columns.front()) != 0) continue;
-      add(record.line, false,
-          "foreign key " + nameOf(record.id) + " of table " + nameOf(keyAt->second.table) +
-              ": no key or index starts with its columns");
-    }
-  }
-
-  bool strict_;
   CheckReport report_;
   std::vector<RecordFacts> records_;
   IdMap<size_t> byId_;  // id -> the last record defining it
   IdSet placedColumns_;
   IdMap<long> rejected_;         // id of a rejected record line -> its line
-  IdSet described_;              // ids a text line follows
   IdMap<std::string> names_;     // TABLE, VIEW, KEY (and REL_COL) names
   IdSet misplacedPlacements_;    // TABLE_AT ids placing at neither
   IdSet skippedTables_;          // tables and views none of them build
@@ -465,8 +420,8 @@ long CheckReport::warnings() const {
   return static_cast<long>(findings.size()) - errors();
 }
 
-CheckReport checkExtract(std::istream& in, bool strict) {
-  Checker checker(strict);
+CheckReport checkExtract(std::istream& in) {
+  Checker checker;
   checker.readAll(in);
   return checker.finish();
 }

@@ -5,7 +5,7 @@
 // message (tables placed at neither a schema nor a catalog among them),
 // foreign keys it drops, and counted strings whose count ends inside their
 // field. Keeps a few numbers per record (and the names of tables, views and
-// keys, and of columns for `strict`), never the records themselves.
+// keys), never the records themselves.
 #pragma once
 
 #include <istream>
@@ -26,7 +26,6 @@ struct CheckReport {
   long warnings() const;
 };
 
-// Reads `in` (the extract's bytes) to its end. `strict` adds the quality
-// findings: tables without a primary key or description, columns without a
-// description, foreign keys that no key or index starts with.
-CheckReport checkExtract(std::istream& in, bool strict);
+// Reads `in` (the extract's bytes) to its end. (Schema design rules are
+// `pcd-import lint`'s, on the imported model.)
+CheckReport checkExtract(std::istream& in);

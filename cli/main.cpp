@@ -18,6 +18,7 @@
 #include "heap_setup.h"
 #include "import_run.h"
 #include "input_file.h"
+#include "lint_command.h"
 #include "model/zel_model.h"
 #include "model_summary.h"
 #include "model_writer.h"
@@ -244,7 +245,7 @@ int importAndWrite(ZELModelBridgeImportDllInterface& bridge, const CommandLine& 
 
 int runProgram(int argc, const char* const* argv) {
   // A subcommand is the first argument, spelt exactly; a file of that name
-  // is imported as "./check", "./diff" or "./snapshot".
+  // is imported as "./check", "./diff", "./lint" or "./snapshot".
   if (argc > 1 && std::string(argv[1]) == "check") return runCheckCommand(argc - 1, argv + 1);
   if (argc > 1 && std::string(argv[1]) == "diff") {
     // A comparison that fails is diff's error status (2), never "different" (1).
@@ -258,6 +259,9 @@ int runProgram(int argc, const char* const* argv) {
     return kExitDiffTrouble;
   }
   if (argc > 1 && std::string(argv[1]) == "snapshot") return runSnapshotCommand(argc - 1, argv + 1);
+  if (argc > 1 && std::string(argv[1]) == "lint") {
+    return pcd::cli::runLintCommand(argc - 1, argv + 1);
+  }
   const ParsedCommandLine parsed = parseCommandLine(argc, argv);
   if (!parsed.usageError.empty()) return usageFailure(parsed.usageError);
   const CommandLine& options = parsed.options;

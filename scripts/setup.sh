@@ -33,6 +33,7 @@ run_packages=(
   "libpq-dev /usr/include/postgresql/libpq-fe.h"
   "libmariadb-dev /usr/include/mariadb/mysql.h"
   "libsqlite3-dev /usr/include/sqlite3.h"
+  "libyaml-cpp-dev /usr/include/yaml-cpp/yaml.h"  # lint's configuration
 )
 test_packages=(
   "libgtest-dev /usr/include/gtest/gtest.h"

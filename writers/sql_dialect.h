@@ -68,3 +68,11 @@ SqlType mapType(SqlDialect dialect, std::string_view dataType, int length, int s
                 std::string_view nativeName);
 // The dialect's most general type, for columns without a type.
 SqlType generalType(SqlDialect dialect);
+
+// True when `name` is a word the dialect reserves, compared without regard
+// to case: as an identifier it must be quoted. The lists are the words each
+// engine refuses as a plain table or column name.
+bool isReservedWord(SqlDialect dialect, std::string_view name);
+// The prefix of names the engine keeps for its own objects ("pg_",
+// "sqlite_"), compared without regard to case; "" when it keeps none.
+std::string_view reservedNamePrefix(SqlDialect dialect);

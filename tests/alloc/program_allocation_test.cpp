@@ -176,7 +176,7 @@ TEST(AllocationFailure, EveryAllocationOfAProgramRunFailsCleanly) {
   std::remove(countFile.c_str());
 }
 
-// `check --strict` on a file with faults, one allocation failing at a time:
+// `check` on a file with faults, one allocation failing at a time:
 // every run either gives the clean run's report and status, or ends with
 // status 4 ("could not check") and says why. An out-of-memory turned into a
 // rejected line, a lost name or a file that looks unreadable would show a
@@ -194,7 +194,7 @@ TEST(AllocationFailure, CheckNeverReportsFindingsItDidNotFind) {
   const std::string out = folder + "/stdout";
   const std::string err = folder + "/stderr";
   const std::string countFile = folder + "/count";
-  const std::vector<std::string> argv = {program, "check", "--strict", faults};
+  const std::vector<std::string> argv = {program, "check", faults};
   const std::vector<std::string> baseEnv = {
       "LD_PRELOAD=" + shim, "ASAN_OPTIONS=verify_asan_link_order=0:exitcode=86",
       "UBSAN_OPTIONS=exitcode=86",

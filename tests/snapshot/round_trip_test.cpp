@@ -5,6 +5,7 @@
 // what `diff` reports against the snapshot taken before.
 #include <sqlite3.h>
 
+#include <cstdio>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
@@ -165,7 +166,8 @@ std::map<std::string, int> notWritten(const std::string& script) {
 // nullable primary-key column becomes NOT NULL; on MySQL a unique index is a
 // unique key, without sort order.
 std::vector<std::string> unexplained(const nlohmann::json& diff, const std::string& dialect,
-                                     const KeyFacts& keys, std::map<std::string, int> skipped) {
+                                     const KeyFacts& keys, std::map<std::string, int> skipped,
+                                     std::map<std::string, long>& explained) {
   const nlohmann::json changes = diff.value("changes", nlohmann::json::array());
   std::set<std::pair<std::string, std::string>> addedKeys;  // (group, columns)
   for (const nlohmann::json& change : changes) {
@@ -182,7 +184,10 @@ std::vector<std::string> unexplained(const nlohmann::json& diff, const std::stri
     const bool viewOrProcedure = object.rfind("view ", 0) == 0 ||
                                  object.rfind("procedure ", 0) == 0 ||
                                  group.rfind("view ", 0) == 0 || group.rfind("procedure ", 0) == 0;
-    if (kind == "removed" && viewOrProcedure) continue;
+    if (kind == "removed" && viewOrProcedure) {
+      ++explained["views and procedures"];
+      continue;
+    }
     const char* const kinds[] = {"foreign key ", "key ", "index "};
     bool written = true;
     for (const char* prefix : kinds) {
@@ -193,20 +198,29 @@ std::vector<std::string> unexplained(const nlohmann::json& diff, const std::stri
         written = false;
       }
     }
-    if (!written) continue;
+    if (!written) {
+      ++explained["marked NOT WRITTEN"];
+      continue;
+    }
     if (kind == "changed" && object.rfind("table ", 0) == 0 && change["properties"].size() == 1 &&
         change["properties"][0]["name"] == "primaryKey" &&
-        change["properties"][0]["new"] == "(none)" && skipped.count(table + "\x1fkey") > 0)
+        change["properties"][0]["new"] == "(none)" && skipped.count(table + "\x1fkey") > 0) {
+      ++explained["marked NOT WRITTEN"];
       continue;
+    }
     if (kind == "changed" && object.rfind("column ", 0) == 0 &&
         keys.primaryKeyColumns.count(table + "." + object.substr(7)) > 0 &&
-        change["properties"].size() == 1 && change["properties"][0]["name"] == "optional")
+        change["properties"].size() == 1 && change["properties"][0]["name"] == "optional") {
+      ++explained["primary-key columns made NOT NULL"];
       continue;
+    }
     if (dialect == "mysql" && object.rfind("index on (", 0) == 0) {
       const std::string columns = withoutDesc(object.substr(9));
       if (kind == "removed" &&
-          (addedKeys.count({group, columns}) > 0 || keys.uniqueKeys.count(table + columns) > 0))
+          (addedKeys.count({group, columns}) > 0 || keys.uniqueKeys.count(table + columns) > 0)) {
+        ++explained["unique indexes held as unique keys"];
         continue;
+      }
     }
     if (dialect == "mysql" && kind == "added" && object.rfind("key (", 0) == 0) {
       bool fromIndex = false;
@@ -217,7 +231,10 @@ std::vector<std::string> unexplained(const nlohmann::json& diff, const std::stri
             withoutDesc(otherObject.substr(9)) == object.substr(4))
           fromIndex = true;
       }
-      if (fromIndex) continue;
+      if (fromIndex) {
+        ++explained["unique indexes held as unique keys"];
+        continue;
+      }
     }
     lines.push_back(change.dump());
   }
@@ -244,6 +261,9 @@ TEST_P(SnapshotRoundTrip, SqlLoadedAndSnapshottedIsTheExtract) {
   ASSERT_EQ(generated.exitCode, 0);
   writeAll(folder.path() + "/generated.pcd", generated.out);
   inputs.push_back(folder.path() + "/generated.pcd");
+  std::map<std::string, long> explained;  // differences by what explains them
+  long tables = 0;
+  long others = 0;
   for (const std::string& input : inputs) {
     SCOPED_TRACE(input);
     const std::string script = folder.path() + "/script.sql";
@@ -267,12 +287,19 @@ TEST_P(SnapshotRoundTrip, SqlLoadedAndSnapshottedIsTheExtract) {
     }
     const nlohmann::json diff = diffJson(ignored, input, url);
     const std::vector<std::string> left =
-        unexplained(diff, dialect, keyFacts(input), notWritten(script));
+        unexplained(diff, dialect, keyFacts(input), notWritten(script), explained);
+    const CommandResult summary = runCommand({kProgram, "-q", "-f", "summary", input});
+    const size_t at = summary.out.find("tables=");
+    tables += at == std::string::npos ? 0 : std::atol(summary.out.c_str() + at + 7);
+    others += static_cast<long>(left.size());
     EXPECT_TRUE(left.empty()) << left.size() << " differences:\n"
                               << (left.empty() ? "" : left[0]) << "\n"
                               << (left.size() > 1 ? left[1] : "") << "\n"
                               << (left.size() > 2 ? left[2] : "");
   }
+  std::printf("  round trip %s: %zu files, %ld tables;", dialect.c_str(), inputs.size(), tables);
+  for (const auto& [what, count] : explained) std::printf(" %s %ld;", what.c_str(), count);
+  std::printf(" other differences %ld\n", others);
 }
 
 INSTANTIATE_TEST_SUITE_P(Engines, SnapshotRoundTrip,

@@ -1,6 +1,8 @@
 // The snapshot subcommand as a user meets it: a database that cannot be
 // reached, an empty one, usage errors; and the corpus of real catalogs run
 // through every output format, check and diff.
+#include <sqlite3.h>
+
 #include <filesystem>
 #include <fstream>
 #include <sstream>
@@ -69,6 +71,29 @@ TEST(SnapshotCommand, DatabaseWithoutUserSchemaGivesAnEmptyExtractAndAWarning) {
   EXPECT_EQ(summary.exitCode, 0) << summary.err;
   EXPECT_TRUE(summary.err.empty()) << summary.err;
   EXPECT_NE(summary.out.find("catalogs=1 schemas=0 tables=0"), std::string::npos) << summary.out;
+}
+
+// lint reads a database as snapshot reads it.
+TEST(SnapshotCommand, LintTakesADatabaseUrl) {
+  ServerFolder folder;
+  const std::string database = folder.path() + "/sample.sqlite";
+  const std::string script = folder.path() + "/sample.sql";
+  ASSERT_EQ(runCommand({kProgram, "-q", "-f", "sql", "--dialect", "sqlite", "-o", script,
+                        PCD_SOURCE_DIR "/examples/sample.pcd"})
+                .exitCode,
+            0);
+  std::ifstream in(script);
+  std::stringstream sql;
+  sql << in.rdbuf();
+  sqlite3* db = nullptr;
+  ASSERT_EQ(sqlite3_open(database.c_str(), &db), SQLITE_OK);
+  ASSERT_EQ(sqlite3_exec(db, sql.str().c_str(), nullptr, nullptr, nullptr), SQLITE_OK);
+  sqlite3_close(db);
+  const CommandResult lint =
+      runCommand({kProgram, "lint", "--fail-on", "warning", "sqlite:" + database});
+  EXPECT_EQ(lint.exitCode, 1) << lint.err;
+  // SQLite keeps no comments.
+  EXPECT_NE(lint.out.find("[column-without-description]"), std::string::npos) << lint.out;
 }
 
 // Every output of every real catalog: written without a warning, checked

@@ -1,0 +1,935 @@
+// The checks of `pcd-import lint`, run over the imported model: one walk
+// collects the schemas and tables, then each group of rules looks at them.
+#include <algorithm>
+#include <string>
+#include <string_view>
+#include <unordered_map>
+#include <unordered_set>
+#include <vector>
+
+#include "lint_findings.h"
+#include "model/zel_association.h"
+#include "model/zel_classifier.h"
+#include "model/zel_key.h"
+#include "model/zel_operation.h"
+#include "model/zel_package.h"
+#include "model/zel_type.h"
+#include "sql_dialect.h"
+
+namespace pcd::cli {
+
+namespace {
+
+// A nested schema keeps this many of its innermost names in a finding's path.
+constexpr size_t kPathSchemas = 8;
+
+std::string nameOf(const ZELObject* object) {
+  const ZELString& name = object->getName();
+  return std::string(name.c_str(), name.length());
+}
+
+std::string lowerAscii(std::string_view text) {
+  std::string lower(text);
+  for (char& c : lower) {
+    if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
+  }
+  return lower;
+}
+
+struct SchemaInfo {
+  const ZELPackage* schema;
+  std::vector<std::string> path;  // catalog, then the schema names
+  std::string shownPath;          // PARENT/CHILD
+  size_t depth;                   // 1 for a schema of the catalog
+};
+
+struct TableInfo {
+  const ZELClass* table;
+  size_t schema;  // index into the schemas
+};
+
+// The columns of a class, in the model's order.
+std::vector<const ZELAttribute*> columnsOf(const ZELClass& table) {
+  std::vector<const ZELAttribute*> columns;
+  for (const ZELFeature* feature : table.features()) {
+    if (feature->isInstanceOf(ZEL_ET_ATTRIBUTE)) {
+      columns.push_back(static_cast<const ZELAttribute*>(feature));
+    }
+  }
+  return columns;
+}
+
+// An index's columns in position order (members keep the extract's order of
+// ids, the position says where each belongs).
+struct Member {
+  const ZELAttribute* column;
+  short position;
+};
+std::vector<const ZELAttribute*> indexColumns(const ZELIndex& index) {
+  std::vector<Member> members;
+  for (const ZELIndexMember* member : index.members()) {
+    members.push_back({member->getAttribute(), member->position});
+  }
+  std::stable_sort(members.begin(), members.end(),
+                   [](const Member& a, const Member& b) { return a.position < b.position; });
+  std::vector<const ZELAttribute*> columns;
+  for (const Member& member : members) columns.push_back(member.column);
+  return columns;
+}
+
+// A key's columns: those of its position index when it has one (in
+// position order), else its attributes.
+std::vector<const ZELAttribute*> keyColumns(const ZELKey& key) {
+  if (key.getIndex() != nullptr) return indexColumns(*key.getIndex());
+  std::vector<const ZELAttribute*> columns;
+  for (const ZELAttribute* column : key.attributes()) columns.push_back(column);
+  return columns;
+}
+
+// The indexes the catalog itself has: every index of the table but the
+// position index the import attaches to each key. (One small function for
+// now; a shared view of the catalog's own objects can take its place.)
+std::vector<const ZELIndex*> catalogIndexes(const ZELClass& table) {
+  std::vector<const ZELIndex*> keyIndexes;  // a table has few keys
+  for (const ZELKey* key : table.keys()) {
+    if (key->getIndex() != nullptr) keyIndexes.push_back(key->getIndex());
+  }
+  std::vector<const ZELIndex*> indexes;
+  for (const ZELIndex* index : table.indexes()) {
+    if (std::find(keyIndexes.begin(), keyIndexes.end(), index) == keyIndexes.end()) {
+      indexes.push_back(index);
+    }
+  }
+  return indexes;
+}
+
+const ZELDerivedType* derivedType(const ZELAttribute* column) {
+  const ZELType* type = column == nullptr ? nullptr : column->getType();
+  if (type == nullptr || !type->isInstanceOf(ZEL_ET_DERIVED_TYPE)) return nullptr;
+  return static_cast<const ZELDerivedType*>(type);
+}
+
+std::string typeText(const ZELAttribute* column) {
+  const ZELDerivedType* type = derivedType(column);
+  if (type == nullptr) return "no type";
+  std::string text = type->NativeDataType.isEmpty()
+                         ? nameOf(type)
+                         : std::string(type->NativeDataType.c_str(), type->NativeDataType.length());
+  if (type->Length != 0) {
+    text += "(" + std::to_string(type->Length);
+    if (type->Scale != 0) text += "," + std::to_string(type->Scale);
+    text += ")";
+  }
+  return text;
+}
+
+// Equal host data type, length and scale.
+bool sameType(const ZELAttribute* a, const ZELAttribute* b) {
+  if (a->getType() == b->getType()) return true;
+  const ZELDerivedType* x = derivedType(a);
+  const ZELDerivedType* y = derivedType(b);
+  if (x == nullptr || y == nullptr) return false;
+  return x->DataType == y->DataType && x->Length == y->Length && x->Scale == y->Scale;
+}
+
+bool isLargeObject(const ZELAttribute* column) {
+  const ZELDerivedType* type = derivedType(column);
+  if (type == nullptr) return false;
+  const std::string_view dataType(type->DataType.c_str(), type->DataType.length());
+  for (std::string_view large :
+       {"LONGVARCHAR", "CLOB", "LONGNVARCHAR", "NCLOB", "LONGVARBINARY", "BLOB", "XML"}) {
+    if (dataType == large) return true;
+  }
+  return false;
+}
+
+std::string columnList(const std::vector<const ZELAttribute*>& columns) {
+  std::string text;
+  for (const ZELAttribute* column : columns) {
+    text += (text.empty() ? "" : ", ") + (column == nullptr ? std::string("?") : nameOf(column));
+  }
+  return "(" + text + ")";
+}
+
+// Whether `prefix` is the first columns of `columns`, in order.
+bool startsWith(const std::vector<const ZELAttribute*>& columns,
+                const std::vector<const ZELAttribute*>& prefix) {
+  return prefix.size() <= columns.size() &&
+         std::equal(prefix.begin(), prefix.end(), columns.begin());
+}
+
+// Whether the first columns of `columns` are `set`, in any order.
+bool startsWithSet(const std::vector<const ZELAttribute*>& columns,
+                   const std::vector<const ZELAttribute*>& set) {
+  if (set.empty() || set.size() > columns.size()) return false;
+  std::vector<const ZELAttribute*> head(columns.begin(),
+                                        columns.begin() + static_cast<std::ptrdiff_t>(set.size()));
+  std::vector<const ZELAttribute*> wanted = set;
+  std::sort(head.begin(), head.end());
+  std::sort(wanted.begin(), wanted.end());
+  return head == wanted;
+}
+
+class Linter {
+ public:
+  Linter(const ZELModel& model, const LintConfig& config) : model_(model), config_(config) {}
+
+  LintResult run() {
+    collect();
+    for (size_t t = 0; t < tables_.size(); ++t) {
+      const TableInfo& info = tables_[t];
+      const ZELClass& table = *info.table;
+      if (table.getElementType() == ZEL_ET_SQL_VIEW_ENTITY) {
+        checkView(info);
+        continue;
+      }
+      const std::vector<const ZELAttribute*> columns = columnsOf(table);
+      checkKeys(info, columns);
+      checkIndexes(info);
+      checkForeignKeys(info);
+      checkShape(info, columns);
+      checkDocumentation(info, columns);
+      checkColumnNames(info, columns);
+    }
+    checkCycles();
+    checkImpliedForeignKeys();
+    for (const SchemaInfo& schema : schemas_) checkSchemaNames(schema);
+    return std::move(result_);
+  }
+
+ private:
+  bool on(int rule) const { return config_.rules[static_cast<size_t>(rule)].enabled; }
+  long threshold(int rule) const { return config_.rules[static_cast<size_t>(rule)].threshold; }
+
+  // Adds a finding unless the configuration leaves its object out.
+  void add(int rule, LintObjectKind kind, std::vector<std::string> path, size_t schemaNames,
+           std::string message) {
+    if (!on(rule)) return;
+    const LintRuleSetting& setting = config_.rules[static_cast<size_t>(rule)];
+    for (const auto* patterns : {&config_.exclude, &setting.exclude}) {
+      for (const std::string& pattern : *patterns) {
+        if (matchesPattern(pattern, path)) return;
+      }
+    }
+    LintFinding finding;
+    finding.rule = rule;
+    finding.severity = setting.severity;
+    finding.message = std::move(message);
+    finding.kind = kind;
+    finding.path = std::move(path);
+    finding.schemaNames = schemaNames;
+    result_.findings.push_back(std::move(finding));
+  }
+
+  // A finding on a table or view (`member` empty) or on one of its columns,
+  // keys or indexes.
+  void addOnTable(int rule, const TableInfo& info, LintObjectKind kind, const ZELObject* member,
+                  std::string message) {
+    const SchemaInfo& schema = schemas_[info.schema];
+    std::vector<std::string> path = schema.path;
+    path.push_back(nameOf(info.table));
+    if (member != nullptr) path.push_back(nameOf(member));
+    add(rule, kind, std::move(path), schema.path.size() - 1, std::move(message));
+  }
+
+  std::string tableName(const TableInfo& info) const {
+    return schemas_[info.schema].shownPath + "." + nameOf(info.table);
+  }
+
+  void collect() {
+    struct Walked {
+      const ZELPackage* schema;
+      size_t parent;  // index into schemas_, or kNone
+    };
+    constexpr size_t kNone = static_cast<size_t>(-1);
+    for (const ZELPackage* catalog : model_.childPackages()) {
+      if (catalog->getElementType() != ZEL_ET_DATABASE_CATALOG) continue;
+      const std::string catalogName = nameOf(catalog);
+      std::vector<Walked> pending;
+      const auto pushChildren = [&](const ZELPackage& parent, size_t index) {
+        const size_t first = pending.size();
+        for (const ZELPackage* child : parent.childPackages()) pending.push_back({child, index});
+        std::reverse(pending.begin() + static_cast<std::ptrdiff_t>(first), pending.end());
+      };
+      pushChildren(*catalog, kNone);
+      while (!pending.empty()) {
+        const Walked walked = pending.back();
+        pending.pop_back();
+        SchemaInfo info{walked.schema, {catalogName}, "", 1};
+        if (walked.parent != kNone) {
+          const SchemaInfo& parent = schemas_[walked.parent];
+          info.path = parent.path;
+          info.depth = parent.depth + 1;
+          if (info.path.size() > kPathSchemas) info.path.erase(info.path.begin() + 1);
+        }
+        info.path.push_back(nameOf(walked.schema));
+        // A deep chain shows its innermost names only.
+        info.shownPath = info.depth > kPathSchemas ? "\xE2\x80\xA6/" : "";
+        for (size_t i = 1; i < info.path.size(); ++i) {
+          info.shownPath += (i > 1 ? "/" : "") + info.path[i];
+        }
+        const size_t index = schemas_.size();
+        schemas_.push_back(std::move(info));
+        pushChildren(*walked.schema, index);
+        collectObjects(index);
+      }
+    }
+  }
+
+  void collectObjects(size_t schemaIndex) {
+    const ZELPackage* package = schemas_[schemaIndex].schema;
+    if (!package->isInstanceOf(ZEL_ET_DATA_PACKAGE)) return;
+    SchemaCoverage coverage;
+    coverage.catalog = schemas_[schemaIndex].path.front();
+    coverage.schema = schemas_[schemaIndex].shownPath;
+    for (const ZELModelObject* object :
+         static_cast<const ZELDataPackage*>(package)->modelObjects()) {
+      const ZELElementType type = object->getElementType();
+      if (type == ZEL_ET_CLASS || type == ZEL_ET_SQL_VIEW_ENTITY) {
+        const auto* table = static_cast<const ZELClass*>(object);
+        tableIndex_.emplace(table, tables_.size());
+        tables_.push_back({table, schemaIndex});
+        if (type == ZEL_ET_CLASS) {
+          count(coverage.tables, *table);
+          for (const ZELAttribute* column : columnsOf(*table)) count(coverage.columns, *column);
+        } else {
+          count(coverage.views, *table);
+        }
+      } else if (type == ZEL_ET_STORED_PROCEDURE) {
+        count(coverage.procedures, *object);
+        checkProcedure(schemaIndex, static_cast<const ZELStoredProcedure&>(*object));
+      }
+    }
+    result_.coverage.push_back(std::move(coverage));
+  }
+
+  static void count(CoverageCount& count, const ZELModelObject& object) {
+    ++count.total;
+    if (!object.getDescription().isEmpty()) ++count.documented;
+  }
+
+  // --- keys and indexes -------------------------------------------------
+
+  void checkKeys(const TableInfo& info, const std::vector<const ZELAttribute*>& /*columns*/) {
+    const ZELClass& table = *info.table;
+    if (table.getPrimaryKey() == nullptr) {
+      addOnTable(rule::kTableWithoutPrimaryKey, info, LintObjectKind::kTable, nullptr,
+                 "table " + tableName(info) + " has no primary key");
+    }
+    bool unique = false;
+    for (const ZELKey* key : table.keys()) {
+      if (key->getElementType() != ZEL_ET_CANDIDATE_KEY) continue;
+      unique = true;
+      const bool primary = key == table.getPrimaryKey();
+      std::vector<const ZELAttribute*> reported;
+      for (const ZELAttribute* column : key->attributes()) {
+        if (column == nullptr || !column->isOptional() ||
+            std::find(reported.begin(), reported.end(), column) != reported.end()) {
+          continue;
+        }
+        reported.push_back(column);
+        addOnTable(rule::kNullableKeyColumn, info, LintObjectKind::kColumn, column,
+                   "column " + nameOf(column) + " of " + (primary ? "primary" : "alternate") +
+                       " key " + nameOf(key) + " of table " + tableName(info) + " may be null");
+      }
+    }
+    for (const ZELIndex* index : catalogIndexes(table)) unique = unique || index->indexFlag1;
+    if (!unique) {
+      addOnTable(rule::kTableWithoutUniqueKey, info, LintObjectKind::kTable, nullptr,
+                 "table " + tableName(info) + " has no primary key, alternate key or unique index");
+    }
+  }
+
+  void checkIndexes(const TableInfo& info) {
+    if (!on(rule::kRedundantIndex) && !on(rule::kDuplicateIndex)) return;
+    const ZELClass& table = *info.table;
+    struct Covered {
+      const ZELObject* object;
+      bool key;
+      std::vector<const ZELAttribute*> columns;
+    };
+    std::vector<Covered> covered;
+    for (const ZELKey* key : table.keys()) {
+      if (key->getElementType() == ZEL_ET_CANDIDATE_KEY)
+        covered.push_back({key, true, keyColumns(*key)});
+    }
+    const size_t keys = covered.size();
+    for (const ZELIndex* index : catalogIndexes(table)) {
+      covered.push_back({index, false, indexColumns(*index)});
+    }
+    for (size_t i = keys; i < covered.size(); ++i) {
+      const Covered& index = covered[i];
+      if (index.columns.empty()) continue;
+      // Equal to a key, or to an earlier index: a duplicate.
+      const Covered* same = nullptr;
+      for (size_t j = 0; j < i && same == nullptr; ++j) {
+        if (covered[j].columns == index.columns) same = &covered[j];
+      }
+      if (same != nullptr) {
+        addOnTable(rule::kDuplicateIndex, info, LintObjectKind::kIndex, index.object,
+                   "index " + nameOf(index.object) + " " + columnList(index.columns) +
+                       " of table " + tableName(info) + " duplicates " +
+                       (same->key ? "key " : "index ") + nameOf(same->object));
+        continue;
+      }
+      // A prefix of a longer index or key. A unique index keeps its own
+      // constraint, so it is never redundant.
+      if (static_cast<const ZELIndex*>(index.object)->indexFlag1) continue;
+      for (size_t j = 0; j < covered.size(); ++j) {
+        if (j == i || covered[j].columns.size() <= index.columns.size() ||
+            !startsWith(covered[j].columns, index.columns)) {
+          continue;
+        }
+        addOnTable(rule::kRedundantIndex, info, LintObjectKind::kIndex, index.object,
+                   "index " + nameOf(index.object) + " " + columnList(index.columns) +
+                       " of table " + tableName(info) + " is the start of " +
+                       (covered[j].key ? "key " : "index ") + nameOf(covered[j].object) + " " +
+                       columnList(covered[j].columns));
+        break;
+      }
+    }
+  }
+
+  void checkForeignKeys(const TableInfo& info) {
+    const ZELClass& table = *info.table;
+    std::vector<std::vector<const ZELAttribute*>> indexed;  // what an index lookup can use
+    for (const ZELKey* key : table.keys()) {
+      if (key->getElementType() == ZEL_ET_CANDIDATE_KEY) indexed.push_back(keyColumns(*key));
+    }
+    for (const ZELIndex* index : catalogIndexes(table)) indexed.push_back(indexColumns(*index));
+    for (const ZELKey* key : table.keys()) {
+      if (key->getElementType() != ZEL_ET_FOREIGN_KEY) continue;
+      const auto& foreignKey = static_cast<const ZELForeignKey&>(*key);
+      const std::vector<const ZELAttribute*> columns = keyColumns(foreignKey);
+      const std::string what = "foreign key " + nameOf(key) + " of table " + tableName(info);
+      if (!columns.empty() && std::none_of(indexed.begin(), indexed.end(), [&](const auto& index) {
+            return startsWithSet(index, columns);
+          })) {
+        addOnTable(rule::kForeignKeyWithoutIndex, info, LintObjectKind::kKey, key,
+                   what + ": no index or key starts with its columns " + columnList(columns));
+      }
+      const ZELCandidateKey* referenced = foreignKey.getCandidateKey();
+      if (referenced == nullptr) {
+        addOnTable(rule::kForeignKeyWithoutKey, info, LintObjectKind::kKey, key,
+                   what + " references no key");
+        continue;
+      }
+      const ZELClass* target = referenced->getAssociatedClass();
+      if (target == &table) {
+        addOnTable(rule::kSelfReferencingForeignKey, info, LintObjectKind::kKey, key,
+                   what + " references its own table");
+      } else if (target != nullptr) {
+        const auto at = tableIndex_.find(target);
+        if (at != tableIndex_.end()) {
+          edges_.push_back({tableIndex_.at(&table), at->second, key});
+        }
+      }
+      for (const ZELAssociationRoleNameMap* pair : foreignKey.roleNameMaps()) {
+        const ZELAttribute* from = pair->getDestinationAttribute();
+        const ZELAttribute* to = pair->getSourceAttribute();
+        if (from == nullptr || to == nullptr || sameType(from, to)) continue;
+        addOnTable(rule::kForeignKeyTypeMismatch, info, LintObjectKind::kColumn, from,
+                   "column " + nameOf(from) + " (" + typeText(from) + ") of " + what +
+                       " references " + nameOf(to) + " (" + typeText(to) + ") of table " +
+                       (target != nullptr && tableIndex_.count(target) != 0
+                            ? tableName(tables_[tableIndex_.at(target)])
+                            : std::string("?")));
+      }
+    }
+  }
+
+  // Strongly connected groups of tables along foreign keys (Tarjan's
+  // algorithm, iterative); each group of two or more tables is reported
+  // once, with the shortest cycle through its first table.
+  void checkCycles() {
+    if (!on(rule::kForeignKeyCycle) || edges_.empty()) return;
+    const size_t n = tables_.size();
+    std::vector<std::vector<size_t>> out(n);  // edge indexes by table
+    for (size_t e = 0; e < edges_.size(); ++e) out[edges_[e].from].push_back(e);
+    constexpr size_t kUnseen = static_cast<size_t>(-1);
+    std::vector<size_t> order(n, kUnseen), low(n, 0), group(n, kUnseen);
+    std::vector<bool> onStack(n, false);
+    std::vector<size_t> stack;
+    size_t counter = 0, groups = 0;
+    struct Frame {
+      size_t table;
+      size_t next;  // position in out[table]
+    };
+    std::vector<Frame> frames;
+    std::vector<std::vector<size_t>> members;
+    for (size_t start = 0; start < n; ++start) {
+      if (order[start] != kUnseen || out[start].empty()) continue;
+      frames.push_back({start, 0});
+      order[start] = low[start] = counter++;
+      stack.push_back(start);
+      onStack[start] = true;
+      while (!frames.empty()) {
+        Frame& frame = frames.back();
+        const size_t v = frame.table;
+        if (frame.next < out[v].size()) {
+          const size_t w = edges_[out[v][frame.next++]].to;
+          if (order[w] == kUnseen) {
+            order[w] = low[w] = counter++;
+            stack.push_back(w);
+            onStack[w] = true;
+            frames.push_back({w, 0});
+          } else if (onStack[w]) {
+            low[v] = std::min(low[v], order[w]);
+          }
+          continue;
+        }
+        if (low[v] == order[v]) {
+          std::vector<size_t> component;
+          size_t w;
+          do {
+            w = stack.back();
+            stack.pop_back();
+            onStack[w] = false;
+            group[w] = groups;
+            component.push_back(w);
+          } while (w != v);
+          ++groups;
+          members.push_back(std::move(component));
+        }
+        frames.pop_back();
+        if (!frames.empty()) {
+          const size_t parent = frames.back().table;
+          low[parent] = std::min(low[parent], low[v]);
+        }
+      }
+    }
+    for (std::vector<size_t>& component : members) {
+      if (component.size() < 2) continue;
+      std::sort(component.begin(), component.end());
+      reportCycle(component.front(), group, out, component.size());
+    }
+  }
+
+  void reportCycle(size_t first, const std::vector<size_t>& group,
+                   const std::vector<std::vector<size_t>>& out, size_t tables) {
+    // Breadth first from `first` within its group, back to `first`.
+    constexpr size_t kNone = static_cast<size_t>(-1);
+    std::unordered_map<size_t, size_t> via;  // table -> edge that reached it
+    std::vector<size_t> queue{first};
+    size_t closing = kNone;
+    for (size_t at = 0; at < queue.size() && closing == kNone; ++at) {
+      for (size_t e : out[queue[at]]) {
+        const size_t w = edges_[e].to;
+        if (group[w] != group[first]) continue;
+        if (w == first) {
+          closing = e;
+          break;
+        }
+        if (via.emplace(w, e).second) queue.push_back(w);
+      }
+    }
+    if (closing == kNone) return;
+    std::vector<size_t> path{closing};
+    for (size_t t = edges_[closing].from; t != first; t = edges_[via.at(t)].from) {
+      path.push_back(via.at(t));
+    }
+    std::reverse(path.begin(), path.end());
+    std::string text = tableName(tables_[first]);
+    for (size_t e : path) {
+      text += " -> " + tableName(tables_[edges_[e].to]) + " (" + nameOf(edges_[e].key) + ")";
+    }
+    std::string message = "foreign keys form a cycle: " + text;
+    if (tables > path.size()) {
+      message += "; " + std::to_string(tables) + " tables are linked in cycles with it";
+    }
+    addOnTable(rule::kForeignKeyCycle, tables_[first], LintObjectKind::kTable, nullptr, message);
+  }
+
+  // --- shape -------------------------------------------------------------
+
+  void checkShape(const TableInfo& info, const std::vector<const ZELAttribute*>& columns) {
+    const std::string table = "table " + tableName(info);
+    if (columns.size() == 1) {
+      addOnTable(rule::kSingleColumnTable, info, LintObjectKind::kTable, nullptr,
+                 table + " has only one column, " + nameOf(columns.front()));
+    }
+    if (static_cast<long>(columns.size()) > threshold(rule::kTooManyColumns)) {
+      addOnTable(rule::kTooManyColumns, info, LintObjectKind::kTable, nullptr,
+                 table + " has " + std::to_string(columns.size()) + " columns (more than " +
+                     std::to_string(threshold(rule::kTooManyColumns)) + ")");
+    }
+    const long large = std::count_if(columns.begin(), columns.end(), isLargeObject);
+    if (large > threshold(rule::kTooManyLargeObjects)) {
+      addOnTable(rule::kTooManyLargeObjects, info, LintObjectKind::kTable, nullptr,
+                 table + " has " + std::to_string(large) + " large-object columns (more than " +
+                     std::to_string(threshold(rule::kTooManyLargeObjects)) + ")");
+    }
+    if (on(rule::kIncrementingColumnNames)) checkIncrementingNames(info, columns);
+  }
+
+  void checkIncrementingNames(const TableInfo& info,
+                              const std::vector<const ZELAttribute*>& columns) {
+    struct Series {
+      std::vector<const ZELAttribute*> columns;
+      std::unordered_set<std::string> numbers;
+    };
+    std::unordered_map<std::string, Series> byStem;
+    std::vector<std::string> stems;  // in order of first column
+    for (const ZELAttribute* column : columns) {
+      const std::string name = nameOf(column);
+      size_t digits = name.size();
+      while (digits > 0 && name[digits - 1] >= '0' && name[digits - 1] <= '9') --digits;
+      if (digits == name.size() || digits == 0) continue;
+      const std::string stem = lowerAscii(name.substr(0, digits));
+      // "1" and "01" count once.
+      std::string number = name.substr(digits);
+      number.erase(0, std::min(number.find_first_not_of('0'), number.size() - 1));
+      Series& series = byStem[stem];
+      if (series.columns.empty()) stems.push_back(stem);
+      if (series.numbers.insert(number).second) series.columns.push_back(column);
+    }
+    for (const std::string& stem : stems) {
+      const Series& series = byStem.at(stem);
+      if (static_cast<long>(series.columns.size()) < threshold(rule::kIncrementingColumnNames)) {
+        continue;
+      }
+      addOnTable(rule::kIncrementingColumnNames, info, LintObjectKind::kColumn,
+                 series.columns.front(),
+                 "table " + tableName(info) + " has numbered columns " +
+                     columnList(series.columns) + ": a repeating group");
+    }
+  }
+
+  // --- documentation -------------------------------------------------------
+
+  void checkDocumentation(const TableInfo& info, const std::vector<const ZELAttribute*>& columns) {
+    if (info.table->getDescription().isEmpty()) {
+      addOnTable(rule::kTableWithoutDescription, info, LintObjectKind::kTable, nullptr,
+                 "table " + tableName(info) + " has no description");
+    }
+    if (!on(rule::kColumnWithoutDescription)) return;
+    for (const ZELAttribute* column : columns) {
+      if (!column->getDescription().isEmpty()) continue;
+      addOnTable(
+          rule::kColumnWithoutDescription, info, LintObjectKind::kColumn, column,
+          "column " + nameOf(column) + " of table " + tableName(info) + " has no description");
+    }
+  }
+
+  void checkView(const TableInfo& info) {
+    if (info.table->getDescription().isEmpty()) {
+      addOnTable(rule::kViewWithoutDescription, info, LintObjectKind::kView, nullptr,
+                 "view " + tableName(info) + " has no description");
+    }
+    checkName(info, LintObjectKind::kView, nullptr, [&] { return "view " + tableName(info); });
+    checkColumnNames(info, columnsOf(*info.table));
+  }
+
+  void checkProcedure(size_t schemaIndex, const ZELStoredProcedure& procedure) {
+    const SchemaInfo& schema = schemas_[schemaIndex];
+    std::vector<std::string> path = schema.path;
+    path.push_back(nameOf(&procedure));
+    const std::string what = "procedure " + schema.shownPath + "." + nameOf(&procedure);
+    if (procedure.getDescription().isEmpty()) {
+      add(rule::kProcedureWithoutDescription, LintObjectKind::kProcedure, path,
+          schema.path.size() - 1, what + " has no description");
+    }
+    checkNameAt(
+        LintObjectKind::kProcedure, nameOf(&procedure), schema.path.size() - 1,
+        [&] { return path; }, [&] { return what; });
+  }
+
+  // --- names ---------------------------------------------------------------
+
+  // Why `name` must be quoted in `dialect`, or "".
+  static std::string quotingReason(SqlDialect dialect, const std::string& name,
+                                   LintObjectKind kind) {
+    if (name.empty()) return "it is empty";
+    if (isReservedWord(dialect, name)) return "a reserved word";
+    // PostgreSQL keeps pg_ for its schemas, SQLite sqlite_ for its tables
+    // and indexes: quoted or not, the engine refuses the name.
+    const std::string_view prefix = reservedNamePrefix(dialect);
+    const bool prefixed = !prefix.empty() && lowerAscii(name).rfind(prefix, 0) == 0;
+    if (prefixed && (dialect == SqlDialect::kPostgreSql
+                         ? kind == LintObjectKind::kSchema
+                         : kind == LintObjectKind::kTable || kind == LintObjectKind::kView ||
+                               kind == LintObjectKind::kIndex)) {
+      return "the engine keeps names starting with " + std::string(prefix) +
+             " for itself, quoted or not";
+    }
+    const auto letter = [](unsigned char c) {
+      return (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') || c == '_' || c >= 0x80;
+    };
+    bool digitsOnly = true;
+    for (size_t i = 0; i < name.size(); ++i) {
+      const auto c = static_cast<unsigned char>(name[i]);
+      const bool digit = c >= '0' && c <= '9';
+      digitsOnly = digitsOnly && digit;
+      if (letter(c) || (digit && i > 0) || (c == '$' && i > 0 && dialect != SqlDialect::kSqlite)) {
+        continue;
+      }
+      if (digit && dialect == SqlDialect::kMySql) continue;  // unless all digits, below
+      if (digit) return "it starts with a digit";
+      return c == ' ' ? "it holds a blank" : "it holds characters other than letters, digits and _";
+    }
+    if (digitsOnly) return "it is a number";
+    if (dialect == SqlDialect::kPostgreSql) {
+      bool upper = false, lower = false;
+      for (char c : name) {
+        upper = upper || (c >= 'A' && c <= 'Z');
+        lower = lower || (c >= 'a' && c <= 'z');
+      }
+      if (upper && lower) return "it mixes upper and lower case, which unquoted names lose";
+    }
+    return "";
+  }
+
+  // What the name rules say of `name`: why it needs quoting and why it is
+  // too long, per dialect; empty texts when nothing.
+  std::pair<std::string, std::string> nameProblems(LintObjectKind kind,
+                                                   const std::string& name) const {
+    std::string quoting, length;
+    if (on(rule::kNameNeedsQuoting)) {
+      // Dialects grouped by reason: "a reserved word (postgresql, mysql)".
+      std::vector<std::pair<std::string, std::string>> reasons;
+      for (SqlDialect dialect : config_.dialects) {
+        const std::string reason = quotingReason(dialect, name, kind);
+        if (reason.empty()) continue;
+        auto at = std::find_if(reasons.begin(), reasons.end(),
+                               [&](const auto& entry) { return entry.first == reason; });
+        if (at == reasons.end()) {
+          reasons.emplace_back(reason, std::string(sqlDialectName(dialect)));
+        } else {
+          at->second += ", " + std::string(sqlDialectName(dialect));
+        }
+      }
+      for (const auto& [reason, dialects] : reasons) {
+        quoting += (quoting.empty() ? "" : "; ") + reason + " (" + dialects + ")";
+      }
+    }
+    if (on(rule::kNameTooLong)) {
+      for (SqlDialect dialect : config_.dialects) {
+        const IdentifierLimit limit = identifierLimit(dialect);
+        if (limit.max == 0 || name.size() <= limit.max) continue;
+        size_t size = name.size();
+        if (!limit.countsBytes) {
+          size = static_cast<size_t>(std::count_if(name.begin(), name.end(), [](char c) {
+            return (static_cast<unsigned char>(c) & 0xC0) != 0x80;
+          }));
+        }
+        if (size <= limit.max) continue;
+        length += (length.empty() ? "" : ", ") + std::string(sqlDialectName(dialect)) + " keeps " +
+                  std::to_string(limit.max) + (limit.countsBytes ? " bytes" : " characters") +
+                  ", it has " + std::to_string(size);
+      }
+    }
+    return {quoting, length};
+  }
+
+  // Reports the name problems of an object; its path and description are
+  // only made when there is one.
+  template <class MakePath, class MakeWhat>
+  void checkNameAt(LintObjectKind kind, const std::string& name, size_t schemaNames,
+                   MakePath makePath, MakeWhat makeWhat) {
+    const auto [quoting, length] = nameProblems(kind, name);
+    if (quoting.empty() && length.empty()) return;
+    const std::vector<std::string> path = makePath();
+    const std::string what = makeWhat();
+    if (!quoting.empty()) {
+      add(rule::kNameNeedsQuoting, kind, path, schemaNames,
+          what + " needs quoting or renaming: " + quoting);
+    }
+    if (!length.empty()) {
+      add(rule::kNameTooLong, kind, path, schemaNames, what + " is too long: " + length);
+    }
+  }
+
+  template <class MakeWhat>
+  void checkName(const TableInfo& info, LintObjectKind kind, const ZELObject* member,
+                 MakeWhat makeWhat) {
+    if (!on(rule::kNameNeedsQuoting) && !on(rule::kNameTooLong)) return;
+    const SchemaInfo& schema = schemas_[info.schema];
+    const auto makePath = [&] {
+      std::vector<std::string> path = schema.path;
+      path.push_back(nameOf(info.table));
+      if (member != nullptr) path.push_back(nameOf(member));
+      return path;
+    };
+    checkNameAt(kind, nameOf(member != nullptr ? member : info.table), schema.path.size() - 1,
+                makePath, makeWhat);
+  }
+
+  void checkColumnNames(const TableInfo& info, const std::vector<const ZELAttribute*>& columns) {
+    const std::string table = tableName(info);
+    const bool view = info.table->getElementType() == ZEL_ET_SQL_VIEW_ENTITY;
+    if (!view) checkName(info, LintObjectKind::kTable, nullptr, [&] { return "table " + table; });
+    std::unordered_map<std::string, const ZELAttribute*> byLower;
+    for (const ZELAttribute* column : columns) {
+      const std::string name = nameOf(column);
+      checkName(info, LintObjectKind::kColumn, column,
+                [&] { return "column " + name + " of " + table; });
+      if (!on(rule::kNamesDifferOnlyByCase)) continue;
+      const auto [at, inserted] = byLower.emplace(lowerAscii(name), column);
+      if (!inserted && nameOf(at->second) != name) {
+        addOnTable(rule::kNamesDifferOnlyByCase, info, LintObjectKind::kColumn, column,
+                   "column " + name + " of " + table + " differs only in case from column " +
+                       nameOf(at->second));
+      }
+    }
+    if (view) return;
+    for (const ZELKey* key : info.table->keys()) {
+      checkName(info, LintObjectKind::kKey, key,
+                [&] { return "key " + nameOf(key) + " of table " + table; });
+    }
+    for (const ZELIndex* index : catalogIndexes(*info.table)) {
+      checkName(info, LintObjectKind::kIndex, index,
+                [&] { return "index " + nameOf(index) + " of table " + table; });
+    }
+  }
+
+  void checkSchemaNames(const SchemaInfo& schema) {
+    // The schema the import makes for tables placed in a database itself is
+    // no name of the catalog's.
+    if (schema.path.size() != 2 || schema.path.back() != "Default Schema") {
+      checkNameAt(
+          LintObjectKind::kSchema, schema.path.back(), schema.path.size() - 1,
+          [&] { return schema.path; }, [&] { return "schema " + schema.shownPath; });
+    }
+    if (!on(rule::kNamesDifferOnlyByCase) || !schema.schema->isInstanceOf(ZEL_ET_DATA_PACKAGE)) {
+      return;
+    }
+    std::unordered_map<std::string, const ZELModelObject*> byLower;
+    for (const ZELModelObject* object :
+         static_cast<const ZELDataPackage*>(schema.schema)->modelObjects()) {
+      const ZELElementType type = object->getElementType();
+      if (type != ZEL_ET_CLASS && type != ZEL_ET_SQL_VIEW_ENTITY) continue;
+      const std::string name = nameOf(object);
+      const auto [at, inserted] = byLower.emplace(lowerAscii(name), object);
+      if (inserted || nameOf(at->second) == name) continue;
+      const auto& info = tables_[tableIndex_.at(static_cast<const ZELClass*>(object))];
+      addOnTable(rule::kNamesDifferOnlyByCase, info,
+                 type == ZEL_ET_CLASS ? LintObjectKind::kTable : LintObjectKind::kView, nullptr,
+                 std::string(type == ZEL_ET_CLASS ? "table " : "view ") + tableName(info) +
+                     " differs only in case from " + nameOf(at->second));
+    }
+  }
+
+  // --- relations -----------------------------------------------------------
+
+  // Columns named like the one-column primary key of another table (its own
+  // name, or TABLE_KEY with the table's name or the name without a final
+  // S), of the same type, in no foreign key of their table.
+  void checkImpliedForeignKeys() {
+    if (!on(rule::kImpliedForeignKey)) return;
+    struct Target {
+      size_t table;
+      const ZELAttribute* column;
+    };
+    struct Targets {
+      std::unordered_map<size_t, std::vector<Target>> bySchema;
+      size_t count = 0;
+    };
+    // Beyond this many tables with a key of one name (in the column's schema,
+    // or in all), the name is too common to imply anything.
+    constexpr size_t kMostImpliedTargets = 8;
+    std::unordered_map<std::string, Targets> targets;
+    for (size_t t = 0; t < tables_.size(); ++t) {
+      const ZELCandidateKey* primary = tables_[t].table->getPrimaryKey();
+      if (primary == nullptr || primary->attributes().count() != 1) continue;
+      const ZELAttribute* column = *primary->attributes().begin();
+      if (column == nullptr) continue;
+      const std::string key = lowerAscii(nameOf(column));
+      std::string table = lowerAscii(nameOf(tables_[t].table));
+      std::vector<std::string> names{key, table + "_" + key};
+      if (table.size() > 1 && table.back() == 's') {
+        table.pop_back();
+        names.push_back(table + "_" + key);
+      }
+      for (const std::string& name : names) {
+        Targets& entry = targets[name];
+        entry.bySchema[tables_[t].schema].push_back({t, column});
+        ++entry.count;
+      }
+    }
+    for (size_t t = 0; t < tables_.size(); ++t) {
+      const ZELClass& table = *tables_[t].table;
+      if (table.getElementType() != ZEL_ET_CLASS) continue;
+      std::unordered_set<const ZELAttribute*> inForeignKeys;
+      for (const ZELKey* key : table.keys()) {
+        if (key->getElementType() != ZEL_ET_FOREIGN_KEY) continue;
+        for (const ZELAttribute* column : key->attributes()) inForeignKeys.insert(column);
+      }
+      // A column that is its table's whole primary key names the table's
+      // own rows, whatever other table has a key of that name.
+      const ZELCandidateKey* primary = table.getPrimaryKey();
+      const ZELAttribute* ownKey = primary != nullptr && primary->attributes().count() == 1
+                                       ? *primary->attributes().begin()
+                                       : nullptr;
+      for (const ZELAttribute* column : columnsOf(table)) {
+        if (inForeignKeys.count(column) != 0 || column == ownKey) continue;
+        const auto at = targets.find(lowerAscii(nameOf(column)));
+        if (at == targets.end()) continue;
+        // Of the same type, in another table; those in the same schema
+        // first. Only one candidate makes a finding: a name many tables'
+        // keys share says nothing.
+        const Target* found = nullptr;
+        const auto matches = [&](const std::vector<Target>& list) {
+          int count = 0;
+          for (const Target& target : list) {
+            if (target.table == t || !sameType(column, target.column)) continue;
+            if (++count > 1) return count;
+            found = &target;
+          }
+          return count;
+        };
+        const auto near = at->second.bySchema.find(tables_[t].schema);
+        if (near != at->second.bySchema.end() && near->second.size() > kMostImpliedTargets)
+          continue;
+        int candidates = near == at->second.bySchema.end() ? 0 : matches(near->second);
+        if (candidates == 0 && at->second.count <= kMostImpliedTargets) {
+          for (const auto& [schema, list] : at->second.bySchema) {
+            candidates += matches(list);
+            if (candidates > 1) break;
+          }
+        }
+        if (candidates != 1) continue;
+        addOnTable(rule::kImpliedForeignKey, tables_[t], LintObjectKind::kColumn, column,
+                   "column " + nameOf(column) + " of table " + tableName(tables_[t]) +
+                       " looks like a foreign key to " + tableName(tables_[found->table]) + " (" +
+                       nameOf(found->column) + ") but has none");
+      }
+    }
+  }
+
+  struct Edge {
+    size_t from, to;
+    const ZELKey* key;
+  };
+
+  const ZELModel& model_;
+  const LintConfig& config_;
+  LintResult result_;
+  std::vector<SchemaInfo> schemas_;
+  std::vector<TableInfo> tables_;
+  std::unordered_map<const ZELClass*, size_t> tableIndex_;
+  std::vector<Edge> edges_;
+};
+
+}  // namespace
+
+LintResult lintModel(const ZELModel& model, const LintConfig& config) {
+  return Linter(model, config).run();
+}
+
+double coveragePercent(const CoverageCount& count) {
+  return count.total == 0
+             ? 100.0
+             : 100.0 * static_cast<double>(count.documented) / static_cast<double>(count.total);
+}
+
+CoverageCount coverageSum(const SchemaCoverage& schema) {
+  CoverageCount sum;
+  for (const CoverageCount* part :
+       {&schema.tables, &schema.columns, &schema.views, &schema.procedures}) {
+    sum.documented += part->documented;
+    sum.total += part->total;
+  }
+  return sum;
+}
+
+}  // namespace pcd::cli

@@ -1,0 +1,320 @@
+#include "lint_locations.h"
+
+#include <algorithm>
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <vector>
+
+namespace pcd::cli {
+
+namespace {
+
+enum Kind : unsigned char {
+  kDatabase,
+  kRelSys,
+  kDbAt,
+  kSchema,
+  kSchemAt,
+  kTable,
+  kView,
+  kTableAt,
+  kRelCol,
+  kTblCol,
+  kViewCol,
+  kKey,
+  kKeyCol,
+  kDbProc,
+  kObjAt,
+  kOther
+};
+
+struct KindName {
+  const char* name;
+  Kind kind;
+  bool named;  // the first text attribute is the object's name
+};
+constexpr KindName kKinds[] = {
+    {"DATABASE", kDatabase, true}, {"REL_SYS", kRelSys, false},   {"DB_AT", kDbAt, false},
+    {"SCHEMA", kSchema, true},     {"SCHEM_AT", kSchemAt, false}, {"TABLE", kTable, true},
+    {"VIEW", kView, true},         {"TABLE_AT", kTableAt, false}, {"REL_COL", kRelCol, true},
+    {"TBL_COL", kTblCol, false},   {"VIEW_COL", kViewCol, false}, {"KEY", kKey, true},
+    {"KEY_COL", kKeyCol, false},   {"DBPROC", kDbProc, true},     {"OBJ_AT", kObjAt, false}};
+
+struct Record {
+  long id, from, to, line;
+  Kind kind;
+  std::string name;
+};
+
+std::string joined(const std::string& a, const std::string& b) {
+  return a + '\x1f' + b;
+}
+
+}  // namespace
+
+// The records, with the last record of each id standing for it (as the
+// import resolves ids) and look-ups by kind in ascending id order.
+class ExtractRecords {
+ public:
+  void add(Record record) { records_.push_back(std::move(record)); }
+
+  void index() {
+    // Ids in ascending order; of equal ids the last in the file stands.
+    order_.resize(records_.size());
+    for (size_t i = 0; i < records_.size(); ++i) order_[i] = static_cast<uint32_t>(i);
+    std::stable_sort(order_.begin(), order_.end(),
+                     [&](uint32_t a, uint32_t b) { return records_[a].id < records_[b].id; });
+    std::vector<uint32_t> last;
+    last.reserve(order_.size());
+    for (size_t i = 0; i < order_.size(); ++i) {
+      if (i + 1 < order_.size() && records_[order_[i + 1]].id == records_[order_[i]].id) continue;
+      last.push_back(order_[i]);
+    }
+    order_.swap(last);
+    for (uint32_t i : order_) byKind_[records_[i].kind].push_back(i);
+  }
+
+  const Record* find(long id, Kind kind) const {
+    const Record* record = find(id);
+    return record == nullptr || record->kind != kind ? nullptr : record;
+  }
+  const Record* find(long id) const {
+    const auto at = std::lower_bound(order_.begin(), order_.end(), id, [&](uint32_t i, long value) {
+      return records_[i].id < value;
+    });
+    return at == order_.end() || records_[*at].id != id ? nullptr : &records_[*at];
+  }
+  std::vector<const Record*> of(Kind kind) const {
+    std::vector<const Record*> list;
+    list.reserve(byKind_[kind].size());
+    for (uint32_t i : byKind_[kind]) list.push_back(&records_[i]);
+    return list;
+  }
+
+ private:
+  std::vector<Record> records_;
+  std::vector<uint32_t> order_;  // the record standing for each id, by id
+  std::vector<uint32_t> byKind_[kOther + 1];
+};
+
+namespace {
+
+// The integer at `at` (strtol's rules, as the reader's tokens) and the
+// position behind it and its comma.
+const char* readInteger(const char* at, const char* end, long& value) {
+  char* stop = nullptr;
+  value = std::strtol(at, &stop, 10);
+  if (stop < end && *stop == ',') ++stop;
+  return stop;
+}
+
+// The first string attribute of a record line the import accepted: after
+// the ids and the count, "C", its byte count, a comma and the bytes.
+std::string firstText(const char* at, const char* end) {
+  if (at >= end || *at != 'C') return "";
+  long length = 0;
+  at = readInteger(at + 1, end, length);
+  if (length <= 0) return "";
+  return std::string(at, std::min(static_cast<size_t>(length), static_cast<size_t>(end - at)));
+}
+
+}  // namespace
+
+bool ExtractLines::read(const std::string& path, std::string& error) {
+  std::FILE* file = std::fopen(path.c_str(), "rb");
+  if (file == nullptr) {
+    error = "cannot read " + path + " for its line numbers";
+    return false;
+  }
+  records_ = std::make_unique<ExtractRecords>();
+  ExtractRecords& records = *records_;
+  // Lines are taken from blocks as they are; one that spans two blocks is
+  // put together in `carry`.
+  std::vector<char> block(1 << 20);
+  std::string carry;
+  long number = 0;
+  const auto handle = [&](const char* text, const char* end) {
+    ++number;
+    if (number == 1 || end - text < 4 || (text[0] != 'E' && text[0] != 'R') || text[1] != ',') {
+      return;
+    }
+    const char* comma = static_cast<const char*>(std::memchr(text + 2, ',', end - text - 2));
+    if (comma == nullptr) return;
+    const std::string_view name(text + 2, static_cast<size_t>(comma - text - 2));
+    const KindName* kind = std::find_if(std::begin(kKinds), std::end(kKinds),
+                                        [&](const KindName& k) { return name == k.name; });
+    if (kind == std::end(kKinds)) return;
+    Record record{0, 0, 0, number, kind->kind, {}};
+    const char* at = readInteger(comma + 1, end, record.id);
+    if (text[0] == 'R') {
+      at = readInteger(at, end, record.from);
+      at = readInteger(at, end, record.to);
+    }
+    if (kind->named) {
+      long count = 0;
+      record.name = firstText(readInteger(at, end, count), end);
+    }
+    records.add(std::move(record));
+  };
+  size_t got = 0;
+  while ((got = std::fread(block.data(), 1, block.size(), file)) > 0) {
+    const char* at = block.data();
+    const char* end = at + got;
+    while (at < end) {
+      const char* newline = static_cast<const char*>(std::memchr(at, '\n', end - at));
+      if (newline == nullptr) {
+        carry.append(at, end);
+        break;
+      }
+      if (!carry.empty()) {
+        carry.append(at, newline);
+        carry.push_back('\0');
+        handle(carry.data(), carry.data() + carry.size() - 1);
+        carry.clear();
+      } else {
+        // strtol stops at the newline: no terminator needed.
+        handle(at, newline);
+      }
+      at = newline + 1;
+    }
+  }
+  const bool failed = std::ferror(file) != 0;
+  std::fclose(file);
+  if (!carry.empty()) {
+    carry.push_back('\0');
+    handle(carry.data(), carry.data() + carry.size() - 1);
+  }
+  if (failed) {
+    error = "cannot read " + path + " for its line numbers";
+    return false;
+  }
+  records.index();
+
+  // Catalogs by the DATABASE and REL_SYS records of their DB_AT.
+  std::unordered_map<long, std::string> catalogOf;  // DATABASE or REL_SYS id -> name
+  for (const Record* at : records.of(kDbAt)) {
+    const Record* database = records.find(at->from, kDatabase);
+    if (database == nullptr) continue;
+    catalogOf[database->id] = database->name;
+    catalogOf[at->to] = database->name;
+  }
+  // Schemas: the owner of each by its SCHEM_AT, up to the catalog (a chain
+  // of nested schemas walked once, remembered per schema).
+  std::unordered_map<long, long> ownerOf;  // SCHEMA id -> owner id
+  for (const Record* at : records.of(kSchemAt)) ownerOf.emplace(at->from, at->to);
+  std::unordered_map<long, std::string> schemaCatalog;
+  const auto catalogOfSchema = [&](long schema) -> std::string {
+    std::vector<long> chain;
+    std::string catalog;
+    for (long at = schema;;) {
+      const auto known = schemaCatalog.find(at);
+      if (known != schemaCatalog.end()) {
+        catalog = known->second;
+        break;
+      }
+      const auto owner = ownerOf.find(at);
+      if (owner == ownerOf.end() || chain.size() > ownerOf.size()) break;
+      chain.push_back(at);
+      const auto direct = catalogOf.find(owner->second);
+      if (direct != catalogOf.end()) {
+        catalog = direct->second;
+        break;
+      }
+      at = owner->second;
+    }
+    for (long id : chain) schemaCatalog[id] = catalog;
+    return catalog;
+  };
+  for (const Record* schema : records.of(kSchema)) {
+    if (ownerOf.count(schema->id) == 0) continue;
+    schemas_.emplace(joined(catalogOfSchema(schema->id), schema->name), schema->line);
+  }
+  // Where an object is placed: "catalog \x1f schema" ("" for a database).
+  const auto placeOf = [&](long location) -> std::string {
+    const Record* record = records.find(location);
+    if (record == nullptr) return "";
+    if (record->kind == kSchema) return joined(catalogOfSchema(record->id), record->name);
+    const auto catalog = catalogOf.find(record->id);
+    return catalog == catalogOf.end() ? "" : joined(catalog->second, "");
+  };
+  for (const Record* at : records.of(kTableAt)) {
+    const Record* object = records.find(at->from);
+    if (object == nullptr || (object->kind != kTable && object->kind != kView)) continue;
+    objects_[joined(placeOf(at->to), object->name)].push_back({object->line, object->id});
+  }
+  for (const Record* at : records.of(kObjAt)) {
+    const Record* procedure = records.find(at->from, kDbProc);
+    if (procedure == nullptr) continue;
+    procedures_[joined(placeOf(at->to), procedure->name)].push_back(
+        {procedure->line, procedure->id});
+  }
+  // Columns by table and name; keys and indexes by the table of their first
+  // column.
+  for (Kind kind : {kTblCol, kViewCol}) {
+    for (const Record* column : records.of(kind)) {
+      const Record* definition = records.find(column->to, kRelCol);
+      if (definition == nullptr) continue;
+      members_[column->from].push_back({definition->name, column->line});
+    }
+  }
+  for (const Record* keyColumn : records.of(kKeyCol)) {
+    const Record* key = records.find(keyColumn->from, kKey);
+    const Record* column = records.find(keyColumn->to, kTblCol);
+    if (key == nullptr || column == nullptr) continue;
+    auto& members = members_[column->from];
+    // The first KEY_COL of a key (in id order) names its table.
+    if (std::none_of(members.begin(), members.end(),
+                     [&](const Member& member) { return member.line == key->line; })) {
+      members.push_back({key->name, key->line});
+    }
+  }
+  return true;
+}
+
+ExtractLines::ExtractLines() = default;
+ExtractLines::~ExtractLines() = default;
+
+long ExtractLines::lineOf(const LintFinding& finding) const {
+  const std::vector<std::string>& path = finding.path;
+  if (path.size() < 2 || finding.schemaNames + 1 > path.size()) return 0;
+  const std::string& catalog = path.front();
+  const std::string& schema = path[finding.schemaNames];
+  if (finding.kind == LintObjectKind::kSchema) {
+    const auto at = schemas_.find(joined(catalog, schema));
+    return at == schemas_.end() ? 0 : at->second;
+  }
+  if (path.size() < finding.schemaNames + 2) return 0;
+  const std::string& name = path[finding.schemaNames + 1];
+  const auto& places = finding.kind == LintObjectKind::kProcedure ? procedures_ : objects_;
+  const auto placeOf = [&](const std::string& object, size_t ordinal) -> const Place* {
+    for (const std::string& where : {joined(catalog, schema), joined(catalog, "")}) {
+      const auto at = places.find(joined(where, object));
+      if (at != places.end()) return ordinal < at->second.size() ? &at->second[ordinal] : nullptr;
+    }
+    return nullptr;
+  };
+  const Place* place = placeOf(name, 0);
+  // NAME_N, renamed by the import: the N+1st placement of NAME.
+  const size_t underscore = name.rfind('_');
+  if (place == nullptr && underscore != std::string::npos && underscore > 0 &&
+      underscore + 1 < name.size() && underscore + 7 > name.size() &&
+      name.find_first_not_of("0123456789", underscore + 1) == std::string::npos) {
+    place = placeOf(name.substr(0, underscore),
+                    static_cast<size_t>(std::stol(name.substr(underscore + 1))));
+  }
+  if (place == nullptr) return 0;
+  if (path.size() > finding.schemaNames + 2) {
+    const auto members = members_.find(place->id);
+    if (members != members_.end()) {
+      // The first of that name, as the import builds them.
+      for (const Member& member : members->second) {
+        if (member.name == path.back()) return member.line;
+      }
+    }
+  }
+  return place->line;
+}
+
+}  // namespace pcd::cli

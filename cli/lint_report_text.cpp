@@ -1,0 +1,79 @@
+#include <string>
+
+#include "lint_report.h"
+#include "sql_dialect.h"
+
+namespace pcd::cli {
+
+namespace {
+
+std::string plural(long count, const char* word) {
+  return std::to_string(count) + " " + word + (count == 1 ? "" : "s");
+}
+
+}  // namespace
+
+LintTotals countFindings(const std::vector<LintedSource>& sources) {
+  LintTotals totals;
+  for (const LintedSource& source : sources) {
+    if (!source.error.empty()) ++totals.sourcesFailed;
+    for (const LintFinding& finding : source.result.findings) {
+      long& count = finding.severity == LintSeverity::kError     ? totals.errors
+                    : finding.severity == LintSeverity::kWarning ? totals.warnings
+                                                                 : totals.infos;
+      ++count;
+    }
+  }
+  return totals;
+}
+
+std::string qualifiedName(const LintFinding& finding) {
+  std::string name;
+  for (const std::string& part : finding.path) name += (name.empty() ? "" : ".") + part;
+  return name;
+}
+
+const char* objectKindName(LintObjectKind kind) {
+  switch (kind) {
+    case LintObjectKind::kTable:
+      return "table";
+    case LintObjectKind::kView:
+      return "view";
+    case LintObjectKind::kProcedure:
+      return "procedure";
+    case LintObjectKind::kSchema:
+      return "schema";
+    case LintObjectKind::kColumn:
+      return "column";
+    case LintObjectKind::kKey:
+      return "key";
+    case LintObjectKind::kIndex:
+      break;
+  }
+  return "index";
+}
+
+bool writeLintText(std::FILE* out, const std::vector<LintedSource>& sources) {
+  for (const LintedSource& source : sources) {
+    if (!source.error.empty()) {
+      std::fprintf(out, "%s: error: %s\n", source.source.c_str(), source.error.c_str());
+      continue;
+    }
+    for (const LintFinding& finding : source.result.findings) {
+      const std::string where =
+          finding.line > 0 ? source.source + ":" + std::to_string(finding.line) : source.source;
+      // One line each: names in the message may hold line breaks or bytes
+      // that are not UTF-8.
+      std::fprintf(out, "%s: %s: %s [%s]\n", where.c_str(), severityName(finding.severity),
+                   commentText(finding.message).c_str(),
+                   lintRules()[static_cast<size_t>(finding.rule)].id);
+    }
+  }
+  const LintTotals totals = countFindings(sources);
+  std::fprintf(out, "%s, %s, %s in %s\n", plural(totals.errors, "error").c_str(),
+               plural(totals.warnings, "warning").c_str(), plural(totals.infos, "info").c_str(),
+               plural(static_cast<long>(sources.size()), "source").c_str());
+  return std::ferror(out) == 0;
+}
+
+}  // namespace pcd::cli

@@ -1,0 +1,55 @@
+#include "lint_source.h"
+
+#include "database_url.h"
+#include "snapshot.h"
+
+#include "heap_setup.h"
+#include "import_run.h"
+#include "input_file.h"
+#include "plugin_loader.h"
+#include "zel_log.h"
+
+namespace pcd::cli {
+
+SourceLoader extractLoader(BridgePlugin& plugin) {
+  return [&plugin](const std::string& source) {
+    LoadedSource loaded;
+    if (isDatabaseUrl(source)) {
+      // The catalog becomes an extract in an unlinked file, imported
+      // below; its lines mean nothing to the user, so findings name none.
+      try {
+        const Snapshot taken = takeSnapshot(source, {});
+        loaded.snapshot = std::make_shared<UnlinkedFile>();
+        if (!loaded.snapshot->write(taken.text, loaded.error)) return loaded;
+      } catch (const std::exception& unreadable) {
+        loaded.error = unreadable.what();
+        return loaded;
+      }
+      loaded.model = std::make_unique<ZELModel>();
+      ZELMemoryLog log;
+      loaded.error = runImport(plugin.bridge(), "CaRepositoryDsOdbcImport", loaded.snapshot->path(),
+                               *loaded.model, log);
+      if (!loaded.error.empty()) loaded.model.reset();
+      return loaded;
+    }
+    loaded.input = std::make_shared<InputFile>();
+    // Standard input, a pipe or a process substitution is copied to a file:
+    // the bridge opens its input by name, and the lines are read again.
+    if (!loaded.input->identify(source, loaded.error) || !loaded.input->prepare(loaded.error)) {
+      return loaded;
+    }
+    if (loaded.input->size() > 0) prepareHeapForImport(loaded.input->size());
+    loaded.model = std::make_unique<ZELModel>();
+    ZELMemoryLog log;  // the import's warnings are `check`'s business
+    loaded.error = runImport(plugin.bridge(), "CaRepositoryDsOdbcImport", loaded.input->path(),
+                             *loaded.model, log);
+    if (!loaded.error.empty()) {
+      loaded.model.reset();
+      return loaded;
+    }
+    loaded.extractPath = loaded.input->path();
+    return loaded;
+  };
+}
+
+}  // namespace pcd::cli
