@@ -24,7 +24,7 @@ trap stop_servers EXIT
 
 "${as_server[@]}" "$pg_bin/initdb" -D "$work/pg" -A trust -U pcd -E UTF8 --locale=C --no-sync >/dev/null
 "${as_server[@]}" "$pg_bin/pg_ctl" -D "$work/pg" -l "$work/pg.log" -w \
-  -o "-c listen_addresses='' -k $work -c fsync=off" start >/dev/null
+  -o "-c listen_addresses='' -k $work -c fsync=off -c max_locks_per_transaction=4096" start >/dev/null
 mariadb-install-db --no-defaults --datadir="$work/my" --auth-root-authentication-method=normal \
   --skip-test-db --tmpdir="$work" "${user_flag[@]}" >/dev/null 2>&1
 mariadbd --no-defaults --datadir="$work/my" --socket="$work/my.sock" --skip-networking \
