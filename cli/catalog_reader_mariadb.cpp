@@ -281,7 +281,7 @@ LiveCatalog readMariadbCatalog(const DatabaseUrl& url, const CatalogReadOptions&
         if (!state.table.view) state.table.comment = row.text(3);
         tableByKey[keyOf(state.schema, state.table.name)] = &state;
       });
-  catalog.countNotCarried("sequences", sequences);
+  catalog.countNotCarried(not_carried::kSequences, sequences);
 
   const auto tableOf = [&](const Row& row, unsigned schemaColumn) -> TableState* {
     const auto found = tableByKey.find(keyOf(row.text(schemaColumn), row.text(schemaColumn + 1)));
@@ -330,10 +330,10 @@ LiveCatalog readMariadbCatalog(const DatabaseUrl& url, const CatalogReadOptions&
         state->table.columns.push_back(std::move(column));
       }
     }
-    catalog.countNotCarried("column defaults", defaults);
-    catalog.countNotCarried("identity or auto-increment columns", autoIncrements);
-    catalog.countNotCarried("generated columns", generated);
-    catalog.countNotCarried("enum or set values", enumerations);
+    catalog.countNotCarried(not_carried::kColumnDefaults, defaults);
+    catalog.countNotCarried(not_carried::kIdentityColumns, autoIncrements);
+    catalog.countNotCarried(not_carried::kGeneratedColumns, generated);
+    catalog.countNotCarried(not_carried::kEnumOrSetValues, enumerations);
   }
 
   // Constraints: their kinds, then their columns.
@@ -352,7 +352,7 @@ LiveCatalog readMariadbCatalog(const DatabaseUrl& url, const CatalogReadOptions&
             constraintType[keyOf(row.text(0), row.text(1), row.text(2))] = type;
           }
         });
-    catalog.countNotCarried("check constraints", checks);
+    catalog.countNotCarried(not_carried::kCheckConstraints, checks);
   }
   std::map<std::string, std::vector<ConstraintMember>> constraintMembers;
   connection.forEachRow(
@@ -376,7 +376,7 @@ LiveCatalog readMariadbCatalog(const DatabaseUrl& url, const CatalogReadOptions&
         "CONSTRAINT_SCHEMA" +
             inChosen,
         [&](const Row& row) { actions += isAction(row.text(0)) + isAction(row.text(1)); });
-    catalog.countNotCarried("referential actions", actions);
+    catalog.countNotCarried(not_carried::kReferentialActions, actions);
   }
 
   // Indexes with their members.
@@ -396,7 +396,7 @@ LiveCatalog readMariadbCatalog(const DatabaseUrl& url, const CatalogReadOptions&
         index.members.push_back({row.number(4), row.isNull(5), row.text(5), row.text(6) == "D"});
         if (!row.isNull(7)) ++prefixLengths;
       });
-  catalog.countNotCarried("index prefix lengths", prefixLengths);
+  catalog.countNotCarried(not_carried::kIndexPrefixLengths, prefixLengths);
   for (auto& [key, index] : indexes) {
     std::sort(index.members.begin(), index.members.end(),
               [](const IndexMember& a, const IndexMember& b) { return a.position < b.position; });
@@ -480,8 +480,8 @@ LiveCatalog readMariadbCatalog(const DatabaseUrl& url, const CatalogReadOptions&
       expressionMembers += expressions;
       index.owner->table.indexes.push_back(std::move(live));
     }
-    catalog.countNotCarried("expression indexes", expressionIndexes);
-    catalog.countNotCarried("expression index members", expressionMembers);
+    catalog.countNotCarried(not_carried::kExpressionIndexes, expressionIndexes);
+    catalog.countNotCarried(not_carried::kExpressionIndexMembers, expressionMembers);
   }
 
   // Functions and procedures with their arguments; position 0 is a
@@ -517,7 +517,7 @@ LiveCatalog readMariadbCatalog(const DatabaseUrl& url, const CatalogReadOptions&
   connection.forEachRow(
       "SELECT COUNT(*) FROM information_schema.TRIGGERS WHERE TRIGGER_SCHEMA" + inChosen,
       [&](const Row& row) { triggers = row.number(0); });
-  catalog.countNotCarried("triggers", triggers);
+  catalog.countNotCarried(not_carried::kTriggers, triggers);
   connection.execute("COMMIT");
 
   // Into the catalog, sorted.
@@ -528,7 +528,7 @@ LiveCatalog readMariadbCatalog(const DatabaseUrl& url, const CatalogReadOptions&
     views += state.table.view;
     schemas[state.schema].tables.push_back(std::move(state.table));
   }
-  catalog.countNotCarried("view bodies", views);
+  catalog.countNotCarried(not_carried::kViewBodies, views);
   const auto typeNames = [](const LiveProcedure& procedure) {
     std::vector<std::string> names;
     for (const LiveArgument& argument : procedure.arguments) names.push_back(argument.type.name);

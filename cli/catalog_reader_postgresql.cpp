@@ -312,9 +312,9 @@ WHERE c.relnamespace = ANY ($1::oid[]))";
 
 const char kTriggersAndRulesSql[] = R"(
 SELECT x.relid, x.what, count(*)
-FROM (SELECT t.tgrelid AS relid, 'triggers' AS what FROM pg_trigger t WHERE NOT t.tgisinternal
+FROM (SELECT t.tgrelid AS relid, 't' AS what FROM pg_trigger t WHERE NOT t.tgisinternal
       UNION ALL
-      SELECT r.ev_class, 'rules' FROM pg_rewrite r WHERE r.rulename <> '_RETURN') x
+      SELECT r.ev_class, 'r' FROM pg_rewrite r WHERE r.rulename <> '_RETURN') x
 JOIN pg_class c ON c.oid = x.relid
 WHERE c.relnamespace = ANY ($1::oid[])
 GROUP BY x.relid, x.what)";
@@ -395,7 +395,7 @@ class CatalogBuilder {
     for (int row = 0; row < rows.count(); ++row) {
       const char kind = rows.letter(row, 3);
       if (kind == 'S') {
-        if (!rows.flag(row, 4)) catalog_.countNotCarried("sequences");
+        if (!rows.flag(row, 4)) catalog_.countNotCarried(not_carried::kSequences);
         continue;
       }
       const size_t schema = schemaOf_.at(rows.id(row, 1));
@@ -406,7 +406,7 @@ class CatalogBuilder {
       tables.emplace_back();
       tables.back().name = rows.text(row, 2);
       tables.back().view = kind == 'v' || kind == 'm';
-      if (tables.back().view) catalog_.countNotCarried("view bodies");
+      if (tables.back().view) catalog_.countNotCarried(not_carried::kViewBodies);
     }
   }
 
@@ -437,10 +437,10 @@ class CatalogBuilder {
       defaults += rows.flag(row, 9) && !identity && !isGenerated;
       enums += type.isEnum;
     }
-    catalog_.countNotCarried("column defaults", defaults);
-    catalog_.countNotCarried("identity or auto-increment columns", identities);
-    catalog_.countNotCarried("generated columns", generated);
-    catalog_.countNotCarried("enum or set values", enums);
+    catalog_.countNotCarried(not_carried::kColumnDefaults, defaults);
+    catalog_.countNotCarried(not_carried::kIdentityColumns, identities);
+    catalog_.countNotCarried(not_carried::kGeneratedColumns, generated);
+    catalog_.countNotCarried(not_carried::kEnumOrSetValues, enums);
   }
 
   void readComments() {
@@ -507,14 +507,14 @@ class CatalogBuilder {
                    rows.letter(first, 10) != 's';
       }
     }
-    catalog_.countNotCarried("check constraints", checks);
-    catalog_.countNotCarried("exclusion constraints", exclusions);
-    catalog_.countNotCarried("referential actions", actions);
+    catalog_.countNotCarried(not_carried::kCheckConstraints, checks);
+    catalog_.countNotCarried(not_carried::kExclusionConstraints, exclusions);
+    catalog_.countNotCarried(not_carried::kReferentialActions, actions);
   }
 
   void readDomainChecks() {
     const Result result = session_.run("domain checks", kDomainChecksSql, &schemaIds_);
-    catalog_.countNotCarried("check constraints", Rows(result).number(0, 0));
+    catalog_.countNotCarried(not_carried::kCheckConstraints, Rows(result).number(0, 0));
   }
 
   void readIndexes() {
@@ -550,10 +550,10 @@ class CatalogBuilder {
       partial += rows.flag(row, 7);
       tableOf(*slot).indexes.push_back(std::move(index));
     }
-    catalog_.countNotCarried("expression indexes", expressionIndexes);
-    catalog_.countNotCarried("expression index members", expressionMembers);
-    catalog_.countNotCarried("partial indexes", partial);
-    catalog_.countNotCarried("included index columns", included);
+    catalog_.countNotCarried(not_carried::kExpressionIndexes, expressionIndexes);
+    catalog_.countNotCarried(not_carried::kExpressionIndexMembers, expressionMembers);
+    catalog_.countNotCarried(not_carried::kPartialIndexes, partial);
+    catalog_.countNotCarried(not_carried::kIncludedIndexColumns, included);
   }
 
   void readTriggersAndRules() {
@@ -561,7 +561,9 @@ class CatalogBuilder {
     const Rows rows(result);
     for (int row = 0; row < rows.count(); ++row) {
       if (slotOf(rows.id(row, 0)) != nullptr) {
-        catalog_.countNotCarried(rows.text(row, 1), rows.number(row, 2));
+        catalog_.countNotCarried(
+            rows.text(row, 1) == "t" ? not_carried::kTriggers : not_carried::kRules,
+            rows.number(row, 2));
       }
     }
   }

@@ -441,8 +441,8 @@ void readColumns(Connection& connection, std::unordered_map<std::string, Relatio
     if (relation.columnOfCid.size() <= static_cast<size_t>(cid))
       relation.columnOfCid.resize(static_cast<size_t>(cid) + 1, -1);
     if (hidden == 1) return;  // a virtual table's hidden column
-    if (hidden == 2 || hidden == 3) catalog.countNotCarried("generated columns");
-    if (!row.isNull(5)) catalog.countNotCarried("column defaults");
+    if (hidden == 2 || hidden == 3) catalog.countNotCarried(not_carried::kGeneratedColumns);
+    if (!row.isNull(5)) catalog.countNotCarried(not_carried::kColumnDefaults);
     LiveColumn column;
     column.name = row.text(2);
     column.type = parseDeclaredType(row.text(3));
@@ -568,13 +568,12 @@ std::string keyName(std::vector<DeclaredKey>& declared, const std::vector<std::s
 void completePrimaryKey(Relation& relation, LiveCatalog& catalog) {
   LiveTable& table = relation.table;
   if (table.view) {
-    catalog.countNotCarried("view bodies");
+    catalog.countNotCarried(not_carried::kViewBodies);
     return;
   }
   if (!relation.virtualTable) relation.declared = parseCreateTable(relation.sql);
-  catalog.countNotCarried("check constraints", relation.declared.checks);
-  if (relation.declared.autoIncrement)
-    catalog.countNotCarried("identity or auto-increment columns");
+  catalog.countNotCarried(not_carried::kCheckConstraints, relation.declared.checks);
+  if (relation.declared.autoIncrement) catalog.countNotCarried(not_carried::kIdentityColumns);
 
   std::vector<std::pair<int, int>> ranked;  // (rank, column)
   for (size_t i = 0; i < relation.primaryKeyRank.size(); ++i) {
@@ -629,7 +628,7 @@ void completeKeys(Relation& relation,
   std::sort(plain.begin(), plain.end(),
             [](const CatalogIndex* a, const CatalogIndex* b) { return a->name < b->name; });
   for (const CatalogIndex* index : plain) {
-    if (index->partial) catalog.countNotCarried("partial indexes");
+    if (index->partial) catalog.countNotCarried(not_carried::kPartialIndexes);
     LiveIndex live;
     live.name = index->name;
     live.unique = index->unique;
@@ -639,10 +638,10 @@ void completeKeys(Relation& relation,
       live.descending.push_back(index->descending[i]);
     }
     if (live.columns.empty()) {
-      catalog.countNotCarried("expression indexes");
+      catalog.countNotCarried(not_carried::kExpressionIndexes);
       continue;
     }
-    catalog.countNotCarried("expression index members",
+    catalog.countNotCarried(not_carried::kExpressionIndexMembers,
                             static_cast<long>(index->columns.size() - live.columns.size()));
     table.indexes.push_back(std::move(live));
   }
@@ -653,8 +652,8 @@ void completeKeys(Relation& relation,
   int number = 0;
   for (const CatalogForeignKey& key : relation.foreignKeys) {
     ++number;
-    if (key.onUpdate != "NO ACTION") catalog.countNotCarried("referential actions");
-    if (key.onDelete != "NO ACTION") catalog.countNotCarried("referential actions");
+    if (key.onUpdate != "NO ACTION") catalog.countNotCarried(not_carried::kReferentialActions);
+    if (key.onDelete != "NO ACTION") catalog.countNotCarried(not_carried::kReferentialActions);
     LiveForeignKey live;
     live.referencedSchema = kSchema;
     live.referencedTable = key.parent;
@@ -684,7 +683,7 @@ void completeKeys(Relation& relation,
     if (!resolved) {
       // A reference SQLite itself would reject on use ("foreign key
       // mismatch"): no key to point at.
-      catalog.countNotCarried("foreign keys without a parent key");
+      catalog.countNotCarried(not_carried::kForeignKeysWithoutParentKey);
       continue;
     }
     live.name = keyName(declared.foreignKeys, columnNames(table, live.columns), &key.parent,
@@ -735,7 +734,7 @@ LiveCatalog readSqliteCatalog(const DatabaseUrl& url, const CatalogReadOptions& 
   readForeignKeys(connection, relations);
   connection.execute("COMMIT");
 
-  catalog.countNotCarried("triggers", triggers);
+  catalog.countNotCarried(not_carried::kTriggers, triggers);
   std::unordered_map<std::string, const Relation*> byLowerName;
   for (const auto& [name, relation] : relations) byLowerName[lowerAscii(name)] = &relation;
   std::vector<Relation*> ordered;

@@ -10,8 +10,8 @@
 #include "model_writer.h"
 
 struct CommandLine {
-  std::string pcdFile;     // the one file argument, as given
-  std::string outputPath;  // empty: standard output
+  std::string pcdFile;          // the one file argument, as given
+  std::string outputPath;       // empty: standard output
   std::string format = "json";  // a name from outputFormats()
   bool compact = false;
   std::vector<std::string> schemas;  // --schema, repeatable: diagram formats and DBML
@@ -25,8 +25,8 @@ struct CommandLine {
   bool verbose = false;
   std::string logFormat = "text";  // "text" or "json"
   bool failOnWarning = false;
-  size_t maxLineBytes = 0;  // 0: the host's default
-  size_t maxInputBytes = 0;  // 0: InputFile's default
+  size_t maxLineBytes = 0;    // 0: the host's default
+  size_t maxInputBytes = 0;   // 0: InputFile's default
   std::string inputEncoding;  // empty: not given (the texts are taken as UTF-8)
   bool showHelp = false;
   bool showVersion = false;

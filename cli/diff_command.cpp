@@ -1,6 +1,7 @@
 #include "diff_command.h"
 
 #include <cstdio>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -218,7 +219,7 @@ int runDiffCommand(int argc, const char* const* argv) {
   ZELModel before;
   ZELModel after;
   InputFile inputs[2];
-  pcd::cli::UnlinkedFile snapshots[2];
+  std::unique_ptr<pcd::cli::UnlinkedFile> snapshots[2];
   ZELModel* models[2] = {&before, &after};
   for (int i = 0; i < 2; ++i) {
     // A database is read into an extract first, as the snapshot writes it.
@@ -226,15 +227,15 @@ int runDiffCommand(int argc, const char* const* argv) {
     std::string file = argument;
     std::string failure;
     if (pcd::cli::isDatabaseUrl(argument)) {
+      std::vector<std::string> warnings;
       try {
-        const pcd::cli::Snapshot snapshot = pcd::cli::takeSnapshot(argument, {});
-        for (const std::string& warning : snapshot.report.warnings)
-          std::fprintf(stderr, "pcd-import diff: warning: %s\n", warning.c_str());
-        if (!snapshots[i].write(snapshot.text, failure)) return trouble(failure);
+        snapshots[i] = pcd::cli::snapshotFile(argument, warnings);
       } catch (const std::exception& unreadable) {
         return trouble(unreadable.what());
       }
-      file = snapshots[i].path();
+      for (const std::string& warning : warnings)
+        std::fprintf(stderr, "pcd-import diff: warning: %s\n", warning.c_str());
+      file = snapshots[i]->path();
     }
     if (!inputs[i].identify(file, failure) || !inputs[i].prepare(failure))
       return trouble(argument + ": " + failure);

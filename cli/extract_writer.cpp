@@ -56,15 +56,12 @@ class RecordWriter {
   // "C<n>,<bytes>", or "C0" for an empty string (nothing follows its count).
   // `what` names the object for the warning about a line break.
   std::string counted(std::string_view value, const std::string& what = "") {
-    std::string text;
     if (hasLineBreak(value)) {
-      const std::string flat = withoutLineBreaks(value);
       report_.warnings.push_back(what + ": a line break in the name was written as a blank");
-      return counted(flat);
+      return counted(withoutLineBreaks(value));
     }
     if (value.empty()) return "C0";
-    text = "C" + std::to_string(value.size()) + "," + std::string(value);
-    return text;
+    return "C" + std::to_string(value.size()) + "," + std::string(value);
   }
 
   void line(const std::string& text) { out_ << text << '\n'; }
@@ -88,10 +85,6 @@ class RecordWriter {
   ExtractReport& report_;
   long lastId_ = 0;
 };
-
-std::string typeKey(const LiveType& type) {
-  return type.name;
-}
 
 std::string ids(long a, long b, long c) {
   return std::to_string(a) + "," + std::to_string(b) + "," + std::to_string(c);
@@ -142,17 +135,6 @@ std::vector<int> foreignKeyPositions(const LiveForeignKey& key, const TableIds& 
   return positions;
 }
 
-void addCount(std::vector<std::pair<std::string, long>>& counts, const std::string& what,
-              long count) {
-  for (auto& [name, value] : counts) {
-    if (name == what) {
-      value += count;
-      return;
-    }
-  }
-  counts.emplace_back(what, count);
-}
-
 }  // namespace
 
 ExtractReport writeExtract(const LiveCatalog& catalog, const std::string& source,
@@ -186,8 +168,7 @@ ExtractReport writeExtract(const LiveCatalog& catalog, const std::string& source
       }
     }
   }
-  if (outside > 0)
-    addCount(report.notCarried, "foreign keys to tables outside the snapshot", outside);
+  countNotCarried(report.notCarried, not_carried::kForeignKeysOutside, outside);
 
   std::string first = "PCD extract of database " + catalog.databaseName + " (" + catalog.engine +
                       " " + catalog.serverVersion + ") from " + source +
@@ -222,10 +203,10 @@ ExtractReport writeExtract(const LiveCatalog& catalog, const std::string& source
   std::map<std::string, long> typeIds;
   for (const LiveSchema& schema : catalog.schemas) {
     for (const LiveTable& table : schema.tables)
-      for (const LiveColumn& column : table.columns) typeIds.emplace(typeKey(column.type), 0);
+      for (const LiveColumn& column : table.columns) typeIds.emplace(column.type.name, 0);
     for (const LiveProcedure& procedure : schema.procedures)
       for (const LiveArgument& argument : procedure.arguments)
-        typeIds.emplace(typeKey(argument.type), 0);
+        typeIds.emplace(argument.type.name, 0);
   }
   for (auto& [name, id] : typeIds) {
     id = w.nextId();
@@ -234,7 +215,7 @@ ExtractReport writeExtract(const LiveCatalog& catalog, const std::string& source
   }
   auto columnRecord = [&](long id, const std::string& name, const LiveType& type,
                           const std::string& what) {
-    w.line("R,REL_COL," + ids(id, 0, typeIds.at(typeKey(type))) + ",7," + w.counted(name, what) +
+    w.line("R,REL_COL," + ids(id, 0, typeIds.at(type.name)) + ",7," + w.counted(name, what) +
            ",S0,L" + std::to_string(type.length) + ",L" + std::to_string(type.precision) + ",S" +
            std::to_string(type.scale) + ",C0,C0");
   };

@@ -17,7 +17,7 @@ struct ExtractReport {
   // outside the snapshot (left out); one line each, naming the object.
   std::vector<std::string> warnings;
   // The reader's counts of what the format cannot carry, plus the writer's.
-  std::vector<std::pair<std::string, long>> notCarried;
+  NotCarriedCounts notCarried;
 };
 
 // Writes `catalog` to `out`; the first line says where it came from and what

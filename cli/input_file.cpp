@@ -33,38 +33,17 @@ std::size_t readStart(const std::string& path, unsigned char* bytes, std::size_t
   return total;
 }
 
-bool writeAll(int descriptor, const char* bytes, std::size_t count) {
-  while (count > 0) {
-    const ssize_t written = write(descriptor, bytes, count);
-    if (written < 0 && errno == EINTR) continue;
-    if (written <= 0) return false;
-    bytes += written;
-    count -= static_cast<std::size_t>(written);
-  }
-  return true;
-}
-
 }  // namespace
-
-InputFile::~InputFile() {
-  if (copyDescriptor_ >= 0) close(copyDescriptor_);
-}
 
 bool InputFile::copyStream(int descriptor, std::string& error) {
   // A pipe can be read only once, but the bridge opens the file by name and
-  // an error's context needs the offending line again: copy it into a file
-  // that is unlinked at once, so no path of the program can leave it behind,
-  // and reach it through /proc while it is open.
-  const char* base = std::getenv("TMPDIR");
-  std::string pattern =
-      std::string(base != nullptr && base[0] != '\0' ? base : "/tmp") + "/pcd-import-input-XXXXXX";
-  copyDescriptor_ = mkostemp(pattern.data(), O_CLOEXEC);
-  if (copyDescriptor_ < 0) {
-    error = "cannot create a temporary copy of " + shownName_ + " in '" +
-            pattern.substr(0, pattern.rfind('/')) + "': " + std::strerror(errno);
+  // an error's context needs the offending line again: copy it into an
+  // unlinked file.
+  std::string why;
+  if (!copy_.create("pcd-import-input", why)) {
+    error = "cannot copy " + shownName_ + ": " + why;
     return false;
   }
-  unlink(pattern.c_str());
   const std::uintmax_t maxInput = maxInputBytes_ != 0 ? maxInputBytes_ : kDefaultMaxInputBytes;
   // A carriage return before a line's end is not counted, as the reader
   // does not count it.
@@ -72,10 +51,9 @@ bool InputFile::copyStream(int descriptor, std::string& error) {
   std::uintmax_t lineBytes = 0;  // of the line being copied
   long line = 1;
   // A copy that stops is dropped at once: its disk space is freed now.
-  const auto stop = [this](std::string message, std::string& why) {
-    close(copyDescriptor_);
-    copyDescriptor_ = -1;
-    why = std::move(message);
+  const auto stop = [this](std::string message, std::string& failure) {
+    copy_.discard();
+    failure = std::move(message);
     return false;
   };
   char buffer[1 << 16];
@@ -104,13 +82,12 @@ bool InputFile::copyStream(int descriptor, std::string& error) {
       ++line;
       at = end + 1;
     }
-    if (!writeAll(copyDescriptor_, buffer, count)) {
-      return stop("cannot copy " + shownName_ + " to a temporary file: " + std::strerror(errno),
-                  error);
+    if (!copy_.append(buffer, count, why)) {
+      return stop("cannot copy " + shownName_ + " to a temporary file: " + why, error);
     }
     size_ += static_cast<std::uintmax_t>(got);
   }
-  path_ = descriptorPath(copyDescriptor_);
+  path_ = copy_.path();
   return true;
 }
 

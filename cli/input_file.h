@@ -8,12 +8,13 @@
 #include <cstdint>
 #include <string>
 
+#include "unlinked_file.h"
+
 class InputFile {
  public:
   InputFile() = default;
   InputFile(const InputFile&) = delete;
   InputFile& operator=(const InputFile&) = delete;
-  ~InputFile();
 
   // Names the input: `argument`, "-" for standard input. Reads nothing yet,
   // so it can be compared with the output first. False with `error` set
@@ -53,6 +54,6 @@ class InputFile {
   bool identified_ = false;
   dev_t device_ = 0;
   ino_t inode_ = 0;
-  bool isStream_ = false;    // a pipe or device: read once, through a copy
-  int copyDescriptor_ = -1;  // the unlinked copy of a stream, if any
+  bool isStream_ = false;        // a pipe or device: read once, through a copy
+  pcd::cli::UnlinkedFile copy_;  // the copy of a stream, if any
 };

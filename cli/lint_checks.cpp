@@ -7,6 +7,7 @@
 #include <unordered_set>
 #include <vector>
 
+#include "catalog_view.h"
 #include "lint_findings.h"
 #include "model/zel_association.h"
 #include "model/zel_classifier.h"
@@ -84,23 +85,6 @@ std::vector<const ZELAttribute*> keyColumns(const ZELKey& key) {
   std::vector<const ZELAttribute*> columns;
   for (const ZELAttribute* column : key.attributes()) columns.push_back(column);
   return columns;
-}
-
-// The indexes the catalog itself has: every index of the table but the
-// position index the import attaches to each key. (One small function for
-// now; a shared view of the catalog's own objects can take its place.)
-std::vector<const ZELIndex*> catalogIndexes(const ZELClass& table) {
-  std::vector<const ZELIndex*> keyIndexes;  // a table has few keys
-  for (const ZELKey* key : table.keys()) {
-    if (key->getIndex() != nullptr) keyIndexes.push_back(key->getIndex());
-  }
-  std::vector<const ZELIndex*> indexes;
-  for (const ZELIndex* index : table.indexes()) {
-    if (std::find(keyIndexes.begin(), keyIndexes.end(), index) == keyIndexes.end()) {
-      indexes.push_back(index);
-    }
-  }
-  return indexes;
 }
 
 const ZELDerivedType* derivedType(const ZELAttribute* column) {

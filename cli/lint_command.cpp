@@ -13,18 +13,9 @@
 #include "lint_locations.h"
 #include "lint_report.h"
 #include "plugin_loader.h"
+#include "program_end.h"
 #include "subcommand_arguments.h"
 #include "zel_text_io.h"
-
-#if defined(__has_feature)
-#define PCD_HAS_ADDRESS_SANITIZER __has_feature(address_sanitizer)
-#else
-#define PCD_HAS_ADDRESS_SANITIZER 0
-#endif
-
-#ifndef PCD_IMPORT_VERSION
-#define PCD_IMPORT_VERSION "unknown"
-#endif
 
 namespace pcd::cli {
 
@@ -161,12 +152,7 @@ LintedSource lintSource(const std::string& source, const SourceLoader& load,
                        });
     }
   }
-  // The program ends soon: deleting a large model object by object takes
-  // long, and the system takes the memory back at once. Builds with a leak
-  // checker delete it.
-#if !defined(__SANITIZE_ADDRESS__) && !PCD_HAS_ADDRESS_SANITIZER
-  (void)loaded.model.release();
-#endif
+  leaveForTheEnd(loaded.model);
   return linted;
 }
 

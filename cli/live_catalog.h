@@ -78,6 +78,43 @@ struct LiveSchema {
   std::vector<LiveProcedure> procedures;
 };
 
+// What the extract cannot carry, each counted under one of these names, in
+// the order first counted.
+using NotCarriedCounts = std::vector<std::pair<std::string, long>>;
+
+// Adds `count` to the named entry (made on first use).
+inline void countNotCarried(NotCarriedCounts& counts, const char* what, long count) {
+  if (count == 0) return;
+  for (auto& [name, value] : counts) {
+    if (name == what) {
+      value += count;
+      return;
+    }
+  }
+  counts.emplace_back(what, count);
+}
+
+namespace not_carried {
+inline constexpr char kColumnDefaults[] = "column defaults";
+inline constexpr char kIdentityColumns[] = "identity or auto-increment columns";
+inline constexpr char kGeneratedColumns[] = "generated columns";
+inline constexpr char kSequences[] = "sequences";
+inline constexpr char kCheckConstraints[] = "check constraints";
+inline constexpr char kExclusionConstraints[] = "exclusion constraints";
+inline constexpr char kTriggers[] = "triggers";
+inline constexpr char kRules[] = "rules";
+inline constexpr char kReferentialActions[] = "referential actions";
+inline constexpr char kViewBodies[] = "view bodies";
+inline constexpr char kExpressionIndexes[] = "expression indexes";
+inline constexpr char kExpressionIndexMembers[] = "expression index members";
+inline constexpr char kPartialIndexes[] = "partial indexes";
+inline constexpr char kIncludedIndexColumns[] = "included index columns";
+inline constexpr char kIndexPrefixLengths[] = "index prefix lengths";
+inline constexpr char kEnumOrSetValues[] = "enum or set values";
+inline constexpr char kForeignKeysWithoutParentKey[] = "foreign keys without a parent key";
+inline constexpr char kForeignKeysOutside[] = "foreign keys to tables outside the snapshot";
+}  // namespace not_carried
+
 struct LiveCatalog {
   std::string engine;         // "POSTGRESQL", "MARIADB" or "SQLITE"
   std::string serverVersion;  // as the server reports it ("15.18")
@@ -85,19 +122,10 @@ struct LiveCatalog {
   std::string systemName;  // REL_SYS name: --system, or the host or file name
   std::string databaseName;
   std::vector<LiveSchema> schemas;
-  // What the format cannot carry, as (what, count): "defaults", "checks", ...
-  // Counted by the reader; zero counts are left out when written.
-  std::vector<std::pair<std::string, long>> notCarried;
-  // Adds `count` to the named entry (made on first use, in order of use).
-  void countNotCarried(const std::string& what, long count = 1) {
-    if (count == 0) return;
-    for (auto& [name, value] : notCarried) {
-      if (name == what) {
-        value += count;
-        return;
-      }
-    }
-    notCarried.emplace_back(what, count);
+  // What the format cannot carry, counted by the reader.
+  NotCarriedCounts notCarried;
+  void countNotCarried(const char* what, long count = 1) {
+    pcd::cli::countNotCarried(notCarried, what, count);
   }
 };
 

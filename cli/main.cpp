@@ -25,6 +25,7 @@
 #include "output_folder.h"
 #include "output_target.h"
 #include "plugin_loader.h"
+#include "program_end.h"
 #include "program_log.h"
 #include "program_messages.h"
 #include "progress_line.h"
@@ -36,16 +37,6 @@
 #include "zel_keyed_hash.h"
 #include "zel_log.h"
 #include "zel_text_io.h"
-
-#if defined(__has_feature)
-#define PCD_HAS_ADDRESS_SANITIZER __has_feature(address_sanitizer)
-#else
-#define PCD_HAS_ADDRESS_SANITIZER 0
-#endif
-
-#ifndef PCD_IMPORT_VERSION
-#define PCD_IMPORT_VERSION "unknown"
-#endif
 
 namespace {
 
@@ -234,12 +225,7 @@ int importAndWrite(ZELModelBridgeImportDllInterface& bridge, const CommandLine& 
   if (toFolder ? !folder.commit(files, error) : !output.commit(error)) {
     return programFailure(log, error);
   }
-  // The program ends now: deleting a large model object by object would take
-  // a sixth of the run, and the system takes the memory back at once. Builds
-  // with a leak checker delete it, so that the check still sees everything.
-#if !defined(__SANITIZE_ADDRESS__) && !PCD_HAS_ADDRESS_SANITIZER
-  (void)modelOwner.release();
-#endif
+  pcd::cli::leaveForTheEnd(modelOwner);
   return kExitSuccess;
 }
 

@@ -1,11 +1,5 @@
 #include "snapshot.h"
 
-#include <fcntl.h>
-#include <unistd.h>
-
-#include <cerrno>
-#include <cstdlib>
-#include <cstring>
 #include <algorithm>
 #include <sstream>
 
@@ -39,35 +33,17 @@ Snapshot takeSnapshot(const std::string& urlText, const SnapshotOptions& options
   return snapshot;
 }
 
-UnlinkedFile::~UnlinkedFile() {
-  if (descriptor_ >= 0) close(descriptor_);
-}
-
-bool UnlinkedFile::write(const std::string& bytes, std::string& error) {
-  const char* base = std::getenv("TMPDIR");
-  std::string pattern = std::string(base != nullptr && base[0] != '\0' ? base : "/tmp") +
-                        "/pcd-import-snapshot-XXXXXX";
-  descriptor_ = mkostemp(pattern.data(), O_CLOEXEC);
-  if (descriptor_ < 0) {
-    error = "cannot make a temporary file in " + pattern.substr(0, pattern.rfind('/')) + ": " +
-            std::strerror(errno);
-    return false;
+std::unique_ptr<UnlinkedFile> snapshotFile(const std::string& url,
+                                           std::vector<std::string>& warnings) {
+  const Snapshot snapshot = takeSnapshot(url, {});
+  warnings = snapshot.report.warnings;
+  auto file = std::make_unique<UnlinkedFile>();
+  std::string error;
+  if (!file->create("pcd-import-snapshot", error) ||
+      !file->append(snapshot.text.data(), snapshot.text.size(), error)) {
+    throw CatalogReadError("cannot keep the snapshot of " + snapshot.shownUrl + ": " + error);
   }
-  unlink(pattern.c_str());
-  path_ = "/proc/self/fd/" + std::to_string(descriptor_);
-  const char* at = bytes.data();
-  size_t left = bytes.size();
-  while (left > 0) {
-    const ssize_t written = ::write(descriptor_, at, left);
-    if (written < 0 && errno == EINTR) continue;
-    if (written <= 0) {
-      error = std::string("cannot write a temporary file: ") + std::strerror(errno);
-      return false;
-    }
-    at += written;
-    left -= static_cast<size_t>(written);
-  }
-  return true;
+  return file;
 }
 
 }  // namespace pcd::cli

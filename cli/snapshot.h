@@ -2,10 +2,12 @@
 // subcommand and for every command that takes a database URL as its input.
 #pragma once
 
+#include <memory>
 #include <string>
 #include <vector>
 
 #include "extract_writer.h"
+#include "unlinked_file.h"
 
 namespace pcd::cli {
 
@@ -26,21 +28,11 @@ struct Snapshot {
 // CatalogReadError when the database cannot be read.
 Snapshot takeSnapshot(const std::string& url, const SnapshotOptions& options);
 
-// An unlinked temporary file holding some bytes, reached by name through
-// /proc while it is open, so that no path of the program leaves it behind.
-class UnlinkedFile {
- public:
-  UnlinkedFile() = default;
-  UnlinkedFile(const UnlinkedFile&) = delete;
-  UnlinkedFile& operator=(const UnlinkedFile&) = delete;
-  ~UnlinkedFile();
-  // False with `error` set when the file cannot be made or written.
-  bool write(const std::string& bytes, std::string& error);
-  const std::string& path() const { return path_; }
-
- private:
-  int descriptor_ = -1;
-  std::string path_;
-};
+// The catalog at `url` as an extract in an unlinked file, for the commands
+// that import a database as they import a file. Throws as takeSnapshot does,
+// and CatalogReadError when the file cannot be written; the writer's
+// warnings go to `warnings`.
+std::unique_ptr<UnlinkedFile> snapshotFile(const std::string& url,
+                                           std::vector<std::string>& warnings);
 
 }  // namespace pcd::cli

@@ -3,13 +3,14 @@
 # .clang-format says (clang-format 14).
 #   scripts/check_format.sh          names the files that differ; fails if any
 #   scripts/check_format.sh --fix    formats them in place
-# The folders not yet covered (cli, host) hold files that were never
-# formatted; each joins the list once it has been formatted in a commit of
-# its own.
+# The folders not yet covered (host, tests/sql, tests/diagrams, tests/docs)
+# hold files that were never formatted; each joins the list once it has been
+# formatted in a commit of its own.
 set -euo pipefail
 cd "$(dirname "$0")/.."
-covered=(bench bridge builder fuzz pcd writers tests/alloc tests/bridge tests/builder tests/cli
-         tests/host tests/install_consumer tests/pcd tests/support tests/writers)
+covered=(bench bridge builder cli fuzz pcd writers tests/alloc tests/bridge tests/builder tests/cli
+         tests/host tests/install_consumer tests/lint tests/pcd tests/snapshot tests/support
+         tests/writers)
 format=$(command -v clang-format-14 || command -v clang-format || true)
 if [ -z "$format" ]; then
   echo "check_format: clang-format not found (scripts/setup.sh installs it)" >&2
