@@ -3,7 +3,6 @@
 // `pcd-import diff` gives no difference beyond what the SQL script says it
 // does not carry. And drift: what is changed in a live database is exactly
 // what `diff` reports against the snapshot taken before.
-#include <sqlite3.h>
 
 #include <cstdio>
 #include <cstring>
@@ -40,40 +39,19 @@ void writeAll(const std::string& path, const std::string& bytes) {
 // Loads `script` into a new database of `dialect`'s engine; its URL.
 std::string load(const std::string& dialect, const std::string& script, const ServerFolder& folder,
                  const std::string& stem) {
+  static int count = 0;
+  const std::string name = stem + "_" + std::to_string(++count);
   if (dialect == "postgresql") {
-    const std::string database = newPostgresDatabase(stem);
-    std::vector<std::string> psql = {"psql",
-                                     "-X",
-                                     "-q",
-                                     "-v",
-                                     "ON_ERROR_STOP=1",
-                                     "-h",
-                                     livePostgres().socketFolder(),
-                                     "-U",
-                                     "pcd",
-                                     "-d",
-                                     database,
-                                     "-f",
-                                     script};
-    const CommandResult loaded = runCommand(psql);
-    EXPECT_EQ(loaded.exitCode, 0) << loaded.err;
-    return postgresUrl(database);
+    EXPECT_EQ(livePostgres().loadScript(name, script), "");
+    return postgresUrl(name);
   }
   if (dialect == "mysql") {
     const std::string messages = liveMariaDb().loadScript(script);
     EXPECT_EQ(messages.find("ERROR"), std::string::npos) << messages;
     return mariaDbUrl("mysql");
   }
-  static int count = 0;
-  const std::string file = folder.path() + "/" + stem + std::to_string(++count) + ".sqlite";
-  sqlite3* db = nullptr;
-  EXPECT_EQ(sqlite3_open(file.c_str(), &db), SQLITE_OK);
-  char* error = nullptr;
-  const std::string sql = readAll(script);
-  EXPECT_EQ(sqlite3_exec(db, sql.c_str(), nullptr, nullptr, &error), SQLITE_OK)
-      << (error != nullptr ? error : "");
-  sqlite3_free(error);
-  sqlite3_close(db);
+  const std::string file = folder.path() + "/" + name + ".sqlite";
+  EXPECT_EQ(loadSqliteScript(file, readAll(script)), "");
   return "sqlite:" + file;
 }
 

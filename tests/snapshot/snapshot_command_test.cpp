@@ -1,8 +1,6 @@
 // The snapshot subcommand as a user meets it: a database that cannot be
 // reached, an empty one, usage errors; and the corpus of real catalogs run
 // through every output format, check and diff.
-#include <sqlite3.h>
-
 #include <filesystem>
 #include <fstream>
 #include <sstream>
@@ -85,10 +83,7 @@ TEST(SnapshotCommand, LintTakesADatabaseUrl) {
   std::ifstream in(script);
   std::stringstream sql;
   sql << in.rdbuf();
-  sqlite3* db = nullptr;
-  ASSERT_EQ(sqlite3_open(database.c_str(), &db), SQLITE_OK);
-  ASSERT_EQ(sqlite3_exec(db, sql.str().c_str(), nullptr, nullptr, nullptr), SQLITE_OK);
-  sqlite3_close(db);
+  ASSERT_EQ(loadSqliteScript(database, sql.str()), "");
   const CommandResult lint =
       runCommand({kProgram, "lint", "--fail-on", "warning", "sqlite:" + database});
   EXPECT_EQ(lint.exitCode, 1) << lint.err;

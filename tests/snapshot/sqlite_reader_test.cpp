@@ -14,6 +14,7 @@
 
 #include "catalog_reader.h"
 #include "database_url.h"
+#include "sql/engine_servers.h"
 
 namespace {
 
@@ -21,36 +22,14 @@ using pcd::cli::CatalogReadError;
 using pcd::cli::LiveCatalog;
 using pcd::cli::LiveTable;
 
-class SqliteFolder {
- public:
-  SqliteFolder() {
-    std::string pattern =
-        (std::filesystem::temp_directory_path() / "sqlite-reader-XXXXXX").string();
-    if (mkdtemp(pattern.data()) != nullptr) path_ = pattern;
-  }
-  ~SqliteFolder() {
-    std::error_code ignored;
-    if (!path_.empty()) std::filesystem::remove_all(path_, ignored);
-  }
-  const std::string& path() const { return path_; }
-
- private:
-  std::string path_;
-};
-
 // Makes `file` in `folder` from a script; returns its path ("" and a test
 // failure when the script fails).
-std::string makeDatabase(const SqliteFolder& folder, const std::string& file,
+std::string makeDatabase(const ServerFolder& folder, const std::string& file,
                          const std::string& script) {
   const std::string path = folder.path() + "/" + file;
-  sqlite3* db = nullptr;
-  sqlite3_open(path.c_str(), &db);
-  char* error = nullptr;
-  const int status = sqlite3_exec(db, script.c_str(), nullptr, nullptr, &error);
-  EXPECT_EQ(status, SQLITE_OK) << (error != nullptr ? error : "");
-  sqlite3_free(error);
-  sqlite3_close(db);
-  return status == SQLITE_OK ? path : std::string();
+  const std::string error = loadSqliteScript(path, script);
+  EXPECT_EQ(error, "");
+  return error.empty() ? path : std::string();
 }
 
 LiveCatalog readFile(const std::string& path, std::vector<std::string> schemas = {}) {
@@ -109,7 +88,7 @@ CREATE VIEW "big spenders" AS SELECT c.email, sum(l.amount) AS total
 class SqliteReader : public ::testing::Test {
  protected:
   static void SetUpTestSuite() {
-    folder_ = new SqliteFolder;
+    folder_ = new ServerFolder;
     path_ = makeDatabase(*folder_, "shop.v1.sqlite", kScript);
   }
   static void TearDownTestSuite() {
@@ -136,13 +115,13 @@ class SqliteReader : public ::testing::Test {
     return names;
   }
 
-  static SqliteFolder* folder_;
+  static ServerFolder* folder_;
   static std::string path_;
   std::string before_;
   LiveCatalog catalog_;
 };
 
-SqliteFolder* SqliteReader::folder_ = nullptr;
+ServerFolder* SqliteReader::folder_ = nullptr;
 std::string SqliteReader::path_;
 
 TEST_F(SqliteReader, NamesTheFileAndLeavesItUntouched) {
@@ -306,7 +285,7 @@ std::string readError(const std::string& path) {
 }
 
 TEST(SqliteReaderErrors, NameTheFileAndTheReason) {
-  SqliteFolder folder;
+  ServerFolder folder;
   const std::string missing = folder.path() + "/missing.db";
   EXPECT_NE(readError(missing).find(missing), std::string::npos) << readError(missing);
   EXPECT_FALSE(std::filesystem::exists(missing));

@@ -4,6 +4,7 @@
 #include <pwd.h>
 #include <signal.h>
 #include <sys/stat.h>
+#include <sqlite3.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -162,6 +163,23 @@ std::vector<std::vector<std::string>> rowsOf(const std::string& text, char separ
     rows.push_back(fields);
   }
   return rows;
+}
+
+std::string loadSqliteScript(const std::string& databaseFile, const std::string& script) {
+  sqlite3* db = nullptr;
+  if (sqlite3_open(databaseFile.c_str(), &db) != SQLITE_OK) {
+    const std::string message = db != nullptr ? sqlite3_errmsg(db) : "sqlite3_open failed";
+    sqlite3_close(db);
+    return message;
+  }
+  char* message = nullptr;
+  std::string error;
+  if (sqlite3_exec(db, script.c_str(), nullptr, nullptr, &message) != SQLITE_OK) {
+    error = message != nullptr ? message : "sqlite3_exec failed";
+  }
+  sqlite3_free(message);
+  sqlite3_close(db);
+  return error;
 }
 
 ServerFolder::ServerFolder() {

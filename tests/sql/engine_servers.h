@@ -22,6 +22,10 @@ std::string fromHex(const std::string& hex);
 // Lines of `text`, each split at `separator`.
 std::vector<std::vector<std::string>> rowsOf(const std::string& text, char separator);
 
+// Runs the SQL text `script` in the SQLite database file (made when
+// missing); its error message, "" when it ran.
+std::string loadSqliteScript(const std::string& databaseFile, const std::string& script);
+
 class ServerFolder {
  public:
   ServerFolder();  // a new folder the server's user may write

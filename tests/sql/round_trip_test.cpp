@@ -2,7 +2,6 @@
 // compares what each engine's catalog then holds with the model: tables,
 // columns in order with their nullability, primary keys, unique
 // constraints, foreign keys with their column pairs, and indexes.
-#include <sqlite3.h>
 
 #include <algorithm>
 #include <filesystem>
@@ -113,14 +112,7 @@ RoundTrip roundTrip(const std::string& file, SqlDialect dialect) {
       break;
     case SqlDialect::kSqlite: {
       const std::string databaseFile = scratch.path() + "/round_trip.db";
-      sqlite3* db = nullptr;
-      sqlite3_open(databaseFile.c_str(), &db);
-      char* message = nullptr;
-      if (sqlite3_exec(db, result.script.c_str(), nullptr, nullptr, &message) != SQLITE_OK) {
-        result.loadErrors = message ? message : "sqlite3_exec failed";
-      }
-      sqlite3_free(message);
-      sqlite3_close(db);
+      result.loadErrors = loadSqliteScript(databaseFile, result.script);
       result.actual = sqliteFacts(databaseFile);
       break;
     }
