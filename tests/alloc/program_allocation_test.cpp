@@ -90,6 +90,16 @@ int runProgram(const std::vector<std::string>& argv, const std::vector<std::stri
   return WIFEXITED(status) ? WEXITSTATUS(status) : 1000 + WTERMSIG(status);
 }
 
+// The environment of a run under the allocation-failure shim. The
+// sanitizers' runtime is preloaded after the shim, which it accepts only
+// when told; its reports end the run with an exit status of its own.
+std::vector<std::string> shimEnvironment(const std::string& shim) {
+  return {"LD_PRELOAD=" + shim, "SOURCE_DATE_EPOCH=0",
+          "ASAN_OPTIONS=verify_asan_link_order=0:exitcode=86", "UBSAN_OPTIONS=exitcode=86",
+          "LSAN_OPTIONS=exitcode=86:suppressions=" + std::string(PCD_SOURCE_DIR) +
+              "/tests/alloc/shim/lsan.supp"};
+}
+
 }  // namespace
 
 TEST(AllocationFailure, EveryAllocationOfAProgramRunFailsCleanly) {
@@ -108,13 +118,7 @@ TEST(AllocationFailure, EveryAllocationOfAProgramRunFailsCleanly) {
   const std::string err = "/tmp/" + folder.substr(5) + ".stderr";
   const std::string countFile = "/tmp/" + folder.substr(5) + ".count";
   const std::vector<std::string> argv = {program, "-q", sample, "-o", output};
-  // The sanitizers' runtime is preloaded after the shim, which it accepts
-  // only when told; its reports end the run with an exit status of its own.
-  const std::vector<std::string> baseEnv = {
-      "LD_PRELOAD=" + shim, "SOURCE_DATE_EPOCH=0",
-      "ASAN_OPTIONS=verify_asan_link_order=0:exitcode=86", "UBSAN_OPTIONS=exitcode=86",
-      "LSAN_OPTIONS=exitcode=86:suppressions=" + std::string(PCD_SOURCE_DIR) +
-          "/tests/alloc/shim/lsan.supp"};
+  const std::vector<std::string> baseEnv = shimEnvironment(shim);
 
   std::vector<std::string> env = baseEnv;
   env.push_back("PCD_ALLOCATION_COUNT=" + countFile);
@@ -195,11 +199,7 @@ TEST(AllocationFailure, CheckNeverReportsFindingsItDidNotFind) {
   const std::string err = folder + "/stderr";
   const std::string countFile = folder + "/count";
   const std::vector<std::string> argv = {program, "check", faults};
-  const std::vector<std::string> baseEnv = {
-      "LD_PRELOAD=" + shim, "ASAN_OPTIONS=verify_asan_link_order=0:exitcode=86",
-      "UBSAN_OPTIONS=exitcode=86",
-      "LSAN_OPTIONS=exitcode=86:suppressions=" + std::string(PCD_SOURCE_DIR) +
-          "/tests/alloc/shim/lsan.supp"};
+  const std::vector<std::string> baseEnv = shimEnvironment(shim);
 
   std::vector<std::string> env = baseEnv;
   env.push_back("PCD_ALLOCATION_COUNT=" + countFile);
@@ -260,11 +260,7 @@ TEST(AllocationFailure, DrawingFormatsFailCleanlyWhenGraphvizRunsOutOfMemory) {
   const std::string input = scratch + ".pcd", out = scratch + ".stdout", err = scratch + ".stderr",
                     countFile = scratch + ".count";
   ASSERT_EQ(std::system((bin + "/generate_pcd 40 3 > " + input).c_str()), 0);
-  const std::vector<std::string> baseEnv = {
-      "LD_PRELOAD=" + shim, "SOURCE_DATE_EPOCH=0",
-      "ASAN_OPTIONS=verify_asan_link_order=0:exitcode=86", "UBSAN_OPTIONS=exitcode=86",
-      "LSAN_OPTIONS=exitcode=86:suppressions=" + std::string(PCD_SOURCE_DIR) +
-          "/tests/alloc/shim/lsan.supp"};
+  const std::vector<std::string> baseEnv = shimEnvironment(shim);
   // Runs at evenly spaced points of the program's and the drawing process's
   // allocations: a run takes about half a second (several under the
   // address sanitizer).

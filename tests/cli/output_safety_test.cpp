@@ -23,6 +23,35 @@ ProgramRun quietRun(std::vector<std::string> arguments) {
   return {std::move(arguments), kSourceDir, {{"SOURCE_DATE_EPOCH", "0"}}};
 }
 
+// pcd-import started with `arguments` and a pipe the test holds as its
+// standard input; `input` gets the pipe's writing end.
+pid_t startOnPipe(const std::vector<const char*>& arguments, int& input) {
+  int ends[2];
+  if (pipe(ends) != 0) return -1;
+  const pid_t child = fork();
+  if (child == 0) {
+    dup2(ends[0], 0);
+    close(ends[1]);
+    std::vector<char*> argv = {const_cast<char*>("pcd-import")};
+    for (const char* argument : arguments) argv.push_back(const_cast<char*>(argument));
+    argv.push_back(nullptr);
+    execv(programPath().c_str(), argv.data());
+    _exit(127);
+  }
+  close(ends[0]);
+  input = ends[1];
+  return child;
+}
+
+// Sends `signalNumber`; the program must end by that very signal.
+void expectEndedBySignal(pid_t child, int signalNumber, int input) {
+  kill(child, signalNumber);
+  int status = 0;
+  ASSERT_EQ(waitpid(child, &status, 0), child);
+  close(input);
+  EXPECT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == signalNumber) << status;
+}
+
 // A signal while the output is being prepared leaves no temporary file and
 // ends the program by that signal. Standard input is a pipe the test holds
 // open, so the program is still waiting for its input when it is signalled.
@@ -31,31 +60,19 @@ TEST(OutputSafety, SignalRemovesTheTemporaryFile) {
     SCOPED_TRACE(signalNumber);
     TemporaryFolder folder;
     const std::string output = folder.file("model.json");
-    int input[2];
-    ASSERT_EQ(pipe(input), 0);
-    const pid_t child = fork();
-    if (child == 0) {
-      dup2(input[0], 0);
-      close(input[1]);
-      execl(programPath().c_str(), "pcd-import", "-q", "-o", output.c_str(), "-",
-            static_cast<char*>(nullptr));
-      _exit(127);
-    }
-    close(input[0]);
+    int input = -1;
+    const pid_t child = startOnPipe({"-q", "-o", output.c_str(), "-"}, input);
+    ASSERT_GT(child, 0);
     // Part of the sample arrives; the rest never does.
     const std::string start = readFile(kSourceDir + "/examples/sample.pcd").substr(0, 200);
-    ASSERT_EQ(write(input[1], start.data(), start.size()), static_cast<ssize_t>(start.size()));
+    ASSERT_EQ(write(input, start.data(), start.size()), static_cast<ssize_t>(start.size()));
     bool temporaryMade = false;
     for (int wait = 0; wait < 500 && !temporaryMade; ++wait) {
       temporaryMade = !folder.entries().empty();
       if (!temporaryMade) std::this_thread::sleep_for(std::chrono::milliseconds(10));
     }
     EXPECT_TRUE(temporaryMade);
-    kill(child, signalNumber);
-    int status = 0;
-    ASSERT_EQ(waitpid(child, &status, 0), child);
-    close(input[1]);
-    EXPECT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == signalNumber) << status;
+    expectEndedBySignal(child, signalNumber, input);
     EXPECT_EQ(folder.entries(), std::vector<std::string>{});
   }
 }
@@ -74,17 +91,11 @@ TEST(OutputSafety, SignalRemovesTheMarkdownFolderAtEveryStage) {
     SCOPED_TRACE(whileWriting ? "while writing" : "while reading");
     TemporaryFolder out;
     const std::string target = out.file("docs");
-    int input[2];
-    ASSERT_EQ(pipe(input), 0);
-    const pid_t child = fork();
-    if (child == 0) {
-      dup2(input[0], 0);
-      close(input[1]);
-      execl(programPath().c_str(), "pcd-import", "-q", "-f", "markdown", "-o", target.c_str(),
-            whileWriting ? generated.c_str() : "-", static_cast<char*>(nullptr));
-      _exit(127);
-    }
-    close(input[0]);
+    int input = -1;
+    const pid_t child = startOnPipe(
+        {"-q", "-f", "markdown", "-o", target.c_str(), whileWriting ? generated.c_str() : "-"},
+        input);
+    ASSERT_GT(child, 0);
     // The new folder exists (while reading), or holds files (while writing).
     bool ready = false;
     for (int wait = 0; wait < 30000 && !ready; ++wait) {
@@ -96,11 +107,7 @@ TEST(OutputSafety, SignalRemovesTheMarkdownFolderAtEveryStage) {
       if (!ready) std::this_thread::sleep_for(std::chrono::milliseconds(1));
     }
     EXPECT_TRUE(ready);
-    kill(child, SIGTERM);
-    int status = 0;
-    ASSERT_EQ(waitpid(child, &status, 0), child);
-    close(input[1]);
-    EXPECT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == SIGTERM) << status;
+    expectEndedBySignal(child, SIGTERM, input);
     EXPECT_EQ(out.entries(), std::vector<std::string>{});
   }
 }
