@@ -11,7 +11,7 @@
 //   text-lines         one table with N text lines
 //   foreign-keys       N tables, each with a foreign key to one table
 //
-// Cases for the writers and subcommands (bench/writers_hostile.sh):
+// Cases for the writers and subcommands (also bench/hostile.sh):
 //   same-columns       one table of N columns that share one name
 //   same-fk-names      N tables, each with a foreign key named FK to one table
 //   same-schemas       N schemas named S, each nested in the one before
