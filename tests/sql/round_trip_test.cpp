@@ -202,17 +202,17 @@ TEST_P(SqlRoundTrip, CatalogCasesLoad) {
 }
 
 // Names an engine keeps for itself follow one rule, which the script's
-// header and the README state alike.
-TEST(SqlScript, ReservedNamesFollowTheRuleTheHeaderAndReadmeState) {
+// header and the SQL page of the documentation state alike.
+TEST(SqlScript, ReservedNamesFollowTheRuleTheHeaderAndTheDocsState) {
   const std::string file = std::string(PCD_SOURCE_DIR) + "/tests/data/catalog_cases.pcd";
   std::string pcd;
   {
     std::ifstream in(file, std::ios::binary);
     pcd.assign(std::istreambuf_iterator<char>(in), {});
   }
-  // The README's text with its line breaks as blanks.
-  const std::string readme = [] {
-    std::ifstream in(std::string(PCD_SOURCE_DIR) + "/README.md", std::ios::binary);
+  // The SQL page's text with its line breaks as blanks.
+  const std::string docs = [] {
+    std::ifstream in(std::string(PCD_SOURCE_DIR) + "/docs/sql.md", std::ios::binary);
     std::string text(std::istreambuf_iterator<char>(in), {});
     std::replace(text.begin(), text.end(), '\n', ' ');
     return text;
@@ -253,8 +253,8 @@ TEST(SqlScript, ReservedNamesFollowTheRuleTheHeaderAndReadmeState) {
     ASSERT_NE(at, std::string::npos) << script;
     const std::string names =
         script.substr(at + rule.size(), script.find(')', at) - at - rule.size());
-    EXPECT_NE(readme.find(std::string(sqlDialectName(dialect)) + ": " + names), std::string::npos)
-        << "README does not state the rule for " << sqlDialectName(dialect) << ": " << names;
+    EXPECT_NE(docs.find(std::string(sqlDialectName(dialect)) + ": " + names), std::string::npos)
+        << "docs/sql.md does not state the rule for " << sqlDialectName(dialect) << ": " << names;
   }
 }
 
