@@ -1,38 +1,25 @@
 #!/usr/bin/env bash
 # Time of `pcd-import lint` on a generated catalog of 100,000 tables (or the
-# file named), against the import alone: wall and CPU seconds (user +
-# system) and peak memory of one run each, with every report format.
+# file named), with every report format, against the import alone and the
+# naive reader of ../shared/bench (the baseline): medians of 3 interleaved
+# rounds, CPU and wall time as ratios to the baseline's.
 #
 #   bench/lint.sh              bench/data/tables-100000.pcd (made when missing)
 #   bench/lint.sh FILE.pcd     that file
-#
-# Uses the program of bench/run.sh's build (PCD_BENCH_BIN sets another folder
-# holding pcd-import and generate_pcd).
 set -euo pipefail
 cd "$(dirname "$0")/.."
-bin=${PCD_BENCH_BIN:-build/bench/bin}
-if [ ! -x "$bin/pcd-import" ]; then
-  echo "bench: $bin/pcd-import not found; run bench/run.sh first (or set PCD_BENCH_BIN)" >&2
-  exit 1
-fi
+source bench/common.sh
+release_build
+baseline_reader
 file=${1:-bench/data/tables-100000.pcd}
 if [ ! -s "$file" ]; then
   mkdir -p "$(dirname "$file")"
   "$bin/generate_pcd" 100000 >"$file"
 fi
-
-times=$(mktemp)
-trap 'rm -f "$times"' EXIT
 cat "$file" >/dev/null  # from the page cache in every run
-measure() {  # label, arguments...
-  local label=$1
-  shift
-  /usr/bin/time -f "%e %U %S %M" -o "$times" "$bin/pcd-import" "$@" >/dev/null 2>&1 || true
-  awk -v label="$label" '{ printf "%-22s %8.2f %8.2f %8.0f\n", label, $1, $2 + $3, $4 / 1024 }' "$times"
-}
-echo "$file: $(stat -c %s "$file") bytes; one run each"
-printf "%-22s %8s %8s %8s\n" "run" "wall s" "cpu s" "peak MB"
-measure "import (-f summary)" -q -f summary -o /dev/null "$file"
-measure "lint, text" lint --fail-on never "$file"
-measure "lint, json" lint --format json --fail-on never "$file"
-measure "lint, sarif" lint --format sarif --fail-on never "$file"
+echo "$file: $(stat -c %s "$file") bytes"
+interleaved 3 "naive reader|$bin/naive_reader $file" \
+  "import (-f summary)|$bin/pcd-import -q -f summary -o /dev/null $file" \
+  "lint, text|$bin/pcd-import lint --fail-on never $file" \
+  "lint, json|$bin/pcd-import lint --format json --fail-on never $file" \
+  "lint, sarif|$bin/pcd-import lint --format sarif --fail-on never $file"

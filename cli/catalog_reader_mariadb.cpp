@@ -429,9 +429,16 @@ LiveCatalog readMariadbCatalog(const DatabaseUrl& url, const CatalogReadOptions&
       constraintIndexes.insert(key);
       if (type == "PRIMARY KEY") {
         state.table.hasPrimaryKey = true;
-        state.table.primaryKey = {name, columns};
+        state.table.primaryKey = {name, columns, {}};
       } else {
-        state.table.uniqueKeys.push_back({name, columns});
+        // The server holds a unique index as a unique key: its sort order
+        // comes with it.
+        LiveKey unique{name, columns, {}};
+        if (index != indexes.end()) {
+          for (const IndexMember& member : index->second.members)
+            unique.descending.push_back(member.descending);
+        }
+        state.table.uniqueKeys.push_back(std::move(unique));
       }
     } else if (type == "FOREIGN KEY") {
       LiveForeignKey foreignKey{

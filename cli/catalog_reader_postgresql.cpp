@@ -490,9 +490,9 @@ class CatalogBuilder {
       }
       if (kind == 'p') {
         table.hasPrimaryKey = true;
-        table.primaryKey = LiveKey{rows.text(first, 2), std::move(columns)};
+        table.primaryKey = LiveKey{rows.text(first, 2), std::move(columns), {}};
       } else if (kind == 'u') {
-        table.uniqueKeys.push_back(LiveKey{rows.text(first, 2), std::move(columns)});
+        table.uniqueKeys.push_back(LiveKey{rows.text(first, 2), std::move(columns), {}});
       } else {
         LiveForeignKey& key = table.foreignKeys.emplace_back();
         key.name = rows.text(first, 2);

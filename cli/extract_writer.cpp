@@ -288,8 +288,10 @@ ExtractReport writeExtract(const LiveCatalog& catalog, const std::string& source
       const std::string what = objectName(schema, table);
       auto candidate = [&](const LiveKey& key, char kind) {
         const long id = keyRecord(key.name, kind, "key " + key.name + " of " + what);
-        for (size_t i = 0; i < key.columns.size(); ++i)
-          keyColumn(id, entry, key.columns[i], static_cast<int>(i) + 1, false);
+        for (size_t i = 0; i < key.columns.size(); ++i) {
+          keyColumn(id, entry, key.columns[i], static_cast<int>(i) + 1,
+                    i < key.descending.size() && key.descending[i]);
+        }
       };
       if (table.hasPrimaryKey) candidate(table.primaryKey, 'P');
       for (const LiveKey& key : table.uniqueKeys) candidate(key, 'A');

@@ -30,6 +30,7 @@ struct LiveColumn {
 struct LiveKey {
   std::string name;
   std::vector<int> columns;
+  std::vector<bool> descending;  // per column; empty: all ascending
 };
 
 struct LiveForeignKey {

@@ -55,8 +55,8 @@ LiveCatalog sampleCatalog() {
                        column("n\xC3\xA4me", "character varying", true, 80)};
   customers.columns[2].comment = "Full name,\nas written";
   customers.hasPrimaryKey = true;
-  customers.primaryKey = {"customers_pkey", {1, 0}};
-  customers.uniqueKeys = {{"customers_name_key", {2}}};
+  customers.primaryKey = {"customers_pkey", {1, 0}, {}};
+  customers.uniqueKeys = {{"customers_name_key", {2}, {}}};
   LiveIndex byName;
   byName.name = "customers_name_idx";
   byName.unique = true;
@@ -70,7 +70,7 @@ LiveCatalog sampleCatalog() {
                     column("cust", "integer", true), column("reg", "character", true, 2),
                     column("amount", "numeric", true, 0, 10, 2)};
   orders.hasPrimaryKey = true;
-  orders.primaryKey = {"orders_pkey", {0, 1}};
+  orders.primaryKey = {"orders_pkey", {0, 1}, {}};
   LiveForeignKey toCustomer;
   toCustomer.name = "orders_customer_fkey";
   toCustomer.columns = {2, 3};  // cust -> id, reg -> region: reversed against the key

@@ -18,7 +18,8 @@ using Facts = std::vector<std::string>;
 // script marks as not written are left out.
 Facts expectedFacts(const ZELModel& model, SqlDialect dialect, const std::string& script);
 
+// What each engine's catalog holds, read through the program's own
+// snapshot readers (which their tests hold against each engine).
 Facts postgresFacts(PostgresServer& server, const std::string& database);
 Facts mariaDbFacts(MariaDbServer& server);
-// Loads nothing; reads the catalog of the SQLite database file.
 Facts sqliteFacts(const std::string& databaseFile);
