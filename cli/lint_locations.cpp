@@ -2,10 +2,11 @@
 
 #include <algorithm>
 #include <cstdint>
-#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <vector>
+
+#include "file_lines.h"
 
 namespace pcd::cli {
 
@@ -123,23 +124,11 @@ std::string firstText(const char* at, const char* end) {
 }  // namespace
 
 bool ExtractLines::read(const std::string& path, std::string& error) {
-  std::FILE* file = std::fopen(path.c_str(), "rb");
-  if (file == nullptr) {
-    error = "cannot read " + path + " for its line numbers";
-    return false;
-  }
   records_ = std::make_unique<ExtractRecords>();
   ExtractRecords& records = *records_;
-  // Lines are taken from blocks as they are; one that spans two blocks is
-  // put together in `carry`.
-  std::vector<char> block(1 << 20);
-  std::string carry;
-  long number = 0;
-  const auto handle = [&](const char* text, const char* end) {
-    ++number;
-    if (number == 1 || end - text < 4 || (text[0] != 'E' && text[0] != 'R') || text[1] != ',') {
-      return;
-    }
+  const auto handle = [&](long number, const char* text) {
+    const char* const end = text + std::strlen(text);
+    if (end - text < 4 || (text[0] != 'E' && text[0] != 'R') || text[1] != ',') return;
     const char* comma = static_cast<const char*>(std::memchr(text + 2, ',', end - text - 2));
     if (comma == nullptr) return;
     const std::string_view name(text + 2, static_cast<size_t>(comma - text - 2));
@@ -158,35 +147,7 @@ bool ExtractLines::read(const std::string& path, std::string& error) {
     }
     records.add(std::move(record));
   };
-  size_t got = 0;
-  while ((got = std::fread(block.data(), 1, block.size(), file)) > 0) {
-    const char* at = block.data();
-    const char* end = at + got;
-    while (at < end) {
-      const char* newline = static_cast<const char*>(std::memchr(at, '\n', end - at));
-      if (newline == nullptr) {
-        carry.append(at, end);
-        break;
-      }
-      if (!carry.empty()) {
-        carry.append(at, newline);
-        carry.push_back('\0');
-        handle(carry.data(), carry.data() + carry.size() - 1);
-        carry.clear();
-      } else {
-        // strtol stops at the newline: no terminator needed.
-        handle(at, newline);
-      }
-      at = newline + 1;
-    }
-  }
-  const bool failed = std::ferror(file) != 0;
-  std::fclose(file);
-  if (!carry.empty()) {
-    carry.push_back('\0');
-    handle(carry.data(), carry.data() + carry.size() - 1);
-  }
-  if (failed) {
+  if (!forEachLine(path, nullptr, handle)) {
     error = "cannot read " + path + " for its line numbers";
     return false;
   }

@@ -10,11 +10,11 @@
 #include <new>
 #include <string>
 
-#include "ascii_check.h"
 #include "check_command.h"
 #include "command_line.h"
 #include "diff_command.h"
 #include "error_context.h"
+#include "extract_side_scan.h"
 #include "heap_setup.h"
 #include "import_run.h"
 #include "input_file.h"
@@ -30,7 +30,6 @@
 #include "program_messages.h"
 #include "progress_line.h"
 #include "snapshot_command.h"
-#include "table_placement.h"
 #include "temporary_files.h"
 #include "text_encoding.h"
 #include "zel_bridge_specification.h"
@@ -80,10 +79,10 @@ std::string secondsText(double seconds) {
 // one, warns once when texts are not UTF-8. A file of ASCII alone needs
 // neither: its texts are ASCII, which reads the same in UTF-8 and in every
 // code page the option is meant for. False when a text cannot be converted.
-bool decodeTexts(ZELModel& model, const std::string& inputEncoding, AsciiCheck& asciiCheck,
+bool decodeTexts(ZELModel& model, const std::string& inputEncoding, ExtractSideScan& sideScan,
                  ProgramLog& log) {
   const bool utf8 = inputEncoding.empty() || isUtf8Name(inputEncoding);
-  const long invalid = utf8 && !asciiCheck.allAscii() ? countInvalidUtf8(model) : 0;
+  const long invalid = utf8 && !sideScan.allAscii() ? countInvalidUtf8(model) : 0;
   if (invalid > 0) {
     log.program(ZEL_SEVERITY_WARNING, program_messages::kNotUtf8,
                 std::to_string(invalid) +
@@ -93,7 +92,7 @@ bool decodeTexts(ZELModel& model, const std::string& inputEncoding, AsciiCheck& 
   }
   if (utf8) return true;
   std::string error;
-  if (!asciiCheck.allAscii() && !convertModelToUtf8(model, inputEncoding, error)) {
+  if (!sideScan.allAscii() && !convertModelToUtf8(model, inputEncoding, error)) {
     programFailure(log, error);
     return false;
   }
@@ -148,15 +147,14 @@ int importAndWrite(ZELModelBridgeImportDllInterface& bridge, const CommandLine& 
   ProgressAwareLog shownLog(progress, log);
   ZELTeeLog keptAndShown(shownLog, keptLog);
   DecodingLog importLog(keptAndShown, options.inputEncoding);
-  // Read the file on a free processor while the bridge imports it.
-  AsciiCheck asciiCheck(input.path());
-  MisplacedTableScan misplacedTables(input.path());
+  // Reads the file on a free processor while the bridge imports it.
+  ExtractSideScan sideScan(input.path());
   const std::string failure = runImport(bridge, options.bridgeId, input.path(), model, importLog);
   log.endPhase();
   // The program's own messages below are printed on a clean line.
   progress.stop();
   if (!failure.empty()) {
-    misplacedTables.cancel();  // before the file is read again, for the context
+    sideScan.cancel();  // before the file is read again, for the context
     log.failure(failure, explainFailure(failure, input));
     return kExitFailure;
   }
@@ -164,11 +162,11 @@ int importAndWrite(ZELModelBridgeImportDllInterface& bridge, const CommandLine& 
   if (input.isStandardInput()) {
     for (ZELMetadataOrigin* origin : model.metadataOrigins()) origin->sourceFile = "-";
   }
-  if (!decodeTexts(model, options.inputEncoding, asciiCheck, log)) return kExitFailure;
+  if (!decodeTexts(model, options.inputEncoding, sideScan, log)) return kExitFailure;
 
   // The bridge skips a table placed at something that is neither a schema
   // nor a catalog without a message; the file tells which.
-  for (const MisplacedTable& table : misplacedTables.result()) {
+  for (const MisplacedTable& table : sideScan.misplacedTables()) {
     log.program(ZEL_SEVERITY_WARNING, program_messages::kMisplacedTable,
                 std::string(table.kind == "VIEW" ? "View " : "Table ") + table.name +
                     " (placed by the TABLE_AT record on line " + std::to_string(table.line) +

@@ -10,6 +10,7 @@
 #include <system_error>
 #include <utility>
 
+#include "file_lines.h"
 #include "pcd/line_explanation.h"
 #include "spare_processor.h"
 
@@ -19,68 +20,19 @@ using CaRepositoryDsOdbcImport::readRecordIds;
 using CaRepositoryDsOdbcImport::readTextAttributes;
 using CaRepositoryDsOdbcImport::RecordIds;
 
-constexpr size_t kBlockBytes = size_t{1} << 20;
-
-// Calls `visit(number, line)` for every line after the first, NUL-terminated
-// without its line break, reading the file in large blocks: lines end at
-// "\n" as the reader's do, and a "\r" before it is dropped. False when the
-// file cannot be read to its end.
-template <class Visit>
-bool forEachLine(const std::string& path, const std::atomic<bool>* stop, Visit visit) {
-  const int file = open(path.c_str(), O_RDONLY | O_CLOEXEC);
-  if (file < 0 && errno == ENOMEM) throw std::bad_alloc();
-  if (file < 0) return false;
-  struct Closer {
-    int file;
-    ~Closer() { close(file); }
-  } closer{file};
-  std::unique_ptr<char[]> block(new char[kBlockBytes + 1]);
-  std::string pending;  // a line that runs on into the next block
-  long number = 0;
-  auto take = [&](char* line, size_t length) {
-    if (++number == 1) return;
-    if (length > 0 && line[length - 1] == '\r') --length;
-    line[length] = '\0';
-    visit(number, line);
-  };
-  for (;;) {
-    if (stop != nullptr && stop->load(std::memory_order_relaxed)) return false;
-    const ssize_t got = read(file, block.get(), kBlockBytes);
-    if (got < 0 && errno == EINTR) continue;
-    if (got < 0) return false;
-    if (got == 0) break;
-    char* cursor = block.get();
-    char* const end = cursor + got;
-    while (cursor < end) {
-      char* const lineEnd = static_cast<char*>(std::memchr(cursor, '\n', end - cursor));
-      if (lineEnd == nullptr) {
-        pending.append(cursor, end);
-        break;
-      }
-      if (pending.empty()) {
-        take(cursor, static_cast<size_t>(lineEnd - cursor));
-      } else {
-        pending.append(cursor, lineEnd);
-        take(&pending[0], pending.size());
-        pending.clear();
-      }
-      cursor = lineEnd + 1;
-    }
-  }
-  if (!pending.empty()) take(&pending[0], pending.size());
-  return true;
-}
-
 // Calls `visit(number, ids, line)` for every record line after the first
 // that `wanted(line)` accepts.
 template <class Wanted, class Visit>
 bool forEachRecord(const std::string& path, const std::atomic<bool>* stop, Wanted wanted,
-                   Visit visit) {
-  return forEachLine(path, stop, [&](long number, const char* line) {
-    if ((line[0] != 'E' && line[0] != 'R') || line[1] != ',' || !wanted(line)) return;
-    const RecordIds ids = readRecordIds(line);
-    if (ids.isRecord) visit(number, ids, line);
-  });
+                   Visit visit, unsigned char* bits = nullptr) {
+  return pcd::cli::forEachLine(
+      path, stop,
+      [&](long number, const char* line) {
+        if ((line[0] != 'E' && line[0] != 'R') || line[1] != ',' || !wanted(line)) return;
+        const RecordIds ids = readRecordIds(line);
+        if (ids.isRecord) visit(number, ids, line);
+      },
+      bits);
 }
 
 bool startsWith(const char* text, const char* prefix, size_t length) {
@@ -165,7 +117,7 @@ bool TableLocations::holdsSchemaOrCatalog(long id) const {
 }
 
 std::vector<MisplacedTable> findMisplacedTables(const std::string& path,
-                                                const std::atomic<bool>* stop) {
+                                                const std::atomic<bool>* stop, bool* allAscii) {
   struct Placement {
     long from;
     long to;
@@ -176,12 +128,15 @@ std::vector<MisplacedTable> findMisplacedTables(const std::string& path,
   // A record of another kind that takes the id of one of these is not
   // looked for: the import would then place the table at that record, and
   // `check` reports the repeated id.
-  const bool read = forEachRecord(path, stop, isLocationOrPlacement,
-                                  [&](long number, const RecordIds& ids, const char*) {
-                                    locations.add(ids.name.c_str(), ids.id, ids.fromId, ids.toId);
-                                    if (ids.name == "TABLE_AT")
-                                      placements.push_back({ids.fromId, ids.toId, number});
-                                  });
+  unsigned char bits = 0;
+  const bool read = forEachRecord(
+      path, stop, isLocationOrPlacement,
+      [&](long number, const RecordIds& ids, const char*) {
+        locations.add(ids.name.c_str(), ids.id, ids.fromId, ids.toId);
+        if (ids.name == "TABLE_AT") placements.push_back({ids.fromId, ids.toId, number});
+      },
+      allAscii != nullptr ? &bits : nullptr);
+  if (allAscii != nullptr) *allAscii = read && (bits & 0x80) == 0;
   if (!read) return {};
 
   using IdSet = std::unordered_set<long, TableLocations::IdHash>;
@@ -235,41 +190,4 @@ std::vector<MisplacedTable> findMisplacedTables(const std::string& path,
                              std::to_string(location->second.line)});
   }
   return misplaced;
-}
-
-MisplacedTableScan::MisplacedTableScan(std::string path) : path_(std::move(path)) {
-  if (!spareProcessor()) return;
-  try {
-    scanner_ = std::thread([this] {
-      // Whatever the scan throws is handed to result(), on the program's thread.
-      try {
-        found_ = findMisplacedTables(path_, &stop_);
-      } catch (const std::exception&) {
-        failure_ = std::current_exception();
-      }
-    });
-  } catch (const std::system_error&) {
-    // No thread to be had: the file is read when the answer is asked for.
-  }
-}
-
-MisplacedTableScan::~MisplacedTableScan() {
-  cancel();
-}
-
-void MisplacedTableScan::cancel() {
-  stop_ = true;
-  if (scanner_.joinable()) scanner_.join();
-  done_ = true;
-}
-
-std::vector<MisplacedTable> MisplacedTableScan::result() {
-  if (scanner_.joinable()) {
-    scanner_.join();
-  } else if (!done_) {
-    found_ = findMisplacedTables(path_, &stop_);
-  }
-  done_ = true;
-  if (failure_) std::rethrow_exception(failure_);
-  return std::move(found_);
 }

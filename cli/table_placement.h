@@ -8,9 +8,7 @@
 #pragma once
 
 #include <atomic>
-#include <exception>
 #include <string>
-#include <thread>
 #include <unordered_map>
 #include <unordered_set>
 #include <vector>
@@ -63,29 +61,9 @@ struct MisplacedTable {
 // Reads the extract at `path` (in one pass, and a second one only when a
 // table is left out) and lists the tables the import left out, in file
 // order. Empty when none, when the file cannot be read, or once `stop` is
-// set. Throws std::bad_alloc when memory runs out.
+// set. With `allAscii`, also tells whether every byte of the file is below
+// 0x80 (false when it could not be read to its end). Throws std::bad_alloc
+// when memory runs out.
 std::vector<MisplacedTable> findMisplacedTables(const std::string& path,
-                                                const std::atomic<bool>* stop = nullptr);
-
-// findMisplacedTables on a second thread while the import runs, when a
-// processor is free for it; otherwise when the answer is asked for.
-class MisplacedTableScan {
- public:
-  explicit MisplacedTableScan(std::string path);
-  ~MisplacedTableScan();
-  MisplacedTableScan(const MisplacedTableScan&) = delete;
-  MisplacedTableScan& operator=(const MisplacedTableScan&) = delete;
-
-  // The tables left out; rethrows what the scan threw (out of memory).
-  std::vector<MisplacedTable> result();
-  // Ends a scan whose answer is no longer needed (a failed import).
-  void cancel();
-
- private:
-  std::string path_;
-  std::thread scanner_;
-  std::atomic<bool> stop_{false};
-  std::vector<MisplacedTable> found_;
-  std::exception_ptr failure_;
-  bool done_ = false;
-};
+                                                const std::atomic<bool>* stop = nullptr,
+                                                bool* allAscii = nullptr);
