@@ -109,28 +109,23 @@ std::string apply(const OptionDefinition& definition, const std::string& value,
       break;
     case OptionId::kFormat:
       if (findOutputFormat(value) == nullptr) {
-        std::string names;
-        for (const OutputFormat& format : outputFormats()) {
-          names += names.empty() ? "" : ", ";
-          names += format.name;
-        }
-        return "unknown format '" + value + "'; use one of: " + names;
+        return "unknown format '" + value + "'; use one of: " + outputFormatNames(0);
       }
       options.format = value;
       break;
     case OptionId::kCompact:
-      options.compact = true;
+      options.writer.compact = true;
       break;
     case OptionId::kSchema:
-      options.schemas.push_back(value);
+      options.writer.schemas.push_back(value);
       break;
     case OptionId::kColumns:
       if (value == "all") {
-        options.columns = DiagramColumns::kAll;
+        options.writer.columns = DiagramColumns::kAll;
       } else if (value == "keys") {
-        options.columns = DiagramColumns::kKeys;
+        options.writer.columns = DiagramColumns::kKeys;
       } else if (value == "none") {
-        options.columns = DiagramColumns::kNone;
+        options.writer.columns = DiagramColumns::kNone;
       } else {
         return "unknown column choice '" + value + "'; use all, keys or none";
       }
@@ -185,14 +180,14 @@ std::string apply(const OptionDefinition& definition, const std::string& value,
         }
         return "unknown dialect '" + value + "'; use one of: " + names;
       }
-      options.dialect = value;
+      options.writer.dialect = value;
       break;
     }
     case OptionId::kForce:
       options.force = true;
       break;
     case OptionId::kNativeTypes:
-      options.nativeTypes = true;
+      options.writer.nativeTypes = true;
       break;
     case OptionId::kInputEncoding:
       if (!isKnownEncoding(value)) {
@@ -305,31 +300,86 @@ ParsedCommandLine parseCommandLine(int argc, const char* const* argv) {
   return result;
 }
 
-const char* usageText() {
-  return "Usage: pcd-import [options] FILE.pcd\n"
-         "       pcd-import check [--format text|json] FILE...\n"
-         "       pcd-import diff [--format text|json] OLD NEW\n"
-         "       pcd-import lint [--config FILE] [--format text|json|sarif] SOURCE...\n"
-         "       pcd-import snapshot [-o FILE.pcd] URL\n"
-         "Imports a PCD file through the bridge plug-in and writes the resulting model.\n"
-         "FILE.pcd '-' reads standard input; '-o -' writes standard output.\n"
-         "\n"
-         "Options:\n"
-         "  -o, --output FILE     write to FILE instead of standard output; FILE is\n"
-         "                        replaced only when the import succeeds; --format\n"
-         "                        markdown writes the folder FILE\n"
-         "  -f, --format FORMAT   json (the model, default), summary (one line of counts),\n"
-         "                        sql (a DDL script), dot, svg or mermaid (diagrams), dbml,\n"
-         "                        html (a browsable catalog page), markdown (a folder)\n"
-         "      --compact         JSON without indentation or line breaks\n"
-         "      --dialect NAME    SQL dialect of --format sql: postgresql (default),\n"
-         "                        mysql or sqlite\n"
-         "      --native-types    SQL with the extract's own type names\n"
-         "      --force           markdown: write into a folder that holds other files\n"
-         "      --schema NAME     dot, svg, mermaid, dbml, html, markdown: only this\n"
-         "                        schema (NAME or CATALOG.NAME); repeat for more\n"
-         "      --columns WHICH   dot, svg, mermaid: all columns (default), keys (only\n"
-         "                        key columns) or none (tables and relations only)\n"
+namespace {
+
+constexpr size_t kHelpWidth = 80;
+constexpr size_t kHelpIndent = 24;  // where an option's text starts
+
+// An option's line: `head` ("  -f, --format FORMAT") and `text` wrapped at
+// kHelpWidth, its further lines indented to kHelpIndent.
+std::string optionHelp(const std::string& head, const std::string& text) {
+  std::string help = head + std::string(kHelpIndent - head.size(), ' ');
+  size_t column = kHelpIndent, start = 0;
+  bool first = true;
+  while (start < text.size()) {
+    size_t end = text.find(' ', start);
+    if (end == std::string::npos) end = text.size();
+    const size_t length = end - start;
+    if (!first && column + 1 + length > kHelpWidth) {
+      help += "\n" + std::string(kHelpIndent, ' ');
+      column = kHelpIndent;
+    } else if (!first) {
+      help += ' ';
+      ++column;
+    }
+    help.append(text, start, length);
+    column += length;
+    first = false;
+    start = end + 1;
+  }
+  return help + "\n";
+}
+
+// "json (the model, default), summary (...), dot, svg or mermaid (diagrams)":
+// formats next to each other with the same help are named together.
+std::string formatList() {
+  const std::vector<OutputFormat>& formats = outputFormats();
+  std::string list;
+  for (size_t i = 0; i < formats.size();) {
+    size_t end = i + 1;
+    while (end < formats.size() && formats[end].help == formats[i].help) ++end;
+    if (!list.empty()) list += ", ";
+    for (size_t f = i; f < end; ++f) {
+      if (f > i) list += f + 1 == end ? " or " : ", ";
+      list += formats[f].name;
+    }
+    if (!formats[i].help.empty()) list += " (" + std::string(formats[i].help) + ")";
+    i = end;
+  }
+  return list;
+}
+
+}  // namespace
+
+std::string usageText() {
+  return std::string(
+             "Usage: pcd-import [options] FILE.pcd\n"
+             "       pcd-import check [--format text|json] FILE...\n"
+             "       pcd-import diff [--format text|json] OLD NEW\n"
+             "       pcd-import lint [--config FILE] [--format text|json|sarif] SOURCE...\n"
+             "       pcd-import snapshot [-o FILE.pcd] URL\n"
+             "Imports a PCD file through the bridge plug-in and writes the resulting model.\n"
+             "FILE.pcd '-' reads standard input; '-o -' writes standard output.\n"
+             "\n"
+             "Options:\n") +
+         optionHelp("  -o, --output FILE",
+                    "write to FILE instead of standard output; FILE is replaced only when the "
+                    "import succeeds; --format " +
+                        outputFormatNames(kReadsForce) + " writes the folder FILE") +
+         optionHelp("  -f, --format FORMAT", formatList()) +
+         "      --compact         JSON without indentation or line breaks\n" +
+         optionHelp("      --dialect NAME", "SQL dialect of --format " +
+                                                outputFormatNames(kReadsDialect) +
+                                                ": postgresql (default), mysql or sqlite") +
+         "      --native-types    SQL with the extract's own type names\n" +
+         optionHelp("      --force", outputFormatNames(kReadsForce) +
+                                         ": write into a folder that holds other files") +
+         optionHelp("      --schema NAME",
+                    outputFormatNames(kReadsSchemas) +
+                        ": only this schema (NAME or CATALOG.NAME); repeat for more") +
+         optionHelp("      --columns WHICH", outputFormatNames(kReadsColumns) +
+                                                 ": all columns (default), keys (only key "
+                                                 "columns) or none (tables and relations only)") +
          "      --bridge-id ID    bridge identifier handed to the plug-in\n"
          "                        (default CaRepositoryDsOdbcImport)\n"
          "      --plugin PATH     the plug-in library (default: $PCD_IMPORT_PLUGIN, else\n"

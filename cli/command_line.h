@@ -13,12 +13,8 @@ struct CommandLine {
   std::string pcdFile;          // the one file argument, as given
   std::string outputPath;       // empty: standard output
   std::string format = "json";  // a name from outputFormats()
-  bool compact = false;
-  std::vector<std::string> schemas;  // --schema, repeatable: diagram formats and DBML
-  DiagramColumns columns = DiagramColumns::kAll;
-  std::string dialect = "postgresql";  // --format sql: a name from sqlDialectNames()
-  bool nativeTypes = false;
-  bool force = false;  // --format markdown: write into a folder holding other files
+  WriterOptions writer;         // --compact, --schema, --columns, --dialect, --native-types
+  bool force = false;           // a folder format: write into a folder holding other files
   std::string bridgeId = "CaRepositoryDsOdbcImport";
   std::string pluginPath;  // empty: the default location
   bool quiet = false;
@@ -55,4 +51,4 @@ std::vector<std::string> ignoredFormatOptions(const CommandLine& options);
 ParsedCommandLine parseCommandLine(int argc, const char* const* argv);
 
 // The text printed by --help.
-const char* usageText();
+std::string usageText();

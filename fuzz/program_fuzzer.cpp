@@ -13,6 +13,7 @@
 #include <cstdlib>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include <nlohmann/json.hpp>
 
@@ -69,21 +70,22 @@ void fail(const std::string& format, const char* what) {
   std::abort();
 }
 
-// Writes the model in one format to memory and checks the bytes.
+// Writes the model in one format to memory and checks the bytes of each
+// file.
 void writeAndCheck(const OutputFormat& format, const WriterOptions& options,
                    const ModelSource& source) {
-  char* bytes = nullptr;
-  size_t size = 0;
-  std::FILE* out = open_memstream(&bytes, &size);
-  if (out == nullptr) std::abort();
-  const std::string error = format.make(options)->write(source, out);
-  if (std::fclose(out) != 0) std::abort();
-  const std::string text(bytes ? bytes : "", size);
-  std::free(bytes);
+  FolderSink sink;  // a file format writes one file into it
+  const std::string error = format.make(options)->write(source, sink);
+  std::vector<FolderFile> files;
+  if (!sink.finish(files)) std::abort();
   const std::string name(format.name);
   if (!error.empty()) return;  // refused with a reason: the program writes nothing
-  if (!isUtf8(text)) fail(name, "invalid UTF-8 in the");
-  if (format.name == "json" && !nlohmann::json::accept(text)) fail(name, "invalid JSON in the");
+  for (const FolderFile& file : files) {
+    if (!isUtf8(file.bytes)) fail(name, "invalid UTF-8 in the");
+    if (format.name == "json" && file.name.empty() && !nlohmann::json::accept(file.bytes)) {
+      fail(name, "invalid JSON in the");
+    }
+  }
 }
 
 }  // namespace

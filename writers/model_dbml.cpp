@@ -219,22 +219,20 @@ class DbmlDocument {
   UniqueNames refNames_;
 };
 
-class DbmlModelWriter final : public ModelWriter {
+class DbmlModelWriter final : public DiagramModelWriter {
  public:
-  explicit DbmlModelWriter(WriterOptions options) : options_(std::move(options)) {
-    options_.columns = DiagramColumns::kAll;  // a schema, not a picture: always whole
-  }
-  std::string write(const ModelSource& source, std::FILE* out) override {
-    Diagram diagram;
-    const std::string error = selectDiagram(source.model, options_, diagram);
-    if (!error.empty()) return error;
-    const std::string text = DbmlDocument(diagram).write(source);
-    std::fwrite(text.data(), 1, text.size(), out);  // a write error stays in the stream
-    return "";
-  }
+  explicit DbmlModelWriter(WriterOptions options) : DiagramModelWriter(everyColumn(options)) {}
 
  private:
-  WriterOptions options_;
+  // A schema, not a picture: always whole.
+  static WriterOptions everyColumn(WriterOptions options) {
+    options.columns = DiagramColumns::kAll;
+    return options;
+  }
+  std::string draw(const ModelSource& source, const Diagram& diagram, std::string& text) override {
+    text = DbmlDocument(diagram).write(source);
+    return "";
+  }
 };
 
 }  // namespace

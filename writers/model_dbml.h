@@ -5,6 +5,7 @@
 
 #include <memory>
 
+#include "diagram_writer.h"
 #include "model_writer.h"
 
 std::unique_ptr<ModelWriter> makeDbmlModelWriter(const WriterOptions& options);

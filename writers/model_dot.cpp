@@ -138,20 +138,15 @@ std::string diagramAsDot(const Diagram& diagram, const DotStyle& style) {
 
 namespace {
 
-class DotModelWriter final : public ModelWriter {
+class DotModelWriter final : public DiagramModelWriter {
  public:
-  explicit DotModelWriter(WriterOptions options) : options_(std::move(options)) {}
-  std::string write(const ModelSource& source, std::FILE* out) override {
-    Diagram diagram;
-    std::string error = selectDiagram(source.model, options_, diagram);
-    if (!error.empty()) return error;
-    const std::string dot = diagramAsDot(diagram);
-    std::fwrite(dot.data(), 1, dot.size(), out);  // a write error stays in the stream
-    return "";
-  }
+  using DiagramModelWriter::DiagramModelWriter;
 
  private:
-  WriterOptions options_;
+  std::string draw(const ModelSource&, const Diagram& diagram, std::string& text) override {
+    text = diagramAsDot(diagram);
+    return "";
+  }
 };
 
 }  // namespace

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "diagram_selection.h"
+#include "diagram_writer.h"
 #include "model_writer.h"
 
 // What the drawn formats add to the dot format's graph: limits that keep

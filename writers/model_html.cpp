@@ -426,9 +426,11 @@ class HtmlModelWriter final : public ModelWriter {
  public:
   explicit HtmlModelWriter(std::vector<std::string> schemas) : schemas_(std::move(schemas)) {}
 
-  std::string write(const ModelSource& source, std::FILE* out) override {
+  std::string write(const ModelSource& source, OutputSink& sink) override {
     if (std::string error = outlineModel(source.model, schemas_, outline_); !error.empty())
       return error;
+    std::FILE* out = sink.file("");
+    if (out == nullptr) return "out of memory";
     objectIndex_.assign(outline_.tables.size(), 0);
     size_t next = 0;
     for (const OutlineSchema& schema : outline_.schemas) {

@@ -649,7 +649,9 @@ namespace {
 class JsonModelWriter final : public ModelWriter {
  public:
   explicit JsonModelWriter(bool compact) : compact_(compact) {}
-  std::string write(const ModelSource& source, std::FILE* out) override {
+  std::string write(const ModelSource& source, OutputSink& sink) override {
+    std::FILE* out = sink.file("");
+    if (out == nullptr) return "out of memory";
     JsonWriter json(out, compact_ ? JsonWriter::Style::kCompact : JsonWriter::Style::kPretty);
     // The tables are laid out ahead on a second thread only when it has a
     // processor of its own (measured: about 9% less time for 10^5 tables; as

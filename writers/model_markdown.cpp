@@ -107,24 +107,19 @@ std::string columnList(const ZELKey& key) {
 
 class MarkdownModelWriter final : public ModelWriter {
  public:
-  std::string write(const ModelSource&, std::FILE*) override {
-    return "the markdown format writes a folder: name it with -o DIR";
-  }
-
   explicit MarkdownModelWriter(std::vector<std::string> schemas) : schemas_(std::move(schemas)) {}
 
-  std::string writeFolder(const ModelSource& source, std::vector<FolderFile>& files) override {
+  // README.md, then one page per table; the sink lists them.
+  std::string write(const ModelSource& source, OutputSink& sink) override {
     if (std::string error = outlineModel(source.model, schemas_, outline_); !error.empty())
       return error;
     FileNames names;
     for (const OutlineTable& table : outline_.tables)
       fileNames_.push_back(names.take(table.anchor));
-    files.push_back({"README.md", readme(source)});
-    for (size_t t = 0; t < outline_.tables.size(); ++t)
-      files.push_back({fileNames_[t], tablePage(t)});
-    std::string list;
-    for (const FolderFile& file : files) list += file.name + "\n";
-    files.push_back({kFolderFileList, list});
+    if (!putFile(sink, "README.md", readme(source))) return "out of memory";
+    for (size_t t = 0; t < outline_.tables.size(); ++t) {
+      if (!putFile(sink, fileNames_[t], tablePage(t))) return "out of memory";
+    }
     return "";
   }
 

@@ -173,20 +173,15 @@ std::string diagramAsMermaid(const Diagram& diagram) {
 
 namespace {
 
-class MermaidModelWriter final : public ModelWriter {
+class MermaidModelWriter final : public DiagramModelWriter {
  public:
-  explicit MermaidModelWriter(WriterOptions options) : options_(std::move(options)) {}
-  std::string write(const ModelSource& source, std::FILE* out) override {
-    Diagram diagram;
-    const std::string error = selectDiagram(source.model, options_, diagram);
-    if (!error.empty()) return error;
-    const std::string text = diagramAsMermaid(diagram);
-    std::fwrite(text.data(), 1, text.size(), out);  // a write error stays in the stream
-    return "";
-  }
+  using DiagramModelWriter::DiagramModelWriter;
 
  private:
-  WriterOptions options_;
+  std::string draw(const ModelSource&, const Diagram& diagram, std::string& text) override {
+    text = diagramAsMermaid(diagram);
+    return "";
+  }
 };
 
 }  // namespace

@@ -8,6 +8,7 @@
 
 #include "diagram_selection.h"
 
+#include "diagram_writer.h"
 #include "model_writer.h"
 
 // The erDiagram text of a diagram.

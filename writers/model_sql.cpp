@@ -665,7 +665,9 @@ class SqlModelWriter final : public ModelWriter {
  public:
   SqlModelWriter(SqlDialect dialect, bool nativeTypes, std::string toolVersion)
       : dialect_(dialect), nativeTypes_(nativeTypes), toolVersion_(std::move(toolVersion)) {}
-  std::string write(const ModelSource& source, std::FILE* out) override {
+  std::string write(const ModelSource& source, OutputSink& sink) override {
+    std::FILE* out = sink.file("");
+    if (out == nullptr) return "out of memory";
     return writeSqlScript(source, dialect_, nativeTypes_, toolVersion_, out);
   }
 

@@ -85,7 +85,9 @@ namespace {
 
 class SummaryModelWriter final : public ModelWriter {
  public:
-  std::string write(const ModelSource& source, std::FILE* out) override {
+  std::string write(const ModelSource& source, OutputSink& sink) override {
+    std::FILE* out = sink.file("");
+    if (out == nullptr) return "out of memory";
     std::fprintf(out, "%s\n", formatSummary(countModel(source.model)).c_str());
     return "";
   }

@@ -386,23 +386,15 @@ unsigned char drawInChild(const std::string& request, std::string& reply) {
   return kNotDrawn;
 }
 
-class SvgModelWriter final : public ModelWriter {
+class SvgModelWriter final : public DiagramModelWriter {
  public:
-  explicit SvgModelWriter(WriterOptions options) : options_(std::move(options)) {}
-  std::string write(const ModelSource& source, std::FILE* out) override {
-    Diagram diagram;
-    std::string error = selectDiagram(source.model, options_, diagram);
-    if (!error.empty()) return error;
-    SvgDrawing drawing;
-    std::string svg;
-    error = drawing.draw(diagram, svg);
-    if (!error.empty()) return error;
-    std::fwrite(svg.data(), 1, svg.size(), out);  // a write error stays in the stream
-    return "";
-  }
+  using DiagramModelWriter::DiagramModelWriter;
 
  private:
-  WriterOptions options_;
+  std::string draw(const ModelSource&, const Diagram& diagram, std::string& text) override {
+    SvgDrawing drawing;
+    return drawing.draw(diagram, text);
+  }
 };
 
 }  // namespace

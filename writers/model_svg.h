@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "diagram_selection.h"
+#include "diagram_writer.h"
 #include "model_writer.h"
 
 class DrawingProcess;

@@ -12,23 +12,15 @@
 
 const std::vector<OutputFormat>& outputFormats() {
   static const std::vector<OutputFormat> formats = {
-      {"json", "the whole model (default; --compact: without white space)", makeJsonModelWriter,
-       kReadsCompact},
-      {"summary", "one line of object counts", makeSummaryModelWriter},
-      {"sql", "DDL script (--dialect postgresql|mysql|sqlite, --native-types)", makeSqlModelWriter,
-       kReadsDialect},
-      {"dot", "a Graphviz graph of the tables, views and their relations", makeDotModelWriter,
-       kReadsSchemas | kReadsColumns},
-      {"svg", "the Graphviz graph laid out and drawn as SVG", makeSvgModelWriter,
-       kReadsSchemas | kReadsColumns},
-      {"mermaid", "a Mermaid entity-relationship diagram (erDiagram)", makeMermaidModelWriter,
-       kReadsSchemas | kReadsColumns},
-      {"dbml", "the tables and views, keys, indexes and references in DBML", makeDbmlModelWriter,
-       kReadsSchemas},
-      {"html", "a browsable catalog in one self-contained HTML page", makeHtmlModelWriter,
-       kReadsSchemas},
-      {"markdown", "a folder of Markdown pages (-o DIR) with Mermaid diagrams",
-       makeMarkdownModelWriter, kReadsSchemas | kReadsForce, true},
+      {"json", "the model, default", makeJsonModelWriter, kReadsCompact},
+      {"summary", "one line of counts", makeSummaryModelWriter},
+      {"sql", "a DDL script", makeSqlModelWriter, kReadsDialect},
+      {"dot", "diagrams", makeDotModelWriter, kReadsSchemas | kReadsColumns},
+      {"svg", "diagrams", makeSvgModelWriter, kReadsSchemas | kReadsColumns},
+      {"mermaid", "diagrams", makeMermaidModelWriter, kReadsSchemas | kReadsColumns},
+      {"dbml", "", makeDbmlModelWriter, kReadsSchemas},
+      {"html", "a browsable catalog page", makeHtmlModelWriter, kReadsSchemas},
+      {"markdown", "a folder", makeMarkdownModelWriter, kReadsSchemas | kReadsForce, true},
   };
   return formats;
 }
@@ -38,4 +30,14 @@ const OutputFormat* findOutputFormat(std::string_view name) {
     if (format.name == name) return &format;
   }
   return nullptr;
+}
+
+std::string outputFormatNames(unsigned reads) {
+  std::string names;
+  for (const OutputFormat& format : outputFormats()) {
+    if (reads != 0 && (format.reads & reads) == 0) continue;
+    names += names.empty() ? "" : ", ";
+    names += format.name;
+  }
+  return names;
 }

@@ -1,15 +1,17 @@
 // The model writers: each output format turns an imported host model into
-// bytes on a stdio stream. The program picks a writer by format name; adding
-// a format is one writer file and one row in the format table.
+// the bytes of a file or of a folder's files. The program picks a writer by
+// format name; adding a format is one writer file and one row in the format
+// table, from which the help, the option checks and the documentation's
+// lists of formats follow.
 #pragma once
 
-#include <cstdio>
 #include <memory>
 #include <string>
 #include <string_view>
 #include <vector>
 
 #include "model/zel_model.h"
+#include "output_sink.h"
 #include "zel_log.h"
 
 // What the user chose for the formats that look at it; each writer ignores
@@ -36,32 +38,14 @@ struct ModelSource {
   std::string_view sourceFile;
 };
 
-// The file, last of a folder's files, that names every file written there:
-// the program recognises a folder it wrote by it.
-constexpr char kFolderFileList[] = ".pcd-import-files";
-
-// One file of a format that writes a folder: its name in the folder and
-// its bytes.
-struct FolderFile {
-  std::string name;
-  std::string bytes;
-};
-
 class ModelWriter {
  public:
   virtual ~ModelWriter() = default;
-  // Formats that write a folder (OutputFormat::writesFolder): the files in
-  // `files`, which the caller puts in place only when all of them exist.
-  // Returns "" or why the model cannot be written.
-  virtual std::string writeFolder(const ModelSource& source, std::vector<FolderFile>& files) {
-    (void)source;
-    (void)files;
-    return "this format writes one file, not a folder";
-  }
-  // Writes the whole document to `out`. Returns "" when the model could be
+  // Writes the whole document into `sink`: one file, or the files of a
+  // folder (OutputFormat::writesFolder). Returns "" when the model could be
   // written, otherwise why not (naming the object); the caller then throws
-  // the output away. Stream errors are left in the stream for the caller.
-  virtual std::string write(const ModelSource& source, std::FILE* out) = 0;
+  // the output away.
+  virtual std::string write(const ModelSource& source, OutputSink& sink) = 0;
 };
 
 // The options of WriterOptions (and --force) a format reads, as flags.
@@ -75,13 +59,18 @@ enum FormatOptions : unsigned {
 
 struct OutputFormat {
   std::string_view name;
-  std::string_view description;  // one line, for --help
+  // What --help says of it, in a few words ("" none); formats next to each
+  // other with the same words are listed together: "dot, svg (diagrams)".
+  std::string_view help;
   std::unique_ptr<ModelWriter> (*make)(const WriterOptions& options);
   unsigned reads = 0;         // FormatOptions
-  bool writesFolder = false;  // -o names a folder; see ModelWriter::writeFolder
+  bool writesFolder = false;  // -o names a folder, written through a FolderSink
 };
 
 // Every format, in the order --help lists them; the first is the default.
 const std::vector<OutputFormat>& outputFormats();
 // The format of that name, or nullptr.
 const OutputFormat* findOutputFormat(std::string_view name);
+// The names of the formats that read any of `reads` (FormatOptions; 0:
+// every format), in the table's order: "dot, svg, mermaid".
+std::string outputFormatNames(unsigned reads);

@@ -80,8 +80,9 @@ std::string compactJson(const ImportResult& result) {
   std::FILE* stream = open_memstream(&data, &size);
   WriterOptions options;
   options.compact = true;
-  EXPECT_EQ(
-      findOutputFormat("json")->make(options)->write({*result.model, result.log, "x"}, stream), "");
+  StreamSink sink(stream);
+  EXPECT_EQ(findOutputFormat("json")->make(options)->write({*result.model, result.log, "x"}, sink),
+            "");
   std::fclose(stream);
   std::string text(data, size);
   std::free(data);

@@ -1,4 +1,5 @@
-// The man page and the bash completion know every option --help lists.
+// The man page and the bash completion know every option --help lists and
+// every format of the program's format table.
 #include <regex>
 #include <string>
 
@@ -29,6 +30,33 @@ TEST(Documentation, ManPageAndCompletionListEveryOption) {
         << option << " missing in the completion";
   }
   EXPECT_GE(options, 10);
+
+  // The program names its formats when the one asked for is unknown.
+  const ProgramResult unknown = runProgram({{"-f", "?", "x.pcd"}, "", {}});
+  const std::string listed = "use one of: ";
+  const size_t at = unknown.err.find(listed);
+  ASSERT_NE(at, std::string::npos) << unknown.err;
+  const std::string names =
+      unknown.err.substr(at + listed.size(), unknown.err.find('\n', at) - at - listed.size());
+  std::smatch completed;
+  ASSERT_TRUE(
+      std::regex_search(completion, completed,
+                        std::regex(R"re(--format\)\s+COMPREPLY=\(\$\(compgen -W "([^"]*)")re")));
+  const std::string completedFormats = " " + completed[1].str() + " ";
+  const size_t manFormats = manPage.find("--format\\fR \\fIFORMAT");
+  const std::string manList =
+      manPage.substr(manFormats, manPage.find(".TP", manFormats) - manFormats);
+  int formats = 0;
+  const std::regex word("[a-z]+");
+  for (std::sregex_iterator name(names.begin(), names.end(), word), end; name != end;
+       ++name, ++formats) {
+    const std::string format = name->str();
+    EXPECT_NE(completedFormats.find(" " + format + " "), std::string::npos)
+        << format << " missing in the completion's formats";
+    EXPECT_NE(manList.find("\\fB" + format + "\\fR"), std::string::npos)
+        << format << " missing in the man page's formats";
+  }
+  EXPECT_GE(formats, 2);
 }
 
 }  // namespace

@@ -31,7 +31,8 @@ std::string writeCompact(const ZELModel& model) {
   const std::vector<ZELLogEvent> log;
   WriterOptions options;
   options.compact = true;
-  EXPECT_EQ(makeJsonModelWriter(options)->write({model, log, "x.pcd"}, out), "");
+  StreamSink sink(out);
+  EXPECT_EQ(makeJsonModelWriter(options)->write({model, log, "x.pcd"}, sink), "");
   std::fclose(out);
   std::string text(bytes, size);
   std::free(bytes);

@@ -1,0 +1,24 @@
+// What the diagram formats share: the tables, views and relations that
+// --schema and --columns choose (selectDiagram), written as one file. Each
+// format adds only its syntax.
+#pragma once
+
+#include <string>
+
+#include "diagram_selection.h"
+#include "model_writer.h"
+
+class DiagramModelWriter : public ModelWriter {
+ public:
+  explicit DiagramModelWriter(WriterOptions options) : options_(std::move(options)) {}
+  std::string write(const ModelSource& source, OutputSink& sink) final;
+
+ protected:
+  // The diagram of `source` in the format's syntax, in `text`. Returns ""
+  // or why it cannot be drawn.
+  virtual std::string draw(const ModelSource& source, const Diagram& diagram,
+                           std::string& text) = 0;
+
+ private:
+  WriterOptions options_;
+};
