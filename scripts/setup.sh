@@ -43,8 +43,10 @@ test_packages=(
   "clang-format clang-format"
   "nlohmann-json3-dev /usr/include/nlohmann/json.hpp"  # the program fuzzer's JSON check
   # Diagrams: Graphviz renders the dot output, Chromium renders Mermaid,
-  # node runs the reference parsers of tests/js.
+  # PlantUML renders the plantuml output, node runs the reference parsers
+  # of tests/js.
   "graphviz dot"
+  "plantuml plantuml"
   "chromium chromium"
   "nodejs node"
   "npm npm"

@@ -10,6 +10,9 @@
 #include "model_summary.h"
 #include "model_svg.h"
 
+// The plantuml format's one entry point (model_plantuml.cpp).
+std::unique_ptr<ModelWriter> makePlantUmlModelWriter(const WriterOptions& options);
+
 const std::vector<OutputFormat>& outputFormats() {
   static const std::vector<OutputFormat> formats = {
       {"json", "the model, default", makeJsonModelWriter, kReadsCompact},
@@ -18,6 +21,7 @@ const std::vector<OutputFormat>& outputFormats() {
       {"dot", "diagrams", makeDotModelWriter, kReadsSchemas | kReadsColumns},
       {"svg", "diagrams", makeSvgModelWriter, kReadsSchemas | kReadsColumns},
       {"mermaid", "diagrams", makeMermaidModelWriter, kReadsSchemas | kReadsColumns},
+      {"plantuml", "diagrams", makePlantUmlModelWriter, kReadsSchemas | kReadsColumns},
       {"dbml", "", makeDbmlModelWriter, kReadsSchemas},
       {"html", "a browsable catalog page", makeHtmlModelWriter, kReadsSchemas},
       {"markdown", "a folder", makeMarkdownModelWriter, kReadsSchemas | kReadsForce, true},

@@ -259,4 +259,70 @@ TEST_F(DiagramFormats, WideTablesAndLongNamesAreDrawnInBoundedTime) {
   EXPECT_NE(text.find(longName), std::string::npos);
 }
 
+// Text with PlantUML's and XML's character references (&#34;, <U+005C>,
+// &lt;) replaced by the characters, in UTF-8.
+std::string withoutReferences(const std::string& text) {
+  static const std::regex reference("&#([0-9]+);|<U\\+([0-9A-F]{4})>|&(lt|gt|amp|quot);");
+  std::string plain;
+  auto from = text.cbegin();
+  for (std::sregex_iterator match(text.begin(), text.end(), reference), end; match != end;
+       ++match) {
+    plain.append(from, (*match)[0].first);
+    from = (*match)[0].second;
+    const std::string named = (*match)[3];
+    unsigned long code = named == "lt" ? '<' : named == "gt" ? '>' : named == "amp" ? '&' : '"';
+    if (named.empty()) {
+      code = (*match)[1].matched ? std::stoul((*match)[1]) : std::stoul((*match)[2], nullptr, 16);
+    }
+    if (code < 0x80) {
+      plain += static_cast<char>(code);
+      continue;
+    }
+    const int more = code < 0x800 ? 1 : code < 0x10000 ? 2 : 3;
+    plain += static_cast<char>(((0xFF00 >> (more + 1)) & 0xFF) | (code >> (6 * more)));
+    for (int i = more - 1; i >= 0; --i)
+      plain += static_cast<char>(0x80 | ((code >> (6 * i)) & 0x3F));
+  }
+  return plain.append(from, text.cend());
+}
+
+// Debian's PlantUML draws the plantuml output of the sample, a real catalog
+// and hostile names without an error, one entity per table and view, each
+// under its own name.
+TEST(PlantUmlFormat, DrawsEveryTableUnderItsName) {
+  ASSERT_EQ(runCommand("command -v plantuml").exitCode, 0)
+      << "plantuml is missing; run scripts/setup.sh";
+  const TemporaryFolder folder;
+  const std::vector<std::string> inputs = {kSourceDir + "/examples/sample.pcd",
+                                           kSourceDir + "/tests/data/corpus/bacula.postgresql.pcd",
+                                           kSourceDir + "/tests/data/hostile_names.pcd"};
+  std::string sources;
+  for (size_t i = 0; i < inputs.size(); ++i) {
+    writeFormat({"-f", "plantuml", inputs[i]}, folder.file(std::to_string(i) + ".puml"));
+    sources += " " + shellWord(folder.file(std::to_string(i) + ".puml"));
+  }
+  // One run for all three: PlantUML takes seconds to start.
+  const CommandResult drawn = runCommand("plantuml -tsvg -failfast2" + sources);
+  ASSERT_EQ(drawn.exitCode, 0) << drawn.output;
+  const std::regex entity("\n  entity \"([^\"]*)\" as e[0-9]+");
+  for (size_t i = 0; i < inputs.size(); ++i) {
+    const std::string text = readFile(folder.file(std::to_string(i) + ".puml"));
+    const std::string svg = withoutReferences(readFile(folder.file(std::to_string(i) + ".svg")));
+    // PlantUML draws what went wrong in place of the diagram, with status 0.
+    EXPECT_EQ(svg.find("Syntax Error"), std::string::npos) << inputs[i];
+    EXPECT_EQ(svg.find("An error has occured"), std::string::npos) << inputs[i];
+    size_t entities = 0;
+    for (std::sregex_iterator match(text.begin(), text.end(), entity), end; match != end;
+         ++match, ++entities) {
+      const std::string name = withoutReferences((*match)[1]);
+      EXPECT_NE(svg.find(">" + name + "<"), std::string::npos) << inputs[i] << ": " << name;
+    }
+    const ProgramResult counts = runProgram({{"-q", "-f", "summary", inputs[i]}, "", {}});
+    std::smatch tables, views;
+    ASSERT_TRUE(std::regex_search(counts.out, tables, std::regex(" tables=([0-9]+)")));
+    ASSERT_TRUE(std::regex_search(counts.out, views, std::regex(" views=([0-9]+)")));
+    EXPECT_EQ(entities, std::stoul(tables[1]) + std::stoul(views[1])) << inputs[i];
+  }
+}
+
 }  // namespace
