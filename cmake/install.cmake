@@ -34,14 +34,14 @@ install(DIRECTORY host/ DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/zelhost
 set(PCD_CMAKE_DIR ${CMAKE_INSTALL_LIBDIR}/cmake/PcdImport)
 install(EXPORT PcdImportTargets NAMESPACE PcdImport:: DESTINATION ${PCD_CMAKE_DIR})
 configure_package_config_file(cmake/PcdImportConfig.cmake.in
-  ${CMAKE_BINARY_DIR}/PcdImportConfig.cmake INSTALL_DESTINATION ${PCD_CMAKE_DIR})
-write_basic_package_version_file(${CMAKE_BINARY_DIR}/PcdImportConfigVersion.cmake
+  ${PROJECT_BINARY_DIR}/PcdImportConfig.cmake INSTALL_DESTINATION ${PCD_CMAKE_DIR})
+write_basic_package_version_file(${PROJECT_BINARY_DIR}/PcdImportConfigVersion.cmake
   COMPATIBILITY SameMajorVersion)
-install(FILES ${CMAKE_BINARY_DIR}/PcdImportConfig.cmake
-  ${CMAKE_BINARY_DIR}/PcdImportConfigVersion.cmake DESTINATION ${PCD_CMAKE_DIR})
+install(FILES ${PROJECT_BINARY_DIR}/PcdImportConfig.cmake
+  ${PROJECT_BINARY_DIR}/PcdImportConfigVersion.cmake DESTINATION ${PCD_CMAKE_DIR})
 
 # The .pc file names its prefix relative to itself, so the tree can move.
 file(RELATIVE_PATH PCD_PC_TO_PREFIX
   ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig ${CMAKE_INSTALL_PREFIX})
-configure_file(cmake/zelhost.pc.in ${CMAKE_BINARY_DIR}/zelhost.pc @ONLY)
-install(FILES ${CMAKE_BINARY_DIR}/zelhost.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+configure_file(cmake/zelhost.pc.in ${PROJECT_BINARY_DIR}/zelhost.pc @ONLY)
+install(FILES ${PROJECT_BINARY_DIR}/zelhost.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)

@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # Installs a build into a folder of its own, checks that the installed
 # program imports the sample, and builds a small program against the
-# installed host library, through find_package and through pkg-config.
+# installed host library, through find_package and through pkg-config; then
+# builds the same program with the source tree as a part of its project.
 #   run.sh BUILD_DIR WORK_DIR SOURCE_DIR CXX GENERATOR
 set -euo pipefail
 build=$1 work=$2 source=$3 cxx=$4 generator=$5
@@ -25,4 +26,8 @@ libdir=$(PKG_CONFIG_PATH=$pc_dir pkg-config --variable=libdir zelhost)
 "$cxx" -std=c++17 "$source/tests/install_consumer/consumer.cpp" $flags \
   -Wl,-rpath,"$libdir" -o "$work/with-pkg-config"
 "$work/with-pkg-config"
+cmake -S "$source/tests/install_consumer/subproject" -B "$work/as-subproject" -G "$generator" \
+  -DCMAKE_CXX_COMPILER="$cxx" -DPCD_SOURCE_DIR="$source" >/dev/null
+cmake --build "$work/as-subproject" --target consumer >/dev/null
+"$work/as-subproject/consumer"
 echo "install_consumer: ok ($prefix)"
