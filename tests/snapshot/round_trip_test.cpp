@@ -136,11 +136,14 @@ std::vector<std::string> unexplained(const nlohmann::json& diff, const std::stri
                                      const KeyFacts& keys, std::map<std::string, int> skipped,
                                      std::map<std::string, long>& explained) {
   const nlohmann::json changes = diff.value("changes", nlohmann::json::array());
-  std::set<std::pair<std::string, std::string>> addedKeys;  // (group, columns)
+  // (group, columns) of the keys added and the indexes removed.
+  std::set<std::pair<std::string, std::string>> addedKeys, removedIndexes;
   for (const nlohmann::json& change : changes) {
     const std::string object = change["object"];
     if (change["change"] == "added" && object.rfind("key (", 0) == 0)
       addedKeys.emplace(change["group"], object.substr(4));
+    if (change["change"] == "removed" && object.rfind("index on (", 0) == 0)
+      removedIndexes.emplace(change["group"], withoutDesc(object.substr(9)));
   }
   std::vector<std::string> lines;
   for (const nlohmann::json& change : changes) {
@@ -189,19 +192,10 @@ std::vector<std::string> unexplained(const nlohmann::json& diff, const std::stri
         continue;
       }
     }
-    if (dialect == "mysql" && kind == "added" && object.rfind("key (", 0) == 0) {
-      bool fromIndex = false;
-      for (const nlohmann::json& other : changes) {
-        const std::string otherObject = other["object"];
-        if (other["change"] == "removed" && other["group"] == group &&
-            otherObject.rfind("index on (", 0) == 0 &&
-            withoutDesc(otherObject.substr(9)) == object.substr(4))
-          fromIndex = true;
-      }
-      if (fromIndex) {
-        ++explained["unique indexes held as unique keys"];
-        continue;
-      }
+    if (dialect == "mysql" && kind == "added" && object.rfind("key (", 0) == 0 &&
+        removedIndexes.count({group, object.substr(4)}) > 0) {
+      ++explained["unique indexes held as unique keys"];
+      continue;
     }
     lines.push_back(change.dump());
   }
