@@ -90,8 +90,7 @@ class MariadbReader : public ::testing::Test {
   }
   void SetUp() override { ASSERT_EQ(loadError_, ""); }
   static pcd::cli::DatabaseUrl url(const std::string& database = "") {
-    return pcd::cli::parseDatabaseUrl("mysql://root@localhost/" + database +
-                                      "?socket=" + liveMariaDb().socketPath());
+    return pcd::cli::parseDatabaseUrl(mariaDbUrl(database));
   }
   static LiveCatalog read(const CatalogReadOptions& options = {}) {
     return pcd::cli::readMariadbCatalog(url(), options);

@@ -101,14 +101,10 @@ COMMENT ON COLUMN app.customer_names.name IS 'view column';
 const char kDatabase[] = "snap, ü";
 const char kDatabaseInUrl[] = "snap%2C%20%C3%BC";
 
-std::string urlOf(const std::string& databaseInUrl) {
-  return "postgresql:///" + databaseInUrl + "?host=" + livePostgres().socketFolder() + "&user=pcd";
-}
-
 LiveCatalog readCatalog(const std::vector<std::string>& schemas = {}) {
   CatalogReadOptions options;
   options.schemas = schemas;
-  return pcd::cli::readPostgresqlCatalog(pcd::cli::parseDatabaseUrl(urlOf(kDatabaseInUrl)),
+  return pcd::cli::readPostgresqlCatalog(pcd::cli::parseDatabaseUrl(postgresUrl(kDatabaseInUrl)),
                                          options);
 }
 
