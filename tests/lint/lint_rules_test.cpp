@@ -1,8 +1,8 @@
 // `pcd-import lint`, rule by rule: each on a small catalog that has the
 // fault and on one that almost has it, through the program's JSON report.
-// Nullable key columns, self-references, cycles and the findings' lines are
-// left to the reviewed baseline of the test extracts, which shows each of
-// their faults.
+// Nullable key columns, self-references, cycles and which record a finding's
+// line names are left to the reviewed baseline of the test extracts, which
+// shows each of their faults.
 #include <gtest/gtest.h>
 
 #include <nlohmann/json.hpp>
@@ -252,6 +252,18 @@ TEST(LintRelations, ImpliedForeignKeys) {
   EXPECT_EQ(found.count("implied-foreign-key"), 1);
   EXPECT_FALSE(lintFindings(catalog(true, 9)).has("implied-foreign-key"));
   EXPECT_FALSE(lintFindings(catalog(false, 8)).has("implied-foreign-key"));
+}
+
+// The JSON report gives a finding the line of the record that defines its
+// object (which record that is, the reviewed baseline shows).
+TEST(LintLocations, JsonFindingsCarryTheirLine) {
+  PcdWriter pcd = withChild();
+  long keyLine = 0;
+  for (size_t i = 0; i < pcd.lines().size(); ++i) {
+    if (pcd.lines()[i].rfind("E,KEY,230,", 0) == 0) keyLine = static_cast<long>(i + 1);
+  }
+  EXPECT_EQ(lintFindings(pcd).line("foreign-key-without-index", "DB.S.CHILD.FK_CHILD_PARENT"),
+            keyLine);
 }
 
 }  // namespace

@@ -30,6 +30,10 @@ class Findings {
     const nlohmann::json* finding = find(rule, object);
     return finding == nullptr ? "" : (*finding)["message"].get<std::string>();
   }
+  long line(const std::string& rule, const std::string& object) const {
+    const nlohmann::json* finding = find(rule, object);
+    return finding == nullptr || (*finding)["line"].is_null() ? 0 : (*finding)["line"].get<long>();
+  }
 
  private:
   const nlohmann::json* find(const std::string& rule, const std::string& object) const {
