@@ -1,10 +1,9 @@
-// Whole runs of pcd-import on the sample (loading the plug-in, the import,
-// writing the JSON, deleting the model), each with one allocation made to
-// fail by a preloaded shim that fails malloc, calloc, realloc and operator
-// new alike. Every run must end in exit 0 with the clean run's output, or in
-// exit 1 with its message and no file written: never a crash, an abort, a
-// sanitizer report or a leftover temporary file.
-#include <dirent.h>
+// Whole runs of pcd-import, each with one allocation made to fail by a
+// preloaded shim that fails malloc, calloc, realloc and operator new alike:
+// on the sample (loading the plug-in, the import, writing the JSON, deleting
+// the model), `check` on a file with faults, and the drawing formats. Every
+// run must end as the clean run did, or in a failure that says so: never a
+// crash, an abort, a sanitizer report, a hang or a leftover temporary file.
 #include <fcntl.h>
 #include <signal.h>
 #include <sys/wait.h>
@@ -13,12 +12,16 @@
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
+#include <filesystem>
 #include <fstream>
+#include <functional>
 #include <sstream>
 #include <string>
 #include <vector>
 
 #include <gtest/gtest.h>
+
+namespace fs = std::filesystem;
 
 namespace {
 
@@ -27,22 +30,6 @@ std::string readFile(const std::string& path) {
   std::ostringstream bytes;
   bytes << in.rdbuf();
   return bytes.str();
-}
-
-bool exists(const std::string& path) {
-  return access(path.c_str(), F_OK) == 0;
-}
-
-std::vector<std::string> filesIn(const std::string& folder) {
-  std::vector<std::string> names;
-  if (DIR* dir = opendir(folder.c_str())) {
-    while (const dirent* entry = readdir(dir)) {
-      const std::string name = entry->d_name;
-      if (name != "." && name != "..") names.push_back(name);
-    }
-    closedir(dir);
-  }
-  return names;
 }
 
 // Runs `argv` with `env` added, standard output and error to files, in a
@@ -100,84 +87,145 @@ std::vector<std::string> shimEnvironment(const std::string& shim) {
               "/tests/alloc/shim/lsan.supp"};
 }
 
+// Runs of pcd-import under the shim in a scratch folder of its own, removed
+// with everything in it afterwards; outputs go to its subfolder `output`.
+class ShimRuns : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    ASSERT_TRUE(fs::exists(program_) && fs::exists(shim_)) << "pcd-import or the shim is not built";
+    char folderTemplate[] = "/tmp/pcd-alloc-XXXXXX";
+    ASSERT_NE(mkdtemp(folderTemplate), nullptr);
+    scratch_ = folderTemplate;
+    fs::create_directory(outputFolder());
+  }
+  void TearDown() override { fs::remove_all(scratch_); }
+
+  std::string outputFolder() const { return scratch_ + "/output"; }
+  std::string scratchFile(const std::string& name) const { return scratch_ + "/" + name; }
+
+  // Runs `argv` with allocation `failAt` failing; 0 fails none and counts
+  // them instead, in the program and in a helper process it forks.
+  int run(const std::vector<std::string>& argv, long failAt, int seconds = 600) {
+    std::vector<std::string> env = shimEnvironment(shim_);
+    env.push_back(failAt == 0 ? "PCD_ALLOCATION_COUNT=" + scratchFile("count")
+                              : "PCD_FAIL_ALLOCATION=" + std::to_string(failAt));
+    fs::remove(scratchFile("count.helper"));
+    return runProgram(argv, env, scratchFile("stdout"), scratchFile("stderr"), seconds);
+  }
+  std::string out() const { return readFile(scratch_ + "/stdout"); }
+  std::string err() const { return readFile(scratch_ + "/stderr"); }
+  long countedAllocations() const {
+    return std::max(std::atol(readFile(scratchFile("count")).c_str()),
+                    std::atol(readFile(scratchFile("count.helper")).c_str()));
+  }
+
+  // Runs `argv`, which writes `output`, once clean and then with each of
+  // the allocations `points` picks of the clean run's total failing. Each
+  // run ends in exit 0 with the clean output, or in exit 1 with no output
+  // file, the clean run's messages up to the failure and then one line
+  // that starts with `prefix`; no other file is left in the output folder.
+  void sweepOutput(const std::vector<std::string>& argv, const std::string& output,
+                   const std::function<std::vector<long>(long)>& points, const std::string& prefix,
+                   int seconds) {
+    ASSERT_EQ(run(argv, 0), 0) << err();
+    const std::string clean = readFile(output);
+    const std::string cleanErrors = err();
+    ASSERT_FALSE(clean.empty());
+    const long total = countedAllocations();
+    ASSERT_GT(total, 0);
+    long runs = 0, failed = 0;
+    for (const long n : points(total)) {
+      fs::remove(output);
+      const int status = run(argv, n, seconds);
+      const std::string errors = err();
+      ++runs;
+      SCOPED_TRACE("allocation " + std::to_string(n) + " of " + std::to_string(total) + ": exit " +
+                   std::to_string(status) + ": " + errors);
+      if (status == 0) {
+        EXPECT_TRUE(readFile(output) == clean);
+      } else {
+        ++failed;
+        EXPECT_EQ(status, 1);
+        EXPECT_FALSE(fs::exists(output));
+        const size_t lastLine = errors.rfind('\n', errors.size() - 2);
+        const std::string before =
+            lastLine == std::string::npos ? "" : errors.substr(0, lastLine + 1);
+        const std::string message = errors.substr(before.size());
+        EXPECT_EQ(cleanErrors.compare(0, before.size(), before), 0);
+        EXPECT_TRUE(message.size() > prefix.size() + 1 && message.rfind(prefix, 0) == 0 &&
+                    message.back() == '\n' && cleanErrors.find(message) == std::string::npos);
+      }
+      EXPECT_EQ(std::distance(fs::directory_iterator(outputFolder()), fs::directory_iterator()),
+                status == 0 ? 1 : 0);  // no temporary file left
+      if (::testing::Test::HasFailure()) break;
+    }
+    std::printf("  %ld of %ld allocations failed in turn: %ld runs failed\n", runs, total, failed);
+  }
+
+  const std::string program_ = PCD_BIN_DIR "/pcd-import";
+  const std::string shim_ = PCD_BIN_DIR "/libpcd_alloc_shim.so";
+
+ private:
+  std::string scratch_;
+};
+
+// Allocation 1, every stride-th and the last `tail` of `total`, with the
+// stride that keeps about `every` runs.
+std::function<std::vector<long>(long)> strided(long every, long tail) {
+  return [every, tail](long total) {
+    const long stride = total <= every ? 1 : (total + every - 1) / every;
+    std::vector<long> points;
+    for (long n = 1; n <= total; ++n) {
+      if (n == 1 || n % stride == 0 || n > total - tail) points.push_back(n);
+    }
+    return points;
+  };
+}
+
 }  // namespace
 
-TEST(AllocationFailure, EveryAllocationOfAProgramRunFailsCleanly) {
-  const std::string bin = PCD_BIN_DIR;
-  const std::string program = bin + "/pcd-import";
-  const std::string shim = bin + "/libpcd_alloc_shim.so";
-  const std::string sample = std::string(PCD_SOURCE_DIR) + "/examples/sample.pcd";
-  ASSERT_TRUE(exists(program) && exists(shim)) << "pcd-import or the shim is not built";
-  ASSERT_TRUE(exists(sample)) << "examples/sample.pcd is missing";
-
-  char folderTemplate[] = "/tmp/pcd-alloc-XXXXXX";
-  ASSERT_NE(mkdtemp(folderTemplate), nullptr);
-  const std::string folder = folderTemplate;
-  const std::string output = folder + "/out.json";
-  const std::string out = "/tmp/" + folder.substr(5) + ".stdout";
-  const std::string err = "/tmp/" + folder.substr(5) + ".stderr";
-  const std::string countFile = "/tmp/" + folder.substr(5) + ".count";
-  const std::vector<std::string> argv = {program, "-q", sample, "-o", output};
-  const std::vector<std::string> baseEnv = shimEnvironment(shim);
-
-  std::vector<std::string> env = baseEnv;
-  env.push_back("PCD_ALLOCATION_COUNT=" + countFile);
-  ASSERT_EQ(runProgram(argv, env, out, err), 0) << readFile(err);
-  const std::string clean = readFile(output);
-  const std::string cleanErrors = readFile(err);
-  ASSERT_FALSE(clean.empty());
-  const long total = std::atol(readFile(countFile).c_str());
-  ASSERT_GT(total, 0);
-
-  // Every allocation up to kEvery; beyond, a stride that keeps about that
-  // many runs, plus the last kTail (writing the output, deleting the model).
-  // A sanitized run costs about 0.2 s of processor time: there every third
-  // of the sample's 635 points and the last 100 keep the sweep near a minute.
+TEST_F(ShimRuns, EveryAllocationOfAProgramRunFailsCleanly) {
+  const std::string output = outputFolder() + "/out.json";
+  // Every allocation up to the first figure; beyond, a stride that keeps
+  // about that many runs, plus the last ones (writing the output, deleting
+  // the model). A sanitized run costs about 0.2 s of processor time: there
+  // every third of the sample's 635 points and the last 100 keep the sweep
+  // near a minute.
 #if defined(__SANITIZE_ADDRESS__)
-  const long kEvery = 250;
-  const long kTail = 100;
+  const auto points = strided(250, 100);
 #else
-  const long kEvery = 1500;
-  const long kTail = 300;
+  const auto points = strided(1500, 300);
 #endif
-  const long stride = total <= kEvery ? 1 : (total + kEvery - 1) / kEvery;
-  long runs = 0, failed = 0;
-  for (long n = 1; n <= total; ++n) {
-    if (n % stride != 0 && n <= total - kTail && n != 1) continue;
-    std::remove(output.c_str());
-    env = baseEnv;
-    env.push_back("PCD_FAIL_ALLOCATION=" + std::to_string(n));
-    const int status = runProgram(argv, env, out, err);
-    ++runs;
-    const std::string errors = readFile(err);
-    ASSERT_FALSE(status != 0 && errors.empty()) << "allocation " << n << ": exit " << status;
-    SCOPED_TRACE("allocation " + std::to_string(n) + " of " + std::to_string(total) + ": " +
-                 errors);
-    if (status == 0) {
-      EXPECT_TRUE(readFile(output) == clean);
-    } else {
-      ++failed;
-      EXPECT_EQ(status, 1);
-      EXPECT_FALSE(exists(output));
-      // The clean run's warnings up to the failure, then one message line.
-      const size_t lastLine = errors.rfind('\n', errors.size() - 2);
-      const std::string before =
-          lastLine == std::string::npos ? "" : errors.substr(0, lastLine + 1);
-      const std::string message = errors.substr(before.size());
-      EXPECT_EQ(cleanErrors.compare(0, before.size(), before), 0);
-      EXPECT_TRUE(message.size() > 1 && message.back() == '\n' &&
-                  cleanErrors.find(message) == std::string::npos);
-    }
-    EXPECT_EQ(filesIn(folder).size(), status == 0 ? 1u : 0u);  // no temporary file left
-    if (::testing::Test::HasFailure()) break;
+  sweepOutput({program_, "-q", PCD_SOURCE_DIR "/examples/sample.pcd", "-o", output}, output, points,
+              "", 600);
+}
+
+// The diagrams of the svg and html formats are drawn by Graphviz in a child
+// process, whose libraries abort or crash when an allocation fails: runs on
+// a schema of 40 tables with foreign keys, failing at evenly spaced points
+// of the program's and (past the fork) the drawing process's allocations. A
+// run takes about half a second (several under the address sanitizer).
+TEST_F(ShimRuns, DrawingFormatsFailCleanlyWhenGraphvizRunsOutOfMemory) {
+  const std::string input = scratchFile("schema.pcd");
+  ASSERT_EQ(std::system((PCD_BIN_DIR "/generate_pcd 40 3 > " + input).c_str()), 0);
+#if defined(__SANITIZE_ADDRESS__)
+  const long kSamples = 15;
+#else
+  const long kSamples = 45;
+#endif
+  const auto evenly = [kSamples](long total) {
+    std::vector<long> points;
+    for (long sample = 1; sample <= kSamples; ++sample)
+      points.push_back(sample * total / (kSamples + 1));
+    return points;
+  };
+  for (const std::string format : {"html", "svg"}) {
+    SCOPED_TRACE(format);
+    const std::string output = outputFolder() + "/out." + format;
+    sweepOutput({program_, "-q", "-f", format, input, "-o", output}, output, evenly,
+                "pcd-import: ", 120);
+    fs::remove(output);
   }
-  std::printf("  %ld of %ld allocations failed in turn (stride %ld): %ld runs failed\n", runs,
-              total, stride, failed);
-  std::remove(output.c_str());
-  rmdir(folder.c_str());
-  std::remove(out.c_str());
-  std::remove(err.c_str());
-  std::remove(countFile.c_str());
 }
 
 // `check` on a file with faults, one allocation failing at a time:
@@ -185,48 +233,28 @@ TEST(AllocationFailure, EveryAllocationOfAProgramRunFailsCleanly) {
 // status 4 ("could not check") and says why. An out-of-memory turned into a
 // rejected line, a lost name or a file that looks unreadable would show a
 // different report.
-TEST(AllocationFailure, CheckNeverReportsFindingsItDidNotFind) {
-  const std::string bin = PCD_BIN_DIR;
-  const std::string program = bin + "/pcd-import";
-  const std::string shim = bin + "/libpcd_alloc_shim.so";
-  const std::string faults = std::string(PCD_SOURCE_DIR) + "/tests/data/check_faults.pcd";
-  ASSERT_TRUE(exists(program) && exists(shim)) << "pcd-import or the shim is not built";
-
-  char folderTemplate[] = "/tmp/pcd-alloc-check-XXXXXX";
-  ASSERT_NE(mkdtemp(folderTemplate), nullptr);
-  const std::string folder = folderTemplate;
-  const std::string out = folder + "/stdout";
-  const std::string err = folder + "/stderr";
-  const std::string countFile = folder + "/count";
-  const std::vector<std::string> argv = {program, "check", faults};
-  const std::vector<std::string> baseEnv = shimEnvironment(shim);
-
-  std::vector<std::string> env = baseEnv;
-  env.push_back("PCD_ALLOCATION_COUNT=" + countFile);
-  ASSERT_EQ(runProgram(argv, env, out, err), 1) << readFile(err);
-  const std::string clean = readFile(out);
+TEST_F(ShimRuns, CheckNeverReportsFindingsItDidNotFind) {
+  const std::vector<std::string> argv = {program_, "check",
+                                         PCD_SOURCE_DIR "/tests/data/check_faults.pcd"};
+  ASSERT_EQ(run(argv, 0), 1) << err();
+  const std::string clean = out();
   ASSERT_NE(clean.find("errors, "), std::string::npos) << clean;
-  const long total = std::atol(readFile(countFile).c_str());
+  const long total = countedAllocations();
   ASSERT_GT(total, 0);
-
   // About a third of the points: every kind of allocation is met many times.
 #if defined(__SANITIZE_ADDRESS__)
-  const long kEvery = 150;
+  const std::vector<long> points = strided(150, 0)(total);
 #else
-  const long kEvery = 400;
+  const std::vector<long> points = strided(400, 0)(total);
 #endif
-  const long stride = total <= kEvery ? 1 : (total + kEvery - 1) / kEvery;
-  long runs = 0, failed = 0;
-  for (long n = 1; n <= total; n += stride) {
-    env = baseEnv;
-    env.push_back("PCD_FAIL_ALLOCATION=" + std::to_string(n));
-    const int status = runProgram(argv, env, out, err);
-    ++runs;
-    const std::string errors = readFile(err);
+  long failed = 0;
+  for (const long n : points) {
+    const int status = run(argv, n);
+    const std::string errors = err();
     SCOPED_TRACE("allocation " + std::to_string(n) + " of " + std::to_string(total) + ": exit " +
                  std::to_string(status) + ": " + errors);
     if (status == 1) {
-      EXPECT_EQ(readFile(out), clean);
+      EXPECT_EQ(out(), clean);
       EXPECT_EQ(errors, "");
     } else {
       ++failed;
@@ -236,84 +264,6 @@ TEST(AllocationFailure, CheckNeverReportsFindingsItDidNotFind) {
     }
     if (::testing::Test::HasFailure()) break;
   }
-  std::printf("  %ld of %ld allocations failed in turn (stride %ld): %ld runs could not check\n",
-              runs, total, stride, failed);
-  for (const std::string& file : {out, err, countFile}) std::remove(file.c_str());
-  rmdir(folder.c_str());
-}
-
-// The diagrams of the svg and html formats are drawn by Graphviz in a child
-// process, whose libraries abort or crash when an allocation fails: whole
-// runs on a schema of 40 tables with foreign keys, each with one allocation
-// failing, in the program or (past the fork) in the drawing process. Each
-// must end in exit 0 with the clean run's output, or exit 1 with one message
-// line and no file: no crash, no hang, no helper process left running.
-TEST(AllocationFailure, DrawingFormatsFailCleanlyWhenGraphvizRunsOutOfMemory) {
-  const std::string bin = PCD_BIN_DIR;
-  const std::string program = bin + "/pcd-import";
-  const std::string shim = bin + "/libpcd_alloc_shim.so";
-  ASSERT_TRUE(exists(program) && exists(shim) && exists(bin + "/generate_pcd"));
-  char folderTemplate[] = "/tmp/pcd-alloc-draw-XXXXXX";
-  ASSERT_NE(mkdtemp(folderTemplate), nullptr);
-  const std::string folder = folderTemplate;
-  const std::string scratch = "/tmp/" + folder.substr(5);
-  const std::string input = scratch + ".pcd", out = scratch + ".stdout", err = scratch + ".stderr",
-                    countFile = scratch + ".count";
-  ASSERT_EQ(std::system((bin + "/generate_pcd 40 3 > " + input).c_str()), 0);
-  const std::vector<std::string> baseEnv = shimEnvironment(shim);
-  // Runs at evenly spaced points of the program's and the drawing process's
-  // allocations: a run takes about half a second (several under the
-  // address sanitizer).
-#if defined(__SANITIZE_ADDRESS__)
-  const long kSamples = 15;
-#else
-  const long kSamples = 45;
-#endif
-  for (const std::string format : {"html", "svg"}) {
-    SCOPED_TRACE(format);
-    const std::string output = folder + "/out." + format;
-    const std::vector<std::string> argv = {program, "-q", "-f", format, input, "-o", output};
-    std::vector<std::string> env = baseEnv;
-    env.push_back("PCD_ALLOCATION_COUNT=" + countFile);
-    std::remove((countFile + ".helper").c_str());
-    ASSERT_EQ(runProgram(argv, env, out, err), 0) << readFile(err);
-    const std::string clean = readFile(output);
-    ASSERT_FALSE(clean.empty());
-    const long total = std::max(std::atol(readFile(countFile).c_str()),
-                                std::atol(readFile(countFile + ".helper").c_str()));
-    ASSERT_GT(total, 0);
-    long failed = 0, crashedHelpers = 0;
-    for (long sample = 1; sample <= kSamples; ++sample) {
-      const long n = sample * total / (kSamples + 1);
-      std::remove(output.c_str());
-      env = baseEnv;
-      env.push_back("PCD_FAIL_ALLOCATION=" + std::to_string(n));
-      const int status = runProgram(argv, env, out, err, 120);
-      const std::string errors = readFile(err);
-      SCOPED_TRACE("allocation " + std::to_string(n) + " of " + std::to_string(total) + ": " +
-                   errors);
-      if (status == 0) {
-        EXPECT_TRUE(readFile(output) == clean);
-      } else {
-        ++failed;
-        EXPECT_EQ(status, 1);
-        EXPECT_FALSE(exists(output));
-        // One line, from the program.
-        EXPECT_TRUE(errors.rfind("pcd-import: ", 0) == 0 && errors.back() == '\n' &&
-                    errors.find('\n') == errors.size() - 1);
-        if (errors.find("drawing process") != std::string::npos) ++crashedHelpers;
-      }
-      EXPECT_EQ(filesIn(folder).size(), status == 0 ? 1u : 0u);  // no temporary file left
-      if (::testing::Test::HasFailure()) break;
-    }
-    std::printf(
-        "  %s: %ld allocations failed one at a time of %ld: %ld runs failed (%ld in the "
-        "drawing process)\n",
-        format.c_str(), kSamples, total, failed, crashedHelpers);
-    std::remove(output.c_str());
-  }
-  rmdir(folder.c_str());
-  for (const std::string& file : {input, out, err, countFile, countFile + ".helper"}) {
-    std::remove(file.c_str());
-  }
+  std::printf("  %zu of %ld allocations failed in turn: %ld runs could not check\n", points.size(),
+              total, failed);
 }

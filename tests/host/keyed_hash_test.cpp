@@ -1,37 +1,14 @@
-// The keyed hash against SipHash's published vectors, and the hash table's
-// equal entries: adding one more costs one compare however many there are,
-// and removals in any order uncover the next older one.
+// The keyed hash against SipHash's published vectors, and the standard
+// containers keyed with it.
 #include <algorithm>
 #include <cstdint>
 #include <cstring>
 #include <string>
 #include <unordered_set>
-#include <vector>
 
 #include <gtest/gtest.h>
 
-#include "zel_hashtable.h"
 #include "zel_keyed_hash.h"
-
-namespace {
-
-// Entries are ints compared by value; every one hashes alike unless `spread`.
-class CountingTable : public ZELHashtable {
- public:
-  mutable long compares = 0;
-  int* find(int key) { return static_cast<int*>(findFirst(&key, nullptr)); }
-  int compare2Object(const void* a, const void* b) const override { return compare2Key(a, b); }
-  int compare2Key(const void* entry, const void* key) const override {
-    ++compares;
-    return *static_cast<const int*>(entry) - *static_cast<const int*>(key);
-  }
-  unsigned long hashObject(const void* entry) const override { return hashKey(entry); }
-  unsigned long hashKey(const void* key) const override {
-    return static_cast<unsigned long>(*static_cast<const int*>(key));
-  }
-};
-
-}  // namespace
 
 TEST(KeyedHashTest, MatchesTheReferenceVectorsAndAgreesAcrossForms) {
   // SipHash-2-4, key 00 01 .. 0f, messages 00 01 .. (n-1).
@@ -73,34 +50,4 @@ TEST(KeyedHashTest, StandardContainersSpreadChosenIds) {
   EXPECT_EQ(names.size(), static_cast<size_t>(kCount));
   EXPECT_NE(zel_hash::IdHash()(buckets), static_cast<size_t>(buckets));
   EXPECT_EQ(zel_hash::TextHash()("name"), zel_hash::hashBytes("name", 4));
-}
-
-TEST(KeyedHashTest, EqualEntriesCostOneCompareEachAndUnwindInAnyOrder) {
-  const int kCount = 200000;
-  std::vector<int> items(kCount, 7);
-  CountingTable table;
-  for (int& item : items) ASSERT_TRUE(table.add(&item, true, nullptr));
-  EXPECT_LE(table.compares, 2L * kCount);  // was one per equal entry per add
-  EXPECT_EQ(table.find(7), &items.back());
-  EXPECT_EQ(table.count(), kCount);
-
-  int other = 8;
-  ASSERT_TRUE(table.add(&other, false, nullptr));
-  EXPECT_FALSE(table.add(&items[5], false, nullptr));
-  // An older one from the middle, the newest, then the oldest.
-  EXPECT_TRUE(table.remove(&items[kCount / 2]));
-  EXPECT_FALSE(table.remove(&items[kCount / 2]));
-  EXPECT_TRUE(table.remove(&items.back()));
-  EXPECT_EQ(table.find(7), &items[kCount - 2]);
-  EXPECT_TRUE(table.remove(&items.front()));
-  // Removing the rest newest first compacts the table on the way (an older
-  // one's removal walks its chain, so they go from the indexed end).
-  for (int i = kCount - 2; i > 0; --i) {
-    if (i == kCount / 2) continue;
-    ASSERT_EQ(table.find(7), &items[i]) << i;
-    ASSERT_TRUE(table.remove(&items[i])) << i;
-  }
-  EXPECT_EQ(table.find(7), nullptr);
-  EXPECT_EQ(table.find(8), &other);
-  EXPECT_EQ(table.count(), 1);
 }

@@ -3,20 +3,18 @@
 // for a foreign key, names and comments with commas, quotes, line breaks and
 // non-ASCII, and what the extract cannot carry.
 #include <fstream>
-#include <map>
 
 #include <gtest/gtest.h>
 
 #include "catalog_reader.h"
+#include "snapshot/catalog_text.h"
 #include "snapshot/live_servers.h"
 
 namespace {
 
+using namespace catalog_text;
 using pcd::cli::CatalogReadError;
 using pcd::cli::CatalogReadOptions;
-using pcd::cli::LiveCatalog;
-using pcd::cli::LiveSchema;
-using pcd::cli::LiveTable;
 
 const char kScript[] = R"sql(
 SET NAMES utf8mb4;
@@ -92,8 +90,7 @@ class MariadbReader : public ::testing::Test {
   }
   void SetUp() override { ASSERT_EQ(loadError_, ""); }
   static pcd::cli::DatabaseUrl url(const std::string& database = "") {
-    return pcd::cli::parseDatabaseUrl("mysql://root@localhost/" + database +
-                                      "?socket=" + liveMariaDb().socketPath());
+    return pcd::cli::parseDatabaseUrl(mariaDbUrl(database));
   }
   static LiveCatalog read(const CatalogReadOptions& options = {}) {
     return pcd::cli::readMariadbCatalog(url(), options);
@@ -101,28 +98,6 @@ class MariadbReader : public ::testing::Test {
 
   static inline std::string loadError_;
 };
-
-const LiveSchema& schemaNamed(const LiveCatalog& catalog, const std::string& name) {
-  for (const LiveSchema& schema : catalog.schemas) {
-    if (schema.name == name) return schema;
-  }
-  throw std::runtime_error("no schema " + name);
-}
-
-const LiveTable& tableNamed(const LiveSchema& schema, const std::string& name) {
-  for (const LiveTable& table : schema.tables) {
-    if (table.name == name) return table;
-  }
-  throw std::runtime_error("no table " + name);
-}
-
-std::vector<std::string> namesOf(const LiveTable& table, const std::vector<int>& columns) {
-  std::vector<std::string> names;
-  for (const int column : columns) names.push_back(table.columns.at(column).name);
-  return names;
-}
-
-using Names = std::vector<std::string>;
 
 TEST_F(MariadbReader, ServerDatabasesAndObjectsInByteOrder) {
   const LiveCatalog catalog = read();
@@ -134,45 +109,30 @@ TEST_F(MariadbReader, ServerDatabasesAndObjectsInByteOrder) {
   EXPECT_EQ(catalog.databaseName, "def");
   EXPECT_EQ(pcd::cli::readMariadbCatalog(url("shop"), {}).databaseName, "shop");
 
-  Names schemas, tables, procedures;
-  for (const LiveSchema& schema : catalog.schemas) schemas.push_back(schema.name);
-  EXPECT_EQ(schemas, (Names{"other, schäma", "shop", "zeta_empty"}));
+  EXPECT_EQ(namesOf(catalog.schemas), (Lines{"other, schäma", "shop", "zeta_empty"}));
   const LiveSchema& shop = schemaNamed(catalog, "shop");
-  for (const LiveTable& table : shop.tables) tables.push_back(table.name);
-  EXPECT_EQ(tables, (Names{"Zebra", "customer", "customer_view", "orders"}));  // no sequence
-  // The procedure add_one(int) sorts before the function add_one(int, varchar).
-  ASSERT_EQ(shop.procedures.size(), 3u);
-  EXPECT_EQ(shop.procedures[0].name, "add_one");
-  EXPECT_EQ(shop.procedures[0].arguments.size(), 1u);
-  EXPECT_EQ(shop.procedures[1].name, "add_one");
-  EXPECT_EQ(shop.procedures[1].comment, "adds, \"one\"");
-  ASSERT_EQ(shop.procedures[1].arguments.size(), 2u);  // the result is no argument
-  EXPECT_EQ(shop.procedures[1].arguments[1].name, "w");
-  EXPECT_EQ(shop.procedures[1].arguments[1].type.length, 20);
-  const auto& fill = shop.procedures[2].arguments;
-  ASSERT_EQ(fill.size(), 3u);
-  EXPECT_EQ(fill[0].type.name + "/" + std::to_string(fill[0].type.precision) + "/" +
-                std::to_string(fill[0].type.scale),
-            "decimal/5/1");
-  EXPECT_EQ(fill[1].name + " " + fill[1].type.name + std::to_string(fill[1].type.length),
-            "b char3");
-  EXPECT_EQ(fill[2].name + " " + fill[2].type.name + std::to_string(fill[2].type.length), "c bit4");
+  EXPECT_EQ(namesOf(shop.tables), (Lines{"Zebra", "customer", "customer_view", "orders"}));
+  // The procedure add_one(int) sorts before the function add_one(int,
+  // varchar), whose result is no argument.
+  EXPECT_EQ(procedureLines(shop),
+            (Lines{"add_one(x int)", "add_one(v int, w varchar length 20)",
+                   "fill(a decimal precision 5,1, b char length 3, c bit length 4)"}));
+  EXPECT_EQ(shop.procedures.at(1).comment, "adds, \"one\"");
   EXPECT_TRUE(schemaNamed(catalog, "zeta_empty").tables.empty());
 
   // Nullable columns without a default are not defaults; the index the
   // server made for a foreign key has no prefix.
-  const std::map<std::string, long> notCarried = {{"sequences", 1},
-                                                  {"column defaults", 2},
-                                                  {"identity or auto-increment columns", 1},
-                                                  {"generated columns", 1},
-                                                  {"enum or set values", 2},
-                                                  {"check constraints", 2},
-                                                  {"referential actions", 4},
-                                                  {"index prefix lengths", 1},
-                                                  {"triggers", 1},
-                                                  {"view bodies", 1}};
-  const std::map<std::string, long> counted(catalog.notCarried.begin(), catalog.notCarried.end());
-  EXPECT_EQ(counted, notCarried);
+  EXPECT_EQ(notCarried(catalog),
+            (std::map<std::string, long>{{"sequences", 1},
+                                         {"column defaults", 2},
+                                         {"identity or auto-increment columns", 1},
+                                         {"generated columns", 1},
+                                         {"enum or set values", 2},
+                                         {"check constraints", 2},
+                                         {"referential actions", 4},
+                                         {"index prefix lengths", 1},
+                                         {"triggers", 1},
+                                         {"view bodies", 1}}));
 }
 
 TEST_F(MariadbReader, ColumnsInOrderWithTypesAndComments) {
@@ -180,80 +140,50 @@ TEST_F(MariadbReader, ColumnsInOrderWithTypesAndComments) {
   const LiveTable& customer = tableNamed(schemaNamed(catalog, "shop"), "customer");
   EXPECT_EQ(customer.comment, "Customers, \"all\" of them");
   EXPECT_FALSE(customer.view);
-  std::vector<std::string> described;
-  for (const auto& column : customer.columns) {
-    described.push_back(column.name + " " + column.type.name + " " +
-                        std::to_string(column.type.length) + "," +
-                        std::to_string(column.type.precision) + "," +
-                        std::to_string(column.type.scale) + (column.nullable ? " null" : ""));
-  }
-  EXPECT_EQ(described,
-            (Names{"id int 0,0,0", "region char 2,0,0", "code varchar 40,0,0",
-                   "note text 0,0,0 null", "score decimal 0,9,2 null", "flags bit 5,0,0 null",
-                   "kind enum 0,0,0", "tags set 0,0,0 null", "total int 0,0,0 null",
-                   "name, with comma varchar 10,0,0 null", "größe int 0,0,0 null",
-                   "created datetime 0,0,0 null", "blobby varbinary 16,0,0 null"}));
+  EXPECT_EQ(
+      columnLines(customer),
+      (Lines{"id int not null", "region char length 2 not null", "code varchar length 40 not null",
+             "note text", "score decimal precision 9,2", "flags bit length 5", "kind enum not null",
+             "tags set", "total int", "name, with comma varchar length 10", "größe int",
+             "created datetime", "blobby varbinary length 16"}));
   EXPECT_EQ(customer.columns[3].comment, "a, \"quoted\" 'note'\nsecond line äö");
 
   const LiveTable& view = tableNamed(schemaNamed(catalog, "shop"), "customer_view");
   EXPECT_TRUE(view.view);
   EXPECT_EQ(view.comment, "");  // the server calls every view's comment "VIEW"
-  ASSERT_EQ(view.columns.size(), 2u);
-  EXPECT_EQ(view.columns[1].type.length, 40);
+  EXPECT_EQ(columnLines(view), (Lines{"id int not null", "code varchar length 40 not null"}));
 }
 
+// Only the indexes that back no key; the ones the server made for foreign
+// keys are part of them, but a user's wider index a key uses is kept.
 TEST_F(MariadbReader, KeysForeignKeysAndIndexes) {
   const LiveCatalog catalog = read();
   const LiveSchema& shop = schemaNamed(catalog, "shop");
   const LiveTable& customer = tableNamed(shop, "customer");
-  ASSERT_TRUE(customer.hasPrimaryKey);
-  EXPECT_EQ(customer.primaryKey.name, "PRIMARY");
-  EXPECT_EQ(namesOf(customer, customer.primaryKey.columns), (Names{"id"}));
-  ASSERT_EQ(customer.uniqueKeys.size(), 3u);
-  EXPECT_EQ(customer.uniqueKeys[0].name, "blobby_unique");
-  EXPECT_EQ(namesOf(customer, customer.uniqueKeys[1].columns), (Names{"region", "code"}));
-  EXPECT_EQ(customer.uniqueKeys[2].name, "note_prefix");
-  // Only the index that backs no key; descending per column.
-  ASSERT_EQ(customer.indexes.size(), 1u);
-  EXPECT_EQ(customer.indexes[0].name, "by_score_desc");
-  EXPECT_FALSE(customer.indexes[0].unique);
-  EXPECT_EQ(namesOf(customer, customer.indexes[0].columns), (Names{"score", "region"}));
-  EXPECT_EQ(customer.indexes[0].descending, (std::vector<bool>{true, false}));
-
+  EXPECT_EQ(keyLines(customer),
+            (Lines{"primary PRIMARY (id)", "unique blobby_unique (blobby)",
+                   "unique customer_code (region, code)", "unique note_prefix (note)"}));
+  EXPECT_EQ(indexLines(customer), (Lines{"index by_score_desc (score desc, region)"}));
   const LiveTable& orders = tableNamed(shop, "orders");
-  EXPECT_EQ(namesOf(orders, orders.primaryKey.columns), (Names{"seq", "region"}));
-  ASSERT_EQ(orders.foreignKeys.size(), 2u);
-  EXPECT_EQ(orders.foreignKeys[1].name, "orders_customer");
-  EXPECT_EQ(namesOf(orders, orders.foreignKeys[1].columns), (Names{"region", "code"}));
-  EXPECT_EQ(orders.foreignKeys[1].referencedSchema, "shop");
-  EXPECT_EQ(orders.foreignKeys[1].referencedTable, "customer");
-  EXPECT_EQ(orders.foreignKeys[1].referencedColumns, (Names{"region", "code"}));
-  // The indexes the server made for both foreign keys are part of them.
-  ASSERT_EQ(orders.indexes.size(), 1u);
-  EXPECT_EQ(orders.indexes[0].name, "orders_extra");
-
+  EXPECT_EQ(keyLines(orders),
+            (Lines{"primary PRIMARY (seq, region)",
+                   "foreign orders_by_id (customer_id) -> shop.customer (id)",
+                   "foreign orders_customer (region, code) -> shop.customer (region, code)"}));
+  EXPECT_EQ(indexLines(orders), (Lines{"index orders_extra (code)"}));
   const LiveTable& other = tableNamed(schemaNamed(catalog, "other, schäma"), "täble, 1");
-  ASSERT_EQ(other.foreignKeys.size(), 1u);
-  EXPECT_EQ(other.foreignKeys[0].referencedSchema, "shop");
-  EXPECT_EQ(other.foreignKeys[0].referencedColumns, (Names{"region", "code"}));
-  // The key uses the user's wider index, which is kept.
-  ASSERT_EQ(other.indexes.size(), 1u);
-  EXPECT_EQ(namesOf(other, other.indexes[0].columns), (Names{"r", "c", "id"}));
-  EXPECT_FALSE(tableNamed(shop, "Zebra").hasPrimaryKey);
+  EXPECT_EQ(keyLines(other), (Lines{"primary PRIMARY (id)",
+                                    "foreign cross_fk (r, c) -> shop.customer (region, code)"}));
+  EXPECT_EQ(indexLines(other), (Lines{"index lead_idx (r, c, id)"}));
+  EXPECT_TRUE(keyLines(tableNamed(shop, "Zebra")).empty());
 }
 
 TEST_F(MariadbReader, ChosenDatabasesOnly) {
   CatalogReadOptions options;
   options.schemas = {"shop"};
   const LiveCatalog catalog = read(options);
-  ASSERT_EQ(catalog.schemas.size(), 1u);
-  EXPECT_EQ(catalog.schemas[0].name, "shop");
+  EXPECT_EQ(namesOf(catalog.schemas), (Lines{"shop"}));
   // The other database's foreign key and its action are left out.
-  long actions = 0;
-  for (const auto& [what, count] : catalog.notCarried) {
-    if (what == "referential actions") actions = count;
-  }
-  EXPECT_EQ(actions, 3);
+  EXPECT_EQ(notCarried(catalog).at("referential actions"), 3);
 
   options.schemas = {"shop", "no_such"};
   try {
@@ -263,7 +193,6 @@ TEST_F(MariadbReader, ChosenDatabasesOnly) {
     EXPECT_NE(std::string(error.what()).find("'no_such'"), std::string::npos) << error.what();
   }
 }
-
 TEST_F(MariadbReader, ConnectionFailureNamesPlaceNotPassword) {
   const auto messageFor = [](const std::string& text) {
     try {

@@ -2,8 +2,6 @@
 // reached, an empty one, usage errors; and the corpus of real catalogs run
 // through every output format, check and diff.
 #include <filesystem>
-#include <fstream>
-#include <sstream>
 
 #include <gtest/gtest.h>
 
@@ -80,10 +78,7 @@ TEST(SnapshotCommand, LintTakesADatabaseUrl) {
                         PCD_SOURCE_DIR "/examples/sample.pcd"})
                 .exitCode,
             0);
-  std::ifstream in(script);
-  std::stringstream sql;
-  sql << in.rdbuf();
-  ASSERT_EQ(loadSqliteScript(database, sql.str()), "");
+  ASSERT_EQ(loadSqliteScript(database, fileBytes(script)), "");
   const CommandResult lint =
       runCommand({kProgram, "lint", "--fail-on", "warning", "sqlite:" + database});
   EXPECT_EQ(lint.exitCode, 1) << lint.err;

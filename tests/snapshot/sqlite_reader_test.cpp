@@ -5,8 +5,6 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
-#include <iterator>
-#include <map>
 #include <string>
 #include <vector>
 
@@ -14,13 +12,13 @@
 
 #include "catalog_reader.h"
 #include "database_url.h"
+#include "snapshot/catalog_text.h"
 #include "sql/engine_servers.h"
 
 namespace {
 
+using namespace catalog_text;
 using pcd::cli::CatalogReadError;
-using pcd::cli::LiveCatalog;
-using pcd::cli::LiveTable;
 
 // Makes `file` in `folder` from a script; returns its path ("" and a test
 // failure when the script fails).
@@ -35,11 +33,6 @@ std::string makeDatabase(const ServerFolder& folder, const std::string& file,
 LiveCatalog readFile(const std::string& path, std::vector<std::string> schemas = {}) {
   return pcd::cli::readSqliteCatalog(pcd::cli::parseDatabaseUrl("sqlite:" + path),
                                      pcd::cli::CatalogReadOptions{std::move(schemas)});
-}
-
-std::string fileBytes(const std::string& path) {
-  std::ifstream in(path, std::ios::binary);
-  return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
 }
 
 const char* const kScript = R"sql(
@@ -102,17 +95,7 @@ class SqliteReader : public ::testing::Test {
     ASSERT_EQ(catalog_.schemas.size(), 1u);
   }
   const LiveTable& table(const std::string& name) const {
-    for (const LiveTable& candidate : catalog_.schemas[0].tables) {
-      if (candidate.name == name) return candidate;
-    }
-    ADD_FAILURE() << "no table " << name;
-    static const LiveTable none;
-    return none;
-  }
-  static std::vector<std::string> columnNames(const LiveTable& table) {
-    std::vector<std::string> names;
-    for (const auto& column : table.columns) names.push_back(column.name);
-    return names;
+    return tableNamed(catalog_.schemas[0], name);
   }
 
   static ServerFolder* folder_;
@@ -136,132 +119,71 @@ TEST_F(SqliteReader, NamesTheFileAndLeavesItUntouched) {
   EXPECT_FALSE(std::filesystem::exists(path_ + "-wal"));
 }
 
-TEST_F(SqliteReader, ListsTablesAndViewsSortedWithoutInternalOnes) {
-  std::vector<std::string> names;
-  for (const auto& candidate : catalog_.schemas[0].tables) names.push_back(candidate.name);
+// Declared types split into name, length, precision and scale; a primary
+// key that is not the rowid may hold NULL in SQLite, one of a table without
+// rowid may not.
+TEST_F(SqliteReader, ListsTablesAndViewsWithTheirColumnsAndTypes) {
   // sqlite_sequence and the full-text index's own tables are not the user's.
-  EXPECT_EQ(names, (std::vector<std::string>{"Zeta, ü", "big spenders", "customers", "docs", "gen",
-                                             "loose", "order line"}));
+  EXPECT_EQ(namesOf(catalog_.schemas[0].tables),
+            (Lines{"Zeta, ü", "big spenders", "customers", "docs", "gen", "loose", "order line"}));
   EXPECT_TRUE(table("big spenders").view);
-  EXPECT_EQ(columnNames(table("big spenders")), (std::vector<std::string>{"email", "total"}));
   EXPECT_FALSE(table("docs").view);
-  EXPECT_EQ(columnNames(table("docs")), (std::vector<std::string>{"title", "body"}));
-  EXPECT_EQ(columnNames(table("gen")), (std::vector<std::string>{"a", "b", "c"}));
-  EXPECT_EQ(columnNames(table("Zeta, ü")), (std::vector<std::string>{"line\nbreak", "ключ"}));
-  EXPECT_EQ(columnNames(table("order line")),
-            (std::vector<std::string>{"line_no", "order_id", "customer_email", "buyer", "amount"}));
+  EXPECT_EQ(columnLines(table("customers")),
+            (Lines{"id INTEGER not null", "email VARCHAR length 120 not null", "name, full TEXT",
+                   "größe DECIMAL precision 10,2", "rating unsigned big int", "note",
+                   "flags BIT length 8", "ratio FLOAT precision 53,0", "odd mytype"}));
+  EXPECT_EQ(
+      columnLines(table("order line")),
+      (Lines{"line_no INT not null", "order_id INTEGER not null",
+             "customer_email VARCHAR length 120", "buyer INT", "amount NUMERIC precision 12,2"}));
+  EXPECT_EQ(columnLines(table("Zeta, ü")), (Lines{"line\nbreak TEXT", "ключ INT"}));
+  EXPECT_EQ(columnLines(table("gen")), (Lines{"a INT", "b INT", "c INT not null"}));
+  EXPECT_EQ(columnLines(table("docs")), (Lines{"title", "body"}));
+  EXPECT_EQ(columnLines(table("big spenders")), (Lines{"email VARCHAR length 120", "total"}));
 }
 
-TEST_F(SqliteReader, SplitsDeclaredTypesAndReportsNullability) {
-  struct Expected {
-    const char* name;
-    int length, precision, scale;
-    bool nullable;
-  };
-  const std::vector<Expected> expected{
-      {"INTEGER", 0, 0, 0, false},  // the rowid alias
-      {"VARCHAR", 120, 0, 0, false},       {"TEXT", 0, 0, 0, true},  {"DECIMAL", 0, 10, 2, true},
-      {"unsigned big int", 0, 0, 0, true}, {"", 0, 0, 0, true},      {"BIT", 8, 0, 0, true},
-      {"FLOAT", 0, 53, 0, true},           {"mytype", 0, 0, 0, true}};
-  const LiveTable& customers = table("customers");
-  ASSERT_EQ(customers.columns.size(), expected.size());
-  for (size_t i = 0; i < expected.size(); ++i) {
-    const auto& column = customers.columns[i];
-    EXPECT_EQ(column.type.name, expected[i].name) << column.name;
-    EXPECT_EQ(column.type.length, expected[i].length) << column.name;
-    EXPECT_EQ(column.type.precision, expected[i].precision) << column.name;
-    EXPECT_EQ(column.type.scale, expected[i].scale) << column.name;
-    EXPECT_EQ(column.nullable, expected[i].nullable) << column.name;
-  }
-  // A primary key that is not the rowid may hold NULL in SQLite; one of a
-  // table without rowid may not.
-  EXPECT_TRUE(table("Zeta, ü").columns[1].nullable);
-  EXPECT_FALSE(table("order line").columns[0].nullable);
-  EXPECT_EQ(table("big spenders").columns[0].type.length, 120);
-}
-
+// Keys named from the text or made up; foreign keys pair their columns in
+// declaration order, with no columns named the parent's primary key (the
+// parent as it is spelled), to a parent outside the file as the text names
+// it, and to a parent without a primary key not at all.
 TEST_F(SqliteReader, NamesKeysFromTheTextOrMakesNamesUp) {
-  const LiveTable& customers = table("customers");
-  ASSERT_TRUE(customers.hasPrimaryKey);
-  EXPECT_EQ(customers.primaryKey.name, "pk_customers");
-  EXPECT_EQ(customers.primaryKey.columns, std::vector<int>{0});
-  ASSERT_EQ(customers.uniqueKeys.size(), 2u);
-  EXPECT_EQ(customers.uniqueKeys[0].name, "uq_customer_email");
-  EXPECT_EQ(customers.uniqueKeys[0].columns, std::vector<int>{1});
-  EXPECT_EQ(customers.uniqueKeys[1].name, "uq_customers_2");
-  EXPECT_EQ(customers.uniqueKeys[1].columns, (std::vector<int>{2, 3}));
-
-  const LiveTable& lines = table("order line");
-  EXPECT_EQ(lines.primaryKey.name, "pk_lines");
-  EXPECT_EQ(lines.primaryKey.columns, (std::vector<int>{1, 0}));  // key order
-  EXPECT_TRUE(lines.uniqueKeys.empty());
-  EXPECT_EQ(table("gen").primaryKey.name, "gen_key");
-  ASSERT_EQ(table("gen").uniqueKeys.size(), 1u);
-  EXPECT_EQ(table("gen").uniqueKeys[0].name, "uq_gen_1");  // c_set names NOT NULL
-  EXPECT_EQ(table("Zeta, ü").primaryKey.name, "pk_Zeta, ü");
-  EXPECT_FALSE(table("loose").hasPrimaryKey);
-  EXPECT_FALSE(table("big spenders").hasPrimaryKey);
-}
-
-TEST_F(SqliteReader, PairsForeignKeyColumnsInDeclarationOrder) {
-  const LiveTable& lines = table("order line");
-  ASSERT_EQ(lines.foreignKeys.size(), 3u);
-  const auto& toUnique = lines.foreignKeys[0];
-  EXPECT_EQ(toUnique.name, "fk_order line_1");
-  EXPECT_EQ(toUnique.columns, std::vector<int>{2});
-  EXPECT_EQ(toUnique.referencedSchema, "main");
-  EXPECT_EQ(toUnique.referencedTable, "customers");
-  EXPECT_EQ(toUnique.referencedColumns, std::vector<std::string>{"email"});
-  // No columns named: the parent's primary key, the parent as it is spelled.
-  const auto& toPrimary = lines.foreignKeys[1];
-  EXPECT_EQ(toPrimary.name, "fk_order line_2");
-  EXPECT_EQ(toPrimary.columns, std::vector<int>{3});
-  EXPECT_EQ(toPrimary.referencedTable, "customers");
-  EXPECT_EQ(toPrimary.referencedColumns, std::vector<std::string>{"id"});
-  // A parent outside the file keeps the names the text gives.
-  const auto& outside = lines.foreignKeys[2];
-  EXPECT_EQ(outside.name, "fk, product");
-  EXPECT_EQ(outside.columns, (std::vector<int>{1, 0}));
-  EXPECT_EQ(outside.referencedTable, "products");
-  EXPECT_EQ(outside.referencedColumns, (std::vector<std::string>{"a", "b"}));
-  // A parent without a primary key: nothing to point at.
-  EXPECT_TRUE(table("loose").foreignKeys.empty());
+  EXPECT_EQ(keyLines(table("customers")),
+            (Lines{"primary pk_customers (id)", "unique uq_customer_email (email)",
+                   "unique uq_customers_2 (name, full, größe)"}));
+  EXPECT_EQ(keyLines(table("order line")),
+            (Lines{"primary pk_lines (order_id, line_no)",
+                   "foreign fk_order line_1 (customer_email) -> main.customers (email)",
+                   "foreign fk_order line_2 (buyer) -> main.customers (id)",
+                   "foreign fk, product (order_id, line_no) -> main.products (a, b)"}));
+  // c_set names NOT NULL, not the unique key.
+  EXPECT_EQ(keyLines(table("gen")), (Lines{"primary gen_key (a)", "unique uq_gen_1 (c)"}));
+  EXPECT_EQ(keyLines(table("Zeta, ü")), (Lines{"primary pk_Zeta, ü (ключ)"}));
+  EXPECT_TRUE(keyLines(table("loose")).empty());
+  EXPECT_TRUE(keyLines(table("big spenders")).empty());
 }
 
 TEST_F(SqliteReader, KeepsPlainIndexColumnsOnly) {
-  const auto& indexes = table("order line").indexes;
-  ASSERT_EQ(indexes.size(), 4u);  // ix_expr has no plain column
-  EXPECT_EQ(indexes[0].name, "ix_desc");
-  EXPECT_FALSE(indexes[0].unique);
-  EXPECT_EQ(indexes[0].columns, (std::vector<int>{4, 3}));
-  EXPECT_EQ(indexes[0].descending, (std::vector<bool>{true, false}));
-  EXPECT_EQ(indexes[1].name, "ix_mixed");
-  EXPECT_EQ(indexes[1].columns, (std::vector<int>{3, 0}));
-  EXPECT_EQ(indexes[1].descending, (std::vector<bool>{false, true}));
-  EXPECT_EQ(indexes[2].name, "ix_partial");
-  EXPECT_EQ(indexes[2].columns, std::vector<int>{4});
-  EXPECT_EQ(indexes[3].name, "ix_unique");
-  EXPECT_TRUE(indexes[3].unique);
-  EXPECT_EQ(indexes[3].columns, std::vector<int>{2});
-  // Constraint indexes are keys, not indexes.
+  // ix_expr has no plain column; constraint indexes are keys, not indexes.
+  EXPECT_EQ(indexLines(table("order line")),
+            (Lines{"index ix_desc (amount desc, buyer)", "index ix_mixed (buyer, line_no desc)",
+                   "index ix_partial (amount)", "unique index ix_unique (customer_email)"}));
   EXPECT_TRUE(table("customers").indexes.empty());
 }
 
 TEST_F(SqliteReader, CountsWhatItCannotCarry) {
-  const std::map<std::string, long> counted(catalog_.notCarried.begin(), catalog_.notCarried.end());
   // Words in strings and comments are not constraints.
-  const std::map<std::string, long> expected{{"column defaults", 2},
-                                             {"check constraints", 2},
-                                             {"identity or auto-increment columns", 1},
-                                             {"generated columns", 2},
-                                             {"triggers", 1},
-                                             {"referential actions", 2},
-                                             {"view bodies", 1},
-                                             {"expression indexes", 1},
-                                             {"expression index members", 1},
-                                             {"partial indexes", 1},
-                                             {"foreign keys without a parent key", 1}};
-  EXPECT_EQ(counted, expected);
+  EXPECT_EQ(notCarried(catalog_),
+            (std::map<std::string, long>{{"column defaults", 2},
+                                         {"check constraints", 2},
+                                         {"identity or auto-increment columns", 1},
+                                         {"generated columns", 2},
+                                         {"triggers", 1},
+                                         {"referential actions", 2},
+                                         {"view bodies", 1},
+                                         {"expression indexes", 1},
+                                         {"expression index members", 1},
+                                         {"partial indexes", 1},
+                                         {"foreign keys without a parent key", 1}}));
 }
 
 TEST_F(SqliteReader, ChoosesTheOneSchema) {

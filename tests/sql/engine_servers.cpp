@@ -73,13 +73,6 @@ void unwatchServer(pid_t pid) {
   }
 }
 
-std::string readAll(const std::string& path) {
-  std::ifstream in(path, std::ios::binary);
-  std::ostringstream bytes;
-  bytes << in.rdbuf();
-  return bytes.str();
-}
-
 std::vector<char*> argvOf(std::vector<std::string>& strings) {
   std::vector<char*> argv;
   for (std::string& text : strings) argv.push_back(text.data());
@@ -108,6 +101,13 @@ bool waitUntil(const std::function<bool()>& ready) {
 
 }  // namespace
 
+std::string fileBytes(const std::string& path) {
+  std::ifstream in(path, std::ios::binary);
+  std::ostringstream bytes;
+  bytes << in.rdbuf();
+  return bytes.str();
+}
+
 CommandResult runCommand(const std::vector<std::string>& command, const std::string& inputFile) {
   char captureDir[] = "/tmp/pcd-sql-run-XXXXXX";
   CommandResult result;
@@ -132,8 +132,8 @@ CommandResult runCommand(const std::vector<std::string>& command, const std::str
   if (child > 0 && waitpid(child, &status, 0) == child && WIFEXITED(status)) {
     result.exitCode = WEXITSTATUS(status);
   }
-  result.out = readAll(outPath);
-  result.err = readAll(errPath);
+  result.out = fileBytes(outPath);
+  result.err = fileBytes(errPath);
   if (result.exitCode == 127 && result.err.empty()) result.err = "cannot run " + command[0];
   std::error_code ignored;
   fs::remove_all(captureDir, ignored);
@@ -228,11 +228,11 @@ PostgresServer::PostgresServer() : bin_(postgresBin()) {
                 "-c listen_addresses='' -k " + folder_.path() + " -c fsync=off", "start"});
   result = runCommand(start);
   if (result.exitCode != 0) {
-    error_ = "PostgreSQL did not start: " + result.err + readAll(folder_.path() + "/pg.log");
+    error_ = "PostgreSQL did not start: " + result.err + fileBytes(folder_.path() + "/pg.log");
     return;
   }
   started_ = true;
-  const std::string pidLine = readAll(data + "/postmaster.pid");
+  const std::string pidLine = fileBytes(data + "/postmaster.pid");
   if (const int pid = std::atoi(pidLine.c_str()); pid > 0) watchServer(pid);
 }
 
@@ -241,7 +241,7 @@ PostgresServer::~PostgresServer() {
   std::vector<std::string> stop = folder_.asServerUser();
   stop.insert(stop.end(),
               {bin_ + "/pg_ctl", "-D", folder_.path() + "/pg", "-m", "immediate", "-w", "stop"});
-  const int pid = std::atoi(readAll(folder_.path() + "/pg/postmaster.pid").c_str());
+  const int pid = std::atoi(fileBytes(folder_.path() + "/pg/postmaster.pid").c_str());
   runCommand(stop);
   if (pid > 0) unwatchServer(pid);
 }
@@ -333,7 +333,7 @@ MariaDbServer::MariaDbServer() {
     return runCommand(ping).exitCode == 0;
   });
   if (!up || runCommand(ping).exitCode != 0) {
-    error_ = "MariaDB did not start: " + readAll(folder_.path() + "/my.err");
+    error_ = "MariaDB did not start: " + fileBytes(folder_.path() + "/my.err");
   }
 }
 

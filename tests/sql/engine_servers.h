@@ -17,6 +17,8 @@ struct CommandResult {
 // (empty: /dev/null) and collects what it printed.
 CommandResult runCommand(const std::vector<std::string>& argv, const std::string& inputFile = "");
 
+// The whole file's bytes ("" when it cannot be read).
+std::string fileBytes(const std::string& path);
 // Bytes from a string of hex digits ("41" -> "A").
 std::string fromHex(const std::string& hex);
 // Lines of `text`, each split at `separator`.
