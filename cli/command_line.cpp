@@ -6,7 +6,7 @@
 #include <cstring>
 
 #include "model_writer.h"
-#include "sql_dialect.h"
+#include "sql/sql_dialect.h"
 #include "subcommand_arguments.h"
 #include "text_encoding.h"
 

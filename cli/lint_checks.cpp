@@ -15,7 +15,7 @@
 #include "model/zel_operation.h"
 #include "model/zel_package.h"
 #include "model/zel_type.h"
-#include "sql_dialect.h"
+#include "sql/sql_dialect.h"
 
 namespace pcd::cli {
 

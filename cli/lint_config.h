@@ -14,7 +14,7 @@
 #include <vector>
 
 #include "lint_rules.h"
-#include "sql_dialect.h"
+#include "sql/sql_dialect.h"
 
 namespace pcd::cli {
 

@@ -6,7 +6,7 @@
 #include "model_json.h"
 #include "model_markdown.h"
 #include "model_mermaid.h"
-#include "model_sql.h"
+#include "sql/model_sql.h"
 #include "model_summary.h"
 #include "model_svg.h"
 

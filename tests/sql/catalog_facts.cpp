@@ -10,8 +10,8 @@
 
 #include "catalog_reader.h"
 #include "catalog_view.h"
-#include "model_sql.h"
-#include "sql_names.h"
+#include "sql/model_sql.h"
+#include "sql/sql_names.h"
 
 namespace {
 

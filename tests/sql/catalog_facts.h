@@ -10,7 +10,7 @@
 
 #include "engine_servers.h"
 #include "model/zel_model.h"
-#include "sql_dialect.h"
+#include "sql/sql_dialect.h"
 
 using Facts = std::vector<std::string>;
 

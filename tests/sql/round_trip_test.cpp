@@ -13,8 +13,8 @@
 
 #include "catalog_facts.h"
 #include "engine_servers.h"
-#include "model_sql.h"
-#include "sql_names.h"
+#include "sql/model_sql.h"
+#include "sql/sql_names.h"
 #include "support/pcd_fixture.h"
 
 namespace {
