@@ -106,6 +106,7 @@ class SqlDialect {
   // A string literal: single quotes doubled, and backslashes too where the
   // engine reads them as escapes.
   std::string quoteString(std::string_view text) const;
+  // The longest name; the name fitting cuts longer ones and lint reports them.
   virtual IdentifierLimit identifierLimit() const = 0;
   // True when the engine matches identifiers without regard to ASCII case.
   virtual bool namesIgnoreCase() const = 0;
@@ -117,6 +118,7 @@ class SqlDialect {
   // regard to case: as an identifier it must be quoted.
   bool isReservedWord(std::string_view name) const;
   virtual PlainNames plainNames() const = 0;
+  // Where each kind of name must be unique.
   virtual NameScopes nameScopes() const = 0;
 
   // --- the script --------------------------------------------------------
@@ -134,6 +136,8 @@ class SqlDialect {
   // The statement that creates the schema (quoted name); `usersSchema`: it
   // is the one every database already has (ReservedNames::usersSchema).
   virtual std::string createSchema(const std::string& quotedName, bool usersSchema) const = 0;
+  // True when the engine takes a table without columns; else such a table
+  // is not written.
   virtual bool tablesWithoutColumns() const { return false; }
   // The name the engine gives every primary key ("PRIMARY"), which is then
   // written without a constraint name and taken among the table's indexes;
