@@ -6,7 +6,7 @@
 #include <cstring>
 
 #include "model_writer.h"
-#include "sql_dialect.h"
+#include "sql/sql_dialect.h"
 #include "subcommand_arguments.h"
 #include "text_encoding.h"
 
@@ -170,19 +170,12 @@ std::string apply(const OptionDefinition& definition, const std::string& value,
         return "--max-input-bytes takes a positive number of bytes, not '" + value + "'";
       }
       break;
-    case OptionId::kDialect: {
-      SqlDialect dialect;
-      if (!parseSqlDialect(value, dialect)) {
-        std::string names;
-        for (const std::string_view name : sqlDialectNames()) {
-          names += names.empty() ? "" : ", ";
-          names += name;
-        }
-        return "unknown dialect '" + value + "'; use one of: " + names;
+    case OptionId::kDialect:
+      if (findSqlDialect(value) == nullptr) {
+        return "unknown dialect '" + value + "'; use one of: " + sqlDialectNameList();
       }
       options.writer.dialect = value;
       break;
-    }
     case OptionId::kForce:
       options.force = true;
       break;
@@ -349,6 +342,17 @@ std::string formatList() {
   return list;
 }
 
+// "postgresql (default), mysql or sqlite", from the list of dialects.
+std::string dialectChoices() {
+  const std::vector<const SqlDialect*>& dialects = sqlDialects();
+  std::string text = std::string(dialects.front()->name()) + " (default)";
+  for (size_t i = 1; i < dialects.size(); ++i) {
+    text += i + 1 == dialects.size() ? " or " : ", ";
+    text += dialects[i]->name();
+  }
+  return text;
+}
+
 }  // namespace
 
 std::string usageText() {
@@ -369,8 +373,8 @@ std::string usageText() {
          optionHelp("  -f, --format FORMAT", formatList()) +
          "      --compact         JSON without indentation or line breaks\n" +
          optionHelp("      --dialect NAME", "SQL dialect of --format " +
-                                                outputFormatNames(kReadsDialect) +
-                                                ": postgresql (default), mysql or sqlite") +
+                                                outputFormatNames(kReadsDialect) + ": " +
+                                                dialectChoices()) +
          "      --native-types    SQL with the extract's own type names\n" +
          optionHelp("      --force", outputFormatNames(kReadsForce) +
                                          ": write into a folder that holds other files") +

@@ -15,7 +15,7 @@
 #include "model/zel_operation.h"
 #include "model/zel_package.h"
 #include "model/zel_type.h"
-#include "sql_dialect.h"
+#include "sql/sql_dialect.h"
 
 namespace pcd::cli {
 
@@ -621,21 +621,24 @@ class Linter {
   // --- names ---------------------------------------------------------------
 
   // Why `name` must be quoted in `dialect`, or "".
-  static std::string quotingReason(SqlDialect dialect, const std::string& name,
+  static std::string quotingReason(const SqlDialect& dialect, const std::string& name,
                                    LintObjectKind kind) {
     if (name.empty()) return "it is empty";
-    if (isReservedWord(dialect, name)) return "a reserved word";
-    // PostgreSQL keeps pg_ for its schemas, SQLite sqlite_ for its tables
-    // and indexes: quoted or not, the engine refuses the name.
-    const std::string_view prefix = reservedNamePrefix(dialect);
-    const bool prefixed = !prefix.empty() && lowerAscii(name).rfind(prefix, 0) == 0;
-    if (prefixed && (dialect == SqlDialect::kPostgreSql
-                         ? kind == LintObjectKind::kSchema
-                         : kind == LintObjectKind::kTable || kind == LintObjectKind::kView ||
-                               kind == LintObjectKind::kIndex)) {
-      return "the engine keeps names starting with " + std::string(prefix) +
+    if (dialect.isReservedWord(name)) return "a reserved word";
+    // The engine refuses its own prefix for some kinds of objects, quoted
+    // or not.
+    const ReservedNames& reserved = dialect.reservedNames();
+    const bool prefixed =
+        !reserved.prefix.empty() && lowerAscii(name).rfind(reserved.prefix, 0) == 0;
+    if (prefixed && (kind == LintObjectKind::kSchema
+                         ? reserved.prefixRefusesSchemas
+                         : reserved.prefixRefusesTables &&
+                               (kind == LintObjectKind::kTable || kind == LintObjectKind::kView ||
+                                kind == LintObjectKind::kIndex))) {
+      return "the engine keeps names starting with " + std::string(reserved.prefix) +
              " for itself, quoted or not";
     }
+    const PlainNames plain = dialect.plainNames();
     const auto letter = [](unsigned char c) {
       return (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') || c == '_' || c >= 0x80;
     };
@@ -644,15 +647,15 @@ class Linter {
       const auto c = static_cast<unsigned char>(name[i]);
       const bool digit = c >= '0' && c <= '9';
       digitsOnly = digitsOnly && digit;
-      if (letter(c) || (digit && i > 0) || (c == '$' && i > 0 && dialect != SqlDialect::kSqlite)) {
+      if (letter(c) || (digit && i > 0) || (c == '$' && i > 0 && plain.dollarAfterFirst)) {
         continue;
       }
-      if (digit && dialect == SqlDialect::kMySql) continue;  // unless all digits, below
+      if (digit && plain.leadingDigit) continue;  // unless all digits, below
       if (digit) return "it starts with a digit";
       return c == ' ' ? "it holds a blank" : "it holds characters other than letters, digits and _";
     }
     if (digitsOnly) return "it is a number";
-    if (dialect == SqlDialect::kPostgreSql) {
+    if (plain.foldsCase) {
       bool upper = false, lower = false;
       for (char c : name) {
         upper = upper || (c >= 'A' && c <= 'Z');
@@ -671,15 +674,15 @@ class Linter {
     if (on(rule::kNameNeedsQuoting)) {
       // Dialects grouped by reason: "a reserved word (postgresql, mysql)".
       std::vector<std::pair<std::string, std::string>> reasons;
-      for (SqlDialect dialect : config_.dialects) {
-        const std::string reason = quotingReason(dialect, name, kind);
+      for (const SqlDialect* dialect : config_.dialects) {
+        const std::string reason = quotingReason(*dialect, name, kind);
         if (reason.empty()) continue;
         auto at = std::find_if(reasons.begin(), reasons.end(),
                                [&](const auto& entry) { return entry.first == reason; });
         if (at == reasons.end()) {
-          reasons.emplace_back(reason, std::string(sqlDialectName(dialect)));
+          reasons.emplace_back(reason, std::string(dialect->name()));
         } else {
-          at->second += ", " + std::string(sqlDialectName(dialect));
+          at->second += ", " + std::string(dialect->name());
         }
       }
       for (const auto& [reason, dialects] : reasons) {
@@ -687,8 +690,8 @@ class Linter {
       }
     }
     if (on(rule::kNameTooLong)) {
-      for (SqlDialect dialect : config_.dialects) {
-        const IdentifierLimit limit = identifierLimit(dialect);
+      for (const SqlDialect* dialect : config_.dialects) {
+        const IdentifierLimit limit = dialect->identifierLimit();
         if (limit.max == 0 || name.size() <= limit.max) continue;
         size_t size = name.size();
         if (!limit.countsBytes) {
@@ -697,7 +700,7 @@ class Linter {
           }));
         }
         if (size <= limit.max) continue;
-        length += (length.empty() ? "" : ", ") + std::string(sqlDialectName(dialect)) + " keeps " +
+        length += (length.empty() ? "" : ", ") + std::string(dialect->name()) + " keeps " +
                   std::to_string(limit.max) + (limit.countsBytes ? " bytes" : " characters") +
                   ", it has " + std::to_string(size);
       }

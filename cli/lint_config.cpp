@@ -96,9 +96,9 @@ void readRule(const std::string& shownName, const YAML::Node& body, const LintRu
 void readDialects(const std::string& shownName, const YAML::Node& node, LintConfig& config) {
   config.dialects.clear();
   for (const std::string& name : names(shownName, node, "dialects")) {
-    SqlDialect dialect;
-    if (!parseSqlDialect(name, dialect)) {
-      fail(shownName, node, "unknown dialect '" + name + "' (known: postgresql, mysql, sqlite)");
+    const SqlDialect* dialect = findSqlDialect(name);
+    if (dialect == nullptr) {
+      fail(shownName, node, "unknown dialect '" + name + "' (known: " + sqlDialectNameList() + ")");
     }
     config.dialects.push_back(dialect);
   }
@@ -183,7 +183,7 @@ LintConfig defaultLintConfig() {
     setting.threshold = rule.threshold;
     config.rules.push_back(setting);
   }
-  config.dialects = {SqlDialect::kPostgreSql, SqlDialect::kMySql, SqlDialect::kSqlite};
+  config.dialects = sqlDialects();
   return config;
 }
 
@@ -219,7 +219,9 @@ std::string lintConfigTemplate() {
       "# schema SHOP, ORDERS.NOTE the column NOTE of ORDERS.\n"
       "\n"
       "# The SQL dialects the name rules check against.\n"
-      "# dialects: [postgresql, mysql, sqlite]\n"
+      "# dialects: [" +
+      sqlDialectNameList() +
+      "]\n"
       "\n"
       "# Left out of every rule.\n"
       "# exclude: []\n"

@@ -1,7 +1,7 @@
 #include <string>
 
 #include "lint_report.h"
-#include "sql_dialect.h"
+#include "sql/sql_text.h"
 
 namespace pcd::cli {
 

@@ -6,9 +6,9 @@
 #include "model_json.h"
 #include "model_markdown.h"
 #include "model_mermaid.h"
-#include "model_sql.h"
 #include "model_summary.h"
 #include "model_svg.h"
+#include "sql/model_sql.h"
 
 // The plantuml format's one entry point (model_plantuml.cpp).
 std::unique_ptr<ModelWriter> makePlantUmlModelWriter(const WriterOptions& options);

@@ -25,7 +25,7 @@ struct WriterOptions {
   std::vector<std::string> schemas;
   // Diagram formats: every column, only the columns of keys, or none.
   DiagramColumns columns = DiagramColumns::kAll;
-  std::string dialect = "postgresql";  // SQL: a name from sqlDialectNames()
+  std::string dialect = "postgresql";  // SQL: a name from sqlDialects()
   bool nativeTypes = false;            // SQL: the extract's own type names
   std::string toolVersion;             // SQL: the program's version, for the script's header
 };

@@ -10,8 +10,8 @@
 
 #include "catalog_reader.h"
 #include "catalog_view.h"
-#include "model_sql.h"
-#include "sql_names.h"
+#include "sql/model_sql.h"
+#include "sql/sql_names.h"
 
 namespace {
 
@@ -28,7 +28,7 @@ Facts sorted(Facts facts) {
 
 class ExpectedFacts {
  public:
-  ExpectedFacts(SqlDialect dialect, const std::string& script)
+  ExpectedFacts(const SqlDialect& dialect, const std::string& script)
       : dialect_(dialect), script_(script) {}
 
   Facts collect(const ZELModel& model) {
@@ -41,8 +41,7 @@ class ExpectedFacts {
     }
     // Foreign keys last: the referenced table may come later.
     for (const PendingForeignKey& pending : pendingForeignKeys_) {
-      facts_.push_back("fk " + pending.label +
-                       (dialect_ == SqlDialect::kSqlite ? "" : " " + name(pending.key)) + " (" +
+      facts_.push_back("fk " + pending.label + (sqlite() ? "" : " " + name(pending.key)) + " (" +
                        pending.columns + ") -> " + labelOf(pending.target) + " (" +
                        pending.referencedColumns + ")");
     }
@@ -51,9 +50,10 @@ class ExpectedFacts {
 
  private:
   const std::string& name(const ZELObject* object) const { return names_.of(object); }
+  bool sqlite() const { return dialect_.name() == "sqlite"; }
 
   bool notWritten(const std::string& what, const ZELObject* object, const std::string& ref) const {
-    return script_.find(kNotWrittenMark + what + quoteIdentifier(dialect_, name(object)) + " of " +
+    return script_.find(kNotWrittenMark + what + dialect_.quoteIdentifier(name(object)) + " of " +
                         ref + ": ") != std::string::npos;
   }
 
@@ -64,11 +64,11 @@ class ExpectedFacts {
   }
 
   void addTable(const ZELPackage& schema, const ZELClass& table) {
-    const bool sqlite = dialect_ == SqlDialect::kSqlite;
+    const bool sqlite = this->sqlite();
     const std::string label = sqlite ? name(&table) : name(&schema) + "." + name(&table);
-    const std::string ref = sqlite ? quoteIdentifier(dialect_, name(&table))
-                                   : quoteIdentifier(dialect_, name(&schema)) + "." +
-                                         quoteIdentifier(dialect_, name(&table));
+    const std::string ref = sqlite ? dialect_.quoteIdentifier(name(&table))
+                                   : dialect_.quoteIdentifier(name(&schema)) + "." +
+                                         dialect_.quoteIdentifier(name(&table));
     if (script_.find(std::string(kNotWrittenMark) + "table " + ref + ": ") != std::string::npos) {
       return;
     }
@@ -89,7 +89,7 @@ class ExpectedFacts {
         if (!static_cast<const ZELCandidateKey*>(key)->uniqueKey) {
           facts_.push_back("index " + label + " " + name(key) + " plain (" + columns(keyColumns) +
                            ")");
-        } else if (dialect_ == SqlDialect::kMySql) {
+        } else if (dialect_.name() == "mysql") {
           facts_.push_back("index " + label + " " + name(key) + " unique (" + columns(keyColumns) +
                            ")");
         } else {
@@ -150,7 +150,7 @@ class ExpectedFacts {
     const ZELClass* target;
     std::string referencedColumns;
   };
-  SqlDialect dialect_;
+  const SqlDialect& dialect_;
   const std::string& script_;
   SqlNames names_;
   Facts facts_;
@@ -160,15 +160,15 @@ class ExpectedFacts {
 
 }  // namespace
 
-Facts expectedFacts(const ZELModel& model, SqlDialect dialect, const std::string& script) {
+Facts expectedFacts(const ZELModel& model, const SqlDialect& dialect, const std::string& script) {
   return ExpectedFacts(dialect, script).collect(model);
 }
 
 namespace {
 
 // What the engine's catalog holds, as the program's own reader gives it.
-Facts liveFacts(const pcd::cli::LiveCatalog& catalog, SqlDialect dialect) {
-  const bool sqlite = dialect == SqlDialect::kSqlite;
+Facts liveFacts(const pcd::cli::LiveCatalog& catalog, std::string_view dialect) {
+  const bool sqlite = dialect == "sqlite";
   Facts facts;
   for (const pcd::cli::LiveSchema& schema : catalog.schemas) {
     for (const pcd::cli::LiveTable& table : schema.tables) {
@@ -193,11 +193,10 @@ Facts liveFacts(const pcd::cli::LiveCatalog& catalog, SqlDialect dialect) {
       // MySQL holds a unique constraint as a unique index; SQLite keeps no
       // constraint names.
       for (const pcd::cli::LiveKey& key : table.uniqueKeys) {
-        facts.push_back(dialect == SqlDialect::kMySql
-                            ? "index " + label + " " + key.name + " unique (" +
-                                  columns(key.columns, key.descending) + ")"
-                            : "unique " + label + (sqlite ? "" : " " + key.name) + " (" +
-                                  columns(key.columns) + ")");
+        facts.push_back(dialect == "mysql" ? "index " + label + " " + key.name + " unique (" +
+                                                 columns(key.columns, key.descending) + ")"
+                                           : "unique " + label + (sqlite ? "" : " " + key.name) +
+                                                 " (" + columns(key.columns) + ")");
       }
       for (const pcd::cli::LiveForeignKey& key : table.foreignKeys) {
         facts.push_back(
@@ -222,18 +221,18 @@ Facts postgresFacts(PostgresServer& server, const std::string& database) {
                        pcd::cli::parseDatabaseUrl("postgresql:///" + database +
                                                   "?host=" + server.socketFolder() + "&user=pcd"),
                        {}),
-                   SqlDialect::kPostgreSql);
+                   "postgresql");
 }
 
 Facts mariaDbFacts(MariaDbServer& server) {
   return liveFacts(
       pcd::cli::readMariadbCatalog(
           pcd::cli::parseDatabaseUrl("mysql://root@localhost/?socket=" + server.socketPath()), {}),
-      SqlDialect::kMySql);
+      "mysql");
 }
 
 Facts sqliteFacts(const std::string& databaseFile) {
   return liveFacts(
       pcd::cli::readSqliteCatalog(pcd::cli::parseDatabaseUrl("sqlite:" + databaseFile), {}),
-      SqlDialect::kSqlite);
+      "sqlite");
 }

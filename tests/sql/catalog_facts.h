@@ -10,13 +10,13 @@
 
 #include "engine_servers.h"
 #include "model/zel_model.h"
-#include "sql_dialect.h"
+#include "sql/sql_dialect.h"
 
 using Facts = std::vector<std::string>;
 
 // What the model says, under the names the script gives; objects the
 // script marks as not written are left out.
-Facts expectedFacts(const ZELModel& model, SqlDialect dialect, const std::string& script);
+Facts expectedFacts(const ZELModel& model, const SqlDialect& dialect, const std::string& script);
 
 // What each engine's catalog holds, read through the program's own
 // snapshot readers (which their tests hold against each engine).

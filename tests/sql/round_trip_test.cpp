@@ -13,8 +13,9 @@
 
 #include "catalog_facts.h"
 #include "engine_servers.h"
-#include "model_sql.h"
-#include "sql_names.h"
+#include "model_writer.h"
+#include "sql/model_sql.h"
+#include "sql/sql_names.h"
 #include "support/pcd_fixture.h"
 
 namespace {
@@ -74,10 +75,32 @@ size_t countOf(const std::string& text, const std::string& part) {
   return count;
 }
 
-std::string scriptFor(const ImportResult& import, const std::string& file, SqlDialect dialect) {
+const SqlDialect& kPostgreSql = *findSqlDialect("postgresql");
+const SqlDialect& kMySql = *findSqlDialect("mysql");
+const SqlDialect& kSqlite = *findSqlDialect("sqlite");
+
+// The script as the program writes it, through the format's writer; "" with
+// `error` set when the model cannot be written.
+std::string sqlScript(const ModelSource& source, const SqlDialect& dialect,
+                      const std::string& toolVersion, std::string& error) {
+  WriterOptions options;
+  options.dialect = std::string(dialect.name());
+  options.toolVersion = toolVersion;
+  char* bytes = nullptr;
+  size_t size = 0;
+  std::FILE* memory = open_memstream(&bytes, &size);
+  StreamSink sink(memory);
+  error = findOutputFormat("sql")->make(options)->write(source, sink);
+  std::fclose(memory);
+  std::string script = error.empty() ? std::string(bytes, size) : std::string();
+  std::free(bytes);
+  return script;
+}
+
+std::string scriptFor(const ImportResult& import, const std::string& file,
+                      const SqlDialect& dialect) {
   std::string error;
-  const std::string script =
-      makeSqlScript({*import.model, import.log, file}, dialect, false, "test", error);
+  const std::string script = sqlScript({*import.model, import.log, file}, dialect, "test", error);
   EXPECT_EQ(error, "");
   return script;
 }
@@ -89,7 +112,7 @@ struct RoundTrip {
 };
 
 // Loads the file's script for `dialect` and reads the engine's catalog.
-RoundTrip roundTrip(const std::string& file, SqlDialect dialect) {
+RoundTrip roundTrip(const std::string& file, const SqlDialect& dialect) {
   static int databases = 0;
   RoundTrip result;
   const ImportResult import = importFile(file);
@@ -99,28 +122,22 @@ RoundTrip roundTrip(const std::string& file, SqlDialect dialect) {
   result.expected = expectedFacts(*import.model, dialect, result.script);
   ServerFolder scratch;
   const std::string scriptFile = writeTemporary(scratch, "script.sql", result.script);
-  switch (dialect) {
-    case SqlDialect::kPostgreSql: {
-      const std::string database = "round_trip_" + std::to_string(++databases);
-      result.loadErrors = gPostgres->loadScript(database, scriptFile);
-      result.actual = postgresFacts(*gPostgres, database);
-      break;
-    }
-    case SqlDialect::kMySql:
-      result.loadErrors = gMariaDb->loadScript(scriptFile);
-      result.actual = mariaDbFacts(*gMariaDb);
-      break;
-    case SqlDialect::kSqlite: {
-      const std::string databaseFile = scratch.path() + "/round_trip.db";
-      result.loadErrors = loadSqliteScript(databaseFile, result.script);
-      result.actual = sqliteFacts(databaseFile);
-      break;
-    }
+  if (&dialect == &kPostgreSql) {
+    const std::string database = "round_trip_" + std::to_string(++databases);
+    result.loadErrors = gPostgres->loadScript(database, scriptFile);
+    result.actual = postgresFacts(*gPostgres, database);
+  } else if (&dialect == &kMySql) {
+    result.loadErrors = gMariaDb->loadScript(scriptFile);
+    result.actual = mariaDbFacts(*gMariaDb);
+  } else {
+    const std::string databaseFile = scratch.path() + "/round_trip.db";
+    result.loadErrors = loadSqliteScript(databaseFile, result.script);
+    result.actual = sqliteFacts(databaseFile);
   }
   return result;
 }
 
-class SqlRoundTrip : public ::testing::TestWithParam<SqlDialect> {
+class SqlRoundTrip : public ::testing::TestWithParam<const SqlDialect*> {
  protected:
   void SetUp() override {
     ASSERT_NE(gPostgres, nullptr);
@@ -130,12 +147,11 @@ class SqlRoundTrip : public ::testing::TestWithParam<SqlDialect> {
 
   // Loads the file and compares; returns the script.
   std::string check(const std::string& file) {
-    const RoundTrip result = roundTrip(file, GetParam());
+    const RoundTrip result = roundTrip(file, *GetParam());
     EXPECT_EQ(result.loadErrors, "") << file;
     EXPECT_FALSE(result.expected.empty()) << file;
-    EXPECT_TRUE(result.expected == result.actual)
-        << file << " in " << sqlDialectName(GetParam()) << ":"
-        << differences(result.expected, result.actual);
+    EXPECT_TRUE(result.expected == result.actual) << file << " in " << GetParam()->name() << ":"
+                                                  << differences(result.expected, result.actual);
     return result.script;
   }
 };
@@ -151,9 +167,7 @@ TEST_P(SqlRoundTrip, HostileNamesLoad) {
   const std::string script = check(std::string(PCD_SOURCE_DIR) + "/tests/data/hostile_names.pcd");
   // A text column paired with an integer one: refused by PostgreSQL and
   // MariaDB, which also refuses an integer paired with a bigint.
-  const size_t refused = GetParam() == SqlDialect::kPostgreSql ? 1
-                         : GetParam() == SqlDialect::kMySql    ? 2
-                                                               : 0;
+  const size_t refused = GetParam() == &kPostgreSql ? 1 : GetParam() == &kMySql ? 2 : 0;
   EXPECT_EQ(countOf(script, "-- NOT WRITTEN: foreign key"), refused) << script;
 }
 
@@ -164,40 +178,36 @@ TEST_P(SqlRoundTrip, CatalogCasesLoad) {
   const std::string script = check(std::string(PCD_SOURCE_DIR) + "/tests/data/catalog_cases.pcd");
   EXPECT_EQ(script.find("_POSITION"), std::string::npos) << script;
   EXPECT_EQ(script.rfind("-- SQL DDL written by pcd-import test\n", 0), 0u) << script;
-  switch (GetParam()) {
-    case SqlDialect::kPostgreSql:
-      // "public" is the database's own schema, used under its name.
-      EXPECT_NE(
-          script.find(
-              "CREATE SCHEMA IF NOT EXISTS \"public\";\nRESET client_min_messages;\n\nCREATE TABLE "
-              "\"public\".\"users\""),
-          std::string::npos)
-          << script;
-      EXPECT_NE(script.find("CREATE SCHEMA \"jobs\";"), std::string::npos) << script;
-      EXPECT_NE(script.find("-- Procedure \"public\".\"add_user\""), std::string::npos);
-      EXPECT_EQ(script.find("public_2"), std::string::npos) << script;
-      EXPECT_EQ(countOf(script, kNotWrittenMark), 0u) << script;
-      break;
-    case SqlDialect::kMySql:
-      // varchar(2048) is TEXT: plain indexes take a prefix within 3072
-      // bytes (4 per character), a unique one cannot.
-      EXPECT_NE(script.find("CREATE INDEX `IX_USERS_EMAIL` ON `public`.`users` (`email`(768));"),
-                std::string::npos)
-          << script;
-      EXPECT_NE(script.find("CREATE INDEX `IX_USERS_EMAIL_NAME` ON `public`.`users` "
-                            "(`email`(668), `name`);"),
-                std::string::npos)
-          << script;
-      EXPECT_EQ(countOf(script, kNotWrittenMark), 1u) << script;
-      EXPECT_NE(script.find("-- NOT WRITTEN: index `UX_ORDERS_USER_EMAIL` of `public`.`orders`: "
-                            "column `user_email` is of type TEXT, which mysql cannot index but by "
-                            "a prefix"),
-                std::string::npos)
-          << script;
-      break;
-    case SqlDialect::kSqlite:
-      EXPECT_EQ(countOf(script, kNotWrittenMark), 0u) << script;
-      break;
+  if (GetParam() == &kPostgreSql) {
+    // "public" is the database's own schema, used under its name.
+    EXPECT_NE(
+        script.find(
+            "CREATE SCHEMA IF NOT EXISTS \"public\";\nRESET client_min_messages;\n\nCREATE TABLE "
+            "\"public\".\"users\""),
+        std::string::npos)
+        << script;
+    EXPECT_NE(script.find("CREATE SCHEMA \"jobs\";"), std::string::npos) << script;
+    EXPECT_NE(script.find("-- Procedure \"public\".\"add_user\""), std::string::npos);
+    EXPECT_EQ(script.find("public_2"), std::string::npos) << script;
+    EXPECT_EQ(countOf(script, kNotWrittenMark), 0u) << script;
+  } else if (GetParam() == &kMySql) {
+    // varchar(2048) is TEXT: plain indexes take a prefix within 3072
+    // bytes (4 per character), a unique one cannot.
+    EXPECT_NE(script.find("CREATE INDEX `IX_USERS_EMAIL` ON `public`.`users` (`email`(768));"),
+              std::string::npos)
+        << script;
+    EXPECT_NE(script.find("CREATE INDEX `IX_USERS_EMAIL_NAME` ON `public`.`users` "
+                          "(`email`(668), `name`);"),
+              std::string::npos)
+        << script;
+    EXPECT_EQ(countOf(script, kNotWrittenMark), 1u) << script;
+    EXPECT_NE(script.find("-- NOT WRITTEN: index `UX_ORDERS_USER_EMAIL` of `public`.`orders`: "
+                          "column `user_email` is of type TEXT, which mysql cannot index but by "
+                          "a prefix"),
+              std::string::npos)
+        << script;
+  } else {
+    EXPECT_EQ(countOf(script, kNotWrittenMark), 0u) << script;
   }
 }
 
@@ -219,14 +229,14 @@ TEST(SqlScript, ReservedNamesFollowTheRuleTheHeaderAndTheDocsState) {
   }();
   // The schema "jobs" renamed to each reserved name in turn.
   const struct {
-    SqlDialect dialect;
+    const SqlDialect& dialect;
     std::string schema, written;
-  } cases[] = {{SqlDialect::kPostgreSql, "information_schema", "\"xinformation_schema\""},
-               {SqlDialect::kPostgreSql, "pg_temp", "\"xpg_temp\""},
-               {SqlDialect::kPostgreSql, "PUBLIC", "\"PUBLIC\""},
-               {SqlDialect::kMySql, "MySQL", "`xMySQL`"},
-               {SqlDialect::kMySql, "sys", "`xsys`"},
-               {SqlDialect::kPostgreSql, "public", "\"public_2\""}};
+  } cases[] = {{kPostgreSql, "information_schema", "\"xinformation_schema\""},
+               {kPostgreSql, "pg_temp", "\"xpg_temp\""},
+               {kPostgreSql, "PUBLIC", "\"PUBLIC\""},
+               {kMySql, "MySQL", "`xMySQL`"},
+               {kMySql, "sys", "`xsys`"},
+               {kPostgreSql, "public", "\"public_2\""}};
   ServerFolder folder;
   for (const auto& c : cases) {
     std::string renamed = pcd;
@@ -237,24 +247,22 @@ TEST(SqlScript, ReservedNamesFollowTheRuleTheHeaderAndTheDocsState) {
     const ImportResult import = importFile(path);
     ASSERT_EQ(import.error, "");
     const std::string script = scriptFor(import, path, c.dialect);
-    EXPECT_NE(script.find("CREATE " +
-                          std::string(c.dialect == SqlDialect::kMySql ? "DATABASE " : "SCHEMA ") +
+    EXPECT_NE(script.find("CREATE " + std::string(&c.dialect == &kMySql ? "DATABASE " : "SCHEMA ") +
                           c.written),
               std::string::npos)
         << c.schema << "\n"
         << script;
   }
-  for (const SqlDialect dialect :
-       {SqlDialect::kPostgreSql, SqlDialect::kMySql, SqlDialect::kSqlite}) {
+  for (const SqlDialect* dialect : sqlDialects()) {
     const ImportResult import = importFile(file);
-    const std::string script = scriptFor(import, file, dialect);
+    const std::string script = scriptFor(import, file, *dialect);
     const std::string rule = "gets an x in front (";
     const size_t at = script.find(rule);
     ASSERT_NE(at, std::string::npos) << script;
     const std::string names =
         script.substr(at + rule.size(), script.find(')', at) - at - rule.size());
-    EXPECT_NE(docs.find(std::string(sqlDialectName(dialect)) + ": " + names), std::string::npos)
-        << "docs/sql.md does not state the rule for " << sqlDialectName(dialect) << ": " << names;
+    EXPECT_NE(docs.find(std::string(dialect->name()) + ": " + names), std::string::npos)
+        << "docs/sql.md does not state the rule for " << dialect->name() << ": " << names;
   }
 }
 
@@ -274,19 +282,17 @@ TEST_P(SqlRoundTrip, GeneratedFileLoads) {
     explained += countOf(script, reason);
   }
   EXPECT_EQ(countOf(script, kNotWrittenMark), explained);
-  if (GetParam() != SqlDialect::kMySql) {
+  if (GetParam() != &kMySql) {
     EXPECT_EQ(countOf(script, "cannot index"), 0u);
   }
-  if (GetParam() == SqlDialect::kSqlite) {
+  if (GetParam() == &kSqlite) {
     EXPECT_EQ(explained, 0u);
   }
 }
 
-INSTANTIATE_TEST_SUITE_P(Dialects, SqlRoundTrip,
-                         ::testing::Values(SqlDialect::kPostgreSql, SqlDialect::kMySql,
-                                           SqlDialect::kSqlite),
-                         [](const ::testing::TestParamInfo<SqlDialect>& dialect) {
-                           return std::string(sqlDialectName(dialect.param));
+INSTANTIATE_TEST_SUITE_P(Dialects, SqlRoundTrip, ::testing::ValuesIn(sqlDialects()),
+                         [](const ::testing::TestParamInfo<const SqlDialect*>& dialect) {
+                           return std::string(dialect.param->name());
                          });
 
 // The program's side: the dialect's name is checked, and the script is
@@ -320,10 +326,9 @@ TEST(SqlScript, RefusesANameNoQuotingCarries) {
   table->setName(ZELString("A\0B", 3));
   schema->addModelObject(table);
   const std::vector<ZELLogEvent> log;
-  for (const SqlDialect dialect :
-       {SqlDialect::kPostgreSql, SqlDialect::kMySql, SqlDialect::kSqlite}) {
+  for (const SqlDialect* dialect : sqlDialects()) {
     std::string error;
-    EXPECT_EQ(makeSqlScript({model, log, "x.pcd"}, dialect, false, "", error), "");
+    EXPECT_EQ(sqlScript({model, log, "x.pcd"}, *dialect, "", error), "");
     EXPECT_NE(error.find("table \"A"), std::string::npos) << error;
     EXPECT_NE(error.find("NUL byte"), std::string::npos) << error;
   }
@@ -365,7 +370,7 @@ TEST(SqlNames, RepeatsTakeTheFirstFreeSuffix) {
   }
 
   SqlNames names;
-  ASSERT_EQ(names.assign(model, SqlDialect::kPostgreSql), "");
+  ASSERT_EQ(names.assign(model, kPostgreSql), "");
   std::vector<std::string> plainNames;
   for (const ZELAttribute* column : plain) plainNames.push_back(names.of(column));
   EXPECT_EQ(plainNames, (std::vector<std::string>{"C_10", "C", "C_2", "C_3", "C_4", "C_5", "C_6",
@@ -380,7 +385,7 @@ TEST(SqlNames, RepeatsTakeTheFirstFreeSuffix) {
   EXPECT_EQ(names.of(cut[9]), std::string(51, 'L') + hash + "_10");
   EXPECT_EQ(names.of(cut[10]), std::string(51, 'L') + hash + "_11");
 
-  ASSERT_EQ(names.assign(model, SqlDialect::kMySql), "");
+  ASSERT_EQ(names.assign(model, kMySql), "");
   EXPECT_EQ(names.of(foreignKeys[0]), "FK");
   EXPECT_EQ(names.of(foreignKeys[1]), "FK_2");
   EXPECT_EQ(names.of(foreignKeys[2]), "FK_3");

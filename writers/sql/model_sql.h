@@ -13,11 +13,8 @@
 
 // Writes the script for the model to `out`. Returns "" or, when a name
 // cannot be written in the dialect, why (then nothing is written).
-std::string writeSqlScript(const ModelSource& source, SqlDialect dialect, bool nativeTypes,
+std::string writeSqlScript(const ModelSource& source, const SqlDialect& dialect, bool nativeTypes,
                            const std::string& toolVersion, std::FILE* out);
-// The same script as a string, or "" with `error` set.
-std::string makeSqlScript(const ModelSource& source, SqlDialect dialect, bool nativeTypes,
-                          const std::string& toolVersion, std::string& error);
 
 // Marks the comment that stands for an object a dialect cannot take; the
 // comment names the object as the script would have.

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "catalog_view.h"
+#include "sql_text.h"
 #include "unique_names.h"
 
 namespace {
@@ -56,7 +57,8 @@ std::string_view head(std::string_view text, size_t max, const IdentifierLimit& 
 // Names already given in one scope, compared as the dialect compares them.
 class NameScope {
  public:
-  explicit NameScope(SqlDialect dialect) : dialect_(dialect), serial_(++lastSerial) {}
+  explicit NameScope(const SqlDialect& dialect)
+      : ignoresCase_(dialect.namesIgnoreCase()), serial_(++lastSerial) {}
   bool taken(std::string_view name) const { return names_.count(folded(name)) != 0; }
   void take(std::string_view name) { names_.insert(folded(name)); }
   // Distinct for every scope of a run, also one made where another was.
@@ -65,10 +67,9 @@ class NameScope {
   SuffixCounters& suffixes() { return suffixes_; }
 
  private:
-  // MySQL and SQLite match identifiers without regard to ASCII case.
   std::string folded(std::string_view name) const {
     std::string key(name);
-    if (dialect_ != SqlDialect::kPostgreSql) {
+    if (ignoresCase_) {
       for (char& c : key) {
         if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
       }
@@ -76,15 +77,28 @@ class NameScope {
     return key;
   }
   static inline uint64_t lastSerial = 0;
-  SqlDialect dialect_;
+  bool ignoresCase_;
   uint64_t serial_;
   std::unordered_set<std::string, zel_hash::TextHash> names_;
   SuffixCounters suffixes_;
 };
 
+// Some of the scopes of one name, in a fixed order.
+class ScopeList {
+ public:
+  ScopeList(NameScope* const* first, size_t count) : first_(first), count_(count) {}
+  NameScope* const* begin() const { return first_; }
+  NameScope* const* end() const { return first_ + count_; }
+
+ private:
+  NameScope* const* first_;
+  size_t count_;
+};
+
 class Namer {
  public:
-  explicit Namer(SqlDialect dialect) : dialect_(dialect), limit_(identifierLimit(dialect)) {}
+  explicit Namer(const SqlDialect& dialect)
+      : dialect_(dialect), limit_(dialect.identifierLimit()) {}
 
   // The text a raw name becomes, before uniqueness: valid UTF-8, what the
   // dialect refuses replaced, `fallback` when empty. Sets `error` when no
@@ -94,19 +108,12 @@ class Namer {
     const std::string_view bytes = bytesOf(raw);
     if (bytes.find('\0') != std::string_view::npos) {
       if (error.empty()) {
-        error = what + " has a NUL byte in its name, which no " +
-                std::string(sqlDialectName(dialect_)) + " identifier can hold";
+        error = what + " has a NUL byte in its name, which no " + std::string(dialect_.name()) +
+                " identifier can hold";
       }
       return fallback;
     }
-    std::string text = validUtf8(bytes);
-    if (dialect_ == SqlDialect::kMySql) {
-      // MySQL identifiers hold characters of the Basic Multilingual Plane
-      // only and cannot end with a blank.
-      text = basicPlaneOnly(text);
-      size_t end = text.size();
-      while (end > 0 && text[end - 1] == ' ') text[--end] = '_';
-    }
+    const std::string text = dialect_.identifierText(validUtf8(bytes));
     return text.empty() ? fallback : text;
   }
 
@@ -114,6 +121,9 @@ class Namer {
   // itself when it fits and is free, else with "_2", "_3", ... and, when
   // too long, a hash of the whole text in place of its tail.
   std::string unique(const std::string& text, std::initializer_list<NameScope*> scopes) {
+    return unique(text, ScopeList(scopes.begin(), scopes.size()));
+  }
+  std::string unique(const std::string& text, ScopeList scopes) {
     const bool tooLong = limit_.max != 0 && units(text, limit_) > limit_.max;
     const std::string hashed = tooLong ? "_" + shortHash(text) : "";
     // The text cut to leave room for a suffix of `suffixBytes`, with the hash.
@@ -161,10 +171,8 @@ class Namer {
     return name;
   }
 
-  SqlDialect dialect() const { return dialect_; }
-
  private:
-  SqlDialect dialect_;
+  const SqlDialect& dialect_;
   IdentifierLimit limit_;
   SuffixCounters suffixes_;
 };
@@ -208,30 +216,13 @@ std::vector<const ZELModelObject*> objectsOfType(const ZELPackage& schema, ZELEl
   return objects;
 }
 
-const ReservedNames& reservedNames(SqlDialect dialect) {
-  static const ReservedNames kPostgreSql{
-      "public", {"information_schema", "pg_catalog", "pg_toast"}, "pg_"};
-  static const ReservedNames kMySql{
-      "", {"mysql", "information_schema", "performance_schema", "sys"}, ""};
-  static const ReservedNames kSqlite{"", {}, "sqlite_"};
-  switch (dialect) {
-    case SqlDialect::kPostgreSql:
-      return kPostgreSql;
-    case SqlDialect::kMySql:
-      return kMySql;
-    case SqlDialect::kSqlite:
-      break;
-  }
-  return kSqlite;
-}
-
 const std::string& SqlNames::of(const ZELObject* object) const {
   static const std::string kNone;
   const auto found = names_.find(object);
   return found != names_.end() ? found->second : kNone;
 }
 
-std::string SqlNames::assign(const ZELModel& model, SqlDialect dialect) {
+std::string SqlNames::assign(const ZELModel& model, const SqlDialect& dialect) {
   names_.clear();
   engineSchema_ = nullptr;
   Namer namer(dialect);
@@ -248,7 +239,7 @@ std::string SqlNames::assign(const ZELModel& model, SqlDialect dialect) {
 
   // A name the engine keeps for itself gets an "x" in front: the names of
   // its own schemas (MySQL databases) and those with its prefix.
-  const ReservedNames& reserved = reservedNames(dialect);
+  const ReservedNames& reserved = dialect.reservedNames();
   const auto lowered = [](std::string_view name) {
     std::string text(name);
     for (char& c : text) {
@@ -261,8 +252,7 @@ std::string SqlNames::assign(const ZELModel& model, SqlDialect dialect) {
     return name;
   };
   const auto unreservedSchema = [&](std::string name) {
-    // PostgreSQL compares quoted names as they are, MySQL without case.
-    const std::string compared = dialect == SqlDialect::kMySql ? lowered(name) : name;
+    const std::string compared = dialect.namesIgnoreCase() ? lowered(name) : name;
     for (const std::string_view system : reserved.systemSchemas) {
       if (compared == system) return "x" + name;
     }
@@ -287,13 +277,13 @@ std::string SqlNames::assign(const ZELModel& model, SqlDialect dialect) {
   }
 
   // Tables first, so that a table keeps its own name before an index or a
-  // constraint of the same name. PostgreSQL: one scope per schema for
-  // tables, indexes and key constraints; MySQL: one per database for
-  // tables; SQLite: one for all tables and indexes.
-  NameScope sqliteRelations(dialect);
+  // constraint of the same name. The relations' scope is the schema's, or
+  // the database's where the dialect has no schemas.
+  const bool hasSchemas = !dialect.schemaKind().empty();
+  NameScope databaseRelations(dialect);
   std::unordered_map<const ZELPackage*, NameScope> relationScopes;
   const auto relationScope = [&](const ZELPackage* schema) -> NameScope& {
-    if (dialect == SqlDialect::kSqlite) return sqliteRelations;
+    if (!hasSchemas) return databaseRelations;
     return relationScopes.try_emplace(schema, dialect).first->second;
   };
   for (const SchemaOfCatalog& entry : schemas) {
@@ -309,8 +299,9 @@ std::string SqlNames::assign(const ZELModel& model, SqlDialect dialect) {
     }
   }
 
-  // Columns, key constraints and indexes. MySQL foreign-key names are
-  // unique per database, and each also names an index of its table.
+  // Columns, key constraints and indexes, each unique in the scopes the
+  // dialect names.
+  const NameScopes scopes = dialect.nameScopes();
   std::unordered_map<const ZELPackage*, NameScope> foreignKeyScopes;
   for (const SchemaOfCatalog& entry : schemas) {
     NameScope& relations = relationScope(entry.schema);
@@ -331,9 +322,18 @@ std::string SqlNames::assign(const ZELModel& model, SqlDialect dialect) {
             {&columns});
       }
 
-      NameScope constraints(dialect);   // per table
-      NameScope tableIndexes(dialect);  // MySQL: per table
-      tableIndexes.take("PRIMARY");
+      NameScope constraints(dialect);
+      NameScope tableIndexes(dialect);
+      if (!dialect.primaryKeyName().empty()) tableIndexes.take(dialect.primaryKeyName());
+      const auto uniqueIn = [&](const std::string& text, unsigned which) {
+        NameScope* chosen[4];
+        size_t count = 0;
+        if (which & kForeignKeyNames) chosen[count++] = &foreignKeys;
+        if (which & kConstraintNames) chosen[count++] = &constraints;
+        if (which & kIndexNames) chosen[count++] = &tableIndexes;
+        if (which & kRelationNames) chosen[count++] = &relations;
+        return namer.unique(text, ScopeList(chosen, count));
+      };
       int ordinal = 0;
       for (const ZELKey* key : table.keys()) {
         ++ordinal;
@@ -345,19 +345,7 @@ std::string SqlNames::assign(const ZELModel& model, SqlDialect dialect) {
                        : "uk_" + tableName + "_" + std::to_string(ordinal));
         const std::string text = namer.clean(
             key->getName(), fallback, "key " + quotedForMessage(key->getName()) + where, error);
-        if (dialect == SqlDialect::kPostgreSql) {
-          // A primary or unique key's index takes the constraint's name.
-          names_[key] = foreign ? namer.unique(text, {&constraints})
-                                : namer.unique(text, {&constraints, &relations});
-        } else if (dialect == SqlDialect::kMySql) {
-          names_[key] = foreign ? namer.unique(text, {&foreignKeys, &tableIndexes})
-                                : namer.unique(text, {&tableIndexes});
-        } else if (foreign) {
-          names_[key] = namer.unique(text, {&constraints});
-        } else {
-          // A candidate key that is not unique becomes an index.
-          names_[key] = namer.unique(text, {&constraints, &relations});
-        }
+        names_[key] = uniqueIn(text, foreign ? scopes.foreignKeys : scopes.keys);
       }
       ordinal = 0;
       for (const ZELIndex* index : table.indexes()) {
@@ -366,8 +354,7 @@ std::string SqlNames::assign(const ZELModel& model, SqlDialect dialect) {
         const std::string text =
             namer.clean(index->getName(), "ix_" + tableName + "_" + std::to_string(ordinal),
                         "index " + quotedForMessage(index->getName()) + where, error);
-        names_[index] =
-            namer.unique(text, {dialect == SqlDialect::kMySql ? &tableIndexes : &relations});
+        names_[index] = uniqueIn(text, scopes.indexes);
       }
     }
   }

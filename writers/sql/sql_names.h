@@ -17,7 +17,7 @@ class SqlNames {
   // Names every schema, table, column, key and index-only index of the
   // model's catalogs. Returns "" or why a name cannot be written (naming
   // the object).
-  std::string assign(const ZELModel& model, SqlDialect dialect);
+  std::string assign(const ZELModel& model, const SqlDialect& dialect);
 
   // The name of an object that assign() named; "" for any other.
   const std::string& of(const ZELObject* object) const;
@@ -31,19 +31,6 @@ class SqlNames {
   std::unordered_map<const ZELObject*, std::string> names_;
   const ZELPackage* engineSchema_ = nullptr;
 };
-
-// How the script treats names the engine has for itself, one rule for the
-// code and the script's header: the schema every database already has
-// (PostgreSQL "public", else ""); the schema (MySQL database) names the
-// engine keeps for its own catalogs; the prefix it keeps for its own
-// schemas and tables ("pg_", "sqlite_", or ""). A reserved name gets an
-// "x" in front.
-struct ReservedNames {
-  std::string_view usersSchema;
-  std::vector<std::string_view> systemSchemas;
-  std::string_view prefix;
-};
-const ReservedNames& reservedNames(SqlDialect dialect);
 
 // The data packages (schemas) of the model's catalogs, nested ones
 // included, in model order, each with its catalog.

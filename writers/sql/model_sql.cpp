@@ -10,27 +10,12 @@
 
 #include "catalog_view.h"
 #include "sql_names.h"
+#include "sql_text.h"
 
 namespace {
 
 std::string_view bytesOf(const ZELString& text) {
   return {text.c_str(), text.length()};
-}
-
-// MySQL: longest comments (characters) and index key (bytes).
-constexpr size_t kMySqlColumnComment = 1024;
-constexpr size_t kMySqlTableComment = 2048;
-constexpr unsigned kMySqlKeyBytes = 3072;
-
-// The head of valid UTF-8 `text` of at most `max` characters.
-std::string firstCharacters(const std::string& text, size_t max) {
-  size_t count = 0;
-  for (size_t at = 0; at < text.size(); ++at) {
-    if ((static_cast<unsigned char>(text[at]) & 0xC0) != 0x80 && count++ == max) {
-      return text.substr(0, at);
-    }
-  }
-  return text;
 }
 
 // A native type name that can go into a script as it is: letters, digits,
@@ -54,7 +39,7 @@ bool isPlainTypeName(std::string_view name) {
 
 class ScriptBuilder {
  public:
-  ScriptBuilder(const ModelSource& source, SqlDialect dialect, bool nativeTypes,
+  ScriptBuilder(const ModelSource& source, const SqlDialect& dialect, bool nativeTypes,
                 const SqlNames& names)
       : source_(source), dialect_(dialect), nativeTypes_(nativeTypes), names_(names) {}
 
@@ -64,11 +49,11 @@ class ScriptBuilder {
     out_ = out;
     const std::vector<SchemaOfCatalog> schemas = catalogSchemas(source_.model);
     // Which tables the script creates, so that foreign keys can refer only to
-    // those; MySQL and SQLite tables need at least one column.
+    // those; a dialect may need at least one column in a table.
     for (const SchemaOfCatalog& entry : schemas) {
       for (const ZELModelObject* object : objectsOfType(*entry.schema, ZEL_ET_CLASS)) {
         const auto* table = static_cast<const ZELClass*>(object);
-        if (dialect_ == SqlDialect::kPostgreSql || !columnsOf(*table).empty()) {
+        if (dialect_.tablesWithoutColumns() || !columnsOf(*table).empty()) {
           createdTables_.insert(table);
         }
         schemaOf_[table] = entry.schema;
@@ -81,18 +66,16 @@ class ScriptBuilder {
       }
     }
     body_ = header(toolVersion, schemas);
-    // One transaction where DDL is transactional: a script that stops
-    // half way leaves nothing behind. MySQL commits each statement.
-    if (dialect_ != SqlDialect::kMySql) body_ += "BEGIN;\n";
+    if (dialect_.transactionalDdl()) body_ += "BEGIN;\n";
     for (const SchemaOfCatalog& entry : schemas) writeSchema(entry);
     if (!foreignKeys_.empty()) {
       body_ += "\n-- Foreign keys, once every table exists.\n\n";
       body_ += foreignKeys_;
     }
     body_ += "\n-- " + std::to_string(notWrittenCount_) +
-             " keys, indexes or tables could not be written in " +
-             std::string(sqlDialectName(dialect_)) + " (comments marked NOT WRITTEN).\n";
-    if (dialect_ != SqlDialect::kMySql) body_ += "COMMIT;\n";
+             " keys, indexes or tables could not be written in " + std::string(dialect_.name()) +
+             " (comments marked NOT WRITTEN).\n";
+    if (dialect_.transactionalDdl()) body_ += "COMMIT;\n";
     flush();
   }
 
@@ -104,22 +87,22 @@ class ScriptBuilder {
 
   const std::string& name(const ZELObject* object) const { return names_.of(object); }
   std::string quoted(const ZELObject* object) const {
-    return quoteIdentifier(dialect_, name(object));
+    return dialect_.quoteIdentifier(name(object));
   }
   // The table as the script refers to it.
   std::string tableRef(const ZELClass* table) const {
-    if (dialect_ == SqlDialect::kSqlite) return quoted(table);
+    if (!hasSchemas()) return quoted(table);
     return quoted(schemaOf_.at(table)) + "." + quoted(table);
   }
-  std::string literal(const std::string& text) const { return quoteString(dialect_, text); }
+  bool hasSchemas() const { return !dialect_.schemaKind().empty(); }
   // A model name for a comment, quoted as the dialect would (not shortened).
   std::string shown(const ZELString& raw) const {
-    return quoteIdentifier(dialect_, commentText(bytesOf(raw)));
+    return dialect_.quoteIdentifier(commentText(bytesOf(raw)));
   }
-  // "SCHEMA." as the script names the schema; SQLite, which has none, as
+  // "SCHEMA." as the script names the schema; a dialect without schemas as
   // the extract does.
   std::string schemaShown(const ZELPackage& schema) const {
-    return (dialect_ == SqlDialect::kSqlite ? shown(schema.getName()) : quoted(&schema)) + ".";
+    return (hasSchemas() ? quoted(&schema) : shown(schema.getName())) + ".";
   }
 
   static std::vector<const ZELAttribute*> columnsOf(const ZELClassifier& classifier) {
@@ -145,12 +128,12 @@ class ScriptBuilder {
     if (found != types_.end()) return found->second;
     SqlType type;
     if (modelType == nullptr || !modelType->isInstanceOf(ZEL_ET_DERIVED_TYPE)) {
-      type = generalType(dialect_);
+      type = dialect_.generalType();
       type.note = "no type in the extract; written as " + type.text;
     } else {
       const auto& derived = static_cast<const ZELDerivedType&>(*modelType);
-      type = mapType(dialect_, bytesOf(derived.DataType), derived.getLength(), derived.getScale(),
-                     bytesOf(derived.NativeDataType));
+      type = dialect_.type(bytesOf(derived.DataType), derived.getLength(), derived.getScale(),
+                           bytesOf(derived.NativeDataType));
       if (nativeTypes_) {
         const std::string_view native = bytesOf(derived.NativeDataType);
         if (isPlainTypeName(native)) {
@@ -187,7 +170,8 @@ class ScriptBuilder {
   // or "". For a plain index, `prefixes` receives per column the length of
   // the prefix that MySQL indexes of a TEXT or BLOB column (0: the whole
   // value): the space the other columns leave under the key limit, shared
-  // evenly, and no more than the column's length.
+  // evenly, and no more than the column's length. (Only types of a dialect
+  // with a key limit take a prefix.)
   std::string keyProblem(const ZELClass& table, const std::vector<const ZELAttribute*>& columns,
                          KeyUse use = KeyUse::kUnique, std::vector<unsigned>* prefixes = nullptr) {
     if (columns.empty()) return "it has no columns";
@@ -207,7 +191,7 @@ class ScriptBuilder {
         ++prefixed;
       } else if (!type.indexable) {
         std::string why = "column " + quoted(column) + " is of type " + type.text + ", which " +
-                          std::string(sqlDialectName(dialect_)) + " cannot index";
+                          std::string(dialect_.name()) + " cannot index";
         if (type.prefixUnitBytes != 0) {
           why += use == KeyUse::kForeignKey
                      ? " but by a prefix, which a foreign key cannot use"
@@ -218,14 +202,15 @@ class ScriptBuilder {
       }
       bytes += type.indexBytes;
     }
-    if (dialect_ == SqlDialect::kMySql && bytes > kMySqlKeyBytes) {
+    const unsigned keyBytes = dialect_.indexKeyBytes();
+    if (keyBytes != 0 && bytes > keyBytes) {
       return "its columns take " + std::to_string(bytes) + " bytes, over the " +
-             std::to_string(kMySqlKeyBytes) + "-byte limit of an index";
+             std::to_string(keyBytes) + "-byte limit of an index";
     }
     if (prefixes == nullptr) return "";
     prefixes->assign(columns.size(), 0);
     if (prefixed == 0) return "";
-    const unsigned share = (kMySqlKeyBytes - bytes) / static_cast<unsigned>(prefixed);
+    const unsigned share = (keyBytes - bytes) / static_cast<unsigned>(prefixed);
     for (size_t i = 0; i < columns.size(); ++i) {
       const SqlType& type = typeOf(columns[i]);
       if (type.indexable) continue;
@@ -233,7 +218,7 @@ class ScriptBuilder {
       if (type.prefixUnits != 0) units = std::min(units, type.prefixUnits);
       if (units == 0) {
         return "its other columns take " + std::to_string(bytes) + " of the " +
-               std::to_string(kMySqlKeyBytes) + " bytes of an index, leaving no room for a " +
+               std::to_string(keyBytes) + " bytes of an index, leaving no room for a " +
                "prefix of column " + quoted(columns[i]);
       }
       (*prefixes)[i] = units;
@@ -250,17 +235,7 @@ class ScriptBuilder {
     const ZELPackage& schema = *entry.schema;
     body_ += "\n-- Schema " + shown(schema.getName()) + " of catalog " +
              shown(entry.catalog->getName()) + "\n";
-    if (dialect_ == SqlDialect::kPostgreSql && names_.isEngineSchema(&schema)) {
-      // The database's own schema, made only where it was dropped; the
-      // notice that it exists says nothing the header does not.
-      body_ += "SET client_min_messages = warning;\nCREATE SCHEMA IF NOT EXISTS " +
-               quoted(&schema) + ";\nRESET client_min_messages;\n";
-    } else if (dialect_ == SqlDialect::kPostgreSql) {
-      body_ += "CREATE SCHEMA " + quoted(&schema) + ";\n";
-    } else if (dialect_ == SqlDialect::kMySql) {
-      body_ +=
-          "CREATE DATABASE " + quoted(&schema) + " CHARACTER SET utf8mb4 COLLATE utf8mb4_bin;\n";
-    }
+    body_ += dialect_.createSchema(quoted(&schema), names_.isEngineSchema(&schema));
     for (const ZELModelObject* object : objectsOfType(schema, ZEL_ET_CLASS)) {
       writeTable(*static_cast<const ZELClass*>(object));
       if (body_.size() > (1u << 16)) flush();
@@ -322,15 +297,13 @@ class ScriptBuilder {
     const std::string description = validUtf8(bytesOf(table.getDescription()));
     if (!createdTables_.count(&table)) {
       notWritten(body_, "table " + tableRef(&table),
-                 "a table needs at least one column in " + std::string(sqlDialectName(dialect_)));
+                 "a table needs at least one column in " + std::string(dialect_.name()));
       return;
     }
     if (name(&table) != validUtf8(bytesOf(table.getName()))) {
       body_ += "-- Table " + shown(table.getName()) + " of the extract\n";
     }
-    if (dialect_ == SqlDialect::kSqlite && !description.empty()) {
-      body_ += "-- " + commentText(description) + "\n";
-    }
+    if (!description.empty()) body_ += dialect_.tableDescriptionBefore(description);
 
     // A column of the written primary key is NOT NULL.
     TableKeys& keys = plannedKeys_[&table];
@@ -338,12 +311,13 @@ class ScriptBuilder {
     if (keys.primary != nullptr) {
       primaryColumns.insert(keys.primary->attributes().begin(), keys.primary->attributes().end());
     }
-    if (dialect_ == SqlDialect::kSqlite) collectForeignKeys(table, keys.foreignKeyClauses);
+    if (dialect_.foreignKeysInCreateTable()) collectForeignKeys(table, keys.foreignKeyClauses);
 
     body_ += keys.notes;
     body_ += "CREATE TABLE " + tableRef(&table) + " (\n";
     std::vector<std::string> lines;  // each with its trailing comment, if any
     std::vector<std::string> comments;
+    std::vector<SqlDialect::ColumnDescription> described;
     for (const ZELAttribute* column : columns) {
       const SqlType& type = typeOf(column);
       std::string line = "  " + quoted(column) + " " + type.text;
@@ -355,16 +329,10 @@ class ScriptBuilder {
       }
       const std::string columnDescription = validUtf8(bytesOf(column->getDescription()));
       if (!columnDescription.empty()) {
-        if (dialect_ == SqlDialect::kMySql) {
-          const std::string kept =
-              firstCharacters(basicPlaneOnly(columnDescription), kMySqlColumnComment);
-          if (kept.size() < columnDescription.size()) {
-            note += std::string(note.empty() ? "" : "; ") + "description shortened";
-          }
-          line += " COMMENT " + literal(kept);
-        } else if (dialect_ == SqlDialect::kSqlite) {
-          note += std::string(note.empty() ? "" : "; ") + commentText(columnDescription);
-        }
+        const CarriedDescription carried = dialect_.columnDescriptionClause(columnDescription);
+        line += carried.clause;
+        if (!carried.note.empty()) note += std::string(note.empty() ? "" : "; ") + carried.note;
+        described.push_back({quoted(column), columnDescription});
       }
       lines.push_back(line);
       comments.push_back(note);
@@ -372,10 +340,10 @@ class ScriptBuilder {
     if (keys.primary != nullptr) {
       const std::vector<const ZELAttribute*> keyColumns(keys.primary->attributes().begin(),
                                                         keys.primary->attributes().end());
-      // MySQL names every primary key PRIMARY.
+      // No constraint name where the engine names every primary key itself.
       lines.push_back(
           std::string("  ") +
-          (dialect_ == SqlDialect::kMySql ? "" : "CONSTRAINT " + quoted(keys.primary) + " ") +
+          (dialect_.primaryKeyName().empty() ? "CONSTRAINT " + quoted(keys.primary) + " " : "") +
           "PRIMARY KEY (" + columnList(keyColumns) + ")");
       comments.emplace_back();
     }
@@ -395,29 +363,12 @@ class ScriptBuilder {
       if (!comments[i].empty()) body_ += "  -- " + commentText(comments[i]);
       body_ += "\n";
     }
-    body_ += ")";
-    if (dialect_ == SqlDialect::kMySql && !description.empty()) {
-      const std::string kept = firstCharacters(basicPlaneOnly(description), kMySqlTableComment);
-      body_ += " COMMENT=" + literal(kept);
-      if (kept.size() < description.size())
-        body_ += ";  -- description shortened\n";
-      else
-        body_ += ";\n";
-    } else {
-      body_ += ";\n";
-    }
-
-    if (dialect_ == SqlDialect::kPostgreSql) {
-      if (!description.empty()) {
-        body_ += "COMMENT ON TABLE " + tableRef(&table) + " IS " + literal(description) + ";\n";
-      }
-      for (const ZELAttribute* column : columns) {
-        const std::string text = validUtf8(bytesOf(column->getDescription()));
-        if (!text.empty()) {
-          body_ += "COMMENT ON COLUMN " + tableRef(&table) + "." + quoted(column) + " IS " +
-                   literal(text) + ";\n";
-        }
-      }
+    const CarriedDescription carried =
+        description.empty() ? CarriedDescription() : dialect_.tableDescriptionClause(description);
+    body_ +=
+        ")" + carried.clause + ";" + (carried.note.empty() ? "" : "  -- " + carried.note) + "\n";
+    if (!description.empty() || !described.empty()) {
+      body_ += dialect_.descriptionStatements(tableRef(&table), description, described);
     }
 
     for (const ZELCandidateKey* key : keys.indexed) {
@@ -426,7 +377,7 @@ class ScriptBuilder {
       writeIndex(table, key, members, false);
     }
     writeIndexes(table);
-    if (dialect_ != SqlDialect::kSqlite) {
+    if (!dialect_.foreignKeysInCreateTable()) {
       std::vector<std::string> unused;
       collectForeignKeys(table, unused);
     }
@@ -474,8 +425,8 @@ class ScriptBuilder {
     }
   }
 
-  // Writes the table's foreign keys: SQLite clauses go into `clauses`, the
-  // other dialects' ALTER TABLE statements into the script's last part.
+  // Writes the table's foreign keys: clauses inside CREATE TABLE go into
+  // `clauses`, ALTER TABLE statements into the script's last part.
   void collectForeignKeys(const ZELClass& table, std::vector<std::string>& clauses) {
     for (const ZELKey* key : table.keys()) {
       if (!key->isInstanceOf(ZEL_ET_FOREIGN_KEY)) continue;
@@ -484,14 +435,14 @@ class ScriptBuilder {
       const std::string problem = foreignKeyProblem(table, foreignKey, columns, referencedColumns);
       const std::string what = "foreign key " + quoted(key) + " of " + tableRef(&table);
       if (!problem.empty()) {
-        notWritten(dialect_ == SqlDialect::kSqlite ? body_ : foreignKeys_, what, problem);
+        notWritten(dialect_.foreignKeysInCreateTable() ? body_ : foreignKeys_, what, problem);
         continue;
       }
       const ZELClass* referenced = foreignKey.getCandidateKey()->getAssociatedClass();
       const std::string clause = "CONSTRAINT " + quoted(key) + " FOREIGN KEY (" +
                                  columnList(columns) + ") REFERENCES " + tableRef(referenced) +
                                  " (" + columnList(referencedColumns) + ")";
-      if (dialect_ == SqlDialect::kSqlite) {
+      if (dialect_.foreignKeysInCreateTable()) {
         clauses.push_back("  " + clause);
       } else {
         foreignKeys_ += "ALTER TABLE " + tableRef(&table) + " ADD " + clause + ";\n";
@@ -526,10 +477,11 @@ class ScriptBuilder {
     if (columns.empty()) return "it has no column pairs";
     const std::vector<const ZELAttribute*> keyColumns(referencedKey->attributes().begin(),
                                                       referencedKey->attributes().end());
-    // PostgreSQL and SQLite need the key's columns in any order, MySQL the
-    // columns of an index in its order.
+    // The key's columns in any order, or where the engine needs an index on
+    // them (MySQL), the columns of the index in its order.
+    const bool needsIndexes = dialect_.foreignKeysNeedIndexes();
     bool sameColumns = referencedColumns.size() == keyColumns.size();
-    if (sameColumns && dialect_ == SqlDialect::kMySql) {
+    if (sameColumns && needsIndexes) {
       sameColumns = referencedColumns == keyColumns;
     } else if (sameColumns) {
       sameColumns = std::is_permutation(referencedColumns.begin(), referencedColumns.end(),
@@ -537,7 +489,7 @@ class ScriptBuilder {
     }
     if (!sameColumns) {
       return "its referenced columns are not those of key " + quoted(referencedKey) +
-             (dialect_ == SqlDialect::kMySql ? " in their order" : "");
+             (needsIndexes ? " in their order" : "");
     }
     std::unordered_set<const ZELAttribute*> seen;
     for (size_t i = 0; i < columns.size(); ++i) {
@@ -549,11 +501,11 @@ class ScriptBuilder {
       if (own.pairClass != other.pairClass) {
         return "column " + quoted(columns[i]) + " (" + own.text + ") cannot reference column " +
                quoted(referencedColumns[i]) + " (" + other.text + ") in " +
-               std::string(sqlDialectName(dialect_));
+               std::string(dialect_.name());
       }
     }
-    // MySQL indexes the referencing columns too.
-    if (dialect_ == SqlDialect::kMySql) return keyProblem(table, columns, KeyUse::kForeignKey);
+    // The referencing columns are indexed too.
+    if (needsIndexes) return keyProblem(table, columns, KeyUse::kForeignKey);
     return "";
   }
 
@@ -583,8 +535,9 @@ class ScriptBuilder {
     const ZELType* type = argument.getType();
     if (type == nullptr || !type->isInstanceOf(ZEL_ET_DERIVED_TYPE)) return "(no type)";
     const auto& derived = static_cast<const ZELDerivedType&>(*type);
-    return mapType(dialect_, bytesOf(derived.DataType), derived.getLength(), derived.getScale(),
-                   bytesOf(derived.NativeDataType))
+    return dialect_
+        .type(bytesOf(derived.DataType), derived.getLength(), derived.getScale(),
+              bytesOf(derived.NativeDataType))
         .text;
   }
 
@@ -595,31 +548,21 @@ class ScriptBuilder {
          (toolVersion.empty() ? std::string() : " " + commentText(toolVersion)));
     line("Source file: " + commentText(source_.sourceFile));
     line("Model: " + commentText(bytesOf(source_.model.getName())));
-    line("Dialect: " + std::string(sqlDialectName(dialect_)) +
+    line("Dialect: " + std::string(dialect_.name()) +
          (nativeTypes_ ? ", with the extract's native type names" : ""));
     line("Schemas: " + std::to_string(schemas.size()));
-    switch (dialect_) {
-      case SqlDialect::kPostgreSql:
-        line("Each schema of every catalog becomes a schema of the current database.");
-        break;
-      case SqlDialect::kMySql:
-        line("Each schema of every catalog becomes a database (utf8mb4).");
-        break;
-      case SqlDialect::kSqlite:
-        line("SQLite has no schemas: the tables of every schema go into one database.");
-        break;
-    }
+    line(std::string(dialect_.schemaPlacement()));
     line("Names: bytes that are not UTF-8 become U+FFFD; an empty name gets a generated one;");
-    const ReservedNames& reserved = reservedNames(dialect_);
+    const ReservedNames& reserved = dialect_.reservedNames();
     std::string kept;
     for (const std::string_view name : reserved.systemSchemas)
       kept += (kept.empty() ? "" : ", ") + std::string(name);
-    if (!kept.empty())
-      kept = (dialect_ == SqlDialect::kMySql ? "the databases " : "the schemas ") + kept;
+    const std::string schemaKinds = std::string(dialect_.schemaKind()) + "s";
+    if (!kept.empty()) kept = "the " + schemaKinds + " " + kept;
     if (!reserved.prefix.empty()) {
       kept += (kept.empty() ? "" : " and ") +
-              std::string(dialect_ == SqlDialect::kSqlite ? "tables" : "schemas and tables") +
-              " named " + std::string(reserved.prefix) + "...";
+              (hasSchemas() ? schemaKinds + " and tables" : std::string("tables")) + " named " +
+              std::string(reserved.prefix) + "...";
     }
     line("a name the engine keeps for itself gets an x in front (" + kept + ");");
     if (!reserved.usersSchema.empty()) {
@@ -633,21 +576,12 @@ class ScriptBuilder {
     line("the catalogs' server types; design packages and associations.");
     line("What a dialect cannot take is a comment marked NOT WRITTEN that says why;");
     line("their count is at the end.");
-    switch (dialect_) {
-      case SqlDialect::kPostgreSql:
-        text += "SET client_encoding = 'UTF8';\n";
-        break;
-      case SqlDialect::kMySql:
-        text += "SET NAMES utf8mb4;\n";
-        break;
-      case SqlDialect::kSqlite:
-        break;
-    }
+    text += dialect_.scriptStart();
     return text;
   }
 
   const ModelSource& source_;
-  SqlDialect dialect_;
+  const SqlDialect& dialect_;
   bool nativeTypes_;
   const SqlNames& names_;
   std::FILE* out_ = nullptr;
@@ -663,7 +597,7 @@ class ScriptBuilder {
 
 class SqlModelWriter final : public ModelWriter {
  public:
-  SqlModelWriter(SqlDialect dialect, bool nativeTypes, std::string toolVersion)
+  SqlModelWriter(const SqlDialect& dialect, bool nativeTypes, std::string toolVersion)
       : dialect_(dialect), nativeTypes_(nativeTypes), toolVersion_(std::move(toolVersion)) {}
   std::string write(const ModelSource& source, OutputSink& sink) override {
     std::FILE* out = sink.file("");
@@ -672,14 +606,14 @@ class SqlModelWriter final : public ModelWriter {
   }
 
  private:
-  SqlDialect dialect_;
+  const SqlDialect& dialect_;
   bool nativeTypes_;
   std::string toolVersion_;
 };
 
 }  // namespace
 
-std::string writeSqlScript(const ModelSource& source, SqlDialect dialect, bool nativeTypes,
+std::string writeSqlScript(const ModelSource& source, const SqlDialect& dialect, bool nativeTypes,
                            const std::string& toolVersion, std::FILE* out) {
   // Every name is settled before the first byte: a model that cannot be
   // written leaves the stream untouched.
@@ -689,24 +623,9 @@ std::string writeSqlScript(const ModelSource& source, SqlDialect dialect, bool n
   return error;
 }
 
-std::string makeSqlScript(const ModelSource& source, SqlDialect dialect, bool nativeTypes,
-                          const std::string& toolVersion, std::string& error) {
-  char* bytes = nullptr;
-  size_t size = 0;
-  std::FILE* memory = open_memstream(&bytes, &size);
-  if (memory == nullptr) {
-    error = "out of memory";
-    return "";
-  }
-  error = writeSqlScript(source, dialect, nativeTypes, toolVersion, memory);
-  std::fclose(memory);
-  std::string script = error.empty() ? std::string(bytes, size) : std::string();
-  std::free(bytes);
-  return script;
-}
-
 std::unique_ptr<ModelWriter> makeSqlModelWriter(const WriterOptions& options) {
-  SqlDialect dialect = SqlDialect::kPostgreSql;
-  parseSqlDialect(options.dialect, dialect);  // the command line checked the name
-  return std::make_unique<SqlModelWriter>(dialect, options.nativeTypes, options.toolVersion);
+  // The command line checked the name.
+  const SqlDialect* dialect = findSqlDialect(options.dialect);
+  return std::make_unique<SqlModelWriter>(dialect != nullptr ? *dialect : *sqlDialects().front(),
+                                          options.nativeTypes, options.toolVersion);
 }

@@ -1,0 +1,64 @@
+#include "sql_dialect.h"
+
+#include <algorithm>
+
+#include "sql_text.h"
+
+std::string SqlDialect::quoteIdentifier(std::string_view name) const {
+  const char quote = identifierQuote();
+  std::string quoted(1, quote);
+  for (const char c : name) {
+    quoted += c;
+    if (c == quote) quoted += quote;
+  }
+  quoted += quote;
+  return quoted;
+}
+
+std::string SqlDialect::quoteString(std::string_view text) const {
+  const bool backslashes = backslashEscapes();
+  std::string quoted = "'";
+  for (const char c : text) {
+    quoted += c;
+    if (c == '\'' || (c == '\\' && backslashes)) quoted += c;
+  }
+  quoted += '\'';
+  return quoted;
+}
+
+bool SqlDialect::isReservedWord(std::string_view name) const {
+  constexpr size_t kLongestWord = 30;
+  if (name.empty() || name.size() > kLongestWord) return false;
+  std::string upper(name);
+  for (char& c : upper) {
+    if (c >= 'a' && c <= 'z') c = static_cast<char>(c - 'a' + 'A');
+  }
+  const SortedWords words = reservedWords();
+  return std::binary_search(words.first, words.last, std::string_view(upper));
+}
+
+std::string SqlDialect::tableDescriptionBefore(const std::string&) const {
+  return "";
+}
+
+CarriedDescription SqlDialect::tableDescriptionClause(const std::string&) const {
+  return {};
+}
+
+CarriedDescription SqlDialect::columnDescriptionClause(const std::string&) const {
+  return {};
+}
+
+std::string SqlDialect::descriptionStatements(const std::string&, const std::string&,
+                                              const std::vector<ColumnDescription>&) const {
+  return "";
+}
+
+SqlType SqlDialect::type(std::string_view dataType, int length, int scale,
+                         std::string_view nativeName) const {
+  SqlType type = mappedType(dataType, length, scale);
+  if (type.note == kUnknownType) {
+    type.note = "type " + commentText(nativeName) + " is not known; written as " + type.text;
+  }
+  return type;
+}

@@ -1,0 +1,33 @@
+#include "sql_text.h"
+
+#include "utf8_sequence.h"
+
+std::string validUtf8(std::string_view bytes) {
+  std::string text;
+  text.reserve(bytes.size());
+  appendWellFormed(text, bytes,
+                   [](std::string& out, unsigned char byte) { out += static_cast<char>(byte); });
+  return text;
+}
+
+std::string basicPlaneOnly(const std::string& text) {
+  std::string kept;
+  kept.reserve(text.size());
+  for (size_t at = 0; at < text.size(); ++at) {
+    if (static_cast<unsigned char>(text[at]) >= 0xF0) {
+      kept += kReplacementCharacter;
+      at += 3;
+    } else {
+      kept += text[at];
+    }
+  }
+  return kept;
+}
+
+std::string commentText(std::string_view bytes) {
+  std::string text = validUtf8(bytes);
+  for (char& c : text) {
+    if (static_cast<unsigned char>(c) < 0x20 || c == 0x7F) c = ' ';
+  }
+  return text;
+}

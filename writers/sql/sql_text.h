@@ -1,0 +1,17 @@
+// Text made fit for a SQL script: what the script writes of the model's
+// names, descriptions and notes.
+#pragma once
+
+#include <string>
+#include <string_view>
+
+// Each byte that is not part of a well-formed UTF-8 sequence becomes U+FFFD
+// (the rule the JSON writer follows too).
+std::string validUtf8(std::string_view bytes);
+// The same, with line breaks, tabs and other control characters as blanks,
+// for text inside a "-- " line comment.
+std::string commentText(std::string_view bytes);
+// Valid UTF-8 text with each 4-byte character (outside the Basic
+// Multilingual Plane) as U+FFFD: MySQL keeps identifiers and comments as
+// 3-byte UTF-8.
+std::string basicPlaneOnly(const std::string& text);
