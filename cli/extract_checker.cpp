@@ -39,7 +39,7 @@ struct RecordFacts {
 };
 
 uint8_t kindOf(const std::string& name) {
-  for (int index = 0; index < layout::kRecordCount; ++index) {
+  for (int index = 0; index < CaRepositoryDsOdbcImport::kRecordKinds; ++index) {
     if (name == layout::kShapes[index].name) return static_cast<uint8_t>(index);
   }
   return kNoKind;

@@ -37,7 +37,7 @@ void Bridge::loadParserHashTable() {
   // The scanner index is stored as the entry's pointer value, so index 0 and
   // an unknown name both come back as null: scanner 0 then rejects every line
   // that is not its own record.
-  for (int index = 0; index < layout::kRecordCount; ++index) {
+  for (int index = 0; index < CaRepositoryDsOdbcImport::kRecordKinds; ++index) {
     scannerIndexTable.add(layout::kShapes[index].name,
                           reinterpret_cast<void*>(static_cast<intptr_t>(index)));
   }
