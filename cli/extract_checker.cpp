@@ -7,6 +7,8 @@
 #include <unordered_map>
 #include <unordered_set>
 
+#include "bridge/messages/tav_cards.h"
+#include "pcd/line_cursor.h"
 #include "pcd/line_explanation.h"
 #include "pcd/record_layouts.h"
 #include "table_placement.h"
@@ -21,6 +23,7 @@ using IdMap = std::unordered_map<long, Value, zel_hash::IdHash>;
 using IdSet = std::unordered_set<long, zel_hash::IdHash>;
 
 using CaRepositoryDsOdbcImport::explainLine;
+using CaRepositoryDsOdbcImport::LineCursor;
 using CaRepositoryDsOdbcImport::readRecordIds;
 using CaRepositoryDsOdbcImport::readTextAttributes;
 using CaRepositoryDsOdbcImport::RecordIds;
@@ -49,21 +52,32 @@ const char* kindName(uint8_t kind) {
   return layout::kShapes[kind].name;
 }
 
+std::string text(const ZELString& value) {
+  return std::string(value.c_str(), value.length());
+}
+
+ZELString number(long value) {
+  return ZELString(value);
+}
+
+// The catalogued message's code as the import shows it: "[TAV_CARDS_W0013] ".
+std::string codePrefix(const ZELMessageLiteral& message) {
+  return "[" + text(message.getGlobalCode()) + "] ";
+}
+
 class Checker {
  public:
   void readAll(std::istream& in) {
-    ZELString line;
-    bool haveRecord = false;
-    long lastRecordId = 0;
+    LineCursor lines(in, kLineChunk);
     while (in.good()) {
       bool tooLong = false;
       try {
-        if (!getFullLine(in, line, kLineChunk)) break;
+        if (!lines.next()) break;
       } catch (const ZELLineTooLong&) {
         tooLong = true;
         in.ignore(std::numeric_limits<std::streamsize>::max(), '\n');
       }
-      ++report_.lines;
+      report_.lines = lines.number();
       // Even the first line, which is never data, is refused when too long.
       if (tooLong) {
         lineError("the line is longer than " + std::to_string(maxLineBytes()) +
@@ -71,9 +85,9 @@ class Checker {
         continue;
       }
       if (report_.lines == 1) continue;
-      const char* text = line.c_str();
+      const char* text = lines.line().c_str();
       std::string countNote;
-      const std::string why = explainLine(text, haveRecord ? &lastRecordId : nullptr, &countNote);
+      const std::string why = explainLine(text, lines.lastRecordId(), &countNote);
       if (!why.empty()) {
         lineError(why);
         // Text lines of a rejected record belong to it, not to the record
@@ -81,8 +95,7 @@ class Checker {
         const RecordIds ids = readRecordIds(text);
         if (ids.isRecord) {
           rejected_.try_emplace(ids.id, report_.lines);
-          haveRecord = true;
-          lastRecordId = ids.id;
+          lines.enterRecord(ids.id);
         }
         continue;
       }
@@ -98,8 +111,7 @@ class Checker {
         if (!texts.empty()) names_[ids.id] = texts[0];
         if (ids.name == "KEY" && texts.size() > 1) keyKinds_[ids.id] = texts[1];
       }
-      haveRecord = true;
-      lastRecordId = ids.id;
+      lines.enterRecord(ids.id);
     }
   }
 
@@ -117,8 +129,7 @@ class Checker {
 
   void lineError(const std::string& why) {
     add(report_.lines, true,
-        "[TAV_CARDS_F0008] Error in input PCD file, line (" + std::to_string(report_.lines) +
-            "): " + why);
+        text(TAV_CARDS::CAREPOSITORY_I_PCD_ERROR.getMessage(number(report_.lines))) + ": " + why);
   }
 
   void addRecord(const RecordIds& ids) {
@@ -156,7 +167,7 @@ class Checker {
     if (target == nullptr) {
       const auto rejected = rejected_.find(id);
       add(record.line, true,
-          "[TAV_CARDS_F0009] Missing Object (" + std::to_string(id) + "): " + who +
+          text(TAV_CARDS::CAREPOSITORY_I_MISSING_OBJECT.getMessage(number(id))) + ": " + who +
               std::to_string(id) +
               (rejected == rejected_.end()
                    ? std::string(" is defined by no record")
@@ -165,10 +176,10 @@ class Checker {
     }
     if (expected != kNoKind && target->kind != expected) {
       add(record.line, true,
-          "[TAV_CARDS_F0010] Bad Object Type for (" + std::to_string(id) + ") (got (" +
-              kindName(target->kind) + "), expected (" + kindName(expected) + ")): " + who +
-              std::to_string(id) + " is the " + kindName(target->kind) + " record on line " +
-              std::to_string(target->line));
+          text(TAV_CARDS::CAREPOSITORY_I_BAD_OBJECT_TYPE.getMessage(
+              number(id), kindName(target->kind), kindName(expected))) +
+              ": " + who + std::to_string(id) + " is the " + kindName(target->kind) +
+              " record on line " + std::to_string(target->line));
       return nullptr;
     }
     return target;
@@ -371,10 +382,11 @@ class Checker {
         const size_t referenced = keys.at(primaryAt->second).columns.size();
         if (referenced != columns) {
           add(record.line, false,
-              "[TAV_CARDS_W0013] " + what + " has " + std::to_string(columns) +
-                  (columns == 1 ? " column" : " columns") + ", the primary key " +
-                  nameOf(primaryAt->second) + " of " + nameOf(referencedTable) + " " +
-                  std::to_string(referenced) + "; the import drops it");
+              codePrefix(TAV_CARDS::CAREPOSITORY_I_FK_MISMATCH) + what + " has " +
+                  std::to_string(columns) + (columns == 1 ? " column" : " columns") +
+                  ", the primary key " + nameOf(primaryAt->second) + " of " +
+                  nameOf(referencedTable) + " " + std::to_string(referenced) +
+                  "; the import drops it");
         }
       }
     }
