@@ -11,6 +11,7 @@
 #include "pcd/line_cursor.h"
 #include "pcd/line_explanation.h"
 #include "pcd/record_layouts.h"
+#include "record_references.h"
 #include "table_placement.h"
 #include "zel_keyed_hash.h"
 #include "zel_text_io.h"
@@ -185,13 +186,42 @@ class Checker {
     return target;
   }
 
-  // A column (REL_COL) and its data type (REL_DT), as TBL_COL, VIEW_COL and
-  // PARM resolve them.
-  void resolveColumn(const RecordFacts& record) {
-    const RecordFacts* column = resolve(record, "to id", record.toId, kind("REL_COL"));
-    if (column == nullptr) return;
-    placedColumns_.insert(column->id);
-    resolve(*column, "to id (data type)", column->toId, kind("REL_DT"));
+  // The records a record's ids resolve to (null: none, or one of another
+  // kind), and whether the import skips the record.
+  struct Resolved {
+    const RecordFacts* from = nullptr;
+    const RecordFacts* to = nullptr;
+    bool skipped = false;
+  };
+
+  // Resolves every id `record` names as the import does (record_references.h),
+  // reporting each that does not resolve.
+  Resolved resolveIds(const RecordFacts& record) {
+    using record_references::Expect;
+    Resolved found;
+    for (const record_references::Reference& reference : record_references::kReferences) {
+      if (static_cast<uint8_t>(reference.record) != record.kind) continue;
+      const bool from = reference.field == record_references::kFrom;
+      const uint8_t expected =
+          reference.expect == Expect::kKind ? static_cast<uint8_t>(reference.kind) : kNoKind;
+      const RecordFacts* target =
+          resolve(record, from ? "from id" : "to id", from ? record.fromId : record.toId, expected);
+      if (reference.expect == Expect::kKindOrSkip &&
+          (target == nullptr || target->kind != static_cast<uint8_t>(reference.kind))) {
+        found.from = target;
+        found.skipped = true;
+        return found;
+      }
+      (from ? found.from : found.to) = target;
+      if (target == nullptr) continue;
+      if (reference.expect == Expect::kKind && reference.kind == record_references::Kind::REL_COL)
+        placedColumns_.insert(target->id);
+      if (reference.hasNext) {
+        resolve(*target, ("to id (" + std::string(reference.nextRole) + ")").c_str(), target->toId,
+                static_cast<uint8_t>(reference.nextKind));
+      }
+    }
+    return found;
   }
 
   static uint8_t kind(const char* name) { return kindOf(name); }
@@ -212,62 +242,40 @@ class Checker {
     for (const RecordFacts& record : records_) {
       if (record.kind == kNoKind || !isCurrent(record)) continue;
       const std::string name = kindName(record.kind);
-      if (name == "DB_AT") {
-        resolve(record, "from id", record.fromId, kind("DATABASE"));
-        resolve(record, "to id", record.toId, kind("REL_SYS"));
-      } else if (name == "SERVINST") {
-        resolve(record, "from id", record.fromId, kind("SERVTYPE"));
-        resolve(record, "to id", record.toId, kind("REL_SYS"));
-      } else if (name == "SCHEM_AT") {
-        resolve(record, "from id", record.fromId, kind("SCHEMA"));
-        resolve(record, "to id", record.toId, kNoKind);
-      } else if (name == "TABLE_AT" || name == "OBJ_AT") {
-        const RecordFacts* object = resolve(record, "from id", record.fromId, kNoKind);
-        const RecordFacts* location = resolve(record, "to id", record.toId, kNoKind);
-        if (object != nullptr) placed.insert(object->id);
-        if (name == "TABLE_AT" && object != nullptr && location != nullptr) {
-          if (locations.holdsSchemaOrCatalog(location->id)) {
-            built.insert(object->id);
+      if (name == "PARM") {
+        parms.push_back(&record);  // once every procedure's placement is known
+        continue;
+      }
+      const Resolved found = resolveIds(record);
+      if (name == "TABLE_AT" || name == "OBJ_AT") {
+        if (found.from != nullptr) placed.insert(found.from->id);
+        if (name == "TABLE_AT" && found.from != nullptr && found.to != nullptr) {
+          if (locations.holdsSchemaOrCatalog(found.to->id)) {
+            built.insert(found.from->id);
           } else {
-            misplaced.emplace_back(&record, location);
+            misplaced.emplace_back(&record, found.to);
           }
         }
-      } else if (name == "TBL_COL" || name == "VIEW_COL") {
-        resolve(record, "from id", record.fromId, kind(name == "TBL_COL" ? "TABLE" : "VIEW"));
-        resolveColumn(record);
-      } else if (name == "KEY_COL") {
-        if (resolve(record, "from id", record.fromId, kind("KEY")) != nullptr) {
-          ++keyColumns[record.fromId];
-        }
-        resolve(record, "to id", record.toId, kind("TBL_COL"));
-      } else if (name == "FK_TB_AT") {
-        const RecordFacts* foreignKey = resolve(record, "from id", record.fromId, kind("FGN_KEY"));
-        resolve(record, "to id", record.toId, kind("TABLE_AT"));
-        if (foreignKey != nullptr)
-          resolve(*foreignKey, "to id (key)", foreignKey->toId, kind("KEY"));
-      } else if (name == "INDEX_AT") {
-        if (resolve(record, "from id", record.fromId, kind("KEY")) != nullptr) {
-          indexes.push_back(&record);
-        }
-      } else if (name == "PARM") {
-        parms.push_back(&record);
+      } else if (name == "KEY_COL" && found.from != nullptr) {
+        ++keyColumns[record.fromId];
+      } else if (name == "INDEX_AT" && found.from != nullptr) {
+        indexes.push_back(&record);
       }
     }
     for (const RecordFacts* parm : parms) {
-      const RecordFacts* owner = resolve(*parm, "from id", parm->fromId, kNoKind);
-      if (owner == nullptr) continue;
-      if (owner->kind != kind("DBPROC")) {
+      const Resolved found = resolveIds(*parm);
+      if (found.from == nullptr) continue;
+      if (found.skipped) {
         add(parm->line, false,
             "PARM record (id " + std::to_string(parm->id) + ") belongs to the " +
-                kindName(owner->kind) + " record on line " + std::to_string(owner->line) +
+                kindName(found.from->kind) + " record on line " + std::to_string(found.from->line) +
                 ", not to a procedure; the import skips it");
         continue;
       }
-      resolveColumn(*parm);
-      if (placed.count(owner->id) == 0) {
+      if (placed.count(found.from->id) == 0) {
         add(parm->line, false,
             "PARM record (id " + std::to_string(parm->id) + "): its procedure (line " +
-                std::to_string(owner->line) +
+                std::to_string(found.from->line) +
                 ") is placed by no OBJ_AT record; the import skips it");
       }
     }
