@@ -20,6 +20,7 @@
 #include <memory>
 
 #include "builder/derived_type_values.h"
+#include "builder/record_references.h"
 #include "builder/shared_derived_types.h"
 #include "model/zel_model.h"
 #include "pcd/chunk_arena.h"
@@ -85,6 +86,12 @@ class ZELCaRepositoryDsOdbcImportBridge {
   // The node under `id` whose record name is `type`; throws the missing-object
   // or bad-object-type error.
   Node* getAssertNode(long id, ZELString type);
+  // The record `node` names by its from or to id, resolved as the table of
+  // id references says (builder/record_references.h): a node of the
+  // expected kind's class, any node, or null for a record of another kind
+  // where the import skips `node`.
+  template <CaRepositoryDsOdbcImport::IdField Field, class N>
+  auto* resolve(const N* node);
 
   // The builder's record on a schema's general pointer: the design package
   // that stands beside it. Only schemas carry one; the other objects need no
@@ -209,6 +216,23 @@ class ZELCaRepositoryDsOdbcImportBridge {
   };
   std::deque<HeldUserData> userData;
 };
+
+template <CaRepositoryDsOdbcImport::IdField Field, class N>
+auto* ZELCaRepositoryDsOdbcImportBridge::resolve(const N* node) {
+  namespace cr = CaRepositoryDsOdbcImport;
+  constexpr cr::IdReference reference = cr::idReference(cr::KindOfNode<N>::value, Field);
+  const long id = Field == cr::kFromId ? node->fromId : node->toId;
+  if constexpr (reference.resolution == cr::Resolution::kAnyKind) {
+    return getAssertNode(id);
+  } else {
+    using Target = typename cr::NodeOfKind<reference.kind>::type;
+    const ZELString& type = *cr::kRecordNames[static_cast<int>(reference.kind)];
+    if constexpr (reference.resolution == cr::Resolution::kKindOrSkip) {
+      if (!(getAssertNode(id)->type() == type)) return static_cast<Target*>(nullptr);
+    }
+    return static_cast<Target*>(getAssertNode(id, type));
+  }
+}
 
 template <class Element>
 bool ZELCaRepositoryDsOdbcImportBridge::registerInDesignPackage(

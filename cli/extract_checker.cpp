@@ -8,10 +8,10 @@
 #include <unordered_set>
 
 #include "bridge/messages/tav_cards.h"
+#include "builder/record_references.h"
 #include "pcd/line_cursor.h"
 #include "pcd/line_explanation.h"
 #include "pcd/record_layouts.h"
-#include "record_references.h"
 #include "table_placement.h"
 #include "zel_keyed_hash.h"
 #include "zel_text_io.h"
@@ -194,34 +194,51 @@ class Checker {
     bool skipped = false;
   };
 
-  // Resolves every id `record` names as the import does (record_references.h),
-  // reporting each that does not resolve.
+  // Resolves every id `record` names as the import does
+  // (builder/record_references.h), reporting each that does not resolve.
   Resolved resolveIds(const RecordFacts& record) {
-    using record_references::Expect;
+    using CaRepositoryDsOdbcImport::Resolution;
     Resolved found;
-    for (const record_references::Reference& reference : record_references::kReferences) {
-      if (static_cast<uint8_t>(reference.record) != record.kind) continue;
-      const bool from = reference.field == record_references::kFrom;
-      const uint8_t expected =
-          reference.expect == Expect::kKind ? static_cast<uint8_t>(reference.kind) : kNoKind;
+    for (const CaRepositoryDsOdbcImport::IdReference& reference :
+         CaRepositoryDsOdbcImport::kIdReferences) {
+      if (reference.reached || static_cast<uint8_t>(reference.record) != record.kind) continue;
+      const bool from = reference.field == CaRepositoryDsOdbcImport::kFromId;
+      const uint8_t expected = reference.resolution == Resolution::kKind
+                                   ? static_cast<uint8_t>(reference.kind)
+                                   : kNoKind;
       const RecordFacts* target =
           resolve(record, from ? "from id" : "to id", from ? record.fromId : record.toId, expected);
-      if (reference.expect == Expect::kKindOrSkip &&
+      if (reference.resolution == Resolution::kKindOrSkip &&
           (target == nullptr || target->kind != static_cast<uint8_t>(reference.kind))) {
         found.from = target;
         found.skipped = true;
         return found;
       }
       (from ? found.from : found.to) = target;
-      if (target == nullptr) continue;
-      if (reference.expect == Expect::kKind && reference.kind == record_references::Kind::REL_COL)
+      if (target == nullptr || reference.resolution == Resolution::kAnyKind) continue;
+      if (reference.kind == CaRepositoryDsOdbcImport::RecordKind::REL_COL) {
         placedColumns_.insert(target->id);
-      if (reference.hasNext) {
-        resolve(*target, ("to id (" + std::string(reference.nextRole) + ")").c_str(), target->toId,
-                static_cast<uint8_t>(reference.nextKind));
       }
+      resolveReached(*target);
     }
     return found;
+  }
+
+  // Resolves the ids the import resolves on `record` when it reaches it: a
+  // column's data type, a foreign key's key.
+  void resolveReached(const RecordFacts& record) {
+    for (const CaRepositoryDsOdbcImport::IdReference& reference :
+         CaRepositoryDsOdbcImport::kIdReferences) {
+      if (!reference.reached || static_cast<uint8_t>(reference.record) != record.kind) continue;
+      const bool from = reference.field == CaRepositoryDsOdbcImport::kFromId;
+      const uint8_t expected = static_cast<uint8_t>(reference.kind);
+      const std::string role = std::string(from ? "from id" : "to id") + " (" +
+                               (expected == kind("REL_DT") ? "data type"
+                                : expected == kind("KEY")  ? "key"
+                                                           : kindName(expected)) +
+                               ")";
+      resolve(record, role.c_str(), from ? record.fromId : record.toId, expected);
+    }
   }
 
   static uint8_t kind(const char* name) { return kindOf(name); }

@@ -260,6 +260,23 @@ class ElementNode : public EntityNode {
   ElementNode() : EntityNode(RecordKind::ELEMENT) {}
 };
 
+// Each node class's kind and each kind's node class.
+template <class N>
+struct KindOfNode;
+template <RecordKind K>
+struct NodeOfKind;
+#define PCD_RECORD(NAME, NODE, ...)                       \
+  template <>                                             \
+  struct KindOfNode<NODE> {                               \
+    static constexpr RecordKind value = RecordKind::NAME; \
+  };                                                      \
+  template <>                                             \
+  struct NodeOfKind<RecordKind::NAME> {                   \
+    using type = NODE;                                    \
+  };
+#include "pcd/record_kinds.def"
+#undef PCD_RECORD
+
 // The size of each kind's node, by RecordKind: the node arena holds the
 // nodes back to back, so walking it needs each one's size.
 inline constexpr size_t kNodeSizes[kRecordKinds] = {
