@@ -6,7 +6,7 @@
 //   bridge/import_bridge.cpp        construction, run, clean-up
 //   pcd/line_primitives.cpp         cursor primitives and text lines
 //   pcd/stream_driver.cpp           processStream, processLine, loadParserHashTable
-//   pcd/record_scanners.cpp         the 28 record scanners and scanTable
+//   pcd/record_scanners.cpp         the record scanners and scanTable
 //   builder/node_resolution.cpp     processNodes, getAssertNode
 //   builder/object_user_data.cpp    user data on model objects, deleteUnusedObjects
 //   builder/catalog_schema_table.cpp, builder/columns_and_types.cpp,
@@ -20,6 +20,7 @@
 #include <memory>
 
 #include "builder/derived_type_values.h"
+#include "builder/record_references.h"
 #include "builder/shared_derived_types.h"
 #include "model/zel_model.h"
 #include "pcd/chunk_arena.h"
@@ -85,6 +86,12 @@ class ZELCaRepositoryDsOdbcImportBridge {
   // The node under `id` whose record name is `type`; throws the missing-object
   // or bad-object-type error.
   Node* getAssertNode(long id, ZELString type);
+  // The record `node` names by its from or to id, resolved as the table of
+  // id references says (builder/record_references.h): a node of the
+  // expected kind's class, any node, or null for a record of another kind
+  // where the import skips `node`.
+  template <CaRepositoryDsOdbcImport::IdField Field, class N>
+  auto* resolve(const N* node);
 
   // The builder's record on a schema's general pointer: the design package
   // that stands beside it. Only schemas carry one; the other objects need no
@@ -132,36 +139,13 @@ class ZELCaRepositoryDsOdbcImportBridge {
   }
   // The scanner index of the `length` bytes at `name`; 0 for an unknown name.
   intptr_t scannerIndexOf(const char* name, size_t length);
-  // Scanners by index (see loadParserHashTable); entry 28 is null.
-  static const Scanner scanTable[29];
-  static Node* scanSCHEM_AT(ZELCaRepositoryDsOdbcImportBridge* bridge, const char* line);
-  static Node* scanREL_DT(ZELCaRepositoryDsOdbcImportBridge* bridge, const char* line);
-  static Node* scanINDEX_AT(ZELCaRepositoryDsOdbcImportBridge* bridge, const char* line);
-  static Node* scanSCHEMA(ZELCaRepositoryDsOdbcImportBridge* bridge, const char* line);
-  static Node* scanTBL_COL(ZELCaRepositoryDsOdbcImportBridge* bridge, const char* line);
-  static Node* scanSUPTS_DT(ZELCaRepositoryDsOdbcImportBridge* bridge, const char* line);
-  static Node* scanTABLE(ZELCaRepositoryDsOdbcImportBridge* bridge, const char* line);
-  static Node* scanVW_CL_AT(ZELCaRepositoryDsOdbcImportBridge* bridge, const char* line);
-  static Node* scanTABLE_AT(ZELCaRepositoryDsOdbcImportBridge* bridge, const char* line);
-  static Node* scanREL_COL(ZELCaRepositoryDsOdbcImportBridge* bridge, const char* line);
-  static Node* scanKEY_COL(ZELCaRepositoryDsOdbcImportBridge* bridge, const char* line);
-  static Node* scanPARM(ZELCaRepositoryDsOdbcImportBridge* bridge, const char* line);
-  static Node* scanDATABASE(ZELCaRepositoryDsOdbcImportBridge* bridge, const char* line);
-  static Node* scanVIEW_COL(ZELCaRepositoryDsOdbcImportBridge* bridge, const char* line);
-  static Node* scanTB_CL_AT(ZELCaRepositoryDsOdbcImportBridge* bridge, const char* line);
-  static Node* scanFGN_KEY(ZELCaRepositoryDsOdbcImportBridge* bridge, const char* line);
-  static Node* scanREL_SYS(ZELCaRepositoryDsOdbcImportBridge* bridge, const char* line);
-  static Node* scanUDEF_DT(ZELCaRepositoryDsOdbcImportBridge* bridge, const char* line);
-  static Node* scanOBJ_AT(ZELCaRepositoryDsOdbcImportBridge* bridge, const char* line);
-  static Node* scanDBPROC(ZELCaRepositoryDsOdbcImportBridge* bridge, const char* line);
-  static Node* scanVIEW(ZELCaRepositoryDsOdbcImportBridge* bridge, const char* line);
-  static Node* scanSERVTYPE(ZELCaRepositoryDsOdbcImportBridge* bridge, const char* line);
-  static Node* scanKEY(ZELCaRepositoryDsOdbcImportBridge* bridge, const char* line);
-  static Node* scanDB_AT(ZELCaRepositoryDsOdbcImportBridge* bridge, const char* line);
-  static Node* scanSERVINST(ZELCaRepositoryDsOdbcImportBridge* bridge, const char* line);
-  static Node* scanPRIM_KEY(ZELCaRepositoryDsOdbcImportBridge* bridge, const char* line);
-  static Node* scanFK_TB_AT(ZELCaRepositoryDsOdbcImportBridge* bridge, const char* line);
-  static Node* scanELEMENT(ZELCaRepositoryDsOdbcImportBridge* bridge, const char* line);
+  // Scanners by index (see loadParserHashTable); the last entry is null.
+  static const Scanner scanTable[CaRepositoryDsOdbcImport::kRecordKinds + 1];
+  // One scanner per record kind: scanTBL_COL for TBL_COL.
+#define PCD_RECORD(NAME, ...) \
+  static Node* scan##NAME(ZELCaRepositoryDsOdbcImportBridge* bridge, const char* line);
+#include "pcd/record_kinds.def"
+#undef PCD_RECORD
 
   // --- Data types.
   ZELString lookupDataType(ZELString nativeName);
@@ -232,6 +216,23 @@ class ZELCaRepositoryDsOdbcImportBridge {
   };
   std::deque<HeldUserData> userData;
 };
+
+template <CaRepositoryDsOdbcImport::IdField Field, class N>
+auto* ZELCaRepositoryDsOdbcImportBridge::resolve(const N* node) {
+  namespace cr = CaRepositoryDsOdbcImport;
+  constexpr cr::IdReference reference = cr::idReference(cr::KindOfNode<N>::value, Field);
+  const long id = Field == cr::kFromId ? node->fromId : node->toId;
+  if constexpr (reference.resolution == cr::Resolution::kAnyKind) {
+    return getAssertNode(id);
+  } else {
+    using Target = typename cr::NodeOfKind<reference.kind>::type;
+    const ZELString& type = *cr::kRecordNames[static_cast<int>(reference.kind)];
+    if constexpr (reference.resolution == cr::Resolution::kKindOrSkip) {
+      if (!(getAssertNode(id)->type() == type)) return static_cast<Target*>(nullptr);
+    }
+    return static_cast<Target*>(getAssertNode(id, type));
+  }
+}
 
 template <class Element>
 bool ZELCaRepositoryDsOdbcImportBridge::registerInDesignPackage(

@@ -10,8 +10,8 @@ using namespace CaRepositoryDsOdbcImport;
 using Bridge = ZELCaRepositoryDsOdbcImportBridge;
 
 void Bridge::processDb_atNode(Db_atNode* node) {
-  auto* database = static_cast<DatabaseNode*>(getAssertNode(node->fromId, RecordName::DATABASE));
-  auto* system = static_cast<Rel_sysNode*>(getAssertNode(node->toId, RecordName::REL_SYS));
+  auto* database = resolve<kFromId>(node);
+  auto* system = resolve<kToId>(node);
 
   auto catalog = std::make_unique<ZELDatabaseCatalog>();
   catalog->setName(database->name);
@@ -25,8 +25,8 @@ void Bridge::processDb_atNode(Db_atNode* node) {
 }
 
 void Bridge::processServinstNode(ServinstNode* node) {
-  auto* serverType = static_cast<ServtypeNode*>(getAssertNode(node->fromId, RecordName::SERVTYPE));
-  Node* system = getAssertNode(node->toId, RecordName::REL_SYS);
+  auto* serverType = resolve<kFromId>(node);
+  Node* system = resolve<kToId>(node);
   // A system that no database record names has no catalog to describe.
   ZELObject* object = system->modelObject;
   if (object == nullptr || !object->isInstanceOf(ZEL_ET_DATABASE_CATALOG)) return;
@@ -40,8 +40,8 @@ void Bridge::processServinstNode(ServinstNode* node) {
 }
 
 void Bridge::processSchem_atNode(Schem_atNode* node) {
-  auto* schemaNode = static_cast<SchemaNode*>(getAssertNode(node->fromId, RecordName::SCHEMA));
-  Node* owner = getAssertNode(node->toId);
+  auto* schemaNode = resolve<kFromId>(node);
+  Node* owner = resolve<kToId>(node);
   // The owner must already carry a package (a catalog, or a schema for a
   // nested one); otherwise there is nowhere to put the schema.
   ZELObject* parent = owner->modelObject;
@@ -88,8 +88,8 @@ ZELDatabaseSchema* Bridge::schemaForLocation(ZELObject* location) {
 void Bridge::processTable_atNode(Table_atNode* node) {
   // Both ids are resolved first, so a dangling id fails even for a record
   // that is skipped below.
-  Node* tableNode = getAssertNode(node->fromId);
-  Node* locationNode = getAssertNode(node->toId);
+  Node* tableNode = resolve<kFromId>(node);
+  Node* locationNode = resolve<kToId>(node);
   ZELObject* container = locationNode->modelObject;
 
   if (tableNode->modelObject != nullptr) {

@@ -101,9 +101,9 @@ Attribute* addColumn(Node* record, ZELObject* owner, const Rel_colNode* column, 
 }  // namespace
 
 void Bridge::processTbl_colNode(Tbl_colNode* node) {
-  Node* table = getAssertNode(node->fromId, RecordName::TABLE);
-  auto* column = static_cast<Rel_colNode*>(getAssertNode(node->toId, RecordName::REL_COL));
-  auto* dataType = static_cast<Rel_dtNode*>(getAssertNode(column->toId, RecordName::REL_DT));
+  Node* table = resolve<kFromId>(node);
+  auto* column = resolve<kToId>(node);
+  auto* dataType = resolve<kToId>(column);
   // A table that was never placed has no class to take the column.
   if (table->modelObject == nullptr) return;
 
@@ -114,9 +114,9 @@ void Bridge::processTbl_colNode(Tbl_colNode* node) {
 }
 
 void Bridge::processView_colNode(View_colNode* node) {
-  Node* view = getAssertNode(node->fromId, RecordName::VIEW);
-  auto* column = static_cast<Rel_colNode*>(getAssertNode(node->toId, RecordName::REL_COL));
-  auto* dataType = static_cast<Rel_dtNode*>(getAssertNode(column->toId, RecordName::REL_DT));
+  Node* view = resolve<kFromId>(node);
+  auto* column = resolve<kToId>(node);
+  auto* dataType = resolve<kToId>(column);
   if (view->modelObject == nullptr) return;
 
   auto* attribute = addColumn<ZELSQLViewAttribute>(node, view->modelObject, column, node->position);

@@ -68,10 +68,9 @@ bool hasOptionalColumn(const ZELForeignKey* foreignKey) {
 }  // namespace
 
 void Bridge::processFk_tb_atNode(Fk_tb_atNode* node) {
-  auto* foreignKeyRecord =
-      static_cast<Fgn_keyNode*>(getAssertNode(node->fromId, RecordName::FGN_KEY));
-  Node* tableAt = getAssertNode(node->toId, RecordName::TABLE_AT);
-  auto* keyNode = static_cast<KeyNode*>(getAssertNode(foreignKeyRecord->toId, RecordName::KEY));
+  auto* foreignKeyRecord = resolve<kFromId>(node);
+  Node* tableAt = resolve<kToId>(node);
+  auto* keyNode = resolve<kToId>(foreignKeyRecord);
 
   ZELObject* object = keyNode->modelObject;
   if (object == nullptr) return;  // no column made the key, or it was removed

@@ -70,8 +70,8 @@ ZELIndex* makeIndexOnlyKey(KeyNode* keyNode, ZELClass* owner) {
 }  // namespace
 
 void Bridge::processKey_colNode(Key_colNode* node) {
-  auto* keyNode = static_cast<KeyNode*>(getAssertNode(node->fromId, RecordName::KEY));
-  Node* columnNode = getAssertNode(node->toId, RecordName::TBL_COL);
+  auto* keyNode = resolve<kFromId>(node);
+  Node* columnNode = resolve<kToId>(node);
   // A column of a table that was never placed has no attribute.
   if (columnNode->modelObject == nullptr) return;
   auto* column = static_cast<ZELAttribute*>(columnNode->modelObject);
@@ -101,7 +101,7 @@ void Bridge::processKey_colNode(Key_colNode* node) {
 }
 
 void Bridge::processIndex_atNode(Index_atNode* node) {
-  auto* keyNode = static_cast<KeyNode*>(getAssertNode(node->fromId, RecordName::KEY));
+  auto* keyNode = resolve<kFromId>(node);
   ZELObject* object = keyNode->modelObject;
   // No column made the key, or an earlier record removed it.
   if (object == nullptr) return;

@@ -16,8 +16,8 @@ const ZELString kUnknownName("?");
 }  // namespace
 
 void Bridge::processObj_atNode(Obj_atNode* node) {
-  Node* placed = getAssertNode(node->fromId);
-  Node* locationNode = getAssertNode(node->toId);
+  Node* placed = resolve<kFromId>(node);
+  Node* locationNode = resolve<kToId>(node);
   ZELObject* location = locationNode->modelObject;
   const bool isProcedure = placed->type() == RecordName::DBPROC;
   const ZELString& name = isProcedure ? static_cast<DbprocNode*>(placed)->name : kUnknownName;
@@ -45,10 +45,10 @@ void Bridge::processObj_atNode(Obj_atNode* node) {
 
 void Bridge::processParmNode(ParmNode* node) {
   // Parameters of anything but a procedure are not modelled.
-  if (!(getAssertNode(node->fromId)->type() == RecordName::DBPROC)) return;
-  Node* procedureNode = getAssertNode(node->fromId, RecordName::DBPROC);
-  auto* column = static_cast<Rel_colNode*>(getAssertNode(node->toId, RecordName::REL_COL));
-  auto* dataType = static_cast<Rel_dtNode*>(getAssertNode(column->toId, RecordName::REL_DT));
+  Node* procedureNode = resolve<kFromId>(node);
+  if (procedureNode == nullptr) return;
+  auto* column = resolve<kToId>(node);
+  auto* dataType = resolve<kToId>(column);
   // A procedure that no record placed has no object to take the argument.
   if (procedureNode->modelObject == nullptr) return;
 

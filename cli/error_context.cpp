@@ -5,12 +5,15 @@
 #include <functional>
 #include <limits>
 
+#include "bridge/messages/tav_cards.h"
+#include "pcd/line_cursor.h"
 #include "pcd/line_explanation.h"
 #include "zel_text_io.h"
 
 namespace {
 
 using CaRepositoryDsOdbcImport::explainLine;
+using CaRepositoryDsOdbcImport::LineCursor;
 using CaRepositoryDsOdbcImport::readRecordIds;
 using CaRepositoryDsOdbcImport::RecordIds;
 
@@ -19,14 +22,22 @@ constexpr size_t kShownBytes = 80;
 // Records naming a missing object that are listed, at most.
 constexpr int kListedRecords = 3;
 
-// The number in "PREFIX (N)" inside `text`, or -1 (ids may be negative, so
-// the caller checks `found`).
-bool numberAfter(const std::string& text, const std::string& prefix, long& number) {
-  const size_t at = text.find(prefix);
-  if (at == std::string::npos) return false;
-  const char* start = text.c_str() + at + prefix.size();
+// A catalogued message as the import shows it, up to its first parameter:
+// "[TAV_CARDS_F0009] Missing Object (".
+template <class Message, class... Values>
+std::string leadOf(const Message& message, const Values&... values) {
+  const ZELString filled = message.getMessage(values...);
+  const std::string shown(filled.c_str(), filled.length());
+  return shown.substr(0, shown.find('\x01'));
+}
+
+// The id that follows the lead of a catalogued message in `failure`, as in
+// "[TAV_CARDS_F0009] Missing Object (N)".
+bool idAfter(const std::string& failure, const std::string& lead, long& id) {
+  if (failure.compare(0, lead.size(), lead) != 0) return false;
+  const char* start = failure.c_str() + lead.size();
   char* end = nullptr;
-  number = std::strtol(start, &end, 10);
+  id = std::strtol(start, &end, 10);
   return end != start && *end == ')';
 }
 
@@ -47,24 +58,24 @@ struct ReadLine {
   bool tooLong = false;
 };
 
-// Reads the file line by line as the reader does (the same line reading and
-// limit), calling `visit(number, line)` until it returns false. A line over
-// the limit is visited too, with the start that is shown of it; the reader
-// stops at such a line, so nothing after it is visited.
-void forEachLine(const InputFile& input, const std::function<bool(long, const ReadLine&)>& visit) {
+// Reads the file line by line as the reader does (its line cursor and the
+// same limit), calling `visit(lines, line)` until it returns false. A line
+// over the limit is visited too, with the start that is shown of it; the
+// reader stops at such a line, so nothing after it is visited.
+void forEachLine(const InputFile& input,
+                 const std::function<bool(LineCursor&, const ReadLine&)>& visit) {
   std::ifstream in(input.path(), std::ios::in | std::ios::binary);
   if (!in) return;
-  ZELString line;
+  LineCursor lines(in, 4096);
   ReadLine read;
-  long number = 0;
   for (;;) {
     try {
-      if (!getFullLine(in, line, 4096)) return;
+      if (!lines.next()) return;
     } catch (const ZELLineTooLong&) {
       // Its start, read from the file again: the lines before it end at
       // "\n" as the reader's do.
       std::ifstream again(input.path(), std::ios::in | std::ios::binary);
-      for (long skipped = 0; skipped < number; ++skipped) {
+      for (long skipped = 1; skipped < lines.number(); ++skipped) {
         again.ignore(std::numeric_limits<std::streamsize>::max(), '\n');
       }
       read.text.assign(kShownBytes + 1, '\0');
@@ -73,11 +84,11 @@ void forEachLine(const InputFile& input, const std::function<bool(long, const Re
       const size_t end = read.text.find('\n');  // a line at most a few bytes over the limit
       if (end != std::string::npos) read.text.resize(end);
       read.tooLong = true;
-      visit(++number, read);
+      visit(lines, read);
       return;
     }
-    read.text.assign(line.c_str(), line.length());
-    if (!visit(++number, read)) return;
+    read.text.assign(lines.line().c_str(), lines.line().length());
+    if (!visit(lines, read)) return;
   }
 }
 
@@ -85,30 +96,26 @@ std::string lineContext(long number, const ReadLine& line) {
   return "line " + std::to_string(number) + ": " + shownStart(line.text);
 }
 
-void explainLineError(long lineNumber, const InputFile& input, FailureContext& context) {
-  long lastRecordId = 0;
-  bool hasLastRecord = false;
-  forEachLine(input, [&](long number, const ReadLine& line) {
-    if (number == lineNumber || line.tooLong) {
-      context.line = number;
+// The import stops at the first line its reader rejects: that line, found
+// by reading the file again with the reader's own line checks.
+void explainLineError(const InputFile& input, FailureContext& context) {
+  forEachLine(input, [&](LineCursor& lines, const ReadLine& line) {
+    if (lines.number() == 1 && !line.tooLong) return true;
+    std::string why;
+    if (line.tooLong) {
+      why = "the line is longer than " + std::to_string(maxLineBytes()) +
+            " bytes (see --max-line-bytes)";
+    } else {
+      why = explainLine(line.text.c_str(), lines.lastRecordId());
+    }
+    if (!why.empty()) {
+      context.line = lines.number();
       context.lineStart = shownStart(line.text);
-      if (line.tooLong) {
-        context.explanation = "the line is longer than " + std::to_string(maxLineBytes()) +
-                              " bytes (see --max-line-bytes)";
-      } else {
-        context.explanation =
-            explainLine(line.text.c_str(), hasLastRecord ? &lastRecordId : nullptr);
-      }
-      if (context.explanation.empty()) context.explanation = "the line is not a valid record";
+      context.explanation = why;
       return false;
     }
-    if (number > 1) {
-      const RecordIds ids = readRecordIds(line.text.c_str());
-      if (ids.isRecord) {
-        lastRecordId = ids.id;
-        hasLastRecord = true;
-      }
-    }
+    const RecordIds ids = readRecordIds(line.text.c_str());
+    if (ids.isRecord) lines.enterRecord(ids.id);
     return true;
   });
 }
@@ -119,7 +126,8 @@ void explainObjectReference(long id, bool missing, const InputFile& input,
                             FailureContext& context) {
   int listed = 0;
   long more = 0;
-  forEachLine(input, [&](long number, const ReadLine& line) {
+  forEachLine(input, [&](LineCursor& lines, const ReadLine& line) {
+    const long number = lines.number();
     if (number == 1 || line.tooLong) return true;
     const RecordIds ids = readRecordIds(line.text.c_str());
     if (!ids.isRecord) return true;
@@ -153,21 +161,26 @@ void explainObjectReference(long id, bool missing, const InputFile& input,
 FailureContext explainFailure(const std::string& failure, const InputFile& input) {
   FailureContext context;
   context.file = input.shownName();
-  long number = 0;
-  if (numberAfter(failure, "Error in input PCD file, line (", number)) {
-    explainLineError(number, input, context);
-  } else if (numberAfter(failure, "Missing Object (", number)) {
-    explainObjectReference(number, true, input, context);
-  } else if (numberAfter(failure, "Bad Object Type for (", number)) {
-    explainObjectReference(number, false, input, context);
+  const ZELString parameter("\x01");
+  const std::string lineError = leadOf(TAV_CARDS::CAREPOSITORY_I_PCD_ERROR, parameter);
+  long id = 0;
+  if (failure.compare(0, lineError.size(), lineError) == 0) {
+    explainLineError(input, context);
+  } else if (idAfter(failure, leadOf(TAV_CARDS::CAREPOSITORY_I_MISSING_OBJECT, parameter), id)) {
+    explainObjectReference(id, true, input, context);
+  } else if (idAfter(
+                 failure,
+                 leadOf(TAV_CARDS::CAREPOSITORY_I_BAD_OBJECT_TYPE, parameter, parameter, parameter),
+                 id)) {
+    explainObjectReference(id, false, input, context);
   }
   return context;
 }
 
 bool hasAnyRecord(const InputFile& input) {
   bool found = false;
-  forEachLine(input, [&](long number, const ReadLine& line) {
-    found = number > 1 && !line.tooLong && readRecordIds(line.text.c_str()).isRecord;
+  forEachLine(input, [&](LineCursor& lines, const ReadLine& line) {
+    found = lines.number() > 1 && !line.tooLong && readRecordIds(line.text.c_str()).isRecord;
     return !found;
   });
   return found;

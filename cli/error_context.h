@@ -1,7 +1,8 @@
 // The context of a failed import that the bridge's message leaves out: the
 // file, the line, the start of the line and what is wrong in it, or which
-// records name a missing object. Found after the fact by reading the named
-// line again; the bridge's messages stay as catalogued.
+// records name a missing object. Found after the fact by reading the file
+// again with the reader's own line checks; the failure is recognised by its
+// catalogued message, and the bridge's messages stay as catalogued.
 #pragma once
 
 #include <string>
@@ -9,9 +10,9 @@
 #include "input_file.h"
 #include "program_log.h"
 
-// `failure` is the text the import ended with ("[TAV_CARDS_F0008] Error in
-// input PCD file, line (12)"). Knows the line errors, missing objects and
-// objects of the wrong type; for any other failure only the file.
+// `failure` is the text the import ended with. Knows the line errors (the
+// first line the reader rejects), missing objects and objects of the wrong
+// type; for any other failure only the file.
 FailureContext explainFailure(const std::string& failure, const InputFile& input);
 
 // True when the file holds at least one entity or relationship line (after

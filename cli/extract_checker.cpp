@@ -7,6 +7,9 @@
 #include <unordered_map>
 #include <unordered_set>
 
+#include "bridge/messages/tav_cards.h"
+#include "builder/record_references.h"
+#include "pcd/line_cursor.h"
 #include "pcd/line_explanation.h"
 #include "pcd/record_layouts.h"
 #include "table_placement.h"
@@ -21,6 +24,7 @@ using IdMap = std::unordered_map<long, Value, zel_hash::IdHash>;
 using IdSet = std::unordered_set<long, zel_hash::IdHash>;
 
 using CaRepositoryDsOdbcImport::explainLine;
+using CaRepositoryDsOdbcImport::LineCursor;
 using CaRepositoryDsOdbcImport::readRecordIds;
 using CaRepositoryDsOdbcImport::readTextAttributes;
 using CaRepositoryDsOdbcImport::RecordIds;
@@ -39,7 +43,7 @@ struct RecordFacts {
 };
 
 uint8_t kindOf(const std::string& name) {
-  for (int index = 0; index < layout::kRecordCount; ++index) {
+  for (int index = 0; index < CaRepositoryDsOdbcImport::kRecordKinds; ++index) {
     if (name == layout::kShapes[index].name) return static_cast<uint8_t>(index);
   }
   return kNoKind;
@@ -49,21 +53,32 @@ const char* kindName(uint8_t kind) {
   return layout::kShapes[kind].name;
 }
 
+std::string text(const ZELString& value) {
+  return std::string(value.c_str(), value.length());
+}
+
+ZELString number(long value) {
+  return ZELString(value);
+}
+
+// The catalogued message's code as the import shows it: "[TAV_CARDS_W0013] ".
+std::string codePrefix(const ZELMessageLiteral& message) {
+  return "[" + text(message.getGlobalCode()) + "] ";
+}
+
 class Checker {
  public:
   void readAll(std::istream& in) {
-    ZELString line;
-    bool haveRecord = false;
-    long lastRecordId = 0;
+    LineCursor lines(in, kLineChunk);
     while (in.good()) {
       bool tooLong = false;
       try {
-        if (!getFullLine(in, line, kLineChunk)) break;
+        if (!lines.next()) break;
       } catch (const ZELLineTooLong&) {
         tooLong = true;
         in.ignore(std::numeric_limits<std::streamsize>::max(), '\n');
       }
-      ++report_.lines;
+      report_.lines = lines.number();
       // Even the first line, which is never data, is refused when too long.
       if (tooLong) {
         lineError("the line is longer than " + std::to_string(maxLineBytes()) +
@@ -71,9 +86,9 @@ class Checker {
         continue;
       }
       if (report_.lines == 1) continue;
-      const char* text = line.c_str();
+      const char* text = lines.line().c_str();
       std::string countNote;
-      const std::string why = explainLine(text, haveRecord ? &lastRecordId : nullptr, &countNote);
+      const std::string why = explainLine(text, lines.lastRecordId(), &countNote);
       if (!why.empty()) {
         lineError(why);
         // Text lines of a rejected record belong to it, not to the record
@@ -81,8 +96,7 @@ class Checker {
         const RecordIds ids = readRecordIds(text);
         if (ids.isRecord) {
           rejected_.try_emplace(ids.id, report_.lines);
-          haveRecord = true;
-          lastRecordId = ids.id;
+          lines.enterRecord(ids.id);
         }
         continue;
       }
@@ -98,8 +112,7 @@ class Checker {
         if (!texts.empty()) names_[ids.id] = texts[0];
         if (ids.name == "KEY" && texts.size() > 1) keyKinds_[ids.id] = texts[1];
       }
-      haveRecord = true;
-      lastRecordId = ids.id;
+      lines.enterRecord(ids.id);
     }
   }
 
@@ -117,8 +130,7 @@ class Checker {
 
   void lineError(const std::string& why) {
     add(report_.lines, true,
-        "[TAV_CARDS_F0008] Error in input PCD file, line (" + std::to_string(report_.lines) +
-            "): " + why);
+        text(TAV_CARDS::CAREPOSITORY_I_PCD_ERROR.getMessage(number(report_.lines))) + ": " + why);
   }
 
   void addRecord(const RecordIds& ids) {
@@ -156,7 +168,7 @@ class Checker {
     if (target == nullptr) {
       const auto rejected = rejected_.find(id);
       add(record.line, true,
-          "[TAV_CARDS_F0009] Missing Object (" + std::to_string(id) + "): " + who +
+          text(TAV_CARDS::CAREPOSITORY_I_MISSING_OBJECT.getMessage(number(id))) + ": " + who +
               std::to_string(id) +
               (rejected == rejected_.end()
                    ? std::string(" is defined by no record")
@@ -165,22 +177,68 @@ class Checker {
     }
     if (expected != kNoKind && target->kind != expected) {
       add(record.line, true,
-          "[TAV_CARDS_F0010] Bad Object Type for (" + std::to_string(id) + ") (got (" +
-              kindName(target->kind) + "), expected (" + kindName(expected) + ")): " + who +
-              std::to_string(id) + " is the " + kindName(target->kind) + " record on line " +
-              std::to_string(target->line));
+          text(TAV_CARDS::CAREPOSITORY_I_BAD_OBJECT_TYPE.getMessage(
+              number(id), kindName(target->kind), kindName(expected))) +
+              ": " + who + std::to_string(id) + " is the " + kindName(target->kind) +
+              " record on line " + std::to_string(target->line));
       return nullptr;
     }
     return target;
   }
 
-  // A column (REL_COL) and its data type (REL_DT), as TBL_COL, VIEW_COL and
-  // PARM resolve them.
-  void resolveColumn(const RecordFacts& record) {
-    const RecordFacts* column = resolve(record, "to id", record.toId, kind("REL_COL"));
-    if (column == nullptr) return;
-    placedColumns_.insert(column->id);
-    resolve(*column, "to id (data type)", column->toId, kind("REL_DT"));
+  // The records a record's ids resolve to (null: none, or one of another
+  // kind), and whether the import skips the record.
+  struct Resolved {
+    const RecordFacts* from = nullptr;
+    const RecordFacts* to = nullptr;
+    bool skipped = false;
+  };
+
+  // Resolves every id `record` names as the import does
+  // (builder/record_references.h), reporting each that does not resolve.
+  Resolved resolveIds(const RecordFacts& record) {
+    using CaRepositoryDsOdbcImport::Resolution;
+    Resolved found;
+    for (const CaRepositoryDsOdbcImport::IdReference& reference :
+         CaRepositoryDsOdbcImport::kIdReferences) {
+      if (reference.reached || static_cast<uint8_t>(reference.record) != record.kind) continue;
+      const bool from = reference.field == CaRepositoryDsOdbcImport::kFromId;
+      const uint8_t expected = reference.resolution == Resolution::kKind
+                                   ? static_cast<uint8_t>(reference.kind)
+                                   : kNoKind;
+      const RecordFacts* target =
+          resolve(record, from ? "from id" : "to id", from ? record.fromId : record.toId, expected);
+      if (reference.resolution == Resolution::kKindOrSkip &&
+          (target == nullptr || target->kind != static_cast<uint8_t>(reference.kind))) {
+        found.from = target;
+        found.skipped = true;
+        return found;
+      }
+      (from ? found.from : found.to) = target;
+      if (target == nullptr || reference.resolution == Resolution::kAnyKind) continue;
+      if (reference.kind == CaRepositoryDsOdbcImport::RecordKind::REL_COL) {
+        placedColumns_.insert(target->id);
+      }
+      resolveReached(*target);
+    }
+    return found;
+  }
+
+  // Resolves the ids the import resolves on `record` when it reaches it: a
+  // column's data type, a foreign key's key.
+  void resolveReached(const RecordFacts& record) {
+    for (const CaRepositoryDsOdbcImport::IdReference& reference :
+         CaRepositoryDsOdbcImport::kIdReferences) {
+      if (!reference.reached || static_cast<uint8_t>(reference.record) != record.kind) continue;
+      const bool from = reference.field == CaRepositoryDsOdbcImport::kFromId;
+      const uint8_t expected = static_cast<uint8_t>(reference.kind);
+      const std::string role = std::string(from ? "from id" : "to id") + " (" +
+                               (expected == kind("REL_DT") ? "data type"
+                                : expected == kind("KEY")  ? "key"
+                                                           : kindName(expected)) +
+                               ")";
+      resolve(record, role.c_str(), from ? record.fromId : record.toId, expected);
+    }
   }
 
   static uint8_t kind(const char* name) { return kindOf(name); }
@@ -201,62 +259,40 @@ class Checker {
     for (const RecordFacts& record : records_) {
       if (record.kind == kNoKind || !isCurrent(record)) continue;
       const std::string name = kindName(record.kind);
-      if (name == "DB_AT") {
-        resolve(record, "from id", record.fromId, kind("DATABASE"));
-        resolve(record, "to id", record.toId, kind("REL_SYS"));
-      } else if (name == "SERVINST") {
-        resolve(record, "from id", record.fromId, kind("SERVTYPE"));
-        resolve(record, "to id", record.toId, kind("REL_SYS"));
-      } else if (name == "SCHEM_AT") {
-        resolve(record, "from id", record.fromId, kind("SCHEMA"));
-        resolve(record, "to id", record.toId, kNoKind);
-      } else if (name == "TABLE_AT" || name == "OBJ_AT") {
-        const RecordFacts* object = resolve(record, "from id", record.fromId, kNoKind);
-        const RecordFacts* location = resolve(record, "to id", record.toId, kNoKind);
-        if (object != nullptr) placed.insert(object->id);
-        if (name == "TABLE_AT" && object != nullptr && location != nullptr) {
-          if (locations.holdsSchemaOrCatalog(location->id)) {
-            built.insert(object->id);
+      if (name == "PARM") {
+        parms.push_back(&record);  // once every procedure's placement is known
+        continue;
+      }
+      const Resolved found = resolveIds(record);
+      if (name == "TABLE_AT" || name == "OBJ_AT") {
+        if (found.from != nullptr) placed.insert(found.from->id);
+        if (name == "TABLE_AT" && found.from != nullptr && found.to != nullptr) {
+          if (locations.holdsSchemaOrCatalog(found.to->id)) {
+            built.insert(found.from->id);
           } else {
-            misplaced.emplace_back(&record, location);
+            misplaced.emplace_back(&record, found.to);
           }
         }
-      } else if (name == "TBL_COL" || name == "VIEW_COL") {
-        resolve(record, "from id", record.fromId, kind(name == "TBL_COL" ? "TABLE" : "VIEW"));
-        resolveColumn(record);
-      } else if (name == "KEY_COL") {
-        if (resolve(record, "from id", record.fromId, kind("KEY")) != nullptr) {
-          ++keyColumns[record.fromId];
-        }
-        resolve(record, "to id", record.toId, kind("TBL_COL"));
-      } else if (name == "FK_TB_AT") {
-        const RecordFacts* foreignKey = resolve(record, "from id", record.fromId, kind("FGN_KEY"));
-        resolve(record, "to id", record.toId, kind("TABLE_AT"));
-        if (foreignKey != nullptr)
-          resolve(*foreignKey, "to id (key)", foreignKey->toId, kind("KEY"));
-      } else if (name == "INDEX_AT") {
-        if (resolve(record, "from id", record.fromId, kind("KEY")) != nullptr) {
-          indexes.push_back(&record);
-        }
-      } else if (name == "PARM") {
-        parms.push_back(&record);
+      } else if (name == "KEY_COL" && found.from != nullptr) {
+        ++keyColumns[record.fromId];
+      } else if (name == "INDEX_AT" && found.from != nullptr) {
+        indexes.push_back(&record);
       }
     }
     for (const RecordFacts* parm : parms) {
-      const RecordFacts* owner = resolve(*parm, "from id", parm->fromId, kNoKind);
-      if (owner == nullptr) continue;
-      if (owner->kind != kind("DBPROC")) {
+      const Resolved found = resolveIds(*parm);
+      if (found.from == nullptr) continue;
+      if (found.skipped) {
         add(parm->line, false,
             "PARM record (id " + std::to_string(parm->id) + ") belongs to the " +
-                kindName(owner->kind) + " record on line " + std::to_string(owner->line) +
+                kindName(found.from->kind) + " record on line " + std::to_string(found.from->line) +
                 ", not to a procedure; the import skips it");
         continue;
       }
-      resolveColumn(*parm);
-      if (placed.count(owner->id) == 0) {
+      if (placed.count(found.from->id) == 0) {
         add(parm->line, false,
             "PARM record (id " + std::to_string(parm->id) + "): its procedure (line " +
-                std::to_string(owner->line) +
+                std::to_string(found.from->line) +
                 ") is placed by no OBJ_AT record; the import skips it");
       }
     }
@@ -371,10 +407,11 @@ class Checker {
         const size_t referenced = keys.at(primaryAt->second).columns.size();
         if (referenced != columns) {
           add(record.line, false,
-              "[TAV_CARDS_W0013] " + what + " has " + std::to_string(columns) +
-                  (columns == 1 ? " column" : " columns") + ", the primary key " +
-                  nameOf(primaryAt->second) + " of " + nameOf(referencedTable) + " " +
-                  std::to_string(referenced) + "; the import drops it");
+              codePrefix(TAV_CARDS::CAREPOSITORY_I_FK_MISMATCH) + what + " has " +
+                  std::to_string(columns) + (columns == 1 ? " column" : " columns") +
+                  ", the primary key " + nameOf(primaryAt->second) + " of " +
+                  nameOf(referencedTable) + " " + std::to_string(referenced) +
+                  "; the import drops it");
         }
       }
     }

@@ -1,7 +1,7 @@
-// The layout of every PCD record: object type letter, record name, node
-// class and, in file order, each attribute's type letter and the node field
-// it fills. This table is the one description of the format; the generic
-// record scanner reads it, so a layout is stated exactly once.
+// The layout of every PCD record, as the generic record scanner and the line
+// explanations read it: the attribute makers the record list
+// (pcd/record_kinds.def) is written with, one constexpr record per kind
+// built from that list, and each record's shape without its node class.
 //
 // Record lines:  E,NAME,id,count,attributes...
 //                R,NAME,id,fromId,toId,count,attributes...
@@ -90,73 +90,21 @@ constexpr Unread L() {
 template <class N, std::size_t Count>
 struct Record {
   using NodeType = N;
-  char objectType;  // 'E' or 'R'
   const char* name;
+  char objectType;  // 'E' or 'R'
   std::array<Attribute<N>, Count> attributes;
 };
 
 template <class N, class... Attributes>
-constexpr Record<N, sizeof...(Attributes)> record(char objectType, const char* name,
+constexpr Record<N, sizeof...(Attributes)> record(const char* name, char objectType,
                                                   Attributes... attributes) {
-  return {objectType, name, {attributes...}};
+  return {name, objectType, {attributes...}};
 }
 
-// clang-format off
-inline constexpr auto SCHEM_AT = record<Schem_atNode>('R', "SCHEM_AT",
-    C());
-inline constexpr auto REL_DT = record<Rel_dtNode>('E', "REL_DT",
-    C(&Rel_dtNode::name), S(), C(), C(), C());
-inline constexpr auto INDEX_AT = record<Index_atNode>('R', "INDEX_AT",
-    isC(&Index_atNode::attr1Y, "Y"), C(), L(), S(), isC(&Index_atNode::attr5Y, "Y"));
-inline constexpr auto SCHEMA = record<SchemaNode>('E', "SCHEMA",
-    C(&SchemaNode::name));
-inline constexpr auto TBL_COL = record<Tbl_colNode>('R', "TBL_COL",
-    isC(&Tbl_colNode::notNullable, "N"), L(&Tbl_colNode::position));
-inline constexpr auto SUPTS_DT = record<Supts_dtNode>('R', "SUPTS_DT");
-inline constexpr auto TABLE = record<TableNode>('E', "TABLE",
-    C(&TableNode::name));
-inline constexpr auto VW_CL_AT = record<Vw_cl_atNode>('R', "VW_CL_AT",
-    S());
-inline constexpr auto TABLE_AT = record<Table_atNode>('R', "TABLE_AT",
-    C(&Table_atNode::attr1C), C());
-inline constexpr auto REL_COL = record<Rel_colNode>('R', "REL_COL",
-    sharedC(&Rel_colNode::name), S(), L(&Rel_colNode::length), orL(&Rel_colNode::length),
-    S(&Rel_colNode::scale), C(), C());
-inline constexpr auto KEY_COL = record<Key_colNode>('R', "KEY_COL",
-    S(&Key_colNode::position), isC(&Key_colNode::descending, "D"));
-inline constexpr auto PARM = record<ParmNode>('R', "PARM",
-    L(&ParmNode::position));
-inline constexpr auto DATABASE = record<DatabaseNode>('E', "DATABASE",
-    C(&DatabaseNode::name));
-inline constexpr auto VIEW_COL = record<View_colNode>('R', "VIEW_COL",
-    L(&View_colNode::position));
-inline constexpr auto TB_CL_AT = record<Tb_cl_atNode>('R', "TB_CL_AT",
-    S());
-inline constexpr auto FGN_KEY = record<Fgn_keyNode>('R', "FGN_KEY",
-    isC(&Fgn_keyNode::attr1Y, "Y"), isC(&Fgn_keyNode::attr2Y, "Y"));
-inline constexpr auto REL_SYS = record<Rel_sysNode>('E', "REL_SYS",
-    C(&Rel_sysNode::name), C());
-inline constexpr auto UDEF_DT = record<Udef_dtNode>('R', "UDEF_DT",
-    L(), S(), S());
-inline constexpr auto OBJ_AT = record<Obj_atNode>('R', "OBJ_AT");
-inline constexpr auto DBPROC = record<DbprocNode>('E', "DBPROC",
-    C(&DbprocNode::name));
-inline constexpr auto VIEW = record<ViewNode>('E', "VIEW",
-    C(&ViewNode::name), C());
-inline constexpr auto SERVTYPE = record<ServtypeNode>('E', "SERVTYPE",
-    C(), C(&ServtypeNode::attr2C), C(&ServtypeNode::attr3C), S(&ServtypeNode::attr4S),
-    S(), S(), S(), S(), S(), S(), S(), S(), S());
-inline constexpr auto KEY = record<KeyNode>('E', "KEY",
-    C(&KeyNode::name), C(&KeyNode::keyType), C());
-inline constexpr auto DB_AT = record<Db_atNode>('R', "DB_AT",
-    C(), C());
-inline constexpr auto SERVINST = record<ServinstNode>('R', "SERVINST");
-inline constexpr auto PRIM_KEY = record<Prim_keyNode>('R', "PRIM_KEY",
-    L());
-inline constexpr auto FK_TB_AT = record<Fk_tb_atNode>('R', "FK_TB_AT");
-inline constexpr auto ELEMENT = record<ElementNode>('E', "ELEMENT",
-    C(), L(), S(), C(), C());
-// clang-format on
+// Each kind's record, named as the kind: layout::TBL_COL.
+#define PCD_RECORD(NAME, NODE, ...) inline constexpr auto NAME = record<NODE>(#NAME, __VA_ARGS__);
+#include "pcd/record_kinds.def"
+#undef PCD_RECORD
 
 // A record's layout without its node class: what the stream driver's name
 // table and the tests need.
@@ -179,34 +127,14 @@ constexpr Shape shapeOf() {
   return shape;
 }
 
-constexpr int kRecordCount = 28;
-
 // Every record by scanner index: the order of the bridge's scanTable.
-inline constexpr Shape kShapes[kRecordCount] = {
-    shapeOf<SCHEM_AT>(), shapeOf<REL_DT>(),   shapeOf<INDEX_AT>(), shapeOf<SCHEMA>(),
-    shapeOf<TBL_COL>(),  shapeOf<SUPTS_DT>(), shapeOf<TABLE>(),    shapeOf<VW_CL_AT>(),
-    shapeOf<TABLE_AT>(), shapeOf<REL_COL>(),  shapeOf<KEY_COL>(),  shapeOf<PARM>(),
-    shapeOf<DATABASE>(), shapeOf<VIEW_COL>(), shapeOf<TB_CL_AT>(), shapeOf<FGN_KEY>(),
-    shapeOf<REL_SYS>(),  shapeOf<UDEF_DT>(),  shapeOf<OBJ_AT>(),   shapeOf<DBPROC>(),
-    shapeOf<VIEW>(),     shapeOf<SERVTYPE>(), shapeOf<KEY>(),      shapeOf<DB_AT>(),
-    shapeOf<SERVINST>(), shapeOf<PRIM_KEY>(), shapeOf<FK_TB_AT>(), shapeOf<ELEMENT>(),
+inline constexpr Shape kShapes[kRecordKinds] = {
+#define PCD_RECORD(NAME, ...) shapeOf<NAME>(),
+#include "pcd/record_kinds.def"
+#undef PCD_RECORD
 };
 
 // --- Whole-table checks, at compile time.
-
-// kNodeSizes lists the node classes in scanner order.
-template <const auto&... Rs>
-constexpr bool nodeSizesMatch() {
-  const size_t sizes[] = {sizeof(typename std::remove_reference_t<decltype(Rs)>::NodeType)...};
-  for (size_t i = 0; i < sizeof...(Rs); ++i) {
-    if (sizes[i] != kNodeSizes[i]) return false;
-  }
-  return true;
-}
-static_assert(nodeSizesMatch<SCHEM_AT, REL_DT, INDEX_AT, SCHEMA, TBL_COL, SUPTS_DT, TABLE, VW_CL_AT,
-                             TABLE_AT, REL_COL, KEY_COL, PARM, DATABASE, VIEW_COL, TB_CL_AT,
-                             FGN_KEY, REL_SYS, UDEF_DT, OBJ_AT, DBPROC, VIEW, SERVTYPE, KEY, DB_AT,
-                             SERVINST, PRIM_KEY, FK_TB_AT, ELEMENT>());
 
 constexpr int countRecords(char objectType) {
   int count = 0;
@@ -222,24 +150,9 @@ constexpr int countAttributes(char letter) {
   return count;
 }
 
-constexpr bool sameText(const char* a, const char* b) {
-  while (*a != '\0' && *a == *b) ++a, ++b;
-  return *a == *b;
-}
-
-constexpr bool namesAreDistinct() {
-  for (int i = 0; i < kRecordCount; ++i) {
-    for (int j = i + 1; j < kRecordCount; ++j) {
-      if (sameText(kShapes[i].name, kShapes[j].name)) return false;
-    }
-  }
-  return true;
-}
-
 static_assert(countRecords('E') == 10 && countRecords('R') == 18);
 static_assert(countAttributes('C') == 36 && countAttributes('S') == 20 &&
               countAttributes('L') == 9);
-static_assert(namesAreDistinct());
 
 }  // namespace layout
 }  // namespace CaRepositoryDsOdbcImport

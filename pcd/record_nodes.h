@@ -6,6 +6,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <iterator>
 #include <string_view>
 #include <utility>
 #include "model/zel_object.h"
@@ -14,15 +15,20 @@
 
 namespace CaRepositoryDsOdbcImport {
 
-// The record kinds, by scanner index (the order of layout::kShapes).
-// clang-format off
+// The record kinds, by scanner index (the order of pcd/record_kinds.def).
 enum class RecordKind : uint8_t {
-  SCHEM_AT, REL_DT,   INDEX_AT, SCHEMA,   TBL_COL,  SUPTS_DT, TABLE,    VW_CL_AT, TABLE_AT, REL_COL,
-  KEY_COL,  PARM,     DATABASE, VIEW_COL, TB_CL_AT, FGN_KEY,  REL_SYS,  UDEF_DT,  OBJ_AT,   DBPROC,
-  VIEW,     SERVTYPE, KEY,      DB_AT,    SERVINST, PRIM_KEY, FK_TB_AT, ELEMENT,
+#define PCD_RECORD(NAME, ...) NAME,
+#include "pcd/record_kinds.def"
+#undef PCD_RECORD
 };
-// clang-format on
-constexpr int kRecordKinds = 28;
+
+// The record name of each kind as text, by RecordKind.
+inline constexpr const char* kRecordNameTexts[] = {
+#define PCD_RECORD(NAME, ...) #NAME,
+#include "pcd/record_kinds.def"
+#undef PCD_RECORD
+};
+constexpr int kRecordKinds = static_cast<int>(std::size(kRecordNameTexts));
 
 // The record name of each kind, by RecordKind.
 extern const ZELString* const kRecordNames[kRecordKinds];
@@ -67,34 +73,9 @@ static_assert(sizeof(EntityNode) == 24 && sizeof(RelationshipNode) == 32,
 
 // The record names, shared by every node of a kind (copies share the text).
 namespace RecordName {
-extern const ZELString SCHEM_AT;
-extern const ZELString REL_DT;
-extern const ZELString INDEX_AT;
-extern const ZELString SCHEMA;
-extern const ZELString TBL_COL;
-extern const ZELString SUPTS_DT;
-extern const ZELString TABLE;
-extern const ZELString VW_CL_AT;
-extern const ZELString TABLE_AT;
-extern const ZELString REL_COL;
-extern const ZELString KEY_COL;
-extern const ZELString PARM;
-extern const ZELString DATABASE;
-extern const ZELString VIEW_COL;
-extern const ZELString TB_CL_AT;
-extern const ZELString FGN_KEY;
-extern const ZELString REL_SYS;
-extern const ZELString UDEF_DT;
-extern const ZELString OBJ_AT;
-extern const ZELString DBPROC;
-extern const ZELString VIEW;
-extern const ZELString SERVTYPE;
-extern const ZELString KEY;
-extern const ZELString DB_AT;
-extern const ZELString SERVINST;
-extern const ZELString PRIM_KEY;
-extern const ZELString FK_TB_AT;
-extern const ZELString ELEMENT;
+#define PCD_RECORD(NAME, ...) extern const ZELString NAME;
+#include "pcd/record_kinds.def"
+#undef PCD_RECORD
 }  // namespace RecordName
 
 // Node classes keep only the attributes the builder reads.
@@ -279,16 +260,29 @@ class ElementNode : public EntityNode {
   ElementNode() : EntityNode(RecordKind::ELEMENT) {}
 };
 
+// Each node class's kind and each kind's node class.
+template <class N>
+struct KindOfNode;
+template <RecordKind K>
+struct NodeOfKind;
+#define PCD_RECORD(NAME, NODE, ...)                       \
+  template <>                                             \
+  struct KindOfNode<NODE> {                               \
+    static constexpr RecordKind value = RecordKind::NAME; \
+  };                                                      \
+  template <>                                             \
+  struct NodeOfKind<RecordKind::NAME> {                   \
+    using type = NODE;                                    \
+  };
+#include "pcd/record_kinds.def"
+#undef PCD_RECORD
+
 // The size of each kind's node, by RecordKind: the node arena holds the
 // nodes back to back, so walking it needs each one's size.
 inline constexpr size_t kNodeSizes[kRecordKinds] = {
-    sizeof(Schem_atNode), sizeof(Rel_dtNode),   sizeof(Index_atNode), sizeof(SchemaNode),
-    sizeof(Tbl_colNode),  sizeof(Supts_dtNode), sizeof(TableNode),    sizeof(Vw_cl_atNode),
-    sizeof(Table_atNode), sizeof(Rel_colNode),  sizeof(Key_colNode),  sizeof(ParmNode),
-    sizeof(DatabaseNode), sizeof(View_colNode), sizeof(Tb_cl_atNode), sizeof(Fgn_keyNode),
-    sizeof(Rel_sysNode),  sizeof(Udef_dtNode),  sizeof(Obj_atNode),   sizeof(DbprocNode),
-    sizeof(ViewNode),     sizeof(ServtypeNode), sizeof(KeyNode),      sizeof(Db_atNode),
-    sizeof(ServinstNode), sizeof(Prim_keyNode), sizeof(Fk_tb_atNode), sizeof(ElementNode),
+#define PCD_RECORD(NAME, NODE, ...) sizeof(NODE),
+#include "pcd/record_kinds.def"
+#undef PCD_RECORD
 };
 
 }  // namespace CaRepositoryDsOdbcImport

@@ -1,5 +1,5 @@
-// The 28 record scanners: one generic scanner, instantiated per record
-// layout (pcd/record_layouts.h).
+// The record scanners: one generic scanner, instantiated per record layout
+// (pcd/record_layouts.h), one per kind of the record list.
 #include <cstdint>
 #include <cstring>
 #include <type_traits>
@@ -102,43 +102,18 @@ Node* scanRecord(Bridge* bridge, const char* line, ChunkArena& arena) {
 
 }  // namespace
 
-// clang-format off
-Node* Bridge::scanSCHEM_AT(Bridge* b, const char* line) { return scanRecord<layout::SCHEM_AT>(b, line, b->nodeArena); }
-Node* Bridge::scanREL_DT(Bridge* b, const char* line) { return scanRecord<layout::REL_DT>(b, line, b->nodeArena); }
-Node* Bridge::scanINDEX_AT(Bridge* b, const char* line) { return scanRecord<layout::INDEX_AT>(b, line, b->nodeArena); }
-Node* Bridge::scanSCHEMA(Bridge* b, const char* line) { return scanRecord<layout::SCHEMA>(b, line, b->nodeArena); }
-Node* Bridge::scanTBL_COL(Bridge* b, const char* line) { return scanRecord<layout::TBL_COL>(b, line, b->nodeArena); }
-Node* Bridge::scanSUPTS_DT(Bridge* b, const char* line) { return scanRecord<layout::SUPTS_DT>(b, line, b->nodeArena); }
-Node* Bridge::scanTABLE(Bridge* b, const char* line) { return scanRecord<layout::TABLE>(b, line, b->nodeArena); }
-Node* Bridge::scanVW_CL_AT(Bridge* b, const char* line) { return scanRecord<layout::VW_CL_AT>(b, line, b->nodeArena); }
-Node* Bridge::scanTABLE_AT(Bridge* b, const char* line) { return scanRecord<layout::TABLE_AT>(b, line, b->nodeArena); }
-Node* Bridge::scanREL_COL(Bridge* b, const char* line) { return scanRecord<layout::REL_COL>(b, line, b->nodeArena); }
-Node* Bridge::scanKEY_COL(Bridge* b, const char* line) { return scanRecord<layout::KEY_COL>(b, line, b->nodeArena); }
-Node* Bridge::scanPARM(Bridge* b, const char* line) { return scanRecord<layout::PARM>(b, line, b->nodeArena); }
-Node* Bridge::scanDATABASE(Bridge* b, const char* line) { return scanRecord<layout::DATABASE>(b, line, b->nodeArena); }
-Node* Bridge::scanVIEW_COL(Bridge* b, const char* line) { return scanRecord<layout::VIEW_COL>(b, line, b->nodeArena); }
-Node* Bridge::scanTB_CL_AT(Bridge* b, const char* line) { return scanRecord<layout::TB_CL_AT>(b, line, b->nodeArena); }
-Node* Bridge::scanFGN_KEY(Bridge* b, const char* line) { return scanRecord<layout::FGN_KEY>(b, line, b->nodeArena); }
-Node* Bridge::scanREL_SYS(Bridge* b, const char* line) { return scanRecord<layout::REL_SYS>(b, line, b->nodeArena); }
-Node* Bridge::scanUDEF_DT(Bridge* b, const char* line) { return scanRecord<layout::UDEF_DT>(b, line, b->nodeArena); }
-Node* Bridge::scanOBJ_AT(Bridge* b, const char* line) { return scanRecord<layout::OBJ_AT>(b, line, b->nodeArena); }
-Node* Bridge::scanDBPROC(Bridge* b, const char* line) { return scanRecord<layout::DBPROC>(b, line, b->nodeArena); }
-Node* Bridge::scanVIEW(Bridge* b, const char* line) { return scanRecord<layout::VIEW>(b, line, b->nodeArena); }
-Node* Bridge::scanSERVTYPE(Bridge* b, const char* line) { return scanRecord<layout::SERVTYPE>(b, line, b->nodeArena); }
-Node* Bridge::scanKEY(Bridge* b, const char* line) { return scanRecord<layout::KEY>(b, line, b->nodeArena); }
-Node* Bridge::scanDB_AT(Bridge* b, const char* line) { return scanRecord<layout::DB_AT>(b, line, b->nodeArena); }
-Node* Bridge::scanSERVINST(Bridge* b, const char* line) { return scanRecord<layout::SERVINST>(b, line, b->nodeArena); }
-Node* Bridge::scanPRIM_KEY(Bridge* b, const char* line) { return scanRecord<layout::PRIM_KEY>(b, line, b->nodeArena); }
-Node* Bridge::scanFK_TB_AT(Bridge* b, const char* line) { return scanRecord<layout::FK_TB_AT>(b, line, b->nodeArena); }
-Node* Bridge::scanELEMENT(Bridge* b, const char* line) { return scanRecord<layout::ELEMENT>(b, line, b->nodeArena); }
+#define PCD_RECORD(NAME, ...)                                         \
+  Node* Bridge::scan##NAME(Bridge* bridge, const char* line) {        \
+    return scanRecord<layout::NAME>(bridge, line, bridge->nodeArena); \
+  }
+#include "pcd/record_kinds.def"
+#undef PCD_RECORD
 
-// By scanner index: the order of layout::kShapes, which loadParserHashTable
-// registers the record names in.
-const Bridge::Scanner Bridge::scanTable[29] = {
-    scanSCHEM_AT, scanREL_DT,   scanINDEX_AT, scanSCHEMA,   scanTBL_COL,  scanSUPTS_DT,
-    scanTABLE,    scanVW_CL_AT, scanTABLE_AT, scanREL_COL,  scanKEY_COL,  scanPARM,
-    scanDATABASE, scanVIEW_COL, scanTB_CL_AT, scanFGN_KEY,  scanREL_SYS,  scanUDEF_DT,
-    scanOBJ_AT,   scanDBPROC,   scanVIEW,     scanSERVTYPE, scanKEY,      scanDB_AT,
-    scanSERVINST, scanPRIM_KEY, scanFK_TB_AT, scanELEMENT,  nullptr,
+// By scanner index: the order of the record list, which loadParserHashTable
+// registers the record names in; the last entry is null.
+const Bridge::Scanner Bridge::scanTable[CaRepositoryDsOdbcImport::kRecordKinds + 1] = {
+#define PCD_RECORD(NAME, ...) scan##NAME,
+#include "pcd/record_kinds.def"
+#undef PCD_RECORD
+    nullptr,
 };
-// clang-format on

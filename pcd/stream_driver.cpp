@@ -11,10 +11,12 @@
 
 #include "bridge/import_bridge.h"
 #include "bridge/messages/tav_cards.h"
+#include "pcd/line_cursor.h"
 #include "pcd/record_layouts.h"
 #include "zel_text_io.h"
 
 using Bridge = ZELCaRepositoryDsOdbcImportBridge;
+using CaRepositoryDsOdbcImport::LineCursor;
 namespace layout = CaRepositoryDsOdbcImport::layout;
 
 namespace {
@@ -37,7 +39,7 @@ void Bridge::loadParserHashTable() {
   // The scanner index is stored as the entry's pointer value, so index 0 and
   // an unknown name both come back as null: scanner 0 then rejects every line
   // that is not its own record.
-  for (int index = 0; index < layout::kRecordCount; ++index) {
+  for (int index = 0; index < CaRepositoryDsOdbcImport::kRecordKinds; ++index) {
     scannerIndexTable.add(layout::kShapes[index].name,
                           reinterpret_cast<void*>(static_cast<intptr_t>(index)));
   }
@@ -101,28 +103,27 @@ void Bridge::processStream(const ZELString& fileName) {
 
   TAV_CARDS::CAREPOSITORY_I_IMPORTING_MODEL.log(*log);
 
-  ZELString line;  // one buffer for every line of the file
-  // Reads the next line; a read error (not the end of the file) ends reading,
-  // since a failed stream would never reach its end. A line longer than the
-  // host accepts is a format error of that line.
+  LineCursor lines(input, kLineChunk);  // one buffer for every line of the file
+  // Reads the next line; false at the end of the file. A read error (not
+  // the end of the file) ends reading, since a failed stream would never
+  // reach its end. A line longer than the host accepts is a format error of
+  // that line.
   auto readLine = [&] {
     errno = 0;
+    bool read = false;
     try {
-      getFullLine(input, line, kLineChunk);
+      read = lines.next();
     } catch (const ZELLineTooLong&) {
-      ++lineNumber;
+      lineNumber = lines.number();
       throwPcdError();
     }
     const int readError = errno != 0 ? errno : EIO;
-    ++lineNumber;
     if (input.bad() || (input.fail() && !input.eof())) throwCannotRead(fileName, readError);
+    return read;
   };
 
   readLine();  // the first line is never data
   Node* lastNode = nullptr;
-  while (!input.eof()) {
-    readLine();
-    lastNode = processLine(line.c_str(), lineNumber, lastNode);
-  }
+  while (readLine()) lastNode = processLine(lines.line().c_str(), lines.number(), lastNode);
   input.close();
 }

@@ -2,10 +2,13 @@
 // status, and that a file named "check" is still imported.
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <sstream>
 #include <string>
 #include <utility>
 #include <vector>
 
+#include "builder/record_references.h"
 #include "program_runner.h"
 
 namespace {
@@ -142,6 +145,115 @@ TEST(CheckCommand, CountsThatEndInsideTheirFieldAreWarnedAbout) {
   result = runProgram({{"-q", "-f", "summary", "counts.pcd"}, folder.path(), {}});
   EXPECT_EQ(result.exitCode, 0) << result.err;
   EXPECT_EQ(result.out.rfind("catalogs=1 schemas=1 tables=2 ", 0), 0u) << result.out;
+}
+
+// Every id of every relationship in the sample, made missing one at a time:
+// check reports it exactly when the import stops on it. Then each id check
+// expects a kind for, and the ids behind the records found, made to name a
+// record of another kind: the import stops with the message check reports
+// on that record's line, or skips the record where check says it does.
+// Both resolve through one table (builder/record_references.h); this holds
+// check's reading of it against what the import does.
+TEST(CheckCommand, ResolvesEveryIdAsTheImportDoes) {
+  namespace cr = CaRepositoryDsOdbcImport;
+  std::vector<std::string> lines;
+  {
+    std::istringstream in(readFile(kSourceDir + "/examples/sample.pcd"));
+    for (std::string line; std::getline(in, line);) lines.push_back(line);
+  }
+  auto fieldsOf = [](const std::string& line) {
+    std::vector<std::string> fields;
+    std::istringstream in(line);
+    for (std::string field; std::getline(in, field, ',');) fields.push_back(field);
+    return fields;
+  };
+  // The index of the first line whose record has that name, or that id.
+  auto find = [&](const std::string& name, const std::string& id) {
+    for (size_t at = 1; at < lines.size(); ++at) {
+      const std::vector<std::string> fields = fieldsOf(lines[at]);
+      if (fields.size() > 2 && fields[0] != "T" && (fields[1] == name || fields[2] == id)) {
+        return at;
+      }
+    }
+    ADD_FAILURE() << "no record " << name << id;
+    return size_t{0};
+  };
+  TemporaryFolder folder;
+  // Sets field `field` (3: from id, 4: to id) of line `at` to `value`, runs
+  // the import and the check on the result.
+  auto run = [&](size_t at, size_t field, const std::string& value) {
+    std::vector<std::string> fields = fieldsOf(lines[at]);
+    fields[field] = value;
+    std::string pcd;
+    for (size_t i = 0; i < lines.size(); ++i) {
+      std::string line = lines[i];
+      if (i == at) {
+        line.clear();
+        for (const std::string& f : fields) line += (line.empty() ? "" : ",") + f;
+      }
+      pcd += line + "\n";
+    }
+    writeFile(folder.file("broken.pcd"), pcd);
+    return std::make_pair(runProgram({{"-q", "-f", "summary", "broken.pcd"}, folder.path(), {}}),
+                          runProgram({{"check", "broken.pcd"}, folder.path(), {}}));
+  };
+  auto expectFailure = [](const std::pair<ProgramResult, ProgramResult>& results, size_t at,
+                          const std::string& message) {
+    EXPECT_NE(results.first.exitCode, 0) << message;
+    EXPECT_NE(results.first.err.find(message), std::string::npos) << results.first.err;
+    const std::string reported = "broken.pcd:" + std::to_string(at + 1) + ": error: " + message;
+    EXPECT_NE(results.second.out.find(reported), std::string::npos) << reported << "\n"
+                                                                    << results.second.out;
+  };
+  for (int kind = 0; kind < cr::kRecordKinds; ++kind) {
+    const std::string name = cr::kRecordNameTexts[kind];
+    const bool present = std::any_of(lines.begin(), lines.end(), [&](const std::string& line) {
+      return line.rfind("R," + name + ",", 0) == 0;
+    });
+    if (!present) continue;
+    const size_t at = find(name, "");
+    for (const size_t field : {3, 4}) {
+      SCOPED_TRACE(lines[at] + ", field " + std::to_string(field));
+      const auto results = run(at, field, "999999");
+      const std::string message = "[TAV_CARDS_F0009] Missing Object (999999)";
+      const bool stops = results.first.err.find(message) != std::string::npos;
+      const std::string reported = "broken.pcd:" + std::to_string(at + 1) + ": error: " + message;
+      EXPECT_EQ(stops, results.second.out.find(reported) != std::string::npos)
+          << results.first.err << results.second.out;
+      if (!stops) {
+        EXPECT_EQ(results.second.out.find(message), std::string::npos);
+      }
+    }
+  }
+  for (const cr::IdReference& reference : cr::kIdReferences) {
+    if (reference.reached || reference.resolution == cr::Resolution::kAnyKind) continue;
+    const std::string name = cr::kRecordNameTexts[static_cast<int>(reference.record)];
+    const std::string kind = cr::kRecordNameTexts[static_cast<int>(reference.kind)];
+    const size_t at = find(name, "");
+    const std::vector<std::string> fields = fieldsOf(lines[at]);
+    const size_t field = reference.field == cr::kFromId ? 3 : 4;
+    SCOPED_TRACE(lines[at]);
+    if (reference.resolution == cr::Resolution::kKindOrSkip) {
+      const auto results = run(at, field, fields[2]);
+      EXPECT_EQ(results.first.exitCode, 0) << results.first.err;
+      EXPECT_NE(results.second.out.find("belongs to the " + name + " record"), std::string::npos)
+          << results.second.out;
+      continue;
+    }
+    expectFailure(run(at, field, fields[2]), at,
+                  "[TAV_CARDS_F0010] Bad Object Type for (" + fields[2] + ") (got (" + name +
+                      "), expected (" + kind + "))");
+    // The ids resolved on the record found.
+    for (const cr::IdReference& next : cr::kIdReferences) {
+      if (!next.reached || next.record != reference.kind) continue;
+      const size_t target = find("", fields[field]);
+      const std::vector<std::string> targetFields = fieldsOf(lines[target]);
+      expectFailure(run(target, next.field == cr::kFromId ? 3 : 4, targetFields[2]), target,
+                    "[TAV_CARDS_F0010] Bad Object Type for (" + targetFields[2] + ") (got (" +
+                        targetFields[1] + "), expected (" +
+                        cr::kRecordNameTexts[static_cast<int>(next.kind)] + "))");
+    }
+  }
 }
 
 // A file named "check" is imported when named as a path.
