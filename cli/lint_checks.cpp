@@ -15,14 +15,12 @@
 #include "model/zel_operation.h"
 #include "model/zel_package.h"
 #include "model/zel_type.h"
+#include "schema_walk.h"
 #include "sql/sql_dialect.h"
 
 namespace pcd::cli {
 
 namespace {
-
-// A nested schema keeps this many of its innermost names in a finding's path.
-constexpr size_t kPathSchemas = 8;
 
 std::string nameOf(const ZELObject* object) {
   const ZELString& name = object->getName();
@@ -41,7 +39,6 @@ struct SchemaInfo {
   const ZELPackage* schema;
   std::vector<std::string> path;  // catalog, then the schema names
   std::string shownPath;          // PARENT/CHILD
-  size_t depth;                   // 1 for a schema of the catalog
 };
 
 struct TableInfo {
@@ -221,43 +218,12 @@ class Linter {
   }
 
   void collect() {
-    struct Walked {
-      const ZELPackage* schema;
-      size_t parent;  // index into schemas_, or kNone
-    };
-    constexpr size_t kNone = static_cast<size_t>(-1);
-    for (const ZELPackage* catalog : model_.childPackages()) {
-      if (catalog->getElementType() != ZEL_ET_DATABASE_CATALOG) continue;
-      const std::string catalogName = nameOf(catalog);
-      std::vector<Walked> pending;
-      const auto pushChildren = [&](const ZELPackage& parent, size_t index) {
-        const size_t first = pending.size();
-        for (const ZELPackage* child : parent.childPackages()) pending.push_back({child, index});
-        std::reverse(pending.begin() + static_cast<std::ptrdiff_t>(first), pending.end());
-      };
-      pushChildren(*catalog, kNone);
-      while (!pending.empty()) {
-        const Walked walked = pending.back();
-        pending.pop_back();
-        SchemaInfo info{walked.schema, {catalogName}, "", 1};
-        if (walked.parent != kNone) {
-          const SchemaInfo& parent = schemas_[walked.parent];
-          info.path = parent.path;
-          info.depth = parent.depth + 1;
-          if (info.path.size() > kPathSchemas) info.path.erase(info.path.begin() + 1);
-        }
-        info.path.push_back(nameOf(walked.schema));
-        // A deep chain shows its innermost names only.
-        info.shownPath = info.depth > kPathSchemas ? "\xE2\x80\xA6/" : "";
-        for (size_t i = 1; i < info.path.size(); ++i) {
-          info.shownPath += (i > 1 ? "/" : "") + info.path[i];
-        }
-        const size_t index = schemas_.size();
-        schemas_.push_back(std::move(info));
-        pushChildren(*walked.schema, index);
-        collectObjects(index);
-      }
-    }
+    forEachSchema(model_, [&](const SchemaPath& path, const ZELPackage& schema) {
+      SchemaInfo info{&schema, {nameOf(&path.catalog())}, path.text()};
+      for (const std::string_view name : path) info.path.emplace_back(name);
+      schemas_.push_back(std::move(info));
+      collectObjects(schemas_.size() - 1);
+    });
   }
 
   void collectObjects(size_t schemaIndex) {

@@ -81,64 +81,73 @@ std::string nameOf(const ZELObject* object) {
 }
 
 // Paths of catalogs and schemas, CATALOG.SCHEMA[.NESTED...], for both
-// models. A path of more than kSchemaPathNames names shows its innermost ones
-// after "…#N.", N numbering the whole path (the same in both models when
-// the whole paths are), so that a long chain of nested schemas costs linear
-// time and space, not quadratic, and still matches only itself.
+// models. A path of more than kSchemaPathNames names (the catalog's
+// counted) shows its innermost ones after "…#N.", N numbering the whole path
+// (the same in both models when the whole paths are), so that a long chain
+// of nested schemas costs linear time and space, not quadratic, and still
+// matches only itself. Numbers are given as paths are first asked for.
 class PackagePaths {
  public:
-  // Shows `package` under `name` instead of its own (catalogs or schemas
-  // compared without their names).
-  void rename(const ZELObject* package, std::string name) { renamed_[package] = std::move(name); }
+  // A catalog, shown under `name`.
+  void addCatalog(const ZELObject& catalog, std::string name) {
+    Entry& entry = entries_[&catalog];
+    entry.text = name;
+    entry.name = std::move(name);
+  }
 
+  // A schema as the walk meets it, after what holds it; each of its names
+  // shown as "*" with `anyName` (schemas compared without their names).
+  void addSchema(const SchemaPath& path, const ZELPackage& schema, bool anyName) {
+    Entry& entry = entries_[&schema];
+    entry.parent = &entries_.at(schema.getOwner());
+    entry.name = anyName ? std::string("*") : std::string(path.end()[-1]);
+    entry.shortened = path.depth() + 1 > kSchemaPathNames;
+    if (!entry.shortened) entry.text = entries_.at(&path.catalog()).name;
+    bool first = entry.shortened;
+    for (const std::string_view name : path) {
+      if (!first) entry.text += '.';
+      first = false;
+      entry.text += anyName ? std::string_view("*") : name;
+    }
+  }
+
+  // The path of a catalog or schema added; "" for anything else.
   const std::string& of(const ZELObject* package) {
-    std::vector<const ZELObject*> chain;  // from `package` out to a known one
-    const Entry* parent = nullptr;
-    for (const ZELObject* at = package; at != nullptr && at->getElementType() != ZEL_ET_MODEL;
-         at = at->getOwner()) {
-      const auto known = entries_.find(at);
-      if (known != entries_.end()) {
-        parent = &known->second;
-        break;
-      }
-      chain.push_back(at);
-    }
-    for (auto at = chain.rbegin(); at != chain.rend(); ++at) {
-      const auto renamed = renamed_.find(*at);
-      const std::string_view name =
-          renamed != renamed_.end()
-              ? std::string_view(renamed->second)
-              : std::string_view((*at)->getName().c_str(), (*at)->getName().length());
-      Entry entry;
-      entry.depth = parent != nullptr ? parent->depth + 1 : 1;
-      entry.id = ids_.emplace(std::make_pair(parent != nullptr ? parent->id : 0, std::string(name)),
-                              ids_.size() + 1)
-                     .first->second;
-      if (parent != nullptr) entry.tail = parent->tail;
-      if (entry.tail.size() == kSchemaPathNames) entry.tail.erase(entry.tail.begin());
-      entry.tail.push_back(name);
-      if (entry.depth > kSchemaPathNames)
-        entry.text = "\xE2\x80\xA6#" + std::to_string(entry.id) + ".";
-      for (size_t i = 0; i < entry.tail.size(); ++i) {
-        if (i != 0) entry.text += '.';
-        entry.text += entry.tail[i];
-      }
-      parent = &(entries_[*at] = std::move(entry));  // node-based: the reference stays valid
-    }
     static const std::string kNone;
-    return parent != nullptr ? parent->text : kNone;
+    const auto found = entries_.find(package);
+    if (found == entries_.end()) return kNone;
+    number(found->second);
+    return found->second.text;
   }
 
  private:
   struct Entry {
-    size_t depth = 0;
-    size_t id = 0;
-    std::vector<std::string_view> tail;  // the innermost names
+    Entry* parent = nullptr;  // the catalog or schema that holds it
+    std::string name;
+    bool shortened = false;
+    size_t id = 0;  // 0 until numbered
     std::string text;
   };
+
+  // Numbers `entry` and the entries that hold it, outermost first.
+  void number(Entry& entry) {
+    std::vector<Entry*> chain;
+    for (Entry* at = &entry; at != nullptr && at->id == 0; at = at->parent) chain.push_back(at);
+    for (auto at = chain.rbegin(); at != chain.rend(); ++at) {
+      Entry& numbered = **at;
+      numbered.id =
+          ids_.emplace(std::make_pair(numbered.parent != nullptr ? numbered.parent->id : 0,
+                                      numbered.name),
+                       ids_.size() + 1)
+              .first->second;
+      if (numbered.shortened) {
+        numbered.text = "\xE2\x80\xA6#" + std::to_string(numbered.id) + "." + numbered.text;
+      }
+    }
+  }
+
   std::map<std::pair<size_t, std::string>, size_t> ids_;  // (parent's id, name) -> id
-  std::unordered_map<const ZELObject*, Entry> entries_;
-  std::unordered_map<const ZELObject*, std::string> renamed_;
+  std::unordered_map<const ZELObject*, Entry> entries_;   // node-based: parents stay in place
 };
 
 void typeProperties(const ZELType* type, Properties& properties, TextPool& texts,
@@ -162,46 +171,51 @@ class Flattener {
       : paths_(paths), texts_(texts), options_(options) {}
 
   FlatModel run(const ZELModel& model) {
-    renamePackages(model);
+    // Every path is known before any is asked for: a foreign key's
+    // reference names the path of another schema's table. Where objects
+    // share a path (names compared as "*"), the last one flattened stands:
+    // a catalog's schemas go in the reverse of the order the walk leaves
+    // them, each schema before those nested in it, later siblings first.
+    struct Catalog {
+      const ZELDatabaseCatalog* catalog;
+      std::string name;
+      std::vector<const ZELPackage*> schemas;  // as the walk leaves them
+    };
+    std::vector<Catalog> catalogs;
     for (const ZELPackage* package : model.childPackages()) {
-      if (package->getElementType() != ZEL_ET_DATABASE_CATALOG) continue;
-      const auto& catalog = static_cast<const ZELDatabaseCatalog&>(*package);
+      if (!isCatalog(*package)) continue;
       // Without catalog names every catalog is one: schemas are matched by
       // their own names, whichever catalog holds them.
-      const std::string name = options_.ignoreCatalogNames ? "*" : text(catalog.getName());
-      const Group group{pooled("catalog " + name), {}};
+      catalogs.push_back({static_cast<const ZELDatabaseCatalog*>(package),
+                          options_.ignoreCatalogNames ? "*" : text(package->getName()),
+                          {}});
+      Catalog& catalog = catalogs.back();
+      paths_.addCatalog(*package, catalog.name);
+      forEachSchemaOf(
+          *package,
+          [&](const SchemaPath& path, const ZELPackage& schema) {
+            paths_.addSchema(path, schema, options_.ignoreSchemas);
+          },
+          [&](const ZELPackage& schema) { catalog.schemas.push_back(&schema); });
+    }
+    for (const Catalog& catalog : catalogs) {
+      const Group group{pooled("catalog " + catalog.name), {}};
       Properties properties;
       if (!options_.ignoreServer) {
-        properties = {{"serverTypeName", pooled(text(catalog.getServerTypeName()))},
-                      {"serverTypeText", pooled(text(catalog.getServerTypeText()))},
-                      {"serverTypeNumber", pooled(std::to_string(catalog.getServerTypeNumber()))}};
+        properties = {
+            {"serverTypeName", pooled(text(catalog.catalog->getServerTypeName()))},
+            {"serverTypeText", pooled(text(catalog.catalog->getServerTypeText()))},
+            {"serverTypeNumber", pooled(std::to_string(catalog.catalog->getServerTypeNumber()))}};
       }
-      add(group, 0, "catalog " + name, std::move(properties));
-      schemas(group, catalog.childPackages());
+      add(group, 0, "catalog " + catalog.name, std::move(properties));
+      for (auto schema = catalog.schemas.rbegin(); schema != catalog.schemas.rend(); ++schema) {
+        flattenSchema(group, **schema);
+      }
     }
     return std::move(flat_);
   }
 
  private:
-  // Names left aside are "*" in every path, given before any path is made
-  // (a foreign key's reference makes the path of another schema's table).
-  void renamePackages(const ZELModel& model) {
-    if (!options_.ignoreCatalogNames && !options_.ignoreSchemas) return;
-    for (const ZELPackage* catalog : model.childPackages()) {
-      if (catalog->getElementType() != ZEL_ET_DATABASE_CATALOG) continue;
-      if (options_.ignoreCatalogNames) paths_.rename(catalog, "*");
-      if (!options_.ignoreSchemas) continue;
-      std::vector<const ZELPackage*> pending(catalog->childPackages().begin(),
-                                             catalog->childPackages().end());
-      while (!pending.empty()) {
-        const ZELPackage* schema = pending.back();
-        pending.pop_back();
-        paths_.rename(schema, "*");
-        for (const ZELPackage* child : schema->childPackages()) pending.push_back(child);
-      }
-    }
-  }
-
   void description(const ZELString& value, Properties& properties) {
     if (!options_.ignoreDescriptions) properties.emplace_back("description", pooled(text(value)));
   }
@@ -212,30 +226,22 @@ class Flattener {
     flat_[FlatKey{group, rank, pooled(std::move(object))}] = std::move(properties);
   }
 
-  // Schemas nest to any depth: an explicit stack, not recursion.
-  void schemas(const Group& catalogGroup, const ZELOwnedList<ZELPackage>& top) {
-    std::vector<const ZELPackage*> pending(top.begin(), top.end());
-    while (!pending.empty()) {
-      const ZELPackage* schema = pending.back();
-      pending.pop_back();
-      add(catalogGroup, 1, "schema " + pathOf(schema), {});
-      for (const ZELPackage* child : schema->childPackages()) pending.push_back(child);
-      if (!schema->isInstanceOf(ZEL_ET_DATA_PACKAGE)) continue;
-      for (const ZELModelObject* object :
-           static_cast<const ZELDataPackage&>(*schema).modelObjects()) {
-        switch (object->getElementType()) {
-          case ZEL_ET_CLASS:
-            table(static_cast<const ZELClass&>(*object), "table");
-            break;
-          case ZEL_ET_SQL_VIEW_ENTITY:
-            table(static_cast<const ZELClass&>(*object), "view");
-            break;
-          case ZEL_ET_STORED_PROCEDURE:
-            procedure(static_cast<const ZELStoredProcedure&>(*object));
-            break;
-          default:
-            break;
-        }
+  void flattenSchema(const Group& catalogGroup, const ZELPackage& schema) {
+    add(catalogGroup, 1, "schema " + pathOf(&schema), {});
+    if (!schema.isInstanceOf(ZEL_ET_DATA_PACKAGE)) return;
+    for (const ZELModelObject* object : static_cast<const ZELDataPackage&>(schema).modelObjects()) {
+      switch (object->getElementType()) {
+        case ZEL_ET_CLASS:
+          table(static_cast<const ZELClass&>(*object), "table");
+          break;
+        case ZEL_ET_SQL_VIEW_ENTITY:
+          table(static_cast<const ZELClass&>(*object), "view");
+          break;
+        case ZEL_ET_STORED_PROCEDURE:
+          procedure(static_cast<const ZELStoredProcedure&>(*object));
+          break;
+        default:
+          break;
       }
     }
   }

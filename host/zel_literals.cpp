@@ -65,9 +65,7 @@ ZELString ZELParameterizedTextLiteral::createParametrizedText(
 
 ZELMessageLiteral::ZELMessageLiteral(const ZELString& id, const ZELString& text,
                                      const ZELString& severity)
-    : ZELParameterizedTextLiteral(id, text),
-      severity_(severity),
-      severityLevel_(severityLevelOf(severity)) {}
+    : ZELParameterizedTextLiteral(id, text), severityLevel_(severityLevelOf(severity)) {}
 
 ZELMessageLiteral::~ZELMessageLiteral() = default;
 

@@ -65,7 +65,6 @@ class ZELMessageLiteral : public ZELParameterizedTextLiteral {
   ZELMessageLiteral(const ZELString& id, const ZELString& text, const ZELString& severity);
   ~ZELMessageLiteral() override;
 
-  const ZELString& getSeverity() const { return severity_; }
   int getSeverityLevel() const { return severityLevel_; }
   const ZELString& getGlobalCode() const { return globalCode_; }
 
@@ -73,7 +72,6 @@ class ZELMessageLiteral : public ZELParameterizedTextLiteral {
   void setGlobalCode(const ZELString& code) { globalCode_ = code; }
 
  private:
-  ZELString severity_;
   ZELString globalCode_;
   int severityLevel_;
 };

@@ -32,7 +32,6 @@ ZELBridgeOptionLiteral::ZELBridgeOptionLiteral(
       name_(name),
       displayName_(displayName),
       description_(description),
-      enumeration_(enumerationLiteral),
       default_(defaultLiteral) {}
 
 ZELBridgeOptionLiteral::~ZELBridgeOptionLiteral() = default;

@@ -47,7 +47,8 @@ class ZELBridgeOption {
 
 // Describes an option: id (the option's key), name, display name and
 // description texts, an optional enumeration literal (null when the option
-// has no fixed set of values) and an optional literal holding its default.
+// has no fixed set of values; this host offers no value lists, so it keeps
+// none) and an optional literal holding its default.
 class ZELBridgeOptionLiteral : public ZELParameterizedTextLiteral {
  public:
   ZELBridgeOptionLiteral(const ZELString& id, const ZELString& name, const ZELString& displayName,
@@ -59,8 +60,6 @@ class ZELBridgeOptionLiteral : public ZELParameterizedTextLiteral {
   const ZELString& getName() const { return name_; }
   const ZELString& getDisplayName() const { return displayName_; }
   const ZELString& getDescription() const { return description_; }
-  const ZELParameterizedTextLiteral* getEnumerationLiteral() const { return enumeration_; }
-  const ZELParameterizedTextLiteral* getDefaultLiteral() const { return default_; }
   // The key by which the option is found in an option list: the id's text.
   const char* getKey() const { return getId().c_str(); }
 
@@ -74,7 +73,6 @@ class ZELBridgeOptionLiteral : public ZELParameterizedTextLiteral {
 
  private:
   ZELString name_, displayName_, description_;
-  const ZELParameterizedTextLiteral* enumeration_;
   const ZELParameterizedTextLiteral* default_;
 };
 

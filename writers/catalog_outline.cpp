@@ -22,20 +22,21 @@ std::string anchorText(const std::string& bytes) {
 void collectSchemas(const ZELModel& model, const std::vector<std::string>& names,
                     CatalogOutline& outline) {
   std::vector<bool> matched(names.size());
-  forEachSchema(
-      model, [&](const std::string& catalog, const std::string& path, const ZELPackage& package) {
-        if (!isChosenSchema(names, matched, catalog, path)) return;
-        OutlineSchema schema{catalog, path, {}, {}, {}};
-        if (package.isInstanceOf(ZEL_ET_DATA_PACKAGE)) {
-          for (const ZELModelObject* object :
-               static_cast<const ZELDataPackage&>(package).modelObjects()) {
-            if (object->getElementType() == ZEL_ET_STORED_PROCEDURE) {
-              schema.procedures.push_back({static_cast<const ZELStoredProcedure*>(object), {}});
-            }
-          }
+  forEachSchema(model, [&](const SchemaPath& path, const ZELPackage& package) {
+    const std::string catalog(bytesOf(path.catalog().getName()));
+    const std::string shown = path.text();
+    if (!isChosenSchema(names, matched, catalog, shown)) return;
+    OutlineSchema schema{catalog, shown, {}, {}, {}};
+    if (package.isInstanceOf(ZEL_ET_DATA_PACKAGE)) {
+      for (const ZELModelObject* object :
+           static_cast<const ZELDataPackage&>(package).modelObjects()) {
+        if (object->getElementType() == ZEL_ET_STORED_PROCEDURE) {
+          schema.procedures.push_back({static_cast<const ZELStoredProcedure*>(object), {}});
         }
-        outline.schemas.push_back(std::move(schema));
-      });
+      }
+    }
+    outline.schemas.push_back(std::move(schema));
+  });
 }
 
 // The overview's counts of what the outline of chosen schemas shows: its

@@ -1,12 +1,10 @@
 #include "catalog_view.h"
 
+#include "string_bytes.h"
+
 namespace {
 
 constexpr std::string_view kKeyIndexSuffix = "_POSITION";
-
-std::string_view bytes(const ZELString& text) {
-  return {text.c_str(), text.length()};
-}
 
 }  // namespace
 
@@ -15,7 +13,7 @@ bool isKeyIndex(const ZELClass& table, const ZELIndex& index) {
     if (key->getIndex() == &index) return true;
   }
   if (index.indexFlag1 || index.indexFlag3) return false;
-  const std::string_view name = bytes(index.getName());
+  const std::string_view name = bytesOf(index.getName());
   return name.size() > kKeyIndexSuffix.size() &&
          name.substr(name.size() - kKeyIndexSuffix.size()) == kKeyIndexSuffix;
 }
@@ -39,7 +37,7 @@ std::vector<ColumnPair> columnPairs(const ZELForeignKey& key) {
 }
 
 std::string columnName(const ZELAttribute* column) {
-  return column != nullptr ? std::string(bytes(column->getName())) : std::string("?");
+  return column != nullptr ? std::string(bytesOf(column->getName())) : std::string("?");
 }
 
 std::string keyColumnNames(const ZELKey& key) {

@@ -68,22 +68,23 @@ namespace {
 // The tables and views of the chosen schemas of every catalog.
 void selectTables(const ZELModel& model, const WriterOptions& options, Diagram& diagram,
                   std::vector<bool>& matched) {
-  forEachSchema(
-      model, [&](const std::string& catalog, const std::string& path, const ZELPackage& package) {
-        if (!isChosenSchema(options.schemas, matched, catalog, path)) return;
-        if (!package.isInstanceOf(ZEL_ET_DATA_PACKAGE)) return;
-        DiagramSchema schema{catalog, path, {}};
-        for (const ZELModelObject* object :
-             static_cast<const ZELDataPackage&>(package).modelObjects()) {
-          const ZELElementType type = object->getElementType();
-          if (type != ZEL_ET_CLASS && type != ZEL_ET_SQL_VIEW_ENTITY) continue;
-          schema.tables.push_back(diagram.tables.size());
-          diagram.tables.push_back(describeTable(*static_cast<const ZELClass*>(object),
-                                                 type == ZEL_ET_SQL_VIEW_ENTITY,
-                                                 diagram.schemas.size(), options.columns));
-        }
-        if (!schema.tables.empty()) diagram.schemas.push_back(std::move(schema));
-      });
+  forEachSchema(model, [&](const SchemaPath& path, const ZELPackage& package) {
+    const std::string catalog(bytesOf(path.catalog().getName()));
+    const std::string shown = path.text();
+    if (!isChosenSchema(options.schemas, matched, catalog, shown)) return;
+    if (!package.isInstanceOf(ZEL_ET_DATA_PACKAGE)) return;
+    DiagramSchema schema{catalog, shown, {}};
+    for (const ZELModelObject* object :
+         static_cast<const ZELDataPackage&>(package).modelObjects()) {
+      const ZELElementType type = object->getElementType();
+      if (type != ZEL_ET_CLASS && type != ZEL_ET_SQL_VIEW_ENTITY) continue;
+      schema.tables.push_back(diagram.tables.size());
+      diagram.tables.push_back(describeTable(*static_cast<const ZELClass*>(object),
+                                             type == ZEL_ET_SQL_VIEW_ENTITY, diagram.schemas.size(),
+                                             options.columns));
+    }
+    if (!schema.tables.empty()) diagram.schemas.push_back(std::move(schema));
+  });
 }
 
 // The associations of the design packages whose two ends are both drawn.

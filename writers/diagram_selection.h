@@ -10,6 +10,7 @@
 
 #include "model/zel_model.h"
 #include "model_writer.h"
+#include "string_bytes.h"
 
 struct DiagramColumn {
   const ZELAttribute* column;
@@ -70,11 +71,6 @@ std::string selectDiagram(const ZELModel& model, const WriterOptions& options, D
 // formats draw one table with its neighbours this way.
 Diagram partOfDiagram(const Diagram& whole, const std::vector<size_t>& tables,
                       const std::vector<size_t>& relations);
-
-// The model's bytes of a name or text.
-inline std::string_view bytesOf(const ZELString& text) {
-  return {text.c_str(), text.length()};
-}
 
 // Valid UTF-8 for any bytes: each byte that is not part of a well-formed
 // sequence becomes U+FFFD and each control character a blank, so that a

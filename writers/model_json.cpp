@@ -14,14 +14,14 @@
 #include <thread>
 #include <vector>
 
+#include "json_writer.h"
+#include "schema_walk.h"
 #include "spare_processor.h"
+#include "string_bytes.h"
 #include "zel_flat_map.h"
+#include "zel_log.h"
 
 namespace {
-
-std::string_view bytesOf(const ZELString& text) {
-  return {text.c_str(), text.length()};
-}
 
 void writeField(JsonWriter& json, std::string_view name, const ZELString& value) {
   json.key(name);
@@ -356,30 +356,14 @@ class ValuesAhead {
   void collect(const ZELModel& model) {
     constexpr size_t kTopDepth = 7;
     constexpr size_t kDesignPackageDepth = 3;
-    struct Level {
-      ZELOwnedList<ZELPackage>::iterator next, end;
-    };
-    for (const ZELPackage* package : model.childPackages()) {
-      if (package->getElementType() != ZEL_ET_DATABASE_CATALOG) continue;
-      std::vector<Level> stack{{package->childPackages().begin(), package->childPackages().end()}};
-      while (!stack.empty()) {
-        Level& level = stack.back();
-        if (level.next == level.end) {
-          stack.pop_back();
-          continue;
-        }
-        const ZELPackage* schema = *level.next;
-        ++level.next;
-        if (schema->isInstanceOf(ZEL_ET_DATA_PACKAGE)) {
-          for (const ZELModelObject* object :
-               static_cast<const ZELDataPackage*>(schema)->modelObjects()) {
-            if (object->getElementType() != ZEL_ET_CLASS) continue;
-            values_.push_back({object, kTopDepth + 2 * (stack.size() - 1)});
-          }
-        }
-        stack.push_back({schema->childPackages().begin(), schema->childPackages().end()});
+    forEachSchema(model, [&](const SchemaPath& path, const ZELPackage& schema) {
+      if (!schema.isInstanceOf(ZEL_ET_DATA_PACKAGE)) return;
+      for (const ZELModelObject* object :
+           static_cast<const ZELDataPackage&>(schema).modelObjects()) {
+        if (object->getElementType() != ZEL_ET_CLASS) continue;
+        values_.push_back({object, kTopDepth + 2 * (path.depth() - 1)});
       }
-    }
+    });
     for (const ZELPackage* package : model.childPackages()) {
       if (package->getElementType() == ZEL_ET_DESIGN_PACKAGE) {
         values_.push_back({package, kDesignPackageDepth});
@@ -487,38 +471,6 @@ void writeObjectsOfType(JsonWriter& json, TypeRefs& types, ValuesAhead& ahead,
   json.endArray();
 }
 
-// An array of Schema objects for `packages`, nested schemas included. The
-// walk keeps its own stack rather than recursing: a file can nest schemas
-// in one another to any depth.
-void writeSchemas(JsonWriter& json, TypeRefs& types, ValuesAhead& ahead,
-                  const ZELOwnedList<ZELPackage>& packages) {
-  struct Level {
-    ZELOwnedList<ZELPackage>::iterator next, end;
-  };
-  std::vector<Level> stack;
-  json.beginArray();
-  stack.push_back({packages.begin(), packages.end()});
-  while (!stack.empty()) {
-    Level& level = stack.back();
-    if (level.next == level.end) {
-      stack.pop_back();
-      json.endArray();
-      if (!stack.empty()) json.endObject();  // the schema whose "schemas" just closed
-      continue;
-    }
-    const ZELPackage* schema = *level.next;
-    ++level.next;
-    json.beginObject();
-    writeField(json, "name", schema->getName());
-    writeObjectsOfType(json, types, ahead, "tables", *schema, ZEL_ET_CLASS);
-    writeObjectsOfType(json, types, ahead, "views", *schema, ZEL_ET_SQL_VIEW_ENTITY);
-    writeObjectsOfType(json, types, ahead, "procedures", *schema, ZEL_ET_STORED_PROCEDURE);
-    json.key("schemas");
-    json.beginArray();
-    stack.push_back({schema->childPackages().begin(), schema->childPackages().end()});
-  }
-}
-
 void writeCatalog(JsonWriter& json, TypeRefs& types, ValuesAhead& ahead,
                   const ZELDatabaseCatalog& catalog) {
   json.beginObject();
@@ -526,8 +478,25 @@ void writeCatalog(JsonWriter& json, TypeRefs& types, ValuesAhead& ahead,
   writeField(json, "serverTypeName", catalog.getServerTypeName());
   writeField(json, "serverTypeText", catalog.getServerTypeText());
   writeField(json, "serverTypeNumber", catalog.getServerTypeNumber());
+  // Schema objects, each holding the array of the schemas nested in it.
   json.key("schemas");
-  writeSchemas(json, types, ahead, catalog.childPackages());
+  json.beginArray();
+  forEachSchemaOf(
+      catalog,
+      [&](const SchemaPath&, const ZELPackage& schema) {
+        json.beginObject();
+        writeField(json, "name", schema.getName());
+        writeObjectsOfType(json, types, ahead, "tables", schema, ZEL_ET_CLASS);
+        writeObjectsOfType(json, types, ahead, "views", schema, ZEL_ET_SQL_VIEW_ENTITY);
+        writeObjectsOfType(json, types, ahead, "procedures", schema, ZEL_ET_STORED_PROCEDURE);
+        json.key("schemas");
+        json.beginArray();
+      },
+      [&](const ZELPackage&) {
+        json.endArray();
+        json.endObject();
+      });
+  json.endArray();
   json.endObject();
 }
 
@@ -629,8 +598,9 @@ void writeLog(JsonWriter& json, const std::vector<ZELLogEvent>& logEvents) {
   json.endArray();
 }
 
-}  // namespace
-
+// The "pcd-import-model" document. With `valuesAhead`, a second thread lays
+// out tables and design packages ahead of the writer; the document is the
+// same byte for byte.
 void writeModelDocument(JsonWriter& json, const ZELModel& model,
                         const std::vector<ZELLogEvent>& logEvents, bool valuesAhead) {
   json.beginObject();
@@ -643,8 +613,6 @@ void writeModelDocument(JsonWriter& json, const ZELModel& model,
   writeLog(json, logEvents);
   json.endObject();
 }
-
-namespace {
 
 class JsonModelWriter final : public ModelWriter {
  public:

@@ -6,17 +6,9 @@
 #pragma once
 
 #include <memory>
-#include <vector>
 
-#include "json_writer.h"
 #include "model/zel_model.h"
 #include "model_writer.h"
-#include "zel_log.h"
-
-// With `valuesAhead`, a second thread lays out tables and design packages
-// ahead of the writer on a big model; the document is the same byte for byte.
-void writeModelDocument(JsonWriter& json, const ZELModel& model,
-                        const std::vector<ZELLogEvent>& logEvents, bool valuesAhead = false);
 
 // The "json" format: the document, pretty or compact.
 std::unique_ptr<ModelWriter> makeJsonModelWriter(const WriterOptions& options);

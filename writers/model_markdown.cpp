@@ -1,7 +1,6 @@
 #include "model_markdown.h"
 
 #include <cctype>
-#include <unordered_set>
 
 #include "catalog_outline.h"
 #include "model_mermaid.h"
@@ -83,22 +82,11 @@ class FileNames {
       while (cut > 0 && (static_cast<unsigned char>(base[cut]) & 0xC0) == 0x80) --cut;
       base.resize(cut);
     }
-    std::string name = base + ".md";
-    if (taken_.insert(lower(name)).second) return name;
-    suffixes_.firstFree(base, 2, UINT64_MAX, [&](uint64_t counter) {
-      name = base + "_" + std::to_string(counter) + ".md";
-      return taken_.insert(lower(name)).second;
-    });
-    return name;
+    return names_.take(base);
   }
 
  private:
-  static std::string lower(std::string text) {
-    for (char& c : text) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
-    return text;
-  }
-  std::unordered_set<std::string, zel_hash::TextHash> taken_{"readme.md"};
-  SuffixCounters suffixes_;
+  UniqueNames names_{".md", {"readme.md"}};
 };
 
 std::string columnList(const ZELKey& key) {

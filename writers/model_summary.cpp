@@ -1,8 +1,7 @@
 #include "model_summary.h"
 
-#include <vector>
-
 #include "catalog_view.h"
+#include "schema_walk.h"
 
 namespace {
 
@@ -39,19 +38,13 @@ void countSchemaContents(const ZELPackage& schema, ModelCounts& counts) {
 ModelCounts countModel(const ZELModel& model) {
   ModelCounts counts;
   counts.types = model.types().count();
-  // Schemas nest to any depth: walk them with an explicit stack.
-  std::vector<const ZELPackage*> pending;
   for (const ZELPackage* package : model.childPackages()) {
-    if (package->getElementType() != ZEL_ET_DATABASE_CATALOG) continue;
+    if (!isCatalog(*package)) continue;
     ++counts.catalogs;
-    for (const ZELPackage* schema : package->childPackages()) pending.push_back(schema);
-  }
-  while (!pending.empty()) {
-    const ZELPackage* schema = pending.back();
-    pending.pop_back();
-    ++counts.schemas;
-    countSchemaContents(*schema, counts);
-    for (const ZELPackage* child : schema->childPackages()) pending.push_back(child);
+    forEachSchemaOf(*package, [&](const SchemaPath&, const ZELPackage& schema) {
+      ++counts.schemas;
+      countSchemaContents(schema, counts);
+    });
   }
   return counts;
 }

@@ -1,4 +1,6 @@
-// The walk over a model's schemas that every catalog-shaped writer makes.
+// The one walk over a model's catalogs and their schemas, and the path that
+// names a schema in every output: the writers, lint and diff all walk with
+// it, each formatting the path as its output prints it.
 #pragma once
 
 #include <algorithm>
@@ -7,58 +9,92 @@
 #include <string_view>
 #include <vector>
 
-#include "diagram_selection.h"
+#include "model/zel_model.h"
+#include "string_bytes.h"
 
-// A nested schema's path names at most this many schemas, the innermost:
-// deeper ones start with "…/", so that the paths of a chain of n nested
-// schemas take space linear in n, not quadratic.
+// A schema's path keeps at most this many names, the innermost, so that
+// the paths of a chain of n nested schemas take space linear in n, not
+// quadratic.
 constexpr size_t kSchemaPathNames = 8;
 
-// Calls visit(catalog, path, schema) for every schema of every catalog, in
-// the model's order, each schema followed by the schemas nested in it.
-// `path` is the schema's name, PARENT/CHILD when nested (shortened as said
-// above). The nesting is walked with a stack of its own, as deep as it goes.
-template <class Visit>
-void forEachSchema(const ZELModel& model, Visit visit) {
-  struct Walked {
-    const ZELPackage* schema;
-    size_t parent;  // index into `walked`, or kNone at the catalog's level
-    size_t depth;   // 1 at the catalog's level
-  };
-  constexpr size_t kNone = static_cast<size_t>(-1);
-  std::vector<Walked> walked;
-  std::vector<size_t> pending;  // indexes into `walked`, a stack in reverse model order
-  std::vector<std::string_view> names;
-  std::string path;
-  for (const ZELPackage* package : model.childPackages()) {
-    if (package->getElementType() != ZEL_ET_DATABASE_CATALOG) continue;
-    const std::string catalog(bytesOf(package->getName()));
-    walked.clear();
-    const auto pushChildren = [&](const ZELPackage& parent, size_t index, size_t depth) {
-      const size_t first = pending.size();
-      for (const ZELPackage* child : parent.childPackages()) {
-        pending.push_back(walked.size());
-        walked.push_back({child, index, depth});
-      }
-      std::reverse(pending.begin() + static_cast<std::ptrdiff_t>(first), pending.end());
-    };
-    pushChildren(*package, kNone, 1);
-    while (!pending.empty()) {
-      const size_t current = pending.back();
-      pending.pop_back();
-      const Walked schema = walked[current];
-      pushChildren(*schema.schema, current, schema.depth + 1);
-      names.clear();
-      for (size_t at = current; at != kNone && names.size() < kSchemaPathNames;
-           at = walked[at].parent) {
-        names.push_back(bytesOf(walked[at].schema->getName()));
-      }
-      path.assign(schema.depth > kSchemaPathNames ? "\xE2\x80\xA6/" : "");  // "…/"
-      for (auto name = names.rbegin(); name != names.rend(); ++name) {
-        if (name != names.rbegin()) path += '/';
-        path.append(name->data(), name->size());
-      }
-      visit(catalog, static_cast<const std::string&>(path), *schema.schema);
+// Where the walk stands: a schema's catalog and the names of the schemas
+// from the catalog in, the schema's own last. Valid during the call it is
+// passed to.
+class SchemaPath {
+ public:
+  SchemaPath(const ZELPackage& catalog, const std::vector<std::string_view>& chain)
+      : catalog_(catalog), chain_(chain) {}
+
+  const ZELPackage& catalog() const { return catalog_; }
+  // How many schemas the whole path names: 1 for a schema of the catalog.
+  size_t depth() const { return chain_.size(); }
+  // Whether the path leaves outer names out.
+  bool shortened() const { return depth() > kSchemaPathNames; }
+  // The names the path keeps, outermost first.
+  const std::string_view* begin() const { return chain_.data() + depth() - size(); }
+  const std::string_view* end() const { return chain_.data() + depth(); }
+  size_t size() const { return std::min(depth(), kSchemaPathNames); }
+
+  // "OUTER/INNER", after "…/" when shortened: the path as the writers and
+  // lint print it.
+  std::string text() const {
+    std::string path(shortened() ? "\xE2\x80\xA6/" : "");
+    for (const std::string_view* name = begin(); name != end(); ++name) {
+      if (name != begin()) path += '/';
+      path.append(name->data(), name->size());
     }
+    return path;
+  }
+
+ private:
+  const ZELPackage& catalog_;
+  const std::vector<std::string_view>& chain_;
+};
+
+inline bool isCatalog(const ZELPackage& package) {
+  return package.getElementType() == ZEL_ET_DATABASE_CATALOG;
+}
+
+// Calls enter(path, schema) for every schema of `catalog` in the model's
+// order, each followed by the schemas nested in it and then by
+// leave(schema). The nesting is walked with a stack of its own, as deep as
+// it goes.
+template <class Enter, class Leave>
+void forEachSchemaOf(const ZELPackage& catalog, Enter enter, Leave leave) {
+  struct Level {
+    const ZELPackage* schema;  // null at the catalog's level
+    ZELOwnedList<ZELPackage>::iterator next, end;
+  };
+  std::vector<Level> stack{
+      {nullptr, catalog.childPackages().begin(), catalog.childPackages().end()}};
+  std::vector<std::string_view> chain;  // the names of the schemas on the stack
+  while (!stack.empty()) {
+    Level& level = stack.back();
+    if (level.next == level.end) {
+      if (level.schema != nullptr) {
+        chain.pop_back();
+        leave(*level.schema);
+      }
+      stack.pop_back();
+      continue;
+    }
+    const ZELPackage& schema = **level.next;
+    ++level.next;
+    chain.push_back(bytesOf(schema.getName()));
+    enter(SchemaPath(catalog, chain), schema);
+    stack.push_back({&schema, schema.childPackages().begin(), schema.childPackages().end()});
+  }
+}
+
+template <class Enter>
+void forEachSchemaOf(const ZELPackage& catalog, Enter enter) {
+  forEachSchemaOf(catalog, enter, [](const ZELPackage&) {});
+}
+
+// The same for every catalog of the model, in the model's order.
+template <class Enter>
+void forEachSchema(const ZELModel& model, Enter enter) {
+  for (const ZELPackage* package : model.childPackages()) {
+    if (isCatalog(*package)) forEachSchemaOf(*package, enter);
   }
 }

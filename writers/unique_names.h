@@ -9,10 +9,13 @@
 // the start each time. The result is the same first free suffix.
 #pragma once
 
+#include <cctype>
 #include <cstdint>
+#include <initializer_list>
 #include <string>
 #include <unordered_map>
 #include <unordered_set>
+#include <utility>
 
 #include "zel_keyed_hash.h"
 
@@ -52,18 +55,35 @@ class SuffixCounters {
 
 class UniqueNames {
  public:
+  UniqueNames() = default;
+  // Names that end in `ending` (".md": the suffix goes before it) and are
+  // told apart without regard to ASCII case; `reserved` are given already.
+  UniqueNames(std::string ending, std::initializer_list<std::string> reserved)
+      : ending_(std::move(ending)), ignoreCase_(true) {
+    for (const std::string& name : reserved) given_.insert(name);
+  }
+
   std::string take(const std::string& name) {
     const std::string base = name.empty() ? std::string("unnamed") : name;
-    if (given_.insert(base).second) return base;
-    std::string candidate;
+    std::string candidate = base + ending_;
+    if (give(candidate)) return candidate;
     suffixes_.firstFree(base, 2, UINT64_MAX, [&](uint64_t counter) {
-      candidate = base + "_" + std::to_string(counter);
-      return given_.insert(candidate).second;
+      candidate = base + "_" + std::to_string(counter) + ending_;
+      return give(candidate);
     });
     return candidate;
   }
 
  private:
+  bool give(const std::string& name) {
+    if (!ignoreCase_) return given_.insert(name).second;
+    std::string lower = name;
+    for (char& c : lower) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+    return given_.insert(std::move(lower)).second;
+  }
+
+  std::string ending_;
+  bool ignoreCase_ = false;
   std::unordered_set<std::string, zel_hash::TextHash> given_;
   SuffixCounters suffixes_;
 };

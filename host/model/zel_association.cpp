@@ -27,13 +27,6 @@ ZELForeignKey* ZELAssociationRole::getForeignKey() const {
   return foreignKey_.get();
 }
 
-ZELAssociation* ZELAssociationRole::getAssociation() const {
-  ZELObject* owner = getOwner();
-  return owner != nullptr && owner->isInstanceOf(ZEL_ET_ASSOCIATION)
-             ? static_cast<ZELAssociation*>(owner)
-             : nullptr;
-}
-
 bool ZELAssociationRoleNameMap::addSourceAttribute(ZELAttribute* attribute) {
   if (attribute == nullptr) return false;
   source_.set(attribute);

@@ -40,7 +40,6 @@ class ZELAssociationRole : public ZELModelObject {
   // The foreign key this role holds (a reference).
   bool addForeignKey(ZELForeignKey* key);
   ZELForeignKey* getForeignKey() const;
-  ZELAssociation* getAssociation() const;
 
   bool parentSide = false;  // the referenced (parent) end of a foreign key
   ZELString multiplicity;   // "1", "0..1", "0..*", ...

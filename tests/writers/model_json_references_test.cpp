@@ -14,6 +14,7 @@
 #include "catalog_outline.h"
 #include "model/zel_model.h"
 #include "model_json.h"
+#include "spare_processor.h"
 
 namespace {
 
@@ -24,19 +25,25 @@ T* named(const char* name) {
   return object;
 }
 
-std::string writeCompact(const ZELModel& model) {
+bool spare = false;
+
+std::string writeJson(const ZELModel& model, bool compact) {
   char* bytes = nullptr;
   size_t size = 0;
   std::FILE* out = open_memstream(&bytes, &size);
   const std::vector<ZELLogEvent> log;
   WriterOptions options;
-  options.compact = true;
+  options.compact = compact;
   StreamSink sink(out);
   EXPECT_EQ(makeJsonModelWriter(options)->write({model, log, "x.pcd"}, sink), "");
   std::fclose(out);
   std::string text(bytes, size);
   std::free(bytes);
   return text;
+}
+
+std::string writeCompact(const ZELModel& model) {
+  return writeJson(model, true);
 }
 
 TEST(ModelJsonReferences, CarryCatalogAndWholeSchemaPathOthersTheInnermostNames) {
@@ -132,22 +139,13 @@ TEST(ModelJsonDocument, ValuesLaidOutAheadReadAsWrittenInOrder) {
           package->addModelElement(tables[(static_cast<size_t>(p) * 7 + e) % tables.size()]));
     }
   }
-  const std::vector<ZELLogEvent> log;
-  for (const auto style : {JsonWriter::Style::kPretty, JsonWriter::Style::kCompact}) {
+  for (const bool compact : {false, true}) {
     std::string documents[2];
     for (const bool ahead : {false, true}) {
-      char* bytes = nullptr;
-      size_t size = 0;
-      std::FILE* out = open_memstream(&bytes, &size);
-      {
-        JsonWriter json(out, style);
-        writeModelDocument(json, model, log, ahead);
-        EXPECT_TRUE(json.finish());
-      }
-      std::fclose(out);
-      documents[ahead ? 1 : 0].assign(bytes, size);
-      std::free(bytes);
+      spare = ahead;
+      documents[ahead ? 1 : 0] = writeJson(model, compact);
     }
+    spare = false;
     EXPECT_EQ(documents[1], documents[0]);
     EXPECT_NE(documents[0].find("TABLE_679"), std::string::npos);
     EXPECT_NE(documents[0].find("PACKAGE_99"), std::string::npos);
@@ -156,3 +154,9 @@ TEST(ModelJsonDocument, ValuesLaidOutAheadReadAsWrittenInOrder) {
 }
 
 }  // namespace
+
+// The writer lays values out ahead when a second thread would have a
+// processor of its own; this program answers in its place.
+bool spareProcessor() {
+  return spare;
+}
