@@ -11,12 +11,9 @@
 #include "catalog_view.h"
 #include "sql_names.h"
 #include "sql_text.h"
+#include "string_bytes.h"
 
 namespace {
-
-std::string_view bytesOf(const ZELString& text) {
-  return {text.c_str(), text.length()};
-}
 
 // A native type name that can go into a script as it is: letters, digits,
 // blanks, '_' and one balanced "(digits[,digits])".

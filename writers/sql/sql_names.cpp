@@ -7,14 +7,11 @@
 #include <vector>
 
 #include "catalog_view.h"
+#include "schema_walk.h"
 #include "sql_text.h"
 #include "unique_names.h"
 
 namespace {
-
-std::string_view bytesOf(const ZELString& text) {
-  return {text.c_str(), text.length()};
-}
 
 // FNV-1a, 32 bits, as 8 hex digits: short and the same on every machine.
 std::string shortHash(std::string_view text) {
@@ -185,25 +182,9 @@ std::string quotedForMessage(const ZELString& name) {
 
 std::vector<SchemaOfCatalog> catalogSchemas(const ZELModel& model) {
   std::vector<SchemaOfCatalog> schemas;
-  for (const ZELPackage* package : model.childPackages()) {
-    if (package->getElementType() != ZEL_ET_DATABASE_CATALOG) continue;
-    const auto* catalog = static_cast<const ZELDatabaseCatalog*>(package);
-    // Depth first with an explicit stack: schemas may nest to any depth.
-    // Children are pushed in reverse so that they come out in model order.
-    std::vector<const ZELPackage*> stack;
-    const auto pushChildren = [&stack](const ZELPackage& parent) {
-      const size_t first = stack.size();
-      for (const ZELPackage* child : parent.childPackages()) stack.push_back(child);
-      std::reverse(stack.begin() + static_cast<long>(first), stack.end());
-    };
-    pushChildren(*catalog);
-    while (!stack.empty()) {
-      const ZELPackage* schema = stack.back();
-      stack.pop_back();
-      schemas.push_back({catalog, schema});
-      pushChildren(*schema);
-    }
-  }
+  forEachSchema(model, [&schemas](const SchemaPath& path, const ZELPackage& schema) {
+    schemas.push_back({static_cast<const ZELDatabaseCatalog*>(&path.catalog()), &schema});
+  });
   return schemas;
 }
 
