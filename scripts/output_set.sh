@@ -48,7 +48,7 @@ for input in "${inputs[@]}"; do
     run "$base.sql-$dialect" -q -f sql --dialect "$dialect" "$f"
     run "$base.sql-$dialect-native" -q -f sql --dialect "$dialect" --native-types "$f"
   done
-  for format in dot mermaid; do
+  for format in dot mermaid plantuml; do
     for columns in all keys none; do
       run "$base.$format-$columns" -q -f "$format" --columns "$columns" "$f"
     done
