@@ -2,6 +2,8 @@
 
 #include <cstring>
 
+namespace pcd::cli {
+
 namespace {
 
 struct Signature {
@@ -39,3 +41,5 @@ std::string describeBinaryStart(const unsigned char* bytes, std::size_t count) {
   }
   return "";
 }
+
+}  // namespace pcd::cli

@@ -7,9 +7,13 @@
 #include <cstddef>
 #include <string>
 
+namespace pcd::cli {
+
 // How many leading bytes describeBinaryStart needs at most.
 constexpr std::size_t kSignatureBytes = 16;
 
 // "" when `bytes` may start a text file; otherwise what the file is, e.g.
 // "a gzip-compressed file".
 std::string describeBinaryStart(const unsigned char* bytes, std::size_t count);
+
+}  // namespace pcd::cli

@@ -15,6 +15,8 @@
 #include "subcommand_arguments.h"
 #include "zel_text_io.h"
 
+namespace pcd::cli {
+
 namespace {
 
 constexpr int kExitClean = 0;
@@ -133,7 +135,7 @@ void printText(const std::vector<FileResult>& results, long errors, long warning
 }
 
 bool printJson(const std::vector<FileResult>& results, long errors, long warnings) {
-  JsonWriter json(stdout);
+  writers::JsonWriter json(stdout);
   json.beginObject();
   json.key("files");
   json.beginArray();
@@ -215,3 +217,5 @@ int runCheckCommand(int argc, const char* const* argv) {
   }
   return kExitCannotCheck;
 }
+
+}  // namespace pcd::cli

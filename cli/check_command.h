@@ -3,5 +3,9 @@
 // error, 1 when one has, 2 for a usage error.
 #pragma once
 
+namespace pcd::cli {
+
 // `argv[0]` is "check"; the subcommand's arguments follow.
 int runCheckCommand(int argc, const char* const* argv);
+
+}  // namespace pcd::cli

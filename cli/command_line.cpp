@@ -10,6 +10,8 @@
 #include "subcommand_arguments.h"
 #include "text_encoding.h"
 
+namespace pcd::cli {
+
 namespace {
 
 enum class OptionId {
@@ -81,16 +83,16 @@ const OptionDefinition* findShort(char name) {
 unsigned formatOptionFlag(OptionId id) {
   switch (id) {
     case OptionId::kCompact:
-      return kReadsCompact;
+      return writers::kReadsCompact;
     case OptionId::kSchema:
-      return kReadsSchemas;
+      return writers::kReadsSchemas;
     case OptionId::kColumns:
-      return kReadsColumns;
+      return writers::kReadsColumns;
     case OptionId::kDialect:
     case OptionId::kNativeTypes:
-      return kReadsDialect;
+      return writers::kReadsDialect;
     case OptionId::kForce:
-      return kReadsForce;
+      return writers::kReadsForce;
     default:
       return 0;
   }
@@ -108,8 +110,8 @@ std::string apply(const OptionDefinition& definition, const std::string& value,
       options.outputPath = value;
       break;
     case OptionId::kFormat:
-      if (findOutputFormat(value) == nullptr) {
-        return "unknown format '" + value + "'; use one of: " + outputFormatNames(0);
+      if (writers::findOutputFormat(value) == nullptr) {
+        return "unknown format '" + value + "'; use one of: " + writers::outputFormatNames(0);
       }
       options.format = value;
       break;
@@ -121,11 +123,11 @@ std::string apply(const OptionDefinition& definition, const std::string& value,
       break;
     case OptionId::kColumns:
       if (value == "all") {
-        options.writer.columns = DiagramColumns::kAll;
+        options.writer.columns = writers::DiagramColumns::kAll;
       } else if (value == "keys") {
-        options.writer.columns = DiagramColumns::kKeys;
+        options.writer.columns = writers::DiagramColumns::kKeys;
       } else if (value == "none") {
-        options.writer.columns = DiagramColumns::kNone;
+        options.writer.columns = writers::DiagramColumns::kNone;
       } else {
         return "unknown column choice '" + value + "'; use all, keys or none";
       }
@@ -171,8 +173,8 @@ std::string apply(const OptionDefinition& definition, const std::string& value,
       }
       break;
     case OptionId::kDialect:
-      if (findSqlDialect(value) == nullptr) {
-        return "unknown dialect '" + value + "'; use one of: " + sqlDialectNameList();
+      if (writers::findSqlDialect(value) == nullptr) {
+        return "unknown dialect '" + value + "'; use one of: " + writers::sqlDialectNameList();
       }
       options.writer.dialect = value;
       break;
@@ -195,7 +197,7 @@ std::string apply(const OptionDefinition& definition, const std::string& value,
 }  // namespace
 
 std::vector<std::string> ignoredFormatOptions(const CommandLine& options) {
-  const OutputFormat* format = findOutputFormat(options.format);
+  const writers::OutputFormat* format = writers::findOutputFormat(options.format);
   std::vector<std::string> ignored;
   for (const auto& [name, flag] : options.formatOptions) {
     if (format == nullptr || (format->reads & flag) != 0) continue;
@@ -326,7 +328,7 @@ std::string optionHelp(const std::string& head, const std::string& text) {
 // "json (the model, default), summary (...), dot, svg or mermaid (diagrams)":
 // formats next to each other with the same help are named together.
 std::string formatList() {
-  const std::vector<OutputFormat>& formats = outputFormats();
+  const std::vector<writers::OutputFormat>& formats = writers::outputFormats();
   std::string list;
   for (size_t i = 0; i < formats.size();) {
     size_t end = i + 1;
@@ -344,7 +346,7 @@ std::string formatList() {
 
 // "postgresql (default), mysql or sqlite", from the list of dialects.
 std::string dialectChoices() {
-  const std::vector<const SqlDialect*>& dialects = sqlDialects();
+  const std::vector<const writers::SqlDialect*>& dialects = writers::sqlDialects();
   std::string text = std::string(dialects.front()->name()) + " (default)";
   for (size_t i = 1; i < dialects.size(); ++i) {
     text += i + 1 == dialects.size() ? " or " : ", ";
@@ -369,19 +371,20 @@ std::string usageText() {
          optionHelp("  -o, --output FILE",
                     "write to FILE instead of standard output; FILE is replaced only when the "
                     "import succeeds; --format " +
-                        outputFormatNames(kReadsForce) + " writes the folder FILE") +
+                        writers::outputFormatNames(writers::kReadsForce) +
+                        " writes the folder FILE") +
          optionHelp("  -f, --format FORMAT", formatList()) +
          "      --compact         JSON without indentation or line breaks\n" +
          optionHelp("      --dialect NAME", "SQL dialect of --format " +
-                                                outputFormatNames(kReadsDialect) + ": " +
-                                                dialectChoices()) +
+                                                writers::outputFormatNames(writers::kReadsDialect) +
+                                                ": " + dialectChoices()) +
          "      --native-types    SQL with the extract's own type names\n" +
-         optionHelp("      --force", outputFormatNames(kReadsForce) +
+         optionHelp("      --force", writers::outputFormatNames(writers::kReadsForce) +
                                          ": write into a folder that holds other files") +
          optionHelp("      --schema NAME",
-                    outputFormatNames(kReadsSchemas) +
+                    writers::outputFormatNames(writers::kReadsSchemas) +
                         ": only this schema (NAME or CATALOG.NAME); repeat for more") +
-         optionHelp("      --columns WHICH", outputFormatNames(kReadsColumns) +
+         optionHelp("      --columns WHICH", writers::outputFormatNames(writers::kReadsColumns) +
                                                  ": all columns (default), keys (only key "
                                                  "columns) or none (tables and relations only)") +
          "      --bridge-id ID    bridge identifier handed to the plug-in\n"
@@ -415,3 +418,5 @@ std::string usageText() {
          "2 for a usage error, 3 for warnings under --fail-on-warning; a run ended by\n"
          "a signal leaves no temporary file.\n";
 }
+
+}  // namespace pcd::cli

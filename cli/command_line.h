@@ -9,12 +9,14 @@
 
 #include "model_writer.h"
 
+namespace pcd::cli {
+
 struct CommandLine {
-  std::string pcdFile;          // the one file argument, as given
-  std::string outputPath;       // empty: standard output
-  std::string format = "json";  // a name from outputFormats()
-  WriterOptions writer;         // --compact, --schema, --columns, --dialect, --native-types
-  bool force = false;           // a folder format: write into a folder holding other files
+  std::string pcdFile;            // the one file argument, as given
+  std::string outputPath;         // empty: standard output
+  std::string format = "json";    // a name from outputFormats()
+  writers::WriterOptions writer;  // --compact, --schema, --columns, --dialect, --native-types
+  bool force = false;             // a folder format: write into a folder holding other files
   std::string bridgeId = "CaRepositoryDsOdbcImport";
   std::string pluginPath;  // empty: the default location
   bool quiet = false;
@@ -52,3 +54,5 @@ ParsedCommandLine parseCommandLine(int argc, const char* const* argv);
 
 // The text printed by --help.
 std::string usageText();
+
+}  // namespace pcd::cli

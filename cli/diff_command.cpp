@@ -19,6 +19,8 @@
 #include "text_encoding.h"
 #include "zel_log.h"
 
+namespace pcd::cli {
+
 namespace {
 
 constexpr int kExitEqual = 0;
@@ -169,7 +171,7 @@ void printText(const std::vector<ModelChange>& changes) {
 }
 
 bool printJson(const std::vector<ModelChange>& changes) {
-  JsonWriter json(stdout);
+  writers::JsonWriter json(stdout);
   json.beginObject();
   json.key("equal");
   json.boolean(changes.empty());
@@ -254,3 +256,5 @@ int runDiffCommand(int argc, const char* const* argv) {
   if (std::fflush(stdout) != 0) return trouble("cannot write to standard output");
   return changes.empty() ? kExitEqual : kExitDifferent;
 }
+
+}  // namespace pcd::cli

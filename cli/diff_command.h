@@ -3,5 +3,9 @@
 // status 0 when they are equal, 1 when they differ, 2 on error.
 #pragma once
 
+namespace pcd::cli {
+
 // `argv[0]` is "diff"; the subcommand's arguments follow.
 int runDiffCommand(int argc, const char* const* argv);
+
+}  // namespace pcd::cli

@@ -10,6 +10,8 @@
 #include "pcd/line_explanation.h"
 #include "zel_text_io.h"
 
+namespace pcd::cli {
+
 namespace {
 
 using CaRepositoryDsOdbcImport::explainLine;
@@ -185,3 +187,5 @@ bool hasAnyRecord(const InputFile& input) {
   });
   return found;
 }
+
+}  // namespace pcd::cli

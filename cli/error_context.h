@@ -10,6 +10,8 @@
 #include "input_file.h"
 #include "program_log.h"
 
+namespace pcd::cli {
+
 // `failure` is the text the import ended with. Knows the line errors (the
 // first line the reader rejects), missing objects and objects of the wrong
 // type; for any other failure only the file.
@@ -18,3 +20,5 @@ FailureContext explainFailure(const std::string& failure, const InputFile& input
 // True when the file holds at least one entity or relationship line (after
 // the first line, which is never data).
 bool hasAnyRecord(const InputFile& input);
+
+}  // namespace pcd::cli

@@ -16,6 +16,8 @@
 #include "zel_keyed_hash.h"
 #include "zel_text_io.h"
 
+namespace pcd::cli {
+
 namespace {
 
 // Tables keyed by the file's ids, which the file chooses: keyed hashing.
@@ -462,3 +464,5 @@ CheckReport checkExtract(std::istream& in) {
   checker.readAll(in);
   return checker.finish();
 }
+
+}  // namespace pcd::cli

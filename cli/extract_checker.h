@@ -12,6 +12,8 @@
 #include <string>
 #include <vector>
 
+namespace pcd::cli {
+
 struct CheckFinding {
   long line = 0;
   bool error = false;  // false: a warning
@@ -29,3 +31,5 @@ struct CheckReport {
 // Reads `in` (the extract's bytes) to its end. (Schema design rules are
 // `pcd-import lint`'s, on the imported model.)
 CheckReport checkExtract(std::istream& in);
+
+}  // namespace pcd::cli

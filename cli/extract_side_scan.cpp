@@ -5,8 +5,10 @@
 
 #include "spare_processor.h"
 
+namespace pcd::cli {
+
 ExtractSideScan::ExtractSideScan(std::string path) : path_(std::move(path)) {
-  if (!spareProcessor()) return;
+  if (!writers::spareProcessor()) return;
   try {
     scanner_ = std::thread([this] {
       // Whatever the scan throws is handed over on the program's thread.
@@ -50,3 +52,5 @@ std::vector<MisplacedTable> ExtractSideScan::misplacedTables() {
   finish();
   return std::move(misplaced_);
 }
+
+}  // namespace pcd::cli

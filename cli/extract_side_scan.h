@@ -14,6 +14,8 @@
 
 #include "table_placement.h"
 
+namespace pcd::cli {
+
 class ExtractSideScan {
  public:
   explicit ExtractSideScan(std::string path);
@@ -41,3 +43,5 @@ class ExtractSideScan {
   std::exception_ptr failure_;
   bool done_ = false;
 };
+
+}  // namespace pcd::cli

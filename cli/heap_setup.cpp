@@ -9,6 +9,8 @@
 #include <unistd.h>
 #endif
 
+namespace pcd::cli {
+
 namespace {
 
 constexpr uintmax_t kSmallestFile = uintmax_t{8} << 20;  // below it, no gain worth the reserve
@@ -46,3 +48,5 @@ void prepareHeapForImport(uintmax_t inputBytes) {
   (void)inputBytes;
 #endif
 }
+
+}  // namespace pcd::cli

@@ -3,6 +3,8 @@
 
 #include <cstdint>
 
+namespace pcd::cli {
+
 // An import of a large file makes millions of small model objects. Where the
 // C library and the system allow it, this grows the heap once by a reserve
 // sized for a file of `inputBytes` bytes and asks the system to back that
@@ -10,3 +12,5 @@
 // about a fifth to a quarter of the import's time on files of 100 MB. Does
 // nothing for small files, or where the heap is not the C library's own.
 void prepareHeapForImport(uintmax_t inputBytes);
+
+}  // namespace pcd::cli

@@ -23,6 +23,8 @@
 #include "zel_log.h"
 #include "zel_text_io.h"
 
+namespace pcd::cli {
+
 int importUsageFailure(const std::string& message) {
   std::fprintf(stderr, "pcd-import: %s\nTry 'pcd-import --help'.\n", message.c_str());
   return kImportUsage;
@@ -78,7 +80,7 @@ class ImportCommand {
       : bridge_(bridge),
         options_(options),
         log_(log),
-        format_(*findOutputFormat(options.format)),
+        format_(*writers::findOutputFormat(options.format)),
         toStandardOutput_(options.outputPath.empty() || options.outputPath == "-") {}
 
   int run() {
@@ -169,7 +171,7 @@ class ImportCommand {
                        ") is not imported: its location, " + table.location +
                        ", is neither a schema nor a catalog");
     }
-    counts_ = countModel(model);
+    counts_ = writers::countModel(model);
     // Only a model without catalogs makes the file worth a second look.
     if (counts_.catalogs == 0 && counts_.schemas == 0 && !hasAnyRecord(input_)) {
       log_.program(ZEL_SEVERITY_WARNING, program_messages::kNoRecords,
@@ -189,22 +191,22 @@ class ImportCommand {
   // files.
   bool write() {
     log_.beginPhase("Writing " + options_.format);
-    WriterOptions writerOptions = options_.writer;
+    writers::WriterOptions writerOptions = options_.writer;
     writerOptions.toolVersion = PCD_IMPORT_VERSION;
-    const std::unique_ptr<ModelWriter> writer = format_.make(writerOptions);
+    const std::unique_ptr<writers::ModelWriter> writer = format_.make(writerOptions);
     // Not over a model being written to the same terminal.
     if (!toStandardOutput_ || isatty(STDOUT_FILENO) == 0) {
       progress_->resume("writing " + options_.format);
     }
     const std::string shownSource = input_.isStandardInput() ? "-" : options_.pcdFile;
-    const ModelSource source{*model_, keptLog_.events(), shownSource};
+    const writers::ModelSource source{*model_, keptLog_.events(), shownSource};
     std::string error;
     if (format_.writesFolder) {
-      FolderSink sink;
+      writers::FolderSink sink;
       error = writer->write(source, sink);
       if (error.empty() && !sink.finish(files_)) error = "out of memory";
     } else {
-      StreamSink sink(output_.stream());
+      writers::StreamSink sink(output_.stream());
       error = writer->write(source, sink);
     }
     progress_->stop();
@@ -224,7 +226,7 @@ class ImportCommand {
       }
       const long warnings = log_.warningCount();
       log_.program(ZEL_SEVERITY_STATUS, program_messages::kDone,
-                   "Done: " + formatSummary(counts_) + "; " + std::to_string(warnings) +
+                   "Done: " + writers::formatSummary(counts_) + "; " + std::to_string(warnings) +
                        (warnings == 1 ? " warning" : " warnings") + "; " +
                        secondsText(log_.secondsSinceStart()));
     }
@@ -239,7 +241,7 @@ class ImportCommand {
   ZELModelBridgeImportDllInterface& bridge_;
   const CommandLine& options_;
   ProgramLog& log_;
-  const OutputFormat& format_;
+  const writers::OutputFormat& format_;
   const bool toStandardOutput_;
   int status_ = kImportFailed;
   InputFile input_;
@@ -249,8 +251,8 @@ class ImportCommand {
   ZELMemoryLog keptLog_;  // for the document's "log" array
   std::unique_ptr<ProgressLine> progress_;
   std::unique_ptr<ExtractSideScan> sideScan_;
-  ModelCounts counts_;
-  std::vector<FolderFile> files_;
+  writers::ModelCounts counts_;
+  std::vector<writers::FolderFile> files_;
 };
 
 }  // namespace
@@ -259,3 +261,5 @@ int runImportCommand(ZELModelBridgeImportDllInterface& bridge, const CommandLine
                      ProgramLog& log) {
   return ImportCommand(bridge, options, log).run();
 }
+
+}  // namespace pcd::cli

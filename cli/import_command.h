@@ -8,6 +8,8 @@
 #include "program_log.h"
 #include "zel_bridge_interface.h"
 
+namespace pcd::cli {
+
 // The import's exit statuses.
 constexpr int kImportSucceeded = 0;
 constexpr int kImportFailed = 1;
@@ -25,3 +27,5 @@ int importProgramFailure(ProgramLog& log, const std::string& message);
 // exit status.
 int runImportCommand(ZELModelBridgeImportDllInterface& bridge, const CommandLine& options,
                      ProgramLog& log);
+
+}  // namespace pcd::cli

@@ -7,6 +7,8 @@
 #include "zel_exception.h"
 #include "zel_options.h"
 
+namespace pcd::cli {
+
 namespace {
 
 // The key of the bridge's PCD file option.
@@ -44,3 +46,5 @@ std::string runImport(ZELModelBridgeImportDllInterface& bridge, const std::strin
     return "unexpected failure of an unknown kind";
   }
 }
+
+}  // namespace pcd::cli

@@ -11,6 +11,8 @@
 #include "binary_signature.h"
 #include "zel_text_io.h"
 
+namespace pcd::cli {
+
 namespace {
 
 std::string descriptorPath(int descriptor) {
@@ -152,3 +154,5 @@ bool InputFile::isSameFileAs(const std::string& otherPath) const {
   return identified_ && stat(otherPath.c_str(), &status) == 0 && status.st_dev == device_ &&
          status.st_ino == inode_;
 }
+
+}  // namespace pcd::cli

@@ -10,6 +10,8 @@
 
 #include "unlinked_file.h"
 
+namespace pcd::cli {
+
 class InputFile {
  public:
   InputFile() = default;
@@ -57,3 +59,5 @@ class InputFile {
   bool isStream_ = false;        // a pipe or device: read once, through a copy
   pcd::cli::UnlinkedFile copy_;  // the copy of a stream, if any
 };
+
+}  // namespace pcd::cli

@@ -218,7 +218,7 @@ class Linter {
   }
 
   void collect() {
-    forEachSchema(model_, [&](const SchemaPath& path, const ZELPackage& schema) {
+    writers::forEachSchema(model_, [&](const writers::SchemaPath& path, const ZELPackage& schema) {
       SchemaInfo info{&schema, {nameOf(&path.catalog())}, path.text()};
       for (const std::string_view name : path) info.path.emplace_back(name);
       schemas_.push_back(std::move(info));
@@ -283,7 +283,8 @@ class Linter {
                        " key " + nameOf(key) + " of table " + tableName(info) + " may be null");
       }
     }
-    for (const ZELIndex* index : catalogIndexes(table)) unique = unique || index->indexFlag1;
+    for (const ZELIndex* index : writers::catalogIndexes(table))
+      unique = unique || index->indexFlag1;
     if (!unique) {
       addOnTable(rule::kTableWithoutUniqueKey, info, LintObjectKind::kTable, nullptr,
                  "table " + tableName(info) + " has no primary key, alternate key or unique index");
@@ -304,7 +305,7 @@ class Linter {
         covered.push_back({key, true, keyColumns(*key)});
     }
     const size_t keys = covered.size();
-    for (const ZELIndex* index : catalogIndexes(table)) {
+    for (const ZELIndex* index : writers::catalogIndexes(table)) {
       covered.push_back({index, false, indexColumns(*index)});
     }
     for (size_t i = keys; i < covered.size(); ++i) {
@@ -346,7 +347,8 @@ class Linter {
     for (const ZELKey* key : table.keys()) {
       if (key->getElementType() == ZEL_ET_CANDIDATE_KEY) indexed.push_back(keyColumns(*key));
     }
-    for (const ZELIndex* index : catalogIndexes(table)) indexed.push_back(indexColumns(*index));
+    for (const ZELIndex* index : writers::catalogIndexes(table))
+      indexed.push_back(indexColumns(*index));
     for (const ZELKey* key : table.keys()) {
       if (key->getElementType() != ZEL_ET_FOREIGN_KEY) continue;
       const auto& foreignKey = static_cast<const ZELForeignKey&>(*key);
@@ -587,13 +589,13 @@ class Linter {
   // --- names ---------------------------------------------------------------
 
   // Why `name` must be quoted in `dialect`, or "".
-  static std::string quotingReason(const SqlDialect& dialect, const std::string& name,
+  static std::string quotingReason(const writers::SqlDialect& dialect, const std::string& name,
                                    LintObjectKind kind) {
     if (name.empty()) return "it is empty";
     if (dialect.isReservedWord(name)) return "a reserved word";
     // The engine refuses its own prefix for some kinds of objects, quoted
     // or not.
-    const ReservedNames& reserved = dialect.reservedNames();
+    const writers::ReservedNames& reserved = dialect.reservedNames();
     const bool prefixed =
         !reserved.prefix.empty() && lowerAscii(name).rfind(reserved.prefix, 0) == 0;
     if (prefixed && (kind == LintObjectKind::kSchema
@@ -604,7 +606,7 @@ class Linter {
       return "the engine keeps names starting with " + std::string(reserved.prefix) +
              " for itself, quoted or not";
     }
-    const PlainNames plain = dialect.plainNames();
+    const writers::PlainNames plain = dialect.plainNames();
     const auto letter = [](unsigned char c) {
       return (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') || c == '_' || c >= 0x80;
     };
@@ -640,7 +642,7 @@ class Linter {
     if (on(rule::kNameNeedsQuoting)) {
       // Dialects grouped by reason: "a reserved word (postgresql, mysql)".
       std::vector<std::pair<std::string, std::string>> reasons;
-      for (const SqlDialect* dialect : config_.dialects) {
+      for (const writers::SqlDialect* dialect : config_.dialects) {
         const std::string reason = quotingReason(*dialect, name, kind);
         if (reason.empty()) continue;
         auto at = std::find_if(reasons.begin(), reasons.end(),
@@ -656,8 +658,8 @@ class Linter {
       }
     }
     if (on(rule::kNameTooLong)) {
-      for (const SqlDialect* dialect : config_.dialects) {
-        const IdentifierLimit limit = dialect->identifierLimit();
+      for (const writers::SqlDialect* dialect : config_.dialects) {
+        const writers::IdentifierLimit limit = dialect->identifierLimit();
         if (limit.max == 0 || name.size() <= limit.max) continue;
         size_t size = name.size();
         if (!limit.countsBytes) {
@@ -729,7 +731,7 @@ class Linter {
       checkName(info, LintObjectKind::kKey, key,
                 [&] { return "key " + nameOf(key) + " of table " + table; });
     }
-    for (const ZELIndex* index : catalogIndexes(*info.table)) {
+    for (const ZELIndex* index : writers::catalogIndexes(*info.table)) {
       checkName(info, LintObjectKind::kIndex, index,
                 [&] { return "index " + nameOf(index) + " of table " + table; });
     }

@@ -96,9 +96,10 @@ void readRule(const std::string& shownName, const YAML::Node& body, const LintRu
 void readDialects(const std::string& shownName, const YAML::Node& node, LintConfig& config) {
   config.dialects.clear();
   for (const std::string& name : names(shownName, node, "dialects")) {
-    const SqlDialect* dialect = findSqlDialect(name);
+    const writers::SqlDialect* dialect = writers::findSqlDialect(name);
     if (dialect == nullptr) {
-      fail(shownName, node, "unknown dialect '" + name + "' (known: " + sqlDialectNameList() + ")");
+      fail(shownName, node,
+           "unknown dialect '" + name + "' (known: " + writers::sqlDialectNameList() + ")");
     }
     config.dialects.push_back(dialect);
   }
@@ -183,7 +184,7 @@ LintConfig defaultLintConfig() {
     setting.threshold = rule.threshold;
     config.rules.push_back(setting);
   }
-  config.dialects = sqlDialects();
+  config.dialects = writers::sqlDialects();
   return config;
 }
 
@@ -220,7 +221,7 @@ std::string lintConfigTemplate() {
       "\n"
       "# The SQL dialects the name rules check against.\n"
       "# dialects: [" +
-      sqlDialectNameList() +
+      writers::sqlDialectNameList() +
       "]\n"
       "\n"
       "# Left out of every rule.\n"

@@ -26,9 +26,9 @@ struct LintRuleSetting {
 };
 
 struct LintConfig {
-  std::vector<LintRuleSetting> rules;       // one per row of lintRules()
-  std::vector<std::string> exclude;         // left out of every rule
-  std::vector<const SqlDialect*> dialects;  // what the name rules check against
+  std::vector<LintRuleSetting> rules;                // one per row of lintRules()
+  std::vector<std::string> exclude;                  // left out of every rule
+  std::vector<const writers::SqlDialect*> dialects;  // what the name rules check against
 };
 
 // Every rule enabled with its default severity and threshold; all dialects.

@@ -7,13 +7,13 @@ namespace pcd::cli {
 
 namespace {
 
-void percent(JsonWriter& json, const CoverageCount& count) {
+void percent(writers::JsonWriter& json, const CoverageCount& count) {
   char text[32];
   std::snprintf(text, sizeof text, "%.1f", coveragePercent(count));
   json.raw(text);
 }
 
-void countObject(JsonWriter& json, const char* name, const CoverageCount& count) {
+void countObject(writers::JsonWriter& json, const char* name, const CoverageCount& count) {
   json.key(name);
   json.beginObject();
   json.key("documented");
@@ -36,7 +36,7 @@ void add(SchemaCoverage& sum, const SchemaCoverage& part) {
 }
 
 // The counts by kind and the percent of all of them together.
-void coverageFields(JsonWriter& json, const SchemaCoverage& coverage) {
+void coverageFields(writers::JsonWriter& json, const SchemaCoverage& coverage) {
   countObject(json, "tables", coverage.tables);
   countObject(json, "columns", coverage.columns);
   countObject(json, "views", coverage.views);
@@ -48,7 +48,7 @@ void coverageFields(JsonWriter& json, const SchemaCoverage& coverage) {
 }  // namespace
 
 bool writeLintJson(std::FILE* out, const std::vector<LintedSource>& sources) {
-  JsonWriter json(out);
+  writers::JsonWriter json(out);
   SchemaCoverage overall;
   json.beginObject();
   json.key("sources");

@@ -48,7 +48,7 @@ std::string pascalName(const char* id) {
   return name;
 }
 
-void text(JsonWriter& json, const char* key, const std::string& value) {
+void text(writers::JsonWriter& json, const char* key, const std::string& value) {
   json.key(key);
   json.beginObject();
   json.key("text");
@@ -56,7 +56,7 @@ void text(JsonWriter& json, const char* key, const std::string& value) {
   json.endObject();
 }
 
-void writeRules(JsonWriter& json) {
+void writeRules(writers::JsonWriter& json) {
   json.key("rules");
   json.beginArray();
   for (const LintRule& rule : lintRules()) {
@@ -89,7 +89,8 @@ void writeRules(JsonWriter& json) {
   json.endArray();
 }
 
-void writeResult(JsonWriter& json, const LintedSource& source, const LintFinding& finding) {
+void writeResult(writers::JsonWriter& json, const LintedSource& source,
+                 const LintFinding& finding) {
   json.beginObject();
   json.key("ruleId");
   json.string(lintRules()[static_cast<size_t>(finding.rule)].id);
@@ -135,7 +136,7 @@ void writeResult(JsonWriter& json, const LintedSource& source, const LintFinding
 
 bool writeLintSarif(std::FILE* out, const std::vector<LintedSource>& sources,
                     const std::string& toolVersion) {
-  JsonWriter json(out);
+  writers::JsonWriter json(out);
   json.beginObject();
   json.key("$schema");
   json.string("https://json.schemastore.org/sarif-2.1.0.json");

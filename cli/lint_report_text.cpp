@@ -65,7 +65,7 @@ bool writeLintText(std::FILE* out, const std::vector<LintedSource>& sources) {
       // One line each: names in the message may hold line breaks or bytes
       // that are not UTF-8.
       std::fprintf(out, "%s: %s: %s [%s]\n", where.c_str(), severityName(finding.severity),
-                   commentText(finding.message).c_str(),
+                   writers::commentText(finding.message).c_str(),
                    lintRules()[static_cast<size_t>(finding.rule)].id);
     }
   }

@@ -9,11 +9,10 @@
 
 #include "model/zel_model.h"
 
-class BridgePlugin;
-class InputFile;
-
 namespace pcd::cli {
 
+class BridgePlugin;
+class InputFile;
 class UnlinkedFile;
 
 struct LoadedSource {

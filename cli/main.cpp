@@ -19,6 +19,8 @@
 #include "zel_bridge_specification.h"
 #include "zel_keyed_hash.h"
 
+using namespace pcd::cli;
+
 namespace {
 
 constexpr int kExitDiffTrouble = 2;  // diff: the comparison could not be made

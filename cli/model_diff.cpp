@@ -13,6 +13,8 @@
 #include "schema_walk.h"
 #include "zel_keyed_hash.h"
 
+namespace pcd::cli {
+
 namespace {
 
 // The texts of both models, each distinct one stored once: a name that
@@ -97,11 +99,11 @@ class PackagePaths {
 
   // A schema as the walk meets it, after what holds it; each of its names
   // shown as "*" with `anyName` (schemas compared without their names).
-  void addSchema(const SchemaPath& path, const ZELPackage& schema, bool anyName) {
+  void addSchema(const writers::SchemaPath& path, const ZELPackage& schema, bool anyName) {
     Entry& entry = entries_[&schema];
     entry.parent = &entries_.at(schema.getOwner());
     entry.name = anyName ? std::string("*") : std::string(path.end()[-1]);
-    entry.shortened = path.depth() + 1 > kSchemaPathNames;
+    entry.shortened = path.depth() + 1 > writers::kSchemaPathNames;
     if (!entry.shortened) entry.text = entries_.at(&path.catalog()).name;
     bool first = entry.shortened;
     for (const std::string_view name : path) {
@@ -183,7 +185,7 @@ class Flattener {
     };
     std::vector<Catalog> catalogs;
     for (const ZELPackage* package : model.childPackages()) {
-      if (!isCatalog(*package)) continue;
+      if (!writers::isCatalog(*package)) continue;
       // Without catalog names every catalog is one: schemas are matched by
       // their own names, whichever catalog holds them.
       catalogs.push_back({static_cast<const ZELDatabaseCatalog*>(package),
@@ -191,9 +193,9 @@ class Flattener {
                           {}});
       Catalog& catalog = catalogs.back();
       paths_.addCatalog(*package, catalog.name);
-      forEachSchemaOf(
+      writers::forEachSchemaOf(
           *package,
-          [&](const SchemaPath& path, const ZELPackage& schema) {
+          [&](const writers::SchemaPath& path, const ZELPackage& schema) {
             paths_.addSchema(path, schema, options_.ignoreSchemas);
           },
           [&](const ZELPackage& schema) { catalog.schemas.push_back(&schema); });
@@ -254,7 +256,7 @@ class Flattener {
     tableProperties.emplace_back(
         "primaryKey", pooled(!options_.ignoreKeyNames ? nameOf(primary)
                              : primary == nullptr     ? std::string("(none)")
-                                                      : "(" + keyColumnNames(*primary) + ")"));
+                                                  : "(" + writers::keyColumnNames(*primary) + ")"));
     add(group, 0, std::string(kind) + " " + text(table.getName()), std::move(tableProperties));
     for (const ZELFeature* feature : table.features()) {
       if (!feature->isInstanceOf(ZEL_ET_ATTRIBUTE)) continue;
@@ -267,8 +269,8 @@ class Flattener {
     }
     for (const ZELKey* key : table.keys()) keyOf(group, *key);
     // A key's own index changes with its key, which is listed.
-    for (const ZELIndex* index : catalogIndexes(table)) {
-      std::string members = indexMemberNames(*index);
+    for (const ZELIndex* index : writers::catalogIndexes(table)) {
+      std::string members = writers::indexMemberNames(*index);
       // Matched by columns where index names are not comparable (engines
       // that name them per schema, or make up names).
       std::string name = options_.ignoreIndexNames ? "index on (" + members + ")"
@@ -281,7 +283,7 @@ class Flattener {
   }
 
   void keyOf(const Group& group, const ZELKey& key) {
-    std::string columns = keyColumnNames(key);
+    std::string columns = writers::keyColumnNames(key);
     const bool foreign = key.isInstanceOf(ZEL_ET_FOREIGN_KEY);
     Properties properties{{"columns", pooled(columns)}};
     if (key.isInstanceOf(ZEL_ET_CANDIDATE_KEY)) {
@@ -410,3 +412,5 @@ std::vector<ModelChange> diffModels(const ZELModel& before, const ZELModel& afte
   }
   return changes;
 }
+
+}  // namespace pcd::cli

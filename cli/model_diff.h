@@ -8,6 +8,8 @@
 
 class ZELModel;
 
+namespace pcd::cli {
+
 struct PropertyChange {
   std::string name;
   std::string oldValue;  // empty for an added object
@@ -40,3 +42,5 @@ struct CompareOptions {
 // group's own object first, then columns or arguments, keys, indexes).
 std::vector<ModelChange> diffModels(const ZELModel& before, const ZELModel& after,
                                     const CompareOptions& options = {});
+
+}  // namespace pcd::cli

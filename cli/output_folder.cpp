@@ -12,6 +12,8 @@
 #include "temporary_files.h"
 #include "zel_keyed_hash.h"
 
+namespace pcd::cli {
+
 namespace {
 
 std::string systemError(const std::string& what, const std::string& path) {
@@ -83,11 +85,11 @@ bool OutputFolder::open(const std::string& path, bool force, std::string& error)
     error = systemError("cannot read the output folder", path);
     return false;
   }
-  previous_ = readFileList(path_ + "/" + kFolderFileList);
+  previous_ = readFileList(path_ + "/" + writers::kFolderFileList);
   const std::unordered_set<std::string, zel_hash::TextHash> ours(previous_.begin(),
                                                                  previous_.end());
   for (const std::string& name : names) {
-    if (name != kFolderFileList && ours.count(name) == 0) foreign_ = true;
+    if (name != writers::kFolderFileList && ours.count(name) == 0) foreign_ = true;
   }
   if (foreign_ && !force) {
     error = "the output folder '" + path +
@@ -130,12 +132,12 @@ void OutputFolder::removeStaging() {
   staged_.clear();
 }
 
-bool OutputFolder::commit(const std::vector<FolderFile>& files, std::string& error) {
+bool OutputFolder::commit(const std::vector<writers::FolderFile>& files, std::string& error) {
   if (staging_.empty()) {
     error = "no folder was prepared next to '" + path_ + "'";
     return false;
   }
-  for (const FolderFile& file : files) {
+  for (const writers::FolderFile& file : files) {
     staged_.push_back(file.name);
     if (!writeFile(staging_ + "/" + file.name, file.bytes)) {
       error = systemError("cannot write", path_ + "/" + file.name);
@@ -191,3 +193,5 @@ bool OutputFolder::commit(const std::vector<FolderFile>& files, std::string& err
   }
   return true;
 }
+
+}  // namespace pcd::cli

@@ -8,6 +8,8 @@
 
 #include "model_writer.h"
 
+namespace pcd::cli {
+
 class OutputFolder {
  public:
   OutputFolder() = default;
@@ -29,7 +31,7 @@ class OutputFolder {
   // replacing files of the same name and the files of the previous run,
   // and the others stay. False with `error` set; the target is then
   // unchanged and the new folder gone.
-  bool commit(const std::vector<FolderFile>& files, std::string& error);
+  bool commit(const std::vector<writers::FolderFile>& files, std::string& error);
 
  private:
   bool makeStaging(std::string& error);
@@ -43,3 +45,5 @@ class OutputFolder {
   bool foreign_ = false;               // holds files this program did not write (only with force)
   std::vector<std::string> previous_;  // the files the previous run wrote
 };
+
+}  // namespace pcd::cli

@@ -10,6 +10,8 @@
 
 #include "temporary_files.h"
 
+namespace pcd::cli {
+
 namespace {
 
 std::string systemError(const std::string& what, const std::string& path) {
@@ -139,3 +141,5 @@ bool OutputTarget::commit(std::string& error) {
   }
   return true;
 }
+
+}  // namespace pcd::cli

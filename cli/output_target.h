@@ -5,6 +5,8 @@
 #include <cstdio>
 #include <string>
 
+namespace pcd::cli {
+
 class OutputTarget {
  public:
   OutputTarget() = default;
@@ -35,3 +37,5 @@ class OutputTarget {
   std::string temporaryPath_;  // empty unless writing through a temporary file
   int signalSlot_ = -1;        // temporaryPath_'s slot in the signal clean-up
 };
+
+}  // namespace pcd::cli

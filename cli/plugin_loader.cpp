@@ -6,6 +6,8 @@
 #include <cstdlib>
 #include <vector>
 
+namespace pcd::cli {
+
 const char* const kPluginFileName = "libZELCaRepositoryDsOdbcImport.so";
 const char* const kPluginEntryName = "getZELCaRepositoryDsOdbcImportInterface";
 
@@ -62,3 +64,5 @@ bool BridgePlugin::load(const std::string& path, std::string& error) {
   }
   return true;
 }
+
+}  // namespace pcd::cli

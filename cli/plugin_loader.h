@@ -5,6 +5,8 @@
 
 #include "zel_bridge_interface.h"
 
+namespace pcd::cli {
+
 // The file name of the plug-in and the name of its exported entry function.
 extern const char* const kPluginFileName;
 extern const char* const kPluginEntryName;
@@ -27,3 +29,5 @@ class BridgePlugin {
  private:
   ZELModelBridgeImportDllInterface* bridge_ = nullptr;
 };
+
+}  // namespace pcd::cli

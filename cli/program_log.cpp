@@ -2,13 +2,15 @@
 
 #include "json_writer.h"
 
+namespace pcd::cli {
+
 namespace {
 
 void appendJsonString(std::string& out, const std::string& key, const std::string& value) {
   out += ",\"";
   out += key;
   out += "\":\"";
-  JsonWriter::appendEscaped(out, value);
+  writers::JsonWriter::appendEscaped(out, value);
   out += '"';
 }
 
@@ -110,7 +112,7 @@ void ProgramLog::emit(int level, const std::string& code, const std::string& tex
         line += ",\"notes\":[";
         for (size_t i = 0; i < context->notes.size(); ++i) {
           line += i == 0 ? "\"" : ",\"";
-          JsonWriter::appendEscaped(line, context->notes[i]);
+          writers::JsonWriter::appendEscaped(line, context->notes[i]);
           line += '"';
         }
         line += ']';
@@ -122,3 +124,5 @@ void ProgramLog::emit(int level, const std::string& code, const std::string& tex
   // One flush per event: a crash or a kill later still leaves every event shown.
   std::fflush(out_);
 }
+
+}  // namespace pcd::cli

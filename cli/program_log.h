@@ -12,6 +12,8 @@
 
 #include "zel_log.h"
 
+namespace pcd::cli {
+
 enum class LogFormat { kText, kJson };
 
 // Facts about a failure that the text alone does not carry; empty fields
@@ -68,3 +70,5 @@ class ProgramLog : public ZELLog {
   Clock::time_point phaseStart_;
   std::vector<std::pair<std::string, double>> phases_;
 };
+
+}  // namespace pcd::cli

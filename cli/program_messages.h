@@ -3,7 +3,7 @@
 // treats both alike. The texts are built where they are logged.
 #pragma once
 
-namespace program_messages {
+namespace pcd::cli::program_messages {
 
 // STATUS, --verbose only: how long one phase of the run took.
 inline constexpr const char* kPhaseTime = "PCD_IMPORT_S0001";
@@ -27,4 +27,4 @@ inline constexpr const char* kProgramFailure = "PCD_IMPORT_F0001";
 // FATAL: --fail-on-warning, and the import logged warnings (exit status 3).
 inline constexpr const char* kWarningsFailRun = "PCD_IMPORT_F0002";
 
-}  // namespace program_messages
+}  // namespace pcd::cli::program_messages

@@ -10,6 +10,8 @@
 #include <cstring>
 #include <fstream>
 
+namespace pcd::cli {
+
 namespace {
 
 constexpr std::uintmax_t kDefaultThreshold = std::uintmax_t{16} << 20;
@@ -133,3 +135,5 @@ void ProgressLine::run() {
     std::fflush(stderr);
   }
 }
+
+}  // namespace pcd::cli

@@ -14,6 +14,8 @@
 
 #include "zel_log.h"
 
+namespace pcd::cli {
+
 class ProgressLine {
  public:
   // Shows progress only when `wanted` (not --quiet), standard error is a
@@ -69,3 +71,5 @@ class ProgressAwareLog : public ZELLog {
 // Smallest input that gets a progress line: 16 MiB, or the number of bytes
 // in the environment variable PCD_IMPORT_PROGRESS_BYTES.
 std::uintmax_t progressThresholdBytes();
+
+}  // namespace pcd::cli

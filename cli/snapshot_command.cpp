@@ -9,6 +9,8 @@
 #include "snapshot.h"
 #include "subcommand_arguments.h"
 
+namespace pcd::cli {
+
 namespace {
 
 constexpr int kExitSuccess = 0;
@@ -120,3 +122,5 @@ int runSnapshotCommand(int argc, const char* const* argv) {
   if (!output.commit(error)) return failure(error);
   return kExitSuccess;
 }
+
+}  // namespace pcd::cli

@@ -2,5 +2,9 @@
 // reads a live database's catalog and writes it as an extract.
 #pragma once
 
+namespace pcd::cli {
+
 // `argv[0]` is "snapshot"; the subcommand's arguments follow.
 int runSnapshotCommand(int argc, const char* const* argv);
+
+}  // namespace pcd::cli

@@ -3,6 +3,8 @@
 #include <cerrno>
 #include <cstdlib>
 
+namespace pcd::cli {
+
 bool SubcommandArguments::next() {
   while (++index_ < argc_) {
     current_ = argv_[index_];
@@ -41,3 +43,5 @@ bool parseByteCount(const std::string& text, std::size_t& bytes) {
   bytes = static_cast<std::size_t>(value);
   return true;
 }
+
+}  // namespace pcd::cli

@@ -5,6 +5,8 @@
 #include <cstddef>
 #include <string>
 
+namespace pcd::cli {
+
 class SubcommandArguments {
  public:
   // argv[0] is the subcommand's name; the walk starts after it.
@@ -30,3 +32,5 @@ class SubcommandArguments {
 
 // A positive whole number of bytes, as --max-line-bytes takes it.
 bool parseByteCount(const std::string& text, std::size_t& bytes);
+
+}  // namespace pcd::cli

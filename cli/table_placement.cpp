@@ -14,6 +14,8 @@
 #include "pcd/line_explanation.h"
 #include "spare_processor.h"
 
+namespace pcd::cli {
+
 namespace {
 
 using CaRepositoryDsOdbcImport::readRecordIds;
@@ -191,3 +193,5 @@ std::vector<MisplacedTable> findMisplacedTables(const std::string& path,
   }
   return misplaced;
 }
+
+}  // namespace pcd::cli

@@ -15,6 +15,8 @@
 
 #include "zel_keyed_hash.h"
 
+namespace pcd::cli {
+
 class TableLocations {
  public:
   // Takes one record's name and ids: the record the import keeps for that
@@ -67,3 +69,5 @@ struct MisplacedTable {
 std::vector<MisplacedTable> findMisplacedTables(const std::string& path,
                                                 const std::atomic<bool>* stop = nullptr,
                                                 bool* allAscii = nullptr);
+
+}  // namespace pcd::cli

@@ -9,6 +9,8 @@
 #include <climits>
 #include <cstring>
 
+namespace pcd::cli {
+
 namespace {
 
 // The handler may run at any moment, so the paths live in fixed buffers and
@@ -114,3 +116,5 @@ SignalsHeld::SignalsHeld() {
 SignalsHeld::~SignalsHeld() {
   pthread_sigmask(SIG_SETMASK, &previous_, nullptr);
 }
+
+}  // namespace pcd::cli

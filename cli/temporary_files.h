@@ -7,6 +7,8 @@
 
 #include <string>
 
+namespace pcd::cli {
+
 // Installs handlers for SIGINT, SIGTERM, SIGHUP and SIGPIPE that remove
 // every registered temporary file and folder, then end the process by the same signal
 // (so the parent sees the usual status). Call once, early.
@@ -33,3 +35,5 @@ class SignalsHeld {
  private:
   sigset_t previous_;  // the signal mask before
 };
+
+}  // namespace pcd::cli

@@ -14,6 +14,8 @@
 #include "model/zel_type.h"
 #include "utf8_sequence.h"
 
+namespace pcd::cli {
+
 namespace {
 
 // The texts an object of an element type shows, as flags.
@@ -94,7 +96,7 @@ bool isWellFormedUtf8(const ZELString& text) {
       ++at;
       continue;
     }
-    const size_t sequence = wellFormedSequenceLength(bytes + at, length - at);
+    const size_t sequence = writers::wellFormedSequenceLength(bytes + at, length - at);
     if (sequence == 0) return false;
     at += sequence;
   }
@@ -199,3 +201,5 @@ void DecodingLog::logEvent(const ZELLogEvent& event) {
   next_.logEvent(ZELLogEvent(ZELString(output.data(), output.size()), event.getCode(),
                              event.getLevel(), event.getExtra()));
 }
+
+}  // namespace pcd::cli

@@ -9,6 +9,8 @@
 
 class ZELModel;
 
+namespace pcd::cli {
+
 // True when iconv can convert from `encoding` to UTF-8.
 bool isKnownEncoding(const std::string& encoding);
 
@@ -39,3 +41,5 @@ class DecodingLog : public ZELLog {
   ZELLog& next_;
   void* converter_ = nullptr;  // an iconv_t, or null to pass texts unchanged
 };
+
+}  // namespace pcd::cli

@@ -25,6 +25,8 @@
 #include "zel_log.h"
 #include "zel_options.h"
 
+using namespace pcd::writers;
+
 // Compiled into this target from bridge/plugin_entry.cpp.
 extern "C" ZELModelBridgeImportDllInterface* getZELCaRepositoryDsOdbcImportInterface();
 

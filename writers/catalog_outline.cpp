@@ -7,6 +7,8 @@
 #include "schema_walk.h"
 #include "unique_names.h"
 
+namespace pcd::writers {
+
 namespace {
 
 std::string anchorText(const std::string& bytes) {
@@ -166,3 +168,5 @@ std::vector<OverviewCount> overviewCounts(const ZELModel& model, const CatalogOu
           {"Foreign keys", foreignKeys},    {"Indexes", counts.indexes - counts.keyIndexes},
           {"Procedures", counts.procedures}};
 }
+
+}  // namespace pcd::writers

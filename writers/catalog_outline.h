@@ -12,6 +12,8 @@
 #include "diagram_selection.h"
 #include "model/zel_model.h"
 
+namespace pcd::writers {
+
 struct OutlineProcedure {
   const ZELStoredProcedure* procedure;
   std::string anchor;
@@ -67,3 +69,5 @@ std::vector<OverviewCount> overviewCounts(const ZELModel& model, const CatalogOu
 // The directly related tables of table t (t first, then the others in the
 // order of its relations) and the relations among them.
 Diagram neighbourhoodDiagram(const CatalogOutline& outline, size_t t, size_t& neighbours);
+
+}  // namespace pcd::writers

@@ -2,6 +2,8 @@
 
 #include "string_bytes.h"
 
+namespace pcd::writers {
+
 namespace {
 
 constexpr std::string_view kKeyIndexSuffix = "_POSITION";
@@ -67,3 +69,5 @@ std::string columnPairNames(const ZELForeignKey& key, std::string_view separator
   }
   return text.empty() ? keyColumnNames(key) : text;
 }
+
+}  // namespace pcd::writers

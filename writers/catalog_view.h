@@ -10,6 +10,8 @@
 
 #include "model/zel_model.h"
 
+namespace pcd::writers {
+
 // True when the import made `index` for a key of `table` (the index that
 // lists a key's columns, named KEY_POSITION) rather than the catalog
 // defining it: the index a key of the table holds, or one a dropped key
@@ -43,3 +45,5 @@ std::string indexMemberNames(const ZELIndex& index);
 // The foreign key's pairs as "REFERENCING → REFERENCED", joined by
 // `separator`; without pairs, its own columns joined by ", ".
 std::string columnPairNames(const ZELForeignKey& key, std::string_view separator);
+
+}  // namespace pcd::writers

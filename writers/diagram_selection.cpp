@@ -8,6 +8,8 @@
 #include "schema_walk.h"
 #include "utf8_sequence.h"
 
+namespace pcd::writers {
+
 namespace {
 
 bool isKeyColumn(const ZELClass& table, const ZELAttribute& column) {
@@ -198,3 +200,5 @@ std::string typeText(const ZELType* type) {
   }
   return text;
 }
+
+}  // namespace pcd::writers

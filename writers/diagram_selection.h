@@ -12,6 +12,8 @@
 #include "model_writer.h"
 #include "string_bytes.h"
 
+namespace pcd::writers {
+
 struct DiagramColumn {
   const ZELAttribute* column;
   bool primaryKey = false;  // in the table's primary key
@@ -82,3 +84,5 @@ std::string printableText(std::string_view bytes);
 std::string columnTypeText(const ZELAttribute& column);
 // The same for any type (an argument's); "" for none.
 std::string typeText(const ZELType* type);
+
+}  // namespace pcd::writers

@@ -1,5 +1,7 @@
 #include "diagram_writer.h"
 
+namespace pcd::writers {
+
 std::string DiagramModelWriter::write(const ModelSource& source, OutputSink& sink) {
   Diagram diagram;
   std::string error = selectDiagram(source.model, options_, diagram);
@@ -9,3 +11,5 @@ std::string DiagramModelWriter::write(const ModelSource& source, OutputSink& sin
   if (!error.empty()) return error;
   return putFile(sink, "", text) ? "" : "out of memory";
 }
+
+}  // namespace pcd::writers

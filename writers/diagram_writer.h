@@ -8,6 +8,8 @@
 #include "diagram_selection.h"
 #include "model_writer.h"
 
+namespace pcd::writers {
+
 class DiagramModelWriter : public ModelWriter {
  public:
   explicit DiagramModelWriter(WriterOptions options) : options_(std::move(options)) {}
@@ -22,3 +24,5 @@ class DiagramModelWriter : public ModelWriter {
  private:
   WriterOptions options_;
 };
+
+}  // namespace pcd::writers

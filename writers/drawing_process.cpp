@@ -17,6 +17,8 @@
 #include <cstring>
 #include <new>
 
+namespace pcd::writers {
+
 namespace {
 
 // The child's exit status when a library called exit().
@@ -220,3 +222,5 @@ std::string DrawingProcess::call(const std::string& request, unsigned char& stat
   }
   return "";
 }
+
+}  // namespace pcd::writers

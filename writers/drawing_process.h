@@ -9,6 +9,8 @@
 
 #include <string>
 
+namespace pcd::writers {
+
 class DrawingProcess {
  public:
   // Runs in the child for each request: fills `reply` and returns a status
@@ -41,3 +43,5 @@ class DrawingProcess {
   pid_t child_ = -1;
   std::string failure_;  // set once the child is gone
 };
+
+}  // namespace pcd::writers

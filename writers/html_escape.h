@@ -8,6 +8,8 @@
 
 #include "utf8_sequence.h"
 
+namespace pcd::writers {
+
 // Escapes & < > " ' so that the result is safe in text and in quoted
 // attribute values; a byte that is not part of well-formed UTF-8 becomes
 // U+FFFD and a control character other than tab and line feed a blank.
@@ -71,3 +73,5 @@ inline void appendScriptString(std::string& out, std::string_view bytes) {
   });
   out += '"';
 }
+
+}  // namespace pcd::writers

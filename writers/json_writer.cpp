@@ -7,6 +7,8 @@
 
 #include "utf8_sequence.h"
 
+namespace pcd::writers {
+
 namespace {
 
 constexpr size_t kFlushThreshold = 1 << 16;
@@ -299,3 +301,5 @@ bool JsonWriter::finish() {
   if (std::fflush(out_) != 0 || std::ferror(out_)) failed_ = true;
   return !failed_;
 }
+
+}  // namespace pcd::writers

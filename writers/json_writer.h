@@ -15,6 +15,8 @@
 #include <string_view>
 #include <vector>
 
+namespace pcd::writers {
+
 class JsonWriter {
  public:
   enum class Style { kPretty, kCompact };
@@ -91,3 +93,5 @@ class JsonWriter {
   size_t baseDepth_ = 0;  // of a memory writer: the levels below its value
   bool failed_ = false;
 };
+
+}  // namespace pcd::writers

@@ -6,6 +6,8 @@
 #include "diagram_selection.h"
 #include "unique_names.h"
 
+namespace pcd::writers {
+
 // DBML has no views: a view is written as a table whose note says it is
 // one. Every name is written as a quoted identifier, so any text can be a
 // name; empty and repeated names are made unique (see UniqueNames), since
@@ -240,3 +242,5 @@ class DbmlModelWriter final : public DiagramModelWriter {
 std::unique_ptr<ModelWriter> makeDbmlModelWriter(const WriterOptions& options) {
   return std::make_unique<DbmlModelWriter>(options);
 }
+
+}  // namespace pcd::writers

@@ -8,4 +8,8 @@
 #include "diagram_writer.h"
 #include "model_writer.h"
 
+namespace pcd::writers {
+
 std::unique_ptr<ModelWriter> makeDbmlModelWriter(const WriterOptions& options);
+
+}  // namespace pcd::writers

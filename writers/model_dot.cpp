@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <cstdint>
 
+namespace pcd::writers {
+
 namespace {
 
 // The font Graphviz measures text with, named so that every viewer draws
@@ -154,3 +156,5 @@ class DotModelWriter final : public DiagramModelWriter {
 std::unique_ptr<ModelWriter> makeDotModelWriter(const WriterOptions& options) {
   return std::make_unique<DotModelWriter>(options);
 }
+
+}  // namespace pcd::writers

@@ -12,6 +12,8 @@
 #include "diagram_writer.h"
 #include "model_writer.h"
 
+namespace pcd::writers {
+
 // What the drawn formats add to the dot format's graph: limits that keep
 // Graphviz's layout fast, and links on the tables' boxes.
 struct DotStyle {
@@ -28,3 +30,5 @@ struct DotStyle {
 std::string diagramAsDot(const Diagram& diagram, const DotStyle& style = {});
 
 std::unique_ptr<ModelWriter> makeDotModelWriter(const WriterOptions& options);
+
+}  // namespace pcd::writers

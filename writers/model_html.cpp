@@ -9,6 +9,8 @@
 #include "model_summary.h"
 #include "model_svg.h"
 
+namespace pcd::writers {
+
 namespace {
 
 // A schema diagram of more tables than this is too dense to read at page
@@ -839,3 +841,5 @@ class HtmlModelWriter final : public ModelWriter {
 std::unique_ptr<ModelWriter> makeHtmlModelWriter(const WriterOptions& options) {
   return std::make_unique<HtmlModelWriter>(options.schemas);
 }
+
+}  // namespace pcd::writers

@@ -8,4 +8,8 @@
 
 #include "model_writer.h"
 
+namespace pcd::writers {
+
 std::unique_ptr<ModelWriter> makeHtmlModelWriter(const WriterOptions& options);
+
+}  // namespace pcd::writers

@@ -21,6 +21,8 @@
 #include "zel_flat_map.h"
 #include "zel_log.h"
 
+namespace pcd::writers {
+
 namespace {
 
 void writeField(JsonWriter& json, std::string_view name, const ZELString& value) {
@@ -638,3 +640,5 @@ class JsonModelWriter final : public ModelWriter {
 std::unique_ptr<ModelWriter> makeJsonModelWriter(const WriterOptions& options) {
   return std::make_unique<JsonModelWriter>(options.compact);
 }
+
+}  // namespace pcd::writers

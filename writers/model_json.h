@@ -10,5 +10,9 @@
 #include "model/zel_model.h"
 #include "model_writer.h"
 
+namespace pcd::writers {
+
 // The "json" format: the document, pretty or compact.
 std::unique_ptr<ModelWriter> makeJsonModelWriter(const WriterOptions& options);
+
+}  // namespace pcd::writers

@@ -8,6 +8,8 @@
 #include "unique_names.h"
 #include "utf8_sequence.h"
 
+namespace pcd::writers {
+
 namespace {
 
 // A table related to more tables than this (a hub) is listed, not drawn:
@@ -289,3 +291,5 @@ class MarkdownModelWriter final : public ModelWriter {
 std::unique_ptr<ModelWriter> makeMarkdownModelWriter(const WriterOptions& options) {
   return std::make_unique<MarkdownModelWriter>(options.schemas);
 }
+
+}  // namespace pcd::writers

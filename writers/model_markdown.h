@@ -9,4 +9,8 @@
 
 #include "model_writer.h"
 
+namespace pcd::writers {
+
 std::unique_ptr<ModelWriter> makeMarkdownModelWriter(const WriterOptions& options);
+
+}  // namespace pcd::writers

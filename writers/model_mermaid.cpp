@@ -6,6 +6,8 @@
 #include "diagram_selection.h"
 #include "zel_keyed_hash.h"
 
+namespace pcd::writers {
+
 // How names reach Mermaid:
 // - An entity is written by its own name when that is a plain identifier
 //   (ASCII letters, digits, "_", not starting with a digit), no keyword of
@@ -189,3 +191,5 @@ class MermaidModelWriter final : public DiagramModelWriter {
 std::unique_ptr<ModelWriter> makeMermaidModelWriter(const WriterOptions& options) {
   return std::make_unique<MermaidModelWriter>(options);
 }
+
+}  // namespace pcd::writers

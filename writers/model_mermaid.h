@@ -11,7 +11,11 @@
 #include "diagram_writer.h"
 #include "model_writer.h"
 
+namespace pcd::writers {
+
 // The erDiagram text of a diagram.
 std::string diagramAsMermaid(const Diagram& diagram);
 
 std::unique_ptr<ModelWriter> makeMermaidModelWriter(const WriterOptions& options);
+
+}  // namespace pcd::writers

@@ -16,6 +16,8 @@
 
 #include "diagram_writer.h"
 
+namespace pcd::writers {
+
 namespace {
 
 std::string plantText(std::string_view bytes) {
@@ -114,3 +116,5 @@ class PlantUmlModelWriter final : public DiagramModelWriter {
 std::unique_ptr<ModelWriter> makePlantUmlModelWriter(const WriterOptions& options) {
   return std::make_unique<PlantUmlModelWriter>(options);
 }
+
+}  // namespace pcd::writers

@@ -3,6 +3,8 @@
 #include "catalog_view.h"
 #include "schema_walk.h"
 
+namespace pcd::writers {
+
 namespace {
 
 void countSchemaContents(const ZELPackage& schema, ModelCounts& counts) {
@@ -91,3 +93,5 @@ class SummaryModelWriter final : public ModelWriter {
 std::unique_ptr<ModelWriter> makeSummaryModelWriter(const WriterOptions&) {
   return std::make_unique<SummaryModelWriter>();
 }
+
+}  // namespace pcd::writers

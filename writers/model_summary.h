@@ -9,6 +9,8 @@
 #include "model/zel_model.h"
 #include "model_writer.h"
 
+namespace pcd::writers {
+
 struct ModelCounts {
   long catalogs = 0;
   long schemas = 0;  // nested schemas included
@@ -30,3 +32,5 @@ std::string formatSummary(const ModelCounts& counts);
 
 // The "summary" format: the counts on one line.
 std::unique_ptr<ModelWriter> makeSummaryModelWriter(const WriterOptions& options);
+
+}  // namespace pcd::writers

@@ -16,6 +16,8 @@
 #include "model_dot.h"
 #include "zel_keyed_hash.h"
 
+namespace pcd::writers {
+
 // Graphviz's choice of its text layout plug-in (the one that measures text
 // in the named font), which gvContext() runs; exported by libgvc but
 // declared only in its private headers. It returns 300 when a plug-in is
@@ -413,7 +415,8 @@ std::string SvgDrawing::draw(const Diagram& diagram, std::string& svg,
   for (const DiagramTable& table : diagram.tables) {
     cells += std::min(table.columns.size(), kMaxColumnsDrawn + 1);
   }
-  const SvgLayout layout = chooseSvgLayout(diagram.tables.size(), cells, diagram.relations.size());
+  const detail::SvgLayout layout =
+      detail::chooseSvgLayout(diagram.tables.size(), cells, diagram.relations.size());
   if (layout.engine == nullptr) return layout.tooLarge;
   if (!process_) process_ = std::make_unique<DrawingProcess>(drawInChild, kDrawingSeconds);
   unsigned char status = 0;
@@ -435,7 +438,7 @@ std::string SvgDrawing::draw(const Diagram& diagram, std::string& svg,
   return failure_;
 }
 
-SvgLayout chooseSvgLayout(size_t tables, size_t cells, size_t relations) {
+detail::SvgLayout detail::chooseSvgLayout(size_t tables, size_t cells, size_t relations) {
   if (tables > kMaxTables || cells > kMaxCells || relations > kMaxRelations) {
     return {nullptr,
             "the diagram has " + std::to_string(tables) + " tables and views, " +
@@ -453,3 +456,5 @@ SvgLayout chooseSvgLayout(size_t tables, size_t cells, size_t relations) {
 std::unique_ptr<ModelWriter> makeSvgModelWriter(const WriterOptions& options) {
   return std::make_unique<SvgModelWriter>(options);
 }
+
+}  // namespace pcd::writers

@@ -13,17 +13,21 @@
 #include "diagram_writer.h"
 #include "model_writer.h"
 
+namespace pcd::writers {
+
 class DrawingProcess;
 
 // How a diagram of this size is laid out: the Graphviz layout engine, or
 // none (engine null) with the message to show when the diagram is too large
 // to lay out in bounded time. `cells` counts tables, views and the rows of
 // columns drawn (at most 100 a table, and one that counts the others).
+namespace detail {
 struct SvgLayout {
   const char* engine;
   std::string tooLarge;
 };
 SvgLayout chooseSvgLayout(size_t tables, size_t cells, size_t relations);
+}  // namespace detail
 
 // Draws diagrams as SVG in one drawing process, for the svg format and the
 // writers that draw many (the html format). A table shows its first 100
@@ -48,3 +52,5 @@ class SvgDrawing {
 };
 
 std::unique_ptr<ModelWriter> makeSvgModelWriter(const WriterOptions& options);
+
+}  // namespace pcd::writers

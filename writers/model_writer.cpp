@@ -10,6 +10,8 @@
 #include "model_svg.h"
 #include "sql/model_sql.h"
 
+namespace pcd::writers {
+
 // The plantuml format's one entry point (model_plantuml.cpp).
 std::unique_ptr<ModelWriter> makePlantUmlModelWriter(const WriterOptions& options);
 
@@ -45,3 +47,5 @@ std::string outputFormatNames(unsigned reads) {
   }
   return names;
 }
+
+}  // namespace pcd::writers

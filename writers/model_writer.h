@@ -14,6 +14,8 @@
 #include "output_sink.h"
 #include "zel_log.h"
 
+namespace pcd::writers {
+
 // What the user chose for the formats that look at it; each writer ignores
 // the rest.
 enum class DiagramColumns { kAll, kKeys, kNone };
@@ -74,3 +76,5 @@ const OutputFormat* findOutputFormat(std::string_view name);
 // The names of the formats that read any of `reads` (FormatOptions; 0:
 // every format), in the table's order: "dot, svg, mermaid".
 std::string outputFormatNames(unsigned reads);
+
+}  // namespace pcd::writers

@@ -2,6 +2,8 @@
 
 #include <cstdlib>
 
+namespace pcd::writers {
+
 bool putFile(OutputSink& sink, std::string_view name, std::string_view bytes) {
   std::FILE* out = sink.file(name);
   if (out == nullptr) return false;
@@ -44,3 +46,5 @@ bool FolderSink::finish(std::vector<FolderFile>& files) {
   files.push_back({kFolderFileList, std::move(list)});
   return true;
 }
+
+}  // namespace pcd::writers

@@ -8,6 +8,8 @@
 #include <string_view>
 #include <vector>
 
+namespace pcd::writers {
+
 class OutputSink {
  public:
   virtual ~OutputSink() = default;
@@ -65,3 +67,5 @@ class FolderSink final : public OutputSink {
   size_t size_ = 0;
   bool failed_ = false;
 };
+
+}  // namespace pcd::writers

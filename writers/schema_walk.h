@@ -12,6 +12,8 @@
 #include "model/zel_model.h"
 #include "string_bytes.h"
 
+namespace pcd::writers {
+
 // A schema's path keeps at most this many names, the innermost, so that
 // the paths of a chain of n nested schemas take space linear in n, not
 // quadratic.
@@ -98,3 +100,5 @@ void forEachSchema(const ZELModel& model, Enter enter) {
     if (isCatalog(*package)) forEachSchemaOf(*package, enter);
   }
 }
+
+}  // namespace pcd::writers

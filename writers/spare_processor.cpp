@@ -6,6 +6,8 @@
 #include <cstdio>
 #include <thread>
 
+namespace pcd::writers {
+
 bool spareProcessor() {
   const unsigned processors = std::thread::hardware_concurrency();
   if (processors < 2) return false;
@@ -26,3 +28,5 @@ bool spareProcessor() {
   }
   return running < processors;
 }
+
+}  // namespace pcd::writers

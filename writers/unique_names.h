@@ -19,6 +19,8 @@
 
 #include "zel_keyed_hash.h"
 
+namespace pcd::writers {
+
 class SuffixCounters {
  public:
   // The first counter in [first, last) for which `isFree(counter)` holds,
@@ -87,3 +89,5 @@ class UniqueNames {
   std::unordered_set<std::string, zel_hash::TextHash> given_;
   SuffixCounters suffixes_;
 };
+
+}  // namespace pcd::writers

@@ -6,6 +6,8 @@
 #include <string>
 #include <string_view>
 
+namespace pcd::writers {
+
 constexpr char kReplacementCharacter[] = "\xEF\xBF\xBD";  // U+FFFD in UTF-8
 
 // Length of the well-formed UTF-8 sequence starting at `at` (at least two
@@ -57,3 +59,5 @@ void appendWellFormed(std::string& out, std::string_view bytes, Ascii ascii) {
     }
   }
 }
+
+}  // namespace pcd::writers

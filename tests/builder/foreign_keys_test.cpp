@@ -10,6 +10,8 @@
 #include "model_writer.h"
 #include "pcd_writer.h"
 
+using namespace pcd::writers;
+
 namespace {
 
 using Pairs = std::vector<std::pair<std::string, std::string>>;

@@ -10,6 +10,8 @@
 #include "model_diff.h"
 #include "support/pcd_fixture.h"
 
+using namespace pcd::cli;
+
 namespace {
 
 using pcd::cli::LiveCatalog;

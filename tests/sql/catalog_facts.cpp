@@ -13,6 +13,8 @@
 #include "sql/model_sql.h"
 #include "sql/sql_names.h"
 
+using namespace pcd::writers;
+
 namespace {
 
 std::string joined(const std::vector<std::string>& items) {

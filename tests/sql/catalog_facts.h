@@ -16,7 +16,8 @@ using Facts = std::vector<std::string>;
 
 // What the model says, under the names the script gives; objects the
 // script marks as not written are left out.
-Facts expectedFacts(const ZELModel& model, const SqlDialect& dialect, const std::string& script);
+Facts expectedFacts(const ZELModel& model, const pcd::writers::SqlDialect& dialect,
+                    const std::string& script);
 
 // What each engine's catalog holds, read through the program's own
 // snapshot readers (which their tests hold against each engine).

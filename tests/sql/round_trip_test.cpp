@@ -18,6 +18,8 @@
 #include "sql/sql_names.h"
 #include "support/pcd_fixture.h"
 
+using namespace pcd::writers;
+
 namespace {
 
 PostgresServer* gPostgres = nullptr;

@@ -4,6 +4,8 @@
 
 #include "diagram_selection.h"
 
+using namespace pcd::writers;
+
 namespace {
 
 TEST(DiagramText, MultiplicityBoundsDecideTheEnds) {

@@ -9,6 +9,8 @@
 
 #include "json_writer.h"
 
+using namespace pcd::writers;
+
 namespace {
 
 // Runs `write` on a writer over a memory stream and returns the text.

@@ -16,6 +16,8 @@
 #include "model_json.h"
 #include "spare_processor.h"
 
+using namespace pcd::writers;
+
 namespace {
 
 template <class T>
@@ -157,6 +159,6 @@ TEST(ModelJsonDocument, ValuesLaidOutAheadReadAsWrittenInOrder) {
 
 // The writer lays values out ahead when a second thread would have a
 // processor of its own; this program answers in its place.
-bool spareProcessor() {
+bool pcd::writers::spareProcessor() {
   return spare;
 }

@@ -8,6 +8,8 @@
 
 #include <gtest/gtest.h>
 
+using namespace pcd::writers;
+
 namespace {
 
 TEST(UniqueNames, TheFirstFreeSuffixAlsoPastPlainNamesThatLookGenerated) {

@@ -13,6 +13,8 @@
 #include "sql_text.h"
 #include "string_bytes.h"
 
+namespace pcd::writers {
+
 namespace {
 
 // A native type name that can go into a script as it is: letters, digits,
@@ -599,7 +601,7 @@ class SqlModelWriter final : public ModelWriter {
   std::string write(const ModelSource& source, OutputSink& sink) override {
     std::FILE* out = sink.file("");
     if (out == nullptr) return "out of memory";
-    return writeSqlScript(source, dialect_, nativeTypes_, toolVersion_, out);
+    return detail::writeSqlScript(source, dialect_, nativeTypes_, toolVersion_, out);
   }
 
  private:
@@ -610,8 +612,9 @@ class SqlModelWriter final : public ModelWriter {
 
 }  // namespace
 
-std::string writeSqlScript(const ModelSource& source, const SqlDialect& dialect, bool nativeTypes,
-                           const std::string& toolVersion, std::FILE* out) {
+std::string detail::writeSqlScript(const ModelSource& source, const SqlDialect& dialect,
+                                   bool nativeTypes, const std::string& toolVersion,
+                                   std::FILE* out) {
   // Every name is settled before the first byte: a model that cannot be
   // written leaves the stream untouched.
   SqlNames names;
@@ -626,3 +629,5 @@ std::unique_ptr<ModelWriter> makeSqlModelWriter(const WriterOptions& options) {
   return std::make_unique<SqlModelWriter>(dialect != nullptr ? *dialect : *sqlDialects().front(),
                                           options.nativeTypes, options.toolVersion);
 }
+
+}  // namespace pcd::writers

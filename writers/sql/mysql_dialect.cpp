@@ -8,6 +8,8 @@
 #include "sql_text.h"
 #include "sql_type_text.h"
 
+namespace pcd::writers {
+
 namespace {
 
 // The words the parser refuses as a plain (unquoted) identifier. Sorted,
@@ -456,3 +458,5 @@ const SqlDialect& mysqlDialect() {
   static const MySqlDialect dialect;
   return dialect;
 }
+
+}  // namespace pcd::writers

@@ -6,6 +6,8 @@
 #include "sql_dialect.h"
 #include "sql_type_text.h"
 
+namespace pcd::writers {
+
 namespace {
 
 // The words the parser refuses as a plain (unquoted) identifier. Sorted,
@@ -242,3 +244,5 @@ const SqlDialect& postgresqlDialect() {
   static const PostgreSqlDialect dialect;
   return dialect;
 }
+
+}  // namespace pcd::writers

@@ -4,6 +4,8 @@
 
 #include "sql_text.h"
 
+namespace pcd::writers {
+
 std::string SqlDialect::quoteIdentifier(std::string_view name) const {
   const char quote = identifierQuote();
   std::string quoted(1, quote);
@@ -62,3 +64,5 @@ SqlType SqlDialect::type(std::string_view dataType, int length, int scale,
   }
   return type;
 }
+
+}  // namespace pcd::writers

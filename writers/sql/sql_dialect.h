@@ -10,6 +10,8 @@
 #include <string_view>
 #include <vector>
 
+namespace pcd::writers {
+
 // The longest identifier the dialect keeps, in its own unit.
 struct IdentifierLimit {
   unsigned max = 0;  // 0: none
@@ -194,3 +196,5 @@ const std::vector<const SqlDialect*>& sqlDialects();
 const SqlDialect* findSqlDialect(std::string_view name);
 // "postgresql, mysql, sqlite".
 std::string sqlDialectNameList();
+
+}  // namespace pcd::writers

@@ -3,6 +3,8 @@
 // NAME in this list.
 #include "sql_dialect.h"
 
+namespace pcd::writers {
+
 // In the order --dialect and lint list them; the first is the default.
 #define PCD_SQL_DIALECTS(EACH) EACH(postgresql) EACH(mysql) EACH(sqlite)
 
@@ -29,3 +31,5 @@ std::string sqlDialectNameList() {
   }
   return names;
 }
+
+}  // namespace pcd::writers

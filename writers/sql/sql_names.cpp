@@ -11,6 +11,8 @@
 #include "sql_text.h"
 #include "unique_names.h"
 
+namespace pcd::writers {
+
 namespace {
 
 // FNV-1a, 32 bits, as 8 hex digits: short and the same on every machine.
@@ -341,3 +343,5 @@ std::string SqlNames::assign(const ZELModel& model, const SqlDialect& dialect) {
   }
   return error;
 }
+
+}  // namespace pcd::writers

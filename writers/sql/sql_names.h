@@ -12,6 +12,8 @@
 #include "model/zel_model.h"
 #include "sql_dialect.h"
 
+namespace pcd::writers {
+
 class SqlNames {
  public:
   // Names every schema, table, column, key and index-only index of the
@@ -41,3 +43,5 @@ struct SchemaOfCatalog {
 std::vector<SchemaOfCatalog> catalogSchemas(const ZELModel& model);
 // The schema's model objects whose element type is exactly `type`.
 std::vector<const ZELModelObject*> objectsOfType(const ZELPackage& schema, ZELElementType type);
+
+}  // namespace pcd::writers

@@ -2,6 +2,8 @@
 
 #include "utf8_sequence.h"
 
+namespace pcd::writers {
+
 std::string validUtf8(std::string_view bytes) {
   std::string text;
   text.reserve(bytes.size());
@@ -31,3 +33,5 @@ std::string commentText(std::string_view bytes) {
   }
   return text;
 }
+
+}  // namespace pcd::writers

@@ -5,6 +5,8 @@
 #include <string>
 #include <string_view>
 
+namespace pcd::writers {
+
 // Each byte that is not part of a well-formed UTF-8 sequence becomes U+FFFD
 // (the rule the JSON writer follows too).
 std::string validUtf8(std::string_view bytes);
@@ -15,3 +17,5 @@ std::string commentText(std::string_view bytes);
 // Multilingual Plane) as U+FFFD: MySQL keeps identifiers and comments as
 // 3-byte UTF-8.
 std::string basicPlaneOnly(const std::string& text);
+
+}  // namespace pcd::writers

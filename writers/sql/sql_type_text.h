@@ -6,6 +6,8 @@
 #include <string>
 #include <string_view>
 
+namespace pcd::writers {
+
 inline std::string withLength(std::string_view name, long length) {
   return std::string(name) + "(" + std::to_string(length) + ")";
 }
@@ -17,3 +19,5 @@ inline std::string withPrecision(std::string_view name, long precision, long sca
 inline bool isOneOf(std::string_view value, std::initializer_list<std::string_view> names) {
   return std::find(names.begin(), names.end(), value) != names.end();
 }
+
+}  // namespace pcd::writers

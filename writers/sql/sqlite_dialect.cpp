@@ -7,6 +7,8 @@
 #include "sql_text.h"
 #include "sql_type_text.h"
 
+namespace pcd::writers {
+
 namespace {
 
 // The words the parser refuses as a plain (unquoted) identifier. Sorted,
@@ -240,3 +242,5 @@ const SqlDialect& sqliteDialect() {
   static const SqliteDialect dialect;
   return dialect;
 }
+
+}  // namespace pcd::writers
