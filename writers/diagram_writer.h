@@ -3,6 +3,7 @@
 // format adds only its syntax.
 #pragma once
 
+#include <memory>
 #include <string>
 
 #include "diagram_selection.h"
@@ -24,5 +25,21 @@ class DiagramModelWriter : public ModelWriter {
  private:
   WriterOptions options_;
 };
+
+// The writer of a format whose text follows from the diagram alone.
+template <std::string (*kText)(const Diagram&)>
+std::unique_ptr<ModelWriter> makeTextDiagramWriter(const WriterOptions& options) {
+  class TextDiagramWriter final : public DiagramModelWriter {
+   public:
+    using DiagramModelWriter::DiagramModelWriter;
+
+   private:
+    std::string draw(const ModelSource&, const Diagram& diagram, std::string& text) override {
+      text = kText(diagram);
+      return "";
+    }
+  };
+  return std::make_unique<TextDiagramWriter>(options);
+}
 
 }  // namespace pcd::writers

@@ -140,21 +140,14 @@ std::string diagramAsDot(const Diagram& diagram, const DotStyle& style) {
 
 namespace {
 
-class DotModelWriter final : public DiagramModelWriter {
- public:
-  using DiagramModelWriter::DiagramModelWriter;
-
- private:
-  std::string draw(const ModelSource&, const Diagram& diagram, std::string& text) override {
-    text = diagramAsDot(diagram);
-    return "";
-  }
-};
+std::string diagramAsPlainDot(const Diagram& diagram) {
+  return diagramAsDot(diagram);
+}
 
 }  // namespace
 
 std::unique_ptr<ModelWriter> makeDotModelWriter(const WriterOptions& options) {
-  return std::make_unique<DotModelWriter>(options);
+  return makeTextDiagramWriter<diagramAsPlainDot>(options);
 }
 
 }  // namespace pcd::writers

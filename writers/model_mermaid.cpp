@@ -173,23 +173,8 @@ std::string diagramAsMermaid(const Diagram& diagram) {
   return text;
 }
 
-namespace {
-
-class MermaidModelWriter final : public DiagramModelWriter {
- public:
-  using DiagramModelWriter::DiagramModelWriter;
-
- private:
-  std::string draw(const ModelSource&, const Diagram& diagram, std::string& text) override {
-    text = diagramAsMermaid(diagram);
-    return "";
-  }
-};
-
-}  // namespace
-
 std::unique_ptr<ModelWriter> makeMermaidModelWriter(const WriterOptions& options) {
-  return std::make_unique<MermaidModelWriter>(options);
+  return makeTextDiagramWriter<diagramAsMermaid>(options);
 }
 
 }  // namespace pcd::writers

@@ -100,21 +100,10 @@ std::string diagramAsPlantUml(const Diagram& diagram) {
   return text + "@enduml\n";
 }
 
-class PlantUmlModelWriter final : public DiagramModelWriter {
- public:
-  using DiagramModelWriter::DiagramModelWriter;
-
- private:
-  std::string draw(const ModelSource&, const Diagram& diagram, std::string& text) override {
-    text = diagramAsPlantUml(diagram);
-    return "";
-  }
-};
-
 }  // namespace
 
 std::unique_ptr<ModelWriter> makePlantUmlModelWriter(const WriterOptions& options) {
-  return std::make_unique<PlantUmlModelWriter>(options);
+  return makeTextDiagramWriter<diagramAsPlantUml>(options);
 }
 
 }  // namespace pcd::writers
