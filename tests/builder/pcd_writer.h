@@ -124,6 +124,12 @@ class PcdWriter {
   }
 
   const std::vector<std::string>& lines() const { return lines_; }
+  // The file's bytes, each line ended by "\n".
+  std::string text() const {
+    std::string bytes;
+    for (const std::string& line : lines_) bytes += line + "\n";
+    return bytes;
+  }
   ImportResult import() const {
     PcdFile file(lines_);
     return importFile(file.path());

@@ -90,16 +90,13 @@ TEST(CheckCommand, CleanFileJsonAndUsage) {
 // builds it), and a foreign key to it keeps no referenced table.
 TEST(CheckCommand, TablesPlacedAtNeitherSchemaNorCatalog) {
   TemporaryFolder folder;
-  std::string pcd = readFile(kSourceDir + "/examples/sample.pcd");
-  for (const auto& [from, to] : std::vector<std::pair<std::string, std::string>>{
-           {"R,TABLE_AT,121,101,60,", "R,TABLE_AT,121,101,120,"},
-           {"R,TABLE_AT,122,102,60,", "R,TABLE_AT,122,102,100,"},
-           {"E,SCHEMA,62,1,C9,REPORTING\n", "E,SCHEMA,62,1,C9,REPORTING\nE,SCHEMA,63,1,C1,X\n"},
-           {"R,TABLE_AT,126,100,61,", "R,TABLE_AT,126,100,63,"}}) {
-    ASSERT_NE(pcd.find(from), std::string::npos) << from;
-    pcd.replace(pcd.find(from), from.size(), to);
-  }
-  writeFile(folder.file("placed.pcd"), pcd);
+  writeFile(folder.file("placed.pcd"),
+            replacedIn(readFile(kSourceDir + "/examples/sample.pcd"),
+                       {{"R,TABLE_AT,121,101,60,", "R,TABLE_AT,121,101,120,"},
+                        {"R,TABLE_AT,122,102,60,", "R,TABLE_AT,122,102,100,"},
+                        {"E,SCHEMA,62,1,C9,REPORTING\n",
+                         "E,SCHEMA,62,1,C9,REPORTING\nE,SCHEMA,63,1,C1,X\n"},
+                        {"R,TABLE_AT,126,100,61,", "R,TABLE_AT,126,100,63,"}}));
   const ProgramResult result = runProgram({{"check", "placed.pcd"}, folder.path(), {}});
   EXPECT_EQ(result.exitCode, 0);
   EXPECT_EQ(result.out,

@@ -66,16 +66,12 @@ TEST(Diagnostics, FailuresCarryTheirContext) {
 // a message of its own: the program names it, once per table.
 TEST(Diagnostics, TablesPlacedAtNeitherSchemaNorCatalogAreNamed) {
   TemporaryFolder folder;
-  std::string pcd = readFile(kSourceDir + "/examples/sample.pcd");
-  for (const auto& [from, to] : std::vector<std::pair<std::string, std::string>>{
-           {"R,TABLE_AT,121,101,60,", "R,TABLE_AT,121,101,120,"},
-           {"R,TABLE_AT,122,102,60,", "R,TABLE_AT,122,102,100,"},
-           {"R,TABLE_AT,124,110,62,",
-            "R,TABLE_AT,124,110,62,2,C1,X,C0\nR,TABLE_AT,127,110,122,"}}) {
-    ASSERT_NE(pcd.find(from), std::string::npos) << from;
-    pcd.replace(pcd.find(from), from.size(), to);
-  }
-  writeFile(folder.file("placed.pcd"), pcd);
+  writeFile(folder.file("placed.pcd"),
+            replacedIn(readFile(kSourceDir + "/examples/sample.pcd"),
+                       {{"R,TABLE_AT,121,101,60,", "R,TABLE_AT,121,101,120,"},
+                        {"R,TABLE_AT,122,102,60,", "R,TABLE_AT,122,102,100,"},
+                        {"R,TABLE_AT,124,110,62,",
+                         "R,TABLE_AT,124,110,62,2,C1,X,C0\nR,TABLE_AT,127,110,122,"}}));
   ProgramResult result = runIn(folder, {"-q", "-f", "summary", "placed.pcd"});
   EXPECT_EQ(result.exitCode, 0) << result.err;
   EXPECT_EQ(result.out.rfind("catalogs=2 schemas=4 tables=3 views=1 ", 0), 0u) << result.out;

@@ -9,6 +9,7 @@
 #include <string>
 #include <vector>
 
+#include "builder/pcd_writer.h"
 #include "program_runner.h"
 
 namespace {
@@ -38,13 +39,6 @@ std::string renumbered(const std::string& extract, long offset) {
   return out;
 }
 
-std::string replaced(std::string text, const std::string& from, const std::string& to) {
-  const size_t at = text.find(from);
-  EXPECT_NE(at, std::string::npos) << from;
-  if (at != std::string::npos) text.replace(at, from.size(), to);
-  return text;
-}
-
 TEST(DiffCommand, ListsExactlyTheChangesWhateverTheIds) {
   TemporaryFolder folder;
   const std::string sample = readFile(kSourceDir + "/examples/sample.pcd");
@@ -54,12 +48,12 @@ TEST(DiffCommand, ListsExactlyTheChangesWhateverTheIds) {
   EXPECT_EQ(result.exitCode, 0) << result.out << result.err;
   EXPECT_EQ(result.out, "");
 
-  std::string edited = sample;
-  edited = replaced(edited, "C4,NAME,S0,L60,", "C4,NAME,S0,L80,");
-  edited = replaced(edited, "R,TBL_COL,402,100,302,2,C1,Y,L3", "R,TBL_COL,402,100,302,2,C1,N,L3");
-  edited = replaced(edited, "R,TBL_COL,413,103,313,2,C1,Y,L4\n", "");
-  edited = replaced(edited, "R,KEY_COL,544,503,401,2,S1,C1,D\n",
-                    "R,KEY_COL,544,503,401,2,S1,C1,D\nR,KEY_COL,599,503,402,2,S2,C1,A\n");
+  std::string edited =
+      replacedIn(sample, {{"C4,NAME,S0,L60,", "C4,NAME,S0,L80,"},
+                          {"R,TBL_COL,402,100,302,2,C1,Y,L3", "R,TBL_COL,402,100,302,2,C1,N,L3"},
+                          {"R,TBL_COL,413,103,313,2,C1,Y,L4\n", ""},
+                          {"R,KEY_COL,544,503,401,2,S1,C1,D\n",
+                           "R,KEY_COL,544,503,401,2,S1,C1,D\nR,KEY_COL,599,503,402,2,S2,C1,A\n"}});
   edited +=
       "\nR,REL_COL,800,0,201,7,C5,EMAIL,S0,L120,L0,S0,C0,C0\nR,TBL_COL,801,100,800,2,C1,Y,L4\n";
   writeFile(folder.file("new.pcd"), renumbered(edited, 7000));
@@ -121,24 +115,19 @@ TEST(DiffCommand, FailedImportsCarryTheirContext) {
 // A chain of `depth` nested schemas with the tables `tables` in the
 // innermost one.
 std::string nestedSchemas(int depth, const std::vector<std::string>& tables) {
-  std::string pcd =
-      "Nested\nE,REL_SYS,10,2,C3,SYS,C4,ODBC\nE,DATABASE,20,1,C3,CAT\nR,DB_AT,30,20,10,2,C0,C0\n";
-  int parent = 20;
-  for (int level = 1; level <= depth; ++level) {
-    const std::string name = "S" + std::to_string(level);
-    const int id = 1000 + 2 * level;
-    pcd += "E,SCHEMA," + std::to_string(id) + ",1,C" + std::to_string(name.size()) + "," + name +
-           "\nR,SCHEM_AT," + std::to_string(id + 1) + "," + std::to_string(id) + "," +
-           std::to_string(parent) + ",1,C0\n";
-    parent = id;
+  PcdWriter pcd;
+  pcd.relSys(10, "SYS").database(20, "CAT").dbAt(30, 20, 10);
+  long parent = 20;
+  for (long level = 1; level <= depth; ++level) {
+    pcd.schema(1000 + 2 * level, "S" + std::to_string(level))
+        .schemAt(1001 + 2 * level, 1000 + 2 * level, parent);
+    parent = 1000 + 2 * level;
   }
   for (size_t i = 0; i < tables.size(); ++i) {
-    const std::string id = std::to_string(100 + i), size = std::to_string(tables[i].size());
-    pcd += "E,TABLE," + id + ",1,C" + size + "," + tables[i] + "\nR,TABLE_AT," +
-           std::to_string(200 + i) + "," + id + "," + std::to_string(parent) + ",2,C" + size + "," +
-           tables[i] + ",C0\n";
+    const long id = 100 + static_cast<long>(i);
+    pcd.table(id, tables[i]).tableAt(id + 100, id, parent, tables[i]);
   }
-  return pcd;
+  return pcd.text();
 }
 
 // Deep schemas are matched by their whole path but named by their innermost

@@ -25,6 +25,16 @@ std::string readFile(const std::string& path) {
   return bytes.str();
 }
 
+std::string replacedIn(std::string text,
+                       const std::vector<std::pair<std::string, std::string>>& edits) {
+  for (const auto& [from, to] : edits) {
+    const size_t at = text.find(from);
+    EXPECT_NE(at, std::string::npos) << from;
+    if (at != std::string::npos) text.replace(at, from.size(), to);
+  }
+  return text;
+}
+
 void writeFile(const std::string& path, const std::string& bytes) {
   std::ofstream out(path, std::ios::binary);
   out << bytes;
@@ -85,6 +95,13 @@ ProgramResult runProgram(const ProgramRun& run, const std::string& standardInput
   return result;
 }
 
+void writeFormat(const std::vector<std::string>& arguments, const std::string& output) {
+  std::vector<std::string> all{"-q", "-o", output};
+  all.insert(all.end(), arguments.begin(), arguments.end());
+  const ProgramResult result = runProgram({all, "", {}});
+  ASSERT_EQ(result.exitCode, 0) << result.err;
+}
+
 TemporaryFolder::TemporaryFolder() {
   const char* base = std::getenv("TMPDIR");
   path_ =
@@ -97,9 +114,9 @@ TemporaryFolder::~TemporaryFolder() {
   std::filesystem::remove_all(path_, ignored);
 }
 
-std::vector<std::string> TemporaryFolder::entries() const {
+std::vector<std::string> entriesOf(const std::string& path) {
   std::vector<std::string> names;
-  for (const auto& entry : std::filesystem::directory_iterator(path_)) {
+  for (const auto& entry : std::filesystem::directory_iterator(path)) {
     names.push_back(entry.path().filename().string());
   }
   std::sort(names.begin(), names.end());

@@ -15,6 +15,7 @@
 
 #include <gtest/gtest.h>
 
+#include "builder/pcd_writer.h"
 #include "cli/program_runner.h"
 
 namespace {
@@ -25,15 +26,6 @@ const std::string kSourceDir = PCD_SOURCE_DIR;
 [[maybe_unused]] const bool kLeakSuppressionsSet =
     setenv("LSAN_OPTIONS", "suppressions=" PCD_LSAN_SUPPRESSIONS ":print_suppressions=0", 0) == 0;
 const std::string kScripts = kSourceDir + "/tests/js/";
-
-// pcd-import with these arguments, writing to `output`; fails the test
-// unless it succeeds.
-void writeFormat(const std::vector<std::string>& arguments, const std::string& output) {
-  std::vector<std::string> all{"-q", "-o", output};
-  all.insert(all.end(), arguments.begin(), arguments.end());
-  const ProgramResult result = runProgram({all, "", {}});
-  ASSERT_EQ(result.exitCode, 0) << result.err;
-}
 
 void expectCheckPasses(const std::string& commandLine) {
   const CommandResult result = runCommand(commandLine);
@@ -55,7 +47,8 @@ class DiagramFormats : public testing::Test {
                                           " 300 7 > " + shellWord(generated));
     ASSERT_EQ(made.exitCode, 0) << made.output;
     files_ = {kSourceDir + "/examples/sample.pcd",
-              kSourceDir + "/tests/diagrams/data/hostile_names.pcd", generated,
+              kSourceDir + "/tests/diagrams/data/hostile_names.pcd",
+              generated,
               kSourceDir + "/tests/diagrams/data/nested_schemas.pcd",
               kSourceDir + "/tests/data/catalog_cases.pcd",
               kSourceDir + "/tests/diagrams/data/drawing_names.pcd"};
@@ -192,19 +185,12 @@ TEST_F(DiagramFormats, RefusesWhatItCannotDrawWithoutWritingAFile) {
   EXPECT_FALSE(std::filesystem::exists(target));
 
   // 20,001 tables without columns: beyond the limit of the svg layout.
-  std::string pcd =
-      "PCD extract\nE,REL_SYS,1,2,C3,SYS,C0\nE,DATABASE,2,1,C2,DB\n"
-      "R,DB_AT,3,2,1,2,C0,C0\nE,SCHEMA,4,1,C1,S\nR,SCHEM_AT,5,4,2,1,C0\n";
-  long id = 100;
-  for (int table = 0; table <= 20000; ++table) {
-    const std::string name = "T" + std::to_string(table);
-    const long tableId = id++;
-    pcd += "E,TABLE," + std::to_string(tableId) + ",1,C" + std::to_string(name.size()) + "," +
-           name + "\nR,TABLE_AT," + std::to_string(id++) + "," + std::to_string(tableId) +
-           ",4,2,C0,C0\n";
-  }
+  PcdWriter pcd;
+  pcd.basicCatalog();
+  for (int table = 0; table <= 20000; ++table)
+    pcd.tableIn(100 + 2 * table, "T" + std::to_string(table), 4);
   const std::string large = output("large.pcd");
-  writeFile(large, pcd);
+  writeFile(large, pcd.text());
   result = runProgram({{"-q", "-f", "svg", "--columns", "none", "-o", target, large}, "", {}});
   EXPECT_EQ(result.exitCode, 1);
   EXPECT_NE(result.err.find("too many to lay out"), std::string::npos) << result.err;
@@ -222,22 +208,12 @@ TEST_F(DiagramFormats, RefusesWhatItCannotDrawWithoutWritingAFile) {
 // everything.
 TEST_F(DiagramFormats, WideTablesAndLongNamesAreDrawnInBoundedTime) {
   const std::string longName(100000, 'N');
-  std::string pcd =
-      "PCD extract\nE,REL_SYS,1,2,C3,SYS,C0\nE,DATABASE,2,1,C2,DB\n"
-      "R,DB_AT,3,2,1,2,C0,C0\nE,SCHEMA,4,1,C1,S\nR,SCHEM_AT,5,4,2,1,C0\n"
-      "E,REL_DT,6,5,C7,INTEGER,S4,C0,C0,C0\n"
-      "E,TABLE,7,1,C100000," +
-      longName + "\nR,TABLE_AT,8,7,4,2,C1,W,C0\n";
-  long id = 100;
-  for (int column = 1; column <= 100000; ++column) {
-    const std::string name = "C" + std::to_string(column);
-    pcd += "R,REL_COL," + std::to_string(id) + ",0,6,7,C" + std::to_string(name.size()) + "," +
-           name + ",S0,L0,L0,S0,C0,C0\nR,TBL_COL," + std::to_string(id + 1) + ",7," +
-           std::to_string(id) + ",2,C1,N,L" + std::to_string(column) + "\n";
-    id += 2;
-  }
+  std::vector<std::string> columns;
+  for (int column = 1; column <= 100000; ++column) columns.push_back("C" + std::to_string(column));
+  PcdWriter pcd;
+  pcd.basicCatalog().placedTable(100, longName, columns);
   const std::string wide = output("wide.pcd");
-  writeFile(wide, pcd);
+  writeFile(wide, pcd.text());
   for (const char* format : {"svg", "html"}) {
     const std::string drawn = output(std::string("wide.") + format);
     const auto started = std::chrono::steady_clock::now();

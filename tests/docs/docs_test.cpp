@@ -24,13 +24,6 @@ const std::string kScripts = kSourceDir + "/tests/js/";
 [[maybe_unused]] const bool kLeakSuppressionsSet =
     setenv("LSAN_OPTIONS", "suppressions=" PCD_LSAN_SUPPRESSIONS ":print_suppressions=0", 0) == 0;
 
-void writeFormat(const std::vector<std::string>& arguments, const std::string& output) {
-  std::vector<std::string> all{"-q", "-o", output};
-  all.insert(all.end(), arguments.begin(), arguments.end());
-  const ProgramResult result = runProgram({all, "", {}});
-  ASSERT_EQ(result.exitCode, 0) << result.err;
-}
-
 // The files both formats are checked with: the sample (two catalogs, four
 // schemas, a view, a procedure, a composite foreign key), the sample with a
 // table description that is markup, generated tables in 25 schemas with
@@ -102,14 +95,6 @@ TEST_F(DocumentationFormats, HtmlPageWorksInTheBrowser) {
   EXPECT_EQ(result.exitCode, 0) << command << "\n" << result.output;
 }
 
-std::vector<std::string> folderEntries(const std::string& path) {
-  std::vector<std::string> names;
-  for (const auto& entry : std::filesystem::directory_iterator(path))
-    names.push_back(entry.path().filename());
-  std::sort(names.begin(), names.end());
-  return names;
-}
-
 // Every relative link of every page names a file of the folder.
 void expectLinksResolve(const std::string& folder) {
   for (const auto& entry : std::filesystem::directory_iterator(folder)) {
@@ -170,7 +155,7 @@ TEST_F(DocumentationFormats, MarkdownFolderLinksResolveAndDiagramsRender) {
   // One schema: its pages, linked among themselves and to nothing else.
   const std::string part = folder_->file("markdown-part");
   writeFormat({"--format", "markdown", "--schema", "SALES.BILLING", files_[0]}, part);
-  EXPECT_EQ(folderEntries(part),
+  EXPECT_EQ(entriesOf(part),
             (std::vector<std::string>{".pcd-import-files", "BILLING.INVOICES.md", "README.md"}));
   expectLinksResolve(part);
   const std::string markup = readFile(folder_->file("markdown1") + "/SHOP.CUSTOMERS.md");
@@ -212,10 +197,10 @@ TEST_F(DocumentationFormats, MarkdownFolderRules) {
   EXPECT_FALSE(std::filesystem::exists(own + "/OLD.TABLE.md"));
   EXPECT_TRUE(std::filesystem::is_regular_file(own + "/SHOP.ORDERS.md"));
 
-  const std::vector<std::string> before = folderEntries(own);
+  const std::vector<std::string> before = entriesOf(own);
   result = runProgram({{"-q", "-f", "markdown", "--fail-on-warning", "-o", own, sample}, "", {}});
   EXPECT_NE(result.exitCode, 0);  // the sample has a warning
-  EXPECT_EQ(folderEntries(own), before);
+  EXPECT_EQ(entriesOf(own), before);
   EXPECT_EQ(work.entries(), (std::vector<std::string>{"docs", "own"}));
 
   result = runProgram({{"-q", "-f", "markdown", sample}, "", {}});

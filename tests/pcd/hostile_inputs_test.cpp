@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include <filesystem>
+#include <fstream>
 #include <random>
 #include <string>
 
@@ -179,11 +180,17 @@ TEST(HostileInputs, PathsThatAreNotReadableFiles) {
       {plain.path() + "/inside.pcd", "Not a directory"},
       // Root reads a file without read permission all the same.
       {geteuid() == 0 ? "" : plain.path(), "Permission denied"},
+      // Opens, but fails with an I/O error at offset 0: reading ends with the
+      // system's text instead of looping.
+      {std::ifstream("/proc/self/mem").is_open() ? "/proc/self/mem" : "", "Input/output error"},
   };
   ASSERT_EQ(chmod(plain.path().c_str(), 0), 0);
   for (const auto& [path, reason] : paths) {
     if (path.empty()) continue;
-    EXPECT_EQ(importFile(path).error,
+    const ImportResult result = importFile(path);
+    EXPECT_EQ(result.error,
               "[TAV_CARDS_F0002] Unable to open '" + path + "'. The error is: " + reason);
+    // Nothing is logged before the file is open.
+    EXPECT_EQ(result.log.size(), path == "/proc/self/mem" ? 1u : 0u) << path;
   }
 }

@@ -9,7 +9,6 @@
 namespace {
 
 using CaRepositoryDsOdbcImport::explainLine;
-using CaRepositoryDsOdbcImport::readRecordIds;
 
 TEST(LineExplanation, NamesTheFailingField) {
   const long seven = 7;
@@ -41,17 +40,6 @@ TEST(LineExplanation, NamesTheFailingField) {
   for (const auto& c : cases) {
     EXPECT_EQ(explainLine(c.line, c.lastRecordId), c.explanation) << c.line;
   }
-}
-
-TEST(LineExplanation, ReadsRecordIds) {
-  const auto relationship = readRecordIds("R,TBL_COL,9,2,3,2,C1,Y,L4");
-  EXPECT_TRUE(relationship.isRecord);
-  EXPECT_EQ(relationship.name, "TBL_COL");
-  EXPECT_EQ(relationship.id, 9);
-  EXPECT_EQ(relationship.fromId, 2);
-  EXPECT_EQ(relationship.toId, 3);
-  EXPECT_EQ(readRecordIds("E,TABLE,3,1,C6,ORDERS").id, 3);
-  EXPECT_FALSE(readRecordIds("T,0,3,0,x,1,y").isRecord);
 }
 
 }  // namespace

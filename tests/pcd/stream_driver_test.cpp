@@ -1,5 +1,6 @@
 // Reading whole PCD files into the id registry. Records that share an id
-// (the newest wins) are checked through whole imports by the builder's tests.
+// (the newest wins), line ends and files that cannot be read are checked
+// through whole imports (builder and hostile inputs).
 #include <gtest/gtest.h>
 
 #include <fstream>
@@ -47,7 +48,6 @@ TEST_F(StreamDriver, SkippedLinesAreCountedAndKeepTheLastRecord) {
   EXPECT_STREQ(harness.node<cr::Tbl_colNode>(120)->comment.c_str(), "Order date");
 }
 
-// Line ends, in every form, are checked through whole imports.
 TEST_F(StreamDriver, TheFirstLineIsNeverData) {
   EXPECT_EQ(read(PcdFile::raw("")), "");
   ASSERT_EQ(harness.log.events().size(), 1u);
@@ -77,21 +77,6 @@ TEST_F(StreamDriver, ErrorsNameThePhysicalLine) {
     PcdFile file(c.lines, c.terminated);
     EXPECT_EQ(errorOf([&] { fresh.bridge.processStream(file.path().c_str()); }), pcdError(c.line))
         << c.lines.back();
-  }
-}
-
-TEST_F(StreamDriver, FilesThatCannotBeRead) {
-  EXPECT_EQ(read("/nonexistent/dir/model.pcd"),
-            "[TAV_CARDS_F0002] Unable to open '/nonexistent/dir/model.pcd'. The error is: No "
-            "such file or directory");
-  EXPECT_TRUE(harness.log.events().empty());  // nothing logged before the file is open
-
-  // A file that opens but cannot be read (this one fails with an I/O error
-  // at offset 0): reading ends with the system's text instead of looping.
-  if (std::ifstream("/proc/self/mem").is_open()) {
-    EXPECT_EQ(read("/proc/self/mem"),
-              "[TAV_CARDS_F0002] Unable to open '/proc/self/mem'. The error is: Input/output "
-              "error");
   }
 }
 
