@@ -4,7 +4,6 @@
 // rules of writing into a folder.
 #include <sys/wait.h>
 
-#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>

@@ -3,7 +3,6 @@
 // through whole imports (builder and hostile inputs).
 #include <gtest/gtest.h>
 
-#include <fstream>
 #include <string>
 
 #include "reader_harness.h"
