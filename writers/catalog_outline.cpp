@@ -11,8 +11,18 @@ namespace pcd::writers {
 
 namespace {
 
+// An anchor keeps at most this many bytes of its names: every link to an
+// object repeats its anchor, so anchors of megabyte names would make the
+// page and its diagrams' links grow with the name times the references.
+constexpr size_t kMaxAnchorBytes = 256;
+
 std::string anchorText(const std::string& bytes) {
   std::string text = printableText(bytes);
+  if (text.size() > kMaxAnchorBytes) {
+    size_t end = kMaxAnchorBytes;
+    while (end > 0 && (static_cast<unsigned char>(text[end]) & 0xC0) == 0x80) --end;
+    text.resize(end);  // at a character's first byte: still UTF-8
+  }
   for (char& c : text) {
     if (c == ' ' || c == '#' || c == '%') c = '_';
   }

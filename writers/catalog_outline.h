@@ -50,7 +50,8 @@ struct CatalogOutline {
 //
 // Anchors are "SCHEMA.NAME" (SCHEMA the schema's path), or
 // "CATALOG.SCHEMA.NAME" when two catalogs hold a schema of that path; blanks,
-// "#" and "%" become "_", bytes that are not UTF-8 U+FFFD, and a repeated
+// "#" and "%" become "_", bytes that are not UTF-8 U+FFFD, the text ends
+// after its first 256 bytes (at a character's end), and a repeated
 // anchor gets "_2", "_3"... in the model's order. Tables and views take
 // theirs first, then procedures, then schemas ("CATALOG.SCHEMA" or SCHEMA),
 // so that adding a procedure never moves a table's anchor.
