@@ -83,10 +83,7 @@ TEST(OutputSafety, SignalRemovesTheTemporaryFile) {
 TEST(OutputSafety, SignalRemovesTheMarkdownFolderAtEveryStage) {
   TemporaryFolder folder;
   const std::string generated = folder.file("tables.pcd");
-  ASSERT_EQ(runCommand(shellWord(std::string(PCD_BIN_DIR) + "/generate_pcd") + " 4000 5 > " +
-                       shellWord(generated))
-                .exitCode,
-            0);
+  writeGenerated(generated, 4000, 5);
   for (const bool whileWriting : {false, true}) {
     SCOPED_TRACE(whileWriting ? "while writing" : "while reading");
     TemporaryFolder out;

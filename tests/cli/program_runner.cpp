@@ -102,6 +102,13 @@ void writeFormat(const std::vector<std::string>& arguments, const std::string& o
   ASSERT_EQ(result.exitCode, 0) << result.err;
 }
 
+void writeGenerated(const std::string& path, int tables, int seed) {
+  const CommandResult made =
+      runCommand(shellWord(std::string(PCD_BIN_DIR) + "/generate_pcd") + " " +
+                 std::to_string(tables) + " " + std::to_string(seed) + " > " + shellWord(path));
+  EXPECT_EQ(made.exitCode, 0) << made.output;
+}
+
 TemporaryFolder::TemporaryFolder() {
   const char* base = std::getenv("TMPDIR");
   path_ =

@@ -28,6 +28,8 @@ ProgramResult runProgram(const ProgramRun& run, const std::string& standardInput
 // pcd-import -q -o `output` with these arguments; fails the current test
 // unless it succeeds.
 void writeFormat(const std::vector<std::string>& arguments, const std::string& output);
+// generate_pcd TABLES SEED into `path`; fails the current test unless it succeeds.
+void writeGenerated(const std::string& path, int tables, int seed);
 
 // A shell command line's exit status and its standard output and error
 // together; arguments must be quoted by the caller (shellWord).

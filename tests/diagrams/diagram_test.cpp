@@ -43,9 +43,7 @@ class DiagramFormats : public testing::Test {
   static void SetUpTestSuite() {
     folder_ = new TemporaryFolder;
     const std::string generated = folder_->file("generated.pcd");
-    const CommandResult made = runCommand(shellWord(std::string(PCD_BIN_DIR) + "/generate_pcd") +
-                                          " 300 7 > " + shellWord(generated));
-    ASSERT_EQ(made.exitCode, 0) << made.output;
+    writeGenerated(generated, 300, 7);
     files_ = {kSourceDir + "/examples/sample.pcd",
               kSourceDir + "/tests/diagrams/data/hostile_names.pcd",
               generated,
@@ -148,10 +146,7 @@ TEST_F(DiagramFormats, MermaidRendersEveryEntityInTheBrowser) {
   // One browser for all documents; the generated one smaller, since the
   // browser's layout of hundreds of entities takes long.
   const std::string smaller = output("smaller.pcd");
-  ASSERT_EQ(runCommand(shellWord(std::string(PCD_BIN_DIR) + "/generate_pcd") + " 120 7 > " +
-                       shellWord(smaller))
-                .exitCode,
-            0);
+  writeGenerated(smaller, 120, 7);
   const std::string smallerModel = output("smaller.json");
   writeFormat({smaller}, smallerModel);
   std::string jobs;

@@ -130,13 +130,9 @@ TEST(LintIndexes, RedundantAndDuplicateIgnoreKeyPositionIndexes) {
   const Findings found = lintFindings(pcd);
   EXPECT_TRUE(found.has("duplicate-index", "DB.S.T.IX_A_AGAIN"));
   EXPECT_TRUE(found.has("duplicate-index", "DB.S.T.IX_AB_AGAIN"));
-  EXPECT_FALSE(found.has("duplicate-index", "DB.S.T.IX_AB"));
-  EXPECT_FALSE(found.has("duplicate-index", "DB.S.T.IX_BA"));
   EXPECT_TRUE(found.has("redundant-index", "DB.S.T.IX_B"));
-  EXPECT_FALSE(found.has("redundant-index", "DB.S.T.IX_BC"));
-  EXPECT_FALSE(found.has("redundant-index", "DB.S.T.IX_AB"));
-  // The primary key's own position index (PK_T_POSITION) is no duplicate.
-  EXPECT_FALSE(found.has("duplicate-index", "DB.S.T.PK_T_POSITION"));
+  // And no other: not IX_BA (another order), IX_BC (wider) or the primary
+  // key's own position index.
   EXPECT_EQ(found.count("duplicate-index") + found.count("redundant-index"), 3);
 }
 
@@ -221,7 +217,6 @@ TEST(LintNames, QuotingLengthAndCase) {
   EXPECT_TRUE(found.has("name-too-long", "DB.S." + long64));
   EXPECT_FALSE(found.has("name-too-long", "DB.S." + long63));
   EXPECT_TRUE(found.has("names-differ-only-by-case", "DB.S.ABC"));
-  EXPECT_FALSE(found.has("names-differ-only-by-case", "DB.S.ABD"));
   EXPECT_EQ(found.count("names-differ-only-by-case"), 1);
 
   // Mixed case only matters where unquoted names fold; MySQL keeps 64.
