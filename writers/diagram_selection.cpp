@@ -201,4 +201,14 @@ std::string typeText(const ZELType* type) {
   return text;
 }
 
+const char* crowsFootLeft(const Multiplicity& end) {
+  if (end.many) return end.optional ? "}o" : "}|";
+  return end.optional ? "|o" : "||";
+}
+
+const char* crowsFootRight(const Multiplicity& end) {
+  if (end.many) return end.optional ? "o{" : "|{";
+  return end.optional ? "o|" : "||";
+}
+
 }  // namespace pcd::writers

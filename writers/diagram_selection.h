@@ -41,6 +41,11 @@ struct Multiplicity {
   bool many;      // upper bound above 1
 };
 Multiplicity parseMultiplicity(std::string_view text);
+// A link's end in crow's-foot notation (Mermaid and PlantUML write it
+// alike): a bar for one, a crow's foot for many, a circle when optional;
+// the end left of "--" and the end right of it.
+const char* crowsFootLeft(const Multiplicity& end);
+const char* crowsFootRight(const Multiplicity& end);
 
 // An association between two drawn tables: the referencing (child) end and
 // the referenced (parent) end.

@@ -111,16 +111,6 @@ std::string attributeName(const ZELAttribute& column) {
   return "`" + name + "`";
 }
 
-const char* childEnd(const Multiplicity& end) {
-  if (end.many) return end.optional ? "}o" : "}|";
-  return end.optional ? "|o" : "||";
-}
-
-const char* parentEnd(const Multiplicity& end) {
-  if (end.many) return end.optional ? "o{" : "|{";
-  return end.optional ? "o|" : "||";
-}
-
 }  // namespace
 
 std::string diagramAsMermaid(const Diagram& diagram) {
@@ -159,8 +149,8 @@ std::string diagramAsMermaid(const Diagram& diagram) {
     text += "\n";
   }
   for (const DiagramRelation& relation : diagram.relations) {
-    text += "    " + ids[relation.child] + " " + childEnd(relation.childEnd) + "--" +
-            parentEnd(relation.parentEnd) + " " + ids[relation.parent] + " : " +
+    text += "    " + ids[relation.child] + " " + crowsFootLeft(relation.childEnd) + "--" +
+            crowsFootRight(relation.parentEnd) + " " + ids[relation.parent] + " : " +
             quotedText(relation.name) + "\n";
   }
   // Views are drawn with a dashed border.

@@ -71,18 +71,6 @@ void appendEntity(std::string& text, const DiagramTable& table, size_t id) {
   text += "  }\n";
 }
 
-// The ends of a link, from the referenced table's side to the referencing
-// one's: a bar for one, a crow's foot for many, a circle when optional.
-const char* leftEnd(const Multiplicity& end) {
-  if (end.many) return end.optional ? "}o" : "}|";
-  return end.optional ? "|o" : "||";
-}
-
-const char* rightEnd(const Multiplicity& end) {
-  if (end.many) return end.optional ? "o{" : "|{";
-  return end.optional ? "o|" : "||";
-}
-
 std::string diagramAsPlantUml(const Diagram& diagram) {
   std::string text = "@startuml\nhide circle\nhide empty members\n";
   for (size_t s = 0; s < diagram.schemas.size(); ++s) {
@@ -93,9 +81,9 @@ std::string diagramAsPlantUml(const Diagram& diagram) {
     text += "}\n";
   }
   for (const DiagramRelation& relation : diagram.relations) {
-    text += "e" + std::to_string(relation.parent + 1) + " " + leftEnd(relation.parentEnd) + "--" +
-            rightEnd(relation.childEnd) + " e" + std::to_string(relation.child + 1) + " : \"" +
-            plantText(relation.name) + "\"\n";
+    text += "e" + std::to_string(relation.parent + 1) + " " + crowsFootLeft(relation.parentEnd) +
+            "--" + crowsFootRight(relation.childEnd) + " e" + std::to_string(relation.child + 1) +
+            " : \"" + plantText(relation.name) + "\"\n";
   }
   return text + "@enduml\n";
 }
