@@ -1,6 +1,7 @@
 #include "catalog_view.h"
 
 #include "string_bytes.h"
+#include "utf8_sequence.h"
 
 namespace pcd::writers {
 
@@ -42,11 +43,11 @@ std::string columnName(const ZELAttribute* column) {
   return column != nullptr ? std::string(bytesOf(column->getName())) : std::string("?");
 }
 
-std::string keyColumnNames(const ZELKey& key) {
+std::string keyColumnNames(const ZELKey& key, size_t characters) {
   std::string text;
   for (const ZELAttribute* column : key.attributes()) {
     if (!text.empty()) text += ", ";
-    text += columnName(column);
+    text += shortenedText(columnName(column), characters);
   }
   return text;
 }
@@ -61,11 +62,13 @@ std::string indexMemberNames(const ZELIndex& index) {
   return text;
 }
 
-std::string columnPairNames(const ZELForeignKey& key, std::string_view separator) {
+std::string columnPairNames(const ZELForeignKey& key, std::string_view separator,
+                            size_t referencedCharacters) {
   std::string text;
   for (const ColumnPair& pair : columnPairs(key)) {
     if (!text.empty()) text += separator;
-    text += columnName(pair.referencing) + " \xE2\x86\x92 " + columnName(pair.referenced);  // →
+    text += columnName(pair.referencing) + " \xE2\x86\x92 " +  // →
+            shortenedText(columnName(pair.referenced), referencedCharacters);
   }
   return text.empty() ? keyColumnNames(key) : text;
 }

@@ -4,6 +4,7 @@
 // `diff` ask here, so that no two outputs tell the same catalog differently.
 #pragma once
 
+#include <cstdint>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -38,12 +39,15 @@ std::vector<ColumnPair> columnPairs(const ZELForeignKey& key);
 
 // A column's name as shown: its bytes, "?" when there is no column.
 std::string columnName(const ZELAttribute* column);
-// The names of a key's columns, joined by ", ".
-std::string keyColumnNames(const ZELKey& key);
+// The names of a key's columns, joined by ", ", each of at most `characters`
+// characters (a longer one ends in "…").
+std::string keyColumnNames(const ZELKey& key, size_t characters = SIZE_MAX);
 // An index's members, "A, B desc", joined by ", ".
 std::string indexMemberNames(const ZELIndex& index);
 // The foreign key's pairs as "REFERENCING → REFERENCED", joined by
-// `separator`; without pairs, its own columns joined by ", ".
-std::string columnPairNames(const ZELForeignKey& key, std::string_view separator);
+// `separator`; without pairs, its own columns joined by ", ". A referenced
+// name longer than `referencedCharacters` characters ends in "…".
+std::string columnPairNames(const ZELForeignKey& key, std::string_view separator,
+                            size_t referencedCharacters = SIZE_MAX);
 
 }  // namespace pcd::writers

@@ -1,4 +1,5 @@
 #include "model_dot.h"
+#include "utf8_sequence.h"
 
 #include <algorithm>
 #include <cstdint>
@@ -12,28 +13,17 @@ namespace {
 // in their style too); another font runs wider or narrower than its boxes.
 constexpr const char* kFont = "DejaVu Sans";
 
-// The first `limit` characters of valid UTF-8 `text`, and "…" when it is
-// longer.
-std::string shortened(std::string text, size_t limit) {
-  if (text.size() <= limit) return text;  // never more characters than bytes
-  size_t characters = 0;
-  for (size_t i = 0; i < text.size(); ++i) {
-    if ((static_cast<unsigned char>(text[i]) & 0xC0) == 0x80) continue;
-    if (characters++ == limit) {
-      text.resize(i);
-      return text + "\xE2\x80\xA6";
-    }
-  }
-  return text;
-}
-
 // Text for an HTML-like label: the markup characters as entities, "]" as
 // a character reference ("]]" ends Graphviz's reading of the label), and
 // a backslash doubled (Graphviz replaces "\N", "\G" and the like in labels
 // by the node's or graph's name, and "\\" by one backslash).
 std::string htmlText(std::string_view bytes, size_t limit = SIZE_MAX) {
+  // Characters past the limit are not drawn: read no more bytes than the
+  // limit's characters and one more can take, a character being at most 4.
+  if (limit < SIZE_MAX / 8 && bytes.size() > (limit + 2) * 4)
+    bytes = bytes.substr(0, (limit + 2) * 4);
   std::string text;
-  for (const char byte : shortened(printableText(bytes), limit)) {
+  for (const char byte : shortenedText(printableText(bytes), limit)) {
     switch (byte) {
       case '&':
         text += "&amp;";

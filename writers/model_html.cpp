@@ -8,6 +8,7 @@
 #include "html_escape.h"
 #include "model_summary.h"
 #include "model_svg.h"
+#include "utf8_sequence.h"
 
 namespace pcd::writers {
 
@@ -424,6 +425,16 @@ size_t placeholderHeight(const std::string& svg) {
 constexpr size_t kSectionHeading = 60, kDescription = 28, kTableFrame = 46, kRow = 27,
                  kSubheading = 44, kDiagramHeight = 320;
 
+// Characters shown of a name where another object refers to it (a foreign
+// key's table, key and columns, a section's schema): each name is shown
+// whole once, in its own object's section, so that a long name referred to
+// from many tables cannot make the page many times the catalog's size.
+constexpr size_t kReferenceCharacters = 256;
+
+std::string referenceName(std::string_view bytes) {
+  return shortenedText(std::string(bytes), kReferenceCharacters);
+}
+
 class HtmlModelWriter final : public ModelWriter {
  public:
   explicit HtmlModelWriter(std::vector<std::string> schemas) : schemas_(std::move(schemas)) {}
@@ -487,8 +498,12 @@ class HtmlModelWriter final : public ModelWriter {
   }
 
  private:
-  std::string schemaTitle(const OutlineSchema& schema) const {
+  static std::string schemaTitle(const OutlineSchema& schema) {
     return htmlText(schema.catalog) + " / " + htmlText(schema.path);
+  }
+  // The schema's title where a table's section refers to it.
+  static std::string shortSchemaTitle(const OutlineSchema& schema) {
+    return htmlText(referenceName(schema.catalog)) + " / " + htmlText(referenceName(schema.path));
   }
 
   void writeNavigation(Page& page) const {
@@ -597,7 +612,7 @@ class HtmlModelWriter final : public ModelWriter {
               "related tables.</p>\n";
     }
     page << "</section>\n";
-    const std::string title = schemaTitle(schema);
+    const std::string title = shortSchemaTitle(schema);
     for (const size_t t : schema.tables) {
       const DiagramTable& drawn = outline_.diagram.tables[t];
       writePlaceholder(page, "object", outline_.tables[t].anchor, drawn.table->getName(),
@@ -765,7 +780,7 @@ class HtmlModelWriter final : public ModelWriter {
     if (found != outline_.indexOf.end()) {
       page << objectIndex_[found->second];
     } else if (table != nullptr) {
-      page.string(table->getName());
+      page.string(referenceName(bytesOf(table->getName())));
     } else {
       page << "null";
     }
@@ -780,11 +795,11 @@ class HtmlModelWriter final : public ModelWriter {
       page << (first ? ",\"o\":[[" : ",[");
       first = false;
       page.string(key->getName()) << ",";
-      page.string(columnPairNames(*foreignKey, "\n")) << ",";
+      page.string(columnPairNames(*foreignKey, "\n", kReferenceCharacters)) << ",";
       if (referenced) {
         writeTableReference(page, referenced->getAssociatedClass());
         page << ",";
-        page.string(referenced->getName()) << "]";
+        page.string(referenceName(bytesOf(referenced->getName()))) << "]";
       } else {
         page << "null,\"\"]";
       }
@@ -797,8 +812,8 @@ class HtmlModelWriter final : public ModelWriter {
       page << (i ? ",[" : "[");
       writeTableReference(page, foreignKey->getAssociatedClass());
       page << ",";
-      page.string(foreignKey->getName()) << ",";
-      page.string(keyColumnNames(*foreignKey)) << "]";
+      page.string(referenceName(bytesOf(foreignKey->getName()))) << ",";
+      page.string(keyColumnNames(*foreignKey, kReferenceCharacters)) << "]";
     }
     page << "]";
   }

@@ -60,4 +60,19 @@ void appendWellFormed(std::string& out, std::string_view bytes, Ascii ascii) {
   }
 }
 
+// The first `limit` characters of UTF-8 `text`, and "…" when it is longer.
+// Characters are counted by their lead bytes, so a cut never splits one.
+inline std::string shortenedText(std::string text, size_t limit) {
+  if (text.size() <= limit) return text;  // never more characters than bytes
+  size_t characters = 0;
+  for (size_t i = 0; i < text.size(); ++i) {
+    if ((static_cast<unsigned char>(text[i]) & 0xC0) == 0x80) continue;
+    if (characters++ == limit) {
+      text.resize(i);
+      return text + "\xE2\x80\xA6";
+    }
+  }
+  return text;
+}
+
 }  // namespace pcd::writers

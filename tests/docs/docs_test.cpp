@@ -212,14 +212,28 @@ TEST_F(DocumentationFormats, MarkdownFolderRules) {
 }
 
 // Every link repeats its target's anchor: a long name's anchor is cut.
-TEST(DocumentationAnchors, StayShortForLongNames) {
+// A long name is shown whole where its object is described and shortened
+// where other objects refer to it, so the page stays near the catalog's
+// size; anchors stay short.
+TEST(DocumentationPage, ShowsLongNamesWholeOnlyWhereDescribed) {
   TemporaryFolder work;
-  const std::string name(100000, 'C'), sample = kSourceDir + "/examples/sample.pcd";
+  const std::string table(100000, 'C'), schema(100000, 'S'), key(100000, 'K');
+  const std::string sample = kSourceDir + "/examples/sample.pcd";
   writeFile(work.file("long.pcd"),
-            replacedIn(readFile(sample), {{"C9,CUSTOMERS", "C100000," + name}}));
+            replacedIn(readFile(sample), {{"C9,CUSTOMERS", "C100000," + table},
+                                          {"C4,SHOP", "C100000," + schema},
+                                          {"C12,PK_CUSTOMERS", "C100000," + key}}));
   writeFormat({"-f", "html", work.file("long.pcd")}, work.file("long.html"));
   const std::string page = readFile(work.file("long.html"));
-  EXPECT_NE(page.find(name), std::string::npos);  // the name itself is shown whole
+  for (const std::string* name : {&table, &schema, &key}) {
+    size_t whole = 0;
+    for (size_t at = page.find(*name); at != std::string::npos;
+         at = page.find(*name, at + name->size()))
+      ++whole;
+    EXPECT_GE(whole, 1u) << name->front();
+    EXPECT_LE(whole, 3u) << name->front();  // the navigation, the heading, the page's data
+  }
+  EXPECT_NE(page.find(schema.substr(0, 256) + "\xE2\x80\xA6"), std::string::npos);
   for (size_t at = page.find(" id=\""); at != std::string::npos; at = page.find(" id=\"", at + 1)) {
     EXPECT_LT(page.find('"', at + 5) - at, 300u) << page.substr(at, 80);
   }
