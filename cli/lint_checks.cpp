@@ -17,6 +17,8 @@
 #include "model/zel_type.h"
 #include "schema_walk.h"
 #include "sql/sql_dialect.h"
+#include "string_bytes.h"
+#include "utf8_sequence.h"
 
 namespace pcd::cli {
 
@@ -25,6 +27,23 @@ namespace {
 std::string nameOf(const ZELObject* object) {
   const ZELString& name = object->getName();
   return std::string(name.c_str(), name.length());
+}
+
+// A name where a finding is held: the model's bytes.
+std::string_view nameView(const ZELObject* object) {
+  return writers::bytesOf(object->getName());
+}
+
+// Characters a message shows of a name: the finding's line and object path
+// locate the object exactly, and a long name in every message that mentions
+// it would make the report many times the size of the catalog.
+constexpr size_t kShownCharacters = 256;
+
+std::string shownName(std::string_view name) {
+  return writers::shortenedText(std::string(name), kShownCharacters);
+}
+std::string shownName(const ZELObject* object) {
+  return shownName(nameView(object));
 }
 
 std::string lowerAscii(std::string_view text) {
@@ -37,8 +56,8 @@ std::string lowerAscii(std::string_view text) {
 
 struct SchemaInfo {
   const ZELPackage* schema;
-  std::vector<std::string> path;  // catalog, then the schema names
-  std::string shownPath;          // PARENT/CHILD
+  std::vector<std::string_view> path;  // catalog, then the schema names
+  std::string shownPath;               // PARENT/CHILD, as messages show it
 };
 
 struct TableInfo {
@@ -93,9 +112,8 @@ const ZELDerivedType* derivedType(const ZELAttribute* column) {
 std::string typeText(const ZELAttribute* column) {
   const ZELDerivedType* type = derivedType(column);
   if (type == nullptr) return "no type";
-  std::string text = type->NativeDataType.isEmpty()
-                         ? nameOf(type)
-                         : std::string(type->NativeDataType.c_str(), type->NativeDataType.length());
+  std::string text = shownName(
+      type->NativeDataType.isEmpty() ? nameView(type) : writers::bytesOf(type->NativeDataType));
   if (type->Length != 0) {
     text += "(" + std::to_string(type->Length);
     if (type->Scale != 0) text += "," + std::to_string(type->Scale);
@@ -127,7 +145,7 @@ bool isLargeObject(const ZELAttribute* column) {
 std::string columnList(const std::vector<const ZELAttribute*>& columns) {
   std::string text;
   for (const ZELAttribute* column : columns) {
-    text += (text.empty() ? "" : ", ") + (column == nullptr ? std::string("?") : nameOf(column));
+    text += (text.empty() ? "" : ", ") + (column == nullptr ? std::string("?") : shownName(column));
   }
   return "(" + text + ")";
 }
@@ -183,7 +201,7 @@ class Linter {
   long threshold(int rule) const { return config_.rules[static_cast<size_t>(rule)].threshold; }
 
   // Adds a finding unless the configuration leaves its object out.
-  void add(int rule, LintObjectKind kind, std::vector<std::string> path, size_t schemaNames,
+  void add(int rule, LintObjectKind kind, std::vector<std::string_view> path, size_t schemaNames,
            std::string message) {
     if (!on(rule)) return;
     const LintRuleSetting& setting = config_.rules[static_cast<size_t>(rule)];
@@ -207,31 +225,32 @@ class Linter {
   void addOnTable(int rule, const TableInfo& info, LintObjectKind kind, const ZELObject* member,
                   std::string message) {
     const SchemaInfo& schema = schemas_[info.schema];
-    std::vector<std::string> path = schema.path;
-    path.push_back(nameOf(info.table));
-    if (member != nullptr) path.push_back(nameOf(member));
+    std::vector<std::string_view> path = schema.path;
+    path.push_back(nameView(info.table));
+    if (member != nullptr) path.push_back(nameView(member));
     add(rule, kind, std::move(path), schema.path.size() - 1, std::move(message));
   }
 
   std::string tableName(const TableInfo& info) const {
-    return schemas_[info.schema].shownPath + "." + nameOf(info.table);
+    return schemas_[info.schema].shownPath + "." + shownName(info.table);
   }
 
   void collect() {
     writers::forEachSchema(model_, [&](const writers::SchemaPath& path, const ZELPackage& schema) {
-      SchemaInfo info{&schema, {nameOf(&path.catalog())}, path.text()};
-      for (const std::string_view name : path) info.path.emplace_back(name);
+      std::string text = path.text();
+      SchemaInfo info{&schema, {nameView(&path.catalog())}, shownName(text)};
+      for (const std::string_view name : path) info.path.push_back(name);
       schemas_.push_back(std::move(info));
-      collectObjects(schemas_.size() - 1);
+      collectObjects(schemas_.size() - 1, std::move(text));
     });
   }
 
-  void collectObjects(size_t schemaIndex) {
+  void collectObjects(size_t schemaIndex, std::string pathText) {
     const ZELPackage* package = schemas_[schemaIndex].schema;
     if (!package->isInstanceOf(ZEL_ET_DATA_PACKAGE)) return;
     SchemaCoverage coverage;
-    coverage.catalog = schemas_[schemaIndex].path.front();
-    coverage.schema = schemas_[schemaIndex].shownPath;
+    coverage.catalog = std::string(schemas_[schemaIndex].path.front());
+    coverage.schema = std::move(pathText);
     for (const ZELModelObject* object :
          static_cast<const ZELDataPackage*>(package)->modelObjects()) {
       const ZELElementType type = object->getElementType();
@@ -279,8 +298,8 @@ class Linter {
         }
         reported.push_back(column);
         addOnTable(rule::kNullableKeyColumn, info, LintObjectKind::kColumn, column,
-                   "column " + nameOf(column) + " of " + (primary ? "primary" : "alternate") +
-                       " key " + nameOf(key) + " of table " + tableName(info) + " may be null");
+                   "column " + shownName(column) + " of " + (primary ? "primary" : "alternate") +
+                       " key " + shownName(key) + " of table " + tableName(info) + " may be null");
       }
     }
     for (const ZELIndex* index : writers::catalogIndexes(table))
@@ -318,9 +337,9 @@ class Linter {
       }
       if (same != nullptr) {
         addOnTable(rule::kDuplicateIndex, info, LintObjectKind::kIndex, index.object,
-                   "index " + nameOf(index.object) + " " + columnList(index.columns) +
+                   "index " + shownName(index.object) + " " + columnList(index.columns) +
                        " of table " + tableName(info) + " duplicates " +
-                       (same->key ? "key " : "index ") + nameOf(same->object));
+                       (same->key ? "key " : "index ") + shownName(same->object));
         continue;
       }
       // A prefix of a longer index or key. A unique index keeps its own
@@ -332,9 +351,9 @@ class Linter {
           continue;
         }
         addOnTable(rule::kRedundantIndex, info, LintObjectKind::kIndex, index.object,
-                   "index " + nameOf(index.object) + " " + columnList(index.columns) +
+                   "index " + shownName(index.object) + " " + columnList(index.columns) +
                        " of table " + tableName(info) + " is the start of " +
-                       (covered[j].key ? "key " : "index ") + nameOf(covered[j].object) + " " +
+                       (covered[j].key ? "key " : "index ") + shownName(covered[j].object) + " " +
                        columnList(covered[j].columns));
         break;
       }
@@ -353,7 +372,7 @@ class Linter {
       if (key->getElementType() != ZEL_ET_FOREIGN_KEY) continue;
       const auto& foreignKey = static_cast<const ZELForeignKey&>(*key);
       const std::vector<const ZELAttribute*> columns = keyColumns(foreignKey);
-      const std::string what = "foreign key " + nameOf(key) + " of table " + tableName(info);
+      const std::string what = "foreign key " + shownName(key) + " of table " + tableName(info);
       if (!columns.empty() && std::none_of(indexed.begin(), indexed.end(), [&](const auto& index) {
             return startsWithSet(index, columns);
           })) {
@@ -381,8 +400,8 @@ class Linter {
         const ZELAttribute* to = pair->getSourceAttribute();
         if (from == nullptr || to == nullptr || sameType(from, to)) continue;
         addOnTable(rule::kForeignKeyTypeMismatch, info, LintObjectKind::kColumn, from,
-                   "column " + nameOf(from) + " (" + typeText(from) + ") of " + what +
-                       " references " + nameOf(to) + " (" + typeText(to) + ") of table " +
+                   "column " + shownName(from) + " (" + typeText(from) + ") of " + what +
+                       " references " + shownName(to) + " (" + typeText(to) + ") of table " +
                        (target != nullptr && tableIndex_.count(target) != 0
                             ? tableName(tables_[tableIndex_.at(target)])
                             : std::string("?")));
@@ -483,7 +502,7 @@ class Linter {
     std::reverse(path.begin(), path.end());
     std::string text = tableName(tables_[first]);
     for (size_t e : path) {
-      text += " -> " + tableName(tables_[edges_[e].to]) + " (" + nameOf(edges_[e].key) + ")";
+      text += " -> " + tableName(tables_[edges_[e].to]) + " (" + shownName(edges_[e].key) + ")";
     }
     std::string message = "foreign keys form a cycle: " + text;
     if (tables > path.size()) {
@@ -498,7 +517,7 @@ class Linter {
     const std::string table = "table " + tableName(info);
     if (columns.size() == 1) {
       addOnTable(rule::kSingleColumnTable, info, LintObjectKind::kTable, nullptr,
-                 table + " has only one column, " + nameOf(columns.front()));
+                 table + " has only one column, " + shownName(columns.front()));
     }
     if (static_cast<long>(columns.size()) > threshold(rule::kTooManyColumns)) {
       addOnTable(rule::kTooManyColumns, info, LintObjectKind::kTable, nullptr,
@@ -559,7 +578,7 @@ class Linter {
       if (!column->getDescription().isEmpty()) continue;
       addOnTable(
           rule::kColumnWithoutDescription, info, LintObjectKind::kColumn, column,
-          "column " + nameOf(column) + " of table " + tableName(info) + " has no description");
+          "column " + shownName(column) + " of table " + tableName(info) + " has no description");
     }
   }
 
@@ -574,9 +593,9 @@ class Linter {
 
   void checkProcedure(size_t schemaIndex, const ZELStoredProcedure& procedure) {
     const SchemaInfo& schema = schemas_[schemaIndex];
-    std::vector<std::string> path = schema.path;
-    path.push_back(nameOf(&procedure));
-    const std::string what = "procedure " + schema.shownPath + "." + nameOf(&procedure);
+    std::vector<std::string_view> path = schema.path;
+    path.push_back(nameView(&procedure));
+    const std::string what = "procedure " + schema.shownPath + "." + shownName(&procedure);
     if (procedure.getDescription().isEmpty()) {
       add(rule::kProcedureWithoutDescription, LintObjectKind::kProcedure, path,
           schema.path.size() - 1, what + " has no description");
@@ -683,7 +702,7 @@ class Linter {
                    MakePath makePath, MakeWhat makeWhat) {
     const auto [quoting, length] = nameProblems(kind, name);
     if (quoting.empty() && length.empty()) return;
-    const std::vector<std::string> path = makePath();
+    const std::vector<std::string_view> path = makePath();
     const std::string what = makeWhat();
     if (!quoting.empty()) {
       add(rule::kNameNeedsQuoting, kind, path, schemaNames,
@@ -700,9 +719,9 @@ class Linter {
     if (!on(rule::kNameNeedsQuoting) && !on(rule::kNameTooLong)) return;
     const SchemaInfo& schema = schemas_[info.schema];
     const auto makePath = [&] {
-      std::vector<std::string> path = schema.path;
-      path.push_back(nameOf(info.table));
-      if (member != nullptr) path.push_back(nameOf(member));
+      std::vector<std::string_view> path = schema.path;
+      path.push_back(nameView(info.table));
+      if (member != nullptr) path.push_back(nameView(member));
       return path;
     };
     checkNameAt(kind, nameOf(member != nullptr ? member : info.table), schema.path.size() - 1,
@@ -717,23 +736,23 @@ class Linter {
     for (const ZELAttribute* column : columns) {
       const std::string name = nameOf(column);
       checkName(info, LintObjectKind::kColumn, column,
-                [&] { return "column " + name + " of " + table; });
+                [&] { return "column " + shownName(name) + " of " + table; });
       if (!on(rule::kNamesDifferOnlyByCase)) continue;
       const auto [at, inserted] = byLower.emplace(lowerAscii(name), column);
       if (!inserted && nameOf(at->second) != name) {
         addOnTable(rule::kNamesDifferOnlyByCase, info, LintObjectKind::kColumn, column,
-                   "column " + name + " of " + table + " differs only in case from column " +
-                       nameOf(at->second));
+                   "column " + shownName(name) + " of " + table +
+                       " differs only in case from column " + shownName(at->second));
       }
     }
     if (view) return;
     for (const ZELKey* key : info.table->keys()) {
       checkName(info, LintObjectKind::kKey, key,
-                [&] { return "key " + nameOf(key) + " of table " + table; });
+                [&] { return "key " + shownName(key) + " of table " + table; });
     }
     for (const ZELIndex* index : writers::catalogIndexes(*info.table)) {
       checkName(info, LintObjectKind::kIndex, index,
-                [&] { return "index " + nameOf(index) + " of table " + table; });
+                [&] { return "index " + shownName(index) + " of table " + table; });
     }
   }
 
@@ -742,7 +761,7 @@ class Linter {
     // no name of the catalog's.
     if (schema.path.size() != 2 || schema.path.back() != "Default Schema") {
       checkNameAt(
-          LintObjectKind::kSchema, schema.path.back(), schema.path.size() - 1,
+          LintObjectKind::kSchema, std::string(schema.path.back()), schema.path.size() - 1,
           [&] { return schema.path; }, [&] { return "schema " + schema.shownPath; });
     }
     if (!on(rule::kNamesDifferOnlyByCase) || !schema.schema->isInstanceOf(ZEL_ET_DATA_PACKAGE)) {
@@ -760,7 +779,7 @@ class Linter {
       addOnTable(rule::kNamesDifferOnlyByCase, info,
                  type == ZEL_ET_CLASS ? LintObjectKind::kTable : LintObjectKind::kView, nullptr,
                  std::string(type == ZEL_ET_CLASS ? "table " : "view ") + tableName(info) +
-                     " differs only in case from " + nameOf(at->second));
+                     " differs only in case from " + shownName(at->second));
     }
   }
 
@@ -844,9 +863,9 @@ class Linter {
         }
         if (candidates != 1) continue;
         addOnTable(rule::kImpliedForeignKey, tables_[t], LintObjectKind::kColumn, column,
-                   "column " + nameOf(column) + " of table " + tableName(tables_[t]) +
+                   "column " + shownName(column) + " of table " + tableName(tables_[t]) +
                        " looks like a foreign key to " + tableName(tables_[found->table]) + " (" +
-                       nameOf(found->column) + ") but has none");
+                       shownName(found->column) + ") but has none");
       }
     }
   }

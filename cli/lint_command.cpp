@@ -152,7 +152,7 @@ LintedSource lintSource(const std::string& source, const SourceLoader& load,
                        });
     }
   }
-  leaveForTheEnd(loaded.model);
+  linted.model = std::move(loaded.model);
   return linted;
 }
 
@@ -201,6 +201,7 @@ int runLint(int argc, const char* const* argv,
                    source.error.c_str());
     }
   }
+  for (LintedSource& source : sources) leaveForTheEnd(source.model);
   if (totals.sourcesFailed > 0) return kExitTrouble;
   return fails(options.failOn, totals) ? kExitFindings : kExitClean;
 }

@@ -246,7 +246,7 @@ bool globMatch(std::string_view pattern, std::string_view text) {
   return globAt(pattern, text);
 }
 
-bool matchesPattern(std::string_view pattern, const std::vector<std::string>& path) {
+bool matchesPattern(std::string_view pattern, const std::vector<std::string_view>& path) {
   std::vector<std::string_view> parts;
   for (size_t start = 0;;) {
     const size_t dot = pattern.find('.', start);

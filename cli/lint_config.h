@@ -55,7 +55,7 @@ std::string lintConfigTemplate();
 // one after the other: "TMP_*" leaves out every schema, table, view,
 // procedure or column whose name starts with TMP_, "SHOP.*" everything in
 // schema SHOP, "ORDERS.NOTE" the column NOTE of ORDERS.
-bool matchesPattern(std::string_view pattern, const std::vector<std::string>& path);
+bool matchesPattern(std::string_view pattern, const std::vector<std::string_view>& path);
 bool globMatch(std::string_view pattern, std::string_view text);
 
 }  // namespace pcd::cli

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "lint_config.h"
@@ -22,8 +23,10 @@ struct LintFinding {
   LintObjectKind kind = LintObjectKind::kTable;
   // The catalog, the schemas (the innermost few when nested deeply), then
   // the table, view or procedure, then the column, key or index. A schema
-  // finding ends with its schema.
-  std::vector<std::string> path;
+  // finding ends with its schema. The names are the model's own bytes: the
+  // model outlives its findings, and a long name is held once however many
+  // findings name it.
+  std::vector<std::string_view> path;
   size_t schemaNames = 0;  // how many of `path` after the catalog are schemas
   long line = 0;           // in the extract; 0: not known
 };

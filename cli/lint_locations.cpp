@@ -49,8 +49,13 @@ struct Record {
   std::string name;
 };
 
-std::string joined(const std::string& a, const std::string& b) {
-  return a + '\x1f' + b;
+std::string joined(std::string_view a, std::string_view b) {
+  std::string text;
+  text.reserve(a.size() + 1 + b.size());
+  text.append(a);
+  text += '\x1f';
+  text.append(b);
+  return text;
 }
 
 }  // namespace
@@ -154,7 +159,7 @@ bool ExtractLines::read(const std::string& path, std::string& error) {
   records.index();
 
   // Catalogs by the DATABASE and REL_SYS records of their DB_AT.
-  std::unordered_map<long, std::string> catalogOf;  // DATABASE or REL_SYS id -> name
+  std::unordered_map<long, std::string_view, zel_hash::IdHash> catalogOf;  // -> its name
   for (const Record* at : records.of(kDbAt)) {
     const Record* database = records.find(at->from, kDatabase);
     if (database == nullptr) continue;
@@ -163,12 +168,12 @@ bool ExtractLines::read(const std::string& path, std::string& error) {
   }
   // Schemas: the owner of each by its SCHEM_AT, up to the catalog (a chain
   // of nested schemas walked once, remembered per schema).
-  std::unordered_map<long, long> ownerOf;  // SCHEMA id -> owner id
+  std::unordered_map<long, long, zel_hash::IdHash> ownerOf;  // SCHEMA id -> owner id
   for (const Record* at : records.of(kSchemAt)) ownerOf.emplace(at->from, at->to);
-  std::unordered_map<long, std::string> schemaCatalog;
-  const auto catalogOfSchema = [&](long schema) -> std::string {
+  std::unordered_map<long, std::string_view, zel_hash::IdHash> schemaCatalog;
+  const auto catalogOfSchema = [&](long schema) -> std::string_view {
     std::vector<long> chain;
-    std::string catalog;
+    std::string_view catalog;
     for (long at = schema;;) {
       const auto known = schemaCatalog.find(at);
       if (known != schemaCatalog.end()) {
@@ -188,27 +193,52 @@ bool ExtractLines::read(const std::string& path, std::string& error) {
     for (long id : chain) schemaCatalog[id] = catalog;
     return catalog;
   };
+  // Locations, once each: "catalog \x1f schema", and "catalog \x1f" for a
+  // database itself.
+  const auto location = [&](std::string_view catalog, std::string_view schema, long line) {
+    const auto [at, made] = locations_.emplace(joined(catalog, schema), 0);
+    if (made) {
+      at->second = static_cast<uint32_t>(locationLines_.size());
+      locationLines_.push_back(line);
+    } else if (locationLines_[at->second] == 0) {
+      locationLines_[at->second] = line;  // the first schema of the name stands
+    }
+    return at->second;
+  };
+  std::unordered_map<long, uint32_t, zel_hash::IdHash> locationOfRecord;
   for (const Record* schema : records.of(kSchema)) {
     if (ownerOf.count(schema->id) == 0) continue;
-    schemas_.emplace(joined(catalogOfSchema(schema->id), schema->name), schema->line);
+    locationOfRecord[schema->id] =
+        location(catalogOfSchema(schema->id), schema->name, schema->line);
   }
-  // Where an object is placed: "catalog \x1f schema" ("" for a database).
-  const auto placeOf = [&](long location) -> std::string {
-    const Record* record = records.find(location);
-    if (record == nullptr) return "";
-    if (record->kind == kSchema) return joined(catalogOfSchema(record->id), record->name);
+  // Where an object is placed; none for a location that is neither.
+  const auto placeOf = [&](long id) -> long {
+    const Record* record = records.find(id);
+    if (record == nullptr) return -1;
+    if (record->kind == kSchema) {
+      const auto known = locationOfRecord.find(id);
+      if (known != locationOfRecord.end()) return known->second;
+      return locationOfRecord[id] = location(catalogOfSchema(id), record->name, 0);
+    }
     const auto catalog = catalogOf.find(record->id);
-    return catalog == catalogOf.end() ? "" : joined(catalog->second, "");
+    if (catalog == catalogOf.end()) return -1;
+    const auto known = locationOfRecord.find(id);
+    if (known != locationOfRecord.end()) return known->second;
+    return locationOfRecord[id] = location(catalog->second, "", 0);
   };
   for (const Record* at : records.of(kTableAt)) {
     const Record* object = records.find(at->from);
     if (object == nullptr || (object->kind != kTable && object->kind != kView)) continue;
-    objects_[joined(placeOf(at->to), object->name)].push_back({object->line, object->id});
+    const long place = placeOf(at->to);
+    if (place < 0) continue;
+    objects_[{static_cast<uint32_t>(place), object->name}].push_back({object->line, object->id});
   }
   for (const Record* at : records.of(kObjAt)) {
     const Record* procedure = records.find(at->from, kDbProc);
     if (procedure == nullptr) continue;
-    procedures_[joined(placeOf(at->to), procedure->name)].push_back(
+    const long place = placeOf(at->to);
+    if (place < 0) continue;
+    procedures_[{static_cast<uint32_t>(place), procedure->name}].push_back(
         {procedure->line, procedure->id});
   }
   // Columns by table and name; keys and indexes by the table of their first
@@ -237,21 +267,28 @@ bool ExtractLines::read(const std::string& path, std::string& error) {
 ExtractLines::ExtractLines() = default;
 ExtractLines::~ExtractLines() = default;
 
+long ExtractLines::locationOf(std::string_view catalog, std::string_view schema) const {
+  const auto at = locations_.find(joined(catalog, schema));
+  return at == locations_.end() ? -1 : static_cast<long>(at->second);
+}
+
 long ExtractLines::lineOf(const LintFinding& finding) const {
-  const std::vector<std::string>& path = finding.path;
+  const std::vector<std::string_view>& path = finding.path;
   if (path.size() < 2 || finding.schemaNames + 1 > path.size()) return 0;
-  const std::string& catalog = path.front();
-  const std::string& schema = path[finding.schemaNames];
+  const std::string_view catalog = path.front();
+  const std::string_view schema = path[finding.schemaNames];
+  const long inSchema = locationOf(catalog, schema);
   if (finding.kind == LintObjectKind::kSchema) {
-    const auto at = schemas_.find(joined(catalog, schema));
-    return at == schemas_.end() ? 0 : at->second;
+    return inSchema < 0 ? 0 : locationLines_[static_cast<size_t>(inSchema)];
   }
   if (path.size() < finding.schemaNames + 2) return 0;
-  const std::string& name = path[finding.schemaNames + 1];
+  const std::string_view name = path[finding.schemaNames + 1];
   const auto& places = finding.kind == LintObjectKind::kProcedure ? procedures_ : objects_;
-  const auto placeOf = [&](const std::string& object, size_t ordinal) -> const Place* {
-    for (const std::string& where : {joined(catalog, schema), joined(catalog, "")}) {
-      const auto at = places.find(joined(where, object));
+  const long inDatabase = locationOf(catalog, "");
+  const auto placeOf = [&](std::string_view object, size_t ordinal) -> const Place* {
+    for (const long where : {inSchema, inDatabase}) {
+      if (where < 0) continue;
+      const auto at = places.find({static_cast<uint32_t>(where), object});
       if (at != places.end()) return ordinal < at->second.size() ? &at->second[ordinal] : nullptr;
     }
     return nullptr;
@@ -263,7 +300,7 @@ long ExtractLines::lineOf(const LintFinding& finding) const {
       underscore + 1 < name.size() && underscore + 7 > name.size() &&
       name.find_first_not_of("0123456789", underscore + 1) == std::string::npos) {
     place = placeOf(name.substr(0, underscore),
-                    static_cast<size_t>(std::stol(name.substr(underscore + 1))));
+                    static_cast<size_t>(std::stol(std::string(name.substr(underscore + 1)))));
   }
   if (place == nullptr) return 0;
   if (path.size() > finding.schemaNames + 2) {

@@ -10,6 +10,7 @@
 // builds them, so the first placement of a name is the one the model holds.
 #pragma once
 
+#include <cstdint>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -17,6 +18,7 @@
 #include <vector>
 
 #include "lint_findings.h"
+#include "zel_keyed_hash.h"
 
 namespace pcd::cli {
 
@@ -41,18 +43,34 @@ class ExtractLines {
     long line = 0;
     long id = 0;  // of the TABLE, VIEW or DBPROC record
   };
-  // catalog \x1f schema \x1f name; schema "" for objects placed in a
-  // database itself.
+  // A name in one location: a schema, or a database itself. Names are the
+  // records' own bytes, so a long schema name is held once, not per object.
+  struct Named {
+    uint32_t location;  // index into locationLines_
+    std::string_view name;
+    bool operator==(const Named& other) const {
+      return location == other.location && name == other.name;
+    }
+  };
+  struct NamedHash {
+    size_t operator()(const Named& key) const noexcept {
+      return static_cast<size_t>(
+          zel_hash::hashWords(key.location, zel_hash::hashBytes(key.name.data(), key.name.size())));
+    }
+  };
+  // The location of "catalog \x1f schema" (schema "" for a database itself).
+  long locationOf(std::string_view catalog, std::string_view schema) const;
+  std::unordered_map<std::string, uint32_t, zel_hash::TextHash> locations_;
+  std::vector<long> locationLines_;  // a schema's line; 0 for a database
   // Every placement of a name, in the order the import makes them.
-  std::unordered_map<std::string, std::vector<Place>> objects_;  // tables and views
-  std::unordered_map<std::string, std::vector<Place>> procedures_;
-  std::unordered_map<std::string, long> schemas_;  // catalog \x1f schema -> line
+  std::unordered_map<Named, std::vector<Place>, NamedHash> objects_;  // tables and views
+  std::unordered_map<Named, std::vector<Place>, NamedHash> procedures_;
   struct Member {
     std::string_view name;  // into the records
     long line;
   };
   std::unique_ptr<ExtractRecords> records_;
-  std::unordered_map<long, std::vector<Member>> members_;  // by TABLE or VIEW id
+  std::unordered_map<long, std::vector<Member>, zel_hash::IdHash> members_;  // by TABLE or VIEW id
 };
 
 }  // namespace pcd::cli

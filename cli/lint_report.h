@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstdio>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -12,9 +13,10 @@ namespace pcd::cli {
 
 // One SOURCE as linted.
 struct LintedSource {
-  std::string source;  // as the user named it
-  std::string error;   // why it could not be linted; "" when it was
-  LintResult result;   // findings ordered by line where lines are known
+  std::string source;               // as the user named it
+  std::unique_ptr<ZELModel> model;  // what the findings' paths point into
+  std::string error;                // why it could not be linted; "" when it was
+  LintResult result;                // findings ordered by line where lines are known
 };
 
 struct LintTotals {

@@ -81,7 +81,7 @@ bool writeLintJson(std::FILE* out, const std::vector<LintedSource>& sources) {
       json.string(objectKindName(finding.kind));
       json.key("object");
       json.beginArray();
-      for (const std::string& name : finding.path) json.string(name);
+      for (const std::string_view name : finding.path) json.string(name);
       json.endArray();
       json.key("message");
       json.string(finding.message);

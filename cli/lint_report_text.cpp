@@ -29,7 +29,10 @@ LintTotals countFindings(const std::vector<LintedSource>& sources) {
 
 std::string qualifiedName(const LintFinding& finding) {
   std::string name;
-  for (const std::string& part : finding.path) name += (name.empty() ? "" : ".") + part;
+  for (const std::string_view part : finding.path) {
+    if (!name.empty()) name += '.';
+    name += part;
+  }
   return name;
 }
 

@@ -259,6 +259,17 @@ TEST(LintLocations, JsonFindingsCarryTheirLine) {
   }
   EXPECT_EQ(lintFindings(pcd).line("foreign-key-without-index", "DB.S.CHILD.FK_CHILD_PARENT"),
             keyLine);
+
+  // A long name: the finding's object holds it whole and finds its line;
+  // the message shows its first 256 characters.
+  const std::string longName(100000, 'L');
+  pcd.tableIn(900, longName, 4);
+  addColumn(pcd, 900, 910, "A", 1);
+  const Findings findings = lintFindings(pcd);
+  EXPECT_EQ(findings.line("table-without-primary-key", "DB.S." + longName),
+            static_cast<long>(pcd.lines().size()) - 3);
+  EXPECT_EQ(findings.message("table-without-primary-key", "DB.S." + longName),
+            "table S." + longName.substr(0, 256) + "\xE2\x80\xA6 has no primary key");
 }
 
 }  // namespace
