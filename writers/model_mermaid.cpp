@@ -10,8 +10,9 @@ namespace pcd::writers {
 
 // How names reach Mermaid:
 // - An entity is written by its own name when that is a plain identifier
-//   (ASCII letters, digits, "_", not starting with a digit), no keyword of
-//   the diagram, and not taken by an earlier entity. Any other entity gets
+//   (ASCII letters, digits, "_", not starting with a digit) of at most 256
+//   bytes (every relation repeats it), no keyword of the diagram, and not
+//   taken by an earlier entity. Any other entity gets
 //   the id "e-N" (N its position in the diagram; no plain name has a "-")
 //   and its name as the alias label: e-7["order lines"].
 // - A column name that Mermaid's attribute token cannot take is written in
@@ -22,6 +23,8 @@ namespace pcd::writers {
 //   become "_".
 
 namespace {
+
+constexpr size_t kMaxIdBytes = 256;
 
 bool isKeyword(const std::string& name) {
   static const std::unordered_set<std::string> keywords = {
@@ -122,7 +125,8 @@ std::string diagramAsMermaid(const Diagram& diagram) {
     const DiagramTable& table = diagram.tables[t];
     const std::string name(bytesOf(table.table->getName()));
     std::string head;
-    if (isPlainIdentifier(name) && !isKeyword(name) && taken.insert(name).second) {
+    if (name.size() <= kMaxIdBytes && isPlainIdentifier(name) && !isKeyword(name) &&
+        taken.insert(name).second) {
       ids[t] = head = name;
     } else {
       ids[t] = "e-" + std::to_string(t + 1);
