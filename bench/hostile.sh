@@ -60,6 +60,14 @@ rows=(
   "chosen-ids 4000 check|check FILE"
   "long-names 20 diff|diff FILE FILE"
   "long-names 20 html|-q -f html FILE"
+  "long-names 20 json|-q FILE"
+  "long-names 20 sql-postgresql|-q -f sql FILE"
+  "long-names 20 dbml|-q -f dbml FILE"
+  "long-names 20 mermaid|-q -f mermaid FILE"
+  "long-names 20 svg|-q -f svg FILE"
+  "long-names 20 markdown|-q -f markdown -o OUT FILE"
+  "long-names 20 lint|lint FILE"
+  "long-names 20 check|check FILE"
 )
 printf '%-34s %7s %8s %7s | %7s %8s %7s | %6s\n' row N s MB 10N s MB growth
 for entry in "${rows[@]}"; do
