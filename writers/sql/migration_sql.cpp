@@ -3,6 +3,7 @@
 #include <map>
 #include <set>
 
+#include "catalog_view.h"
 #include "model/zel_model.h"
 #include "sql_names.h"
 #include "sql_text.h"
@@ -69,18 +70,23 @@ class MigrationWriter {
 
   std::string write() {
     findRebuilds();
+    findRefits();
     std::string body;
-    bool rebuildsWritten = false;
+    bool rebuildsWritten = false, refitsDropped = false, refitsMade = false;
     for (const MigrationStep& step : plan_.steps) {
+      if (!refitsDropped && step.kind >= Kind::kDropKey) body += dropRefits(refitsDropped);
       if (!rebuildsWritten && step.kind >= Kind::kAddColumn) {
         body += rebuilds();
         rebuildsWritten = true;
       }
+      if (!refitsMade && step.kind >= Kind::kAddForeignKey) body += makeRefits(refitsMade);
       const ZELClass* table = newTableOf(step);
       if (table != nullptr && rebuilt_.count(table) && rebuildCovers(step.kind)) continue;
       guarded(body, step.losesData, what(step), statement(step));
     }
+    if (!refitsDropped) body += dropRefits(refitsDropped);
     if (!rebuildsWritten) body += rebuilds();
+    if (!refitsMade) body += makeRefits(refitsMade);
     std::string script = header();
     if (body.empty()) return script + "-- The catalogs are equal: nothing to change.\n";
     return script + dialect_.migrationStart() + body + dialect_.migrationEnd();
@@ -95,6 +101,65 @@ class MigrationWriter {
     const auto kept = keptOf_.find(tableOf(step.before));
     return kept != keptOf_.end() ? kept->second : nullptr;
   }
+
+  // Indexes that stay but whose fitted name differs between the two models
+  // (a name taken by an earlier object gets _2, and the earlier objects
+  // changed): made again under the new name, so that the database holds the
+  // names the new script gives. All are dropped before any is made: in a
+  // dialect whose index names share one namespace, a new name may be an old
+  // one of another index.
+  void findRefits() {
+    std::set<const ZELObject*> planned;
+    for (const MigrationStep& step : plan_.steps) {
+      if (step.kind == Kind::kDropIndex) planned.insert(step.before);
+    }
+    for (const auto& [now, was] : plan_.keptTables) {
+      const auto indexesOf = [](const ZELClass& table) {
+        std::map<std::string, const ZELObject*> indexes;
+        for (const ZELIndex* index : catalogIndexes(table)) indexes[text(index->getName())] = index;
+        for (const ZELKey* key : table.keys()) {
+          if (key->isInstanceOf(ZEL_ET_FOREIGN_KEY) || !key->isInstanceOf(ZEL_ET_CANDIDATE_KEY))
+            continue;
+          const auto* candidate = static_cast<const ZELCandidateKey*>(key);
+          if (!candidate->uniqueKey && table.getPrimaryKey() != candidate)
+            indexes[text(key->getName())] = key;
+        }
+        return indexes;
+      };
+      const auto newIndexes = indexesOf(*static_cast<const ZELClass*>(now));
+      for (const auto& [name, index] : indexesOf(*static_cast<const ZELClass*>(was))) {
+        const auto found = newIndexes.find(name);
+        if (found == newIndexes.end() || planned.count(index) || !old_.isWritten(*index) ||
+            !new_.isWritten(*found->second) || old_.name(index) == new_.name(found->second)) {
+          continue;
+        }
+        refits_.emplace_back(index, found->second);
+      }
+    }
+  }
+
+  std::string dropRefits(bool& done) {
+    done = true;
+    std::string text;
+    for (const auto& [was, now] : refits_) {
+      const ZELClass* table = tableOf(was);
+      text +=
+          dialect_.dropIndex(old_.tableRef(table), old_.qualified(table, was), old_.quoted(was));
+    }
+    return text;
+  }
+
+  std::string makeRefits(bool& done) {
+    done = true;
+    std::string text;
+    for (const auto& [was, now] : refits_) {
+      const ZELClass* table = tableOf(now);
+      if (!rebuilt_.count(table)) text += new_.indexStatement(*table, *now);
+    }
+    return text;
+  }
+
+  static std::string text(const ZELString& value) { return {value.c_str(), value.length()}; }
 
   // Where ALTER TABLE cannot make a change, the table is rebuilt; a
   // rebuild that carries a change that may lose data may lose data.
@@ -377,6 +442,7 @@ class MigrationWriter {
   std::vector<const ZELClass*> order_;  // rebuilt tables in plan order
   std::map<const ZELClass*, std::string> rebuildLosses_;
   std::map<const ZELAttribute*, std::string> renamedColumns_;  // old column -> new quoted name
+  std::vector<std::pair<const ZELObject*, const ZELObject*>> refits_;  // (old, new) index
   std::vector<std::string> leftOut_;
   long statements_ = 0;
   long losing_ = 0;
