@@ -82,13 +82,16 @@ class MigrationWriter {
       if (!refitsMade && step.kind >= Kind::kAddForeignKey) body += makeRefits(refitsMade);
       const ZELClass* table = newTableOf(step);
       if (table != nullptr && rebuilt_.count(table) && rebuildCovers(step.kind)) continue;
-      guarded(body, step.losesData, what(step), statement(step));
+      guarded(body, lossOf(step), what(step), statement(step));
     }
     if (!refitsDropped) body += dropRefits(refitsDropped);
     if (!rebuildsWritten) body += rebuilds();
     if (!refitsMade) body += makeRefits(refitsMade);
     std::string script = header();
-    if (body.empty()) return script + "-- The catalogs are equal: nothing to change.\n";
+    if (body.empty()) {
+      return script + (leftOut_.empty() ? "-- The catalogs are equal: nothing to change.\n"
+                                        : "-- Nothing to change but what --safe leaves out.\n");
+    }
     return script + dialect_.migrationStart() + body + dialect_.migrationEnd();
   }
 
@@ -178,9 +181,9 @@ class MigrationWriter {
     }
     for (const MigrationStep& step : plan_.steps) {
       const ZELClass* table = newTableOf(step);
-      if (table == nullptr || !rebuilt_.count(table) || step.losesData.empty()) continue;
+      if (table == nullptr || !rebuilt_.count(table) || lossOf(step).empty()) continue;
       std::string& reasons = rebuildLosses_[table];
-      reasons += (reasons.empty() ? "" : "; ") + what(step) + ": " + step.losesData;
+      reasons += (reasons.empty() ? "" : "; ") + what(step) + ": " + lossOf(step);
     }
   }
 
@@ -242,6 +245,13 @@ class MigrationWriter {
            "-- END MAY LOSE DATA\n";
     ++statements_;
     ++losing_;
+  }
+
+  // What the step may lose; a type the dialect writes as before loses
+  // nothing.
+  std::string lossOf(const MigrationStep& step) {
+    if (step.kind == Kind::kAlterColumn && !typeChanges(step)) return "";
+    return step.losesData;
   }
 
   bool typeChanges(const MigrationStep& step) {
