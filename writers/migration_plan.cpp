@@ -194,7 +194,7 @@ class Planner {
     // A kept foreign key is made again where what it depends on changes.
     for (const auto& [after, before] : kept_) {
       for (const ZELForeignKey* key : foreignKeys(*after)) {
-        const ZELForeignKey* old = oldForeignKey(*before, *key);
+        const ZELForeignKey* old = foreignKeyNamed(*before, *key);
         if (old == nullptr) {
           add(Kind::kAddForeignKey, nullptr, key);
         } else if (foreignKeyText(*old, true) != foreignKeyText(*key, false) ||
@@ -204,7 +204,7 @@ class Planner {
         }
       }
       for (const ZELForeignKey* key : foreignKeys(*before)) {
-        if (newForeignKey(*after, *key) == nullptr) add(Kind::kDropForeignKey, key, nullptr);
+        if (foreignKeyNamed(*after, *key) == nullptr) add(Kind::kDropForeignKey, key, nullptr);
       }
     }
     for (const ZELClass* table : dropped_) {
@@ -464,14 +464,12 @@ class Planner {
     return false;
   }
 
-  const ZELForeignKey* oldForeignKey(const ZELClass& before, const ZELForeignKey& key) const {
-    for (const ZELForeignKey* old : foreignKeys(before)) {
-      if (text(old->getName()) == text(key.getName())) return old;
+  // The foreign key of `table` named as `key`, or nullptr.
+  static const ZELForeignKey* foreignKeyNamed(const ZELClass& table, const ZELForeignKey& key) {
+    for (const ZELForeignKey* other : foreignKeys(table)) {
+      if (text(other->getName()) == text(key.getName())) return other;
     }
     return nullptr;
-  }
-  const ZELForeignKey* newForeignKey(const ZELClass& after, const ZELForeignKey& key) const {
-    return oldForeignKey(after, key);
   }
 
   Catalog old_, new_;

@@ -1,5 +1,6 @@
 #include "migration_sql.h"
 
+#include <algorithm>
 #include <map>
 #include <set>
 
@@ -421,13 +422,11 @@ class MigrationWriter {
     line("Dialect: " + std::string(dialect_.name()));
     line(std::to_string(statements_) + " changes; " + std::to_string(losing_) +
          " may lose data, each between MAY LOSE DATA and END MAY LOSE DATA comments.");
-    for (const std::string_view limits : {dialect_.migrationLimits()}) {
-      size_t at = 0;
-      while (at <= limits.size()) {
-        const size_t end = std::min(limits.find('\n', at), limits.size());
-        line(std::string(limits.substr(at, end - at)));
-        at = end + 1;
-      }
+    const std::string_view limits = dialect_.migrationLimits();
+    for (size_t at = 0; at <= limits.size();) {
+      const size_t end = std::min(limits.find('\n', at), limits.size());
+      line(std::string(limits.substr(at, end - at)));
+      at = end + 1;
     }
     line("Not carried: view definitions and procedure bodies; what the sql format lists.");
     for (const std::string& note : plan_.notes) line("Note: " + note);
