@@ -10,11 +10,14 @@
 #include "import_run.h"
 #include "input_file.h"
 #include "json_writer.h"
+#include "migration_plan.h"
 #include "model/zel_model.h"
 #include "model_diff.h"
 #include "plugin_loader.h"
 #include "program_log.h"
 #include "snapshot.h"
+#include "sql/migration_sql.h"
+#include "sql/sql_dialect.h"
 #include "subcommand_arguments.h"
 #include "text_encoding.h"
 #include "zel_log.h"
@@ -27,30 +30,42 @@ constexpr int kExitEqual = 0;
 constexpr int kExitDifferent = 1;
 constexpr int kExitTrouble = 2;
 
-const char kDiffUsage[] =
-    "Usage: pcd-import diff [--format text|json] [--input-encoding NAME] [--plugin PATH]\n"
-    "                       [--ignore-catalog-names] [--ignore WHAT]... OLD NEW\n"
-    "Imports both sides and lists what changed between their models, grouped by\n"
-    "table: catalogs, schemas, tables, views, columns, keys, foreign keys, indexes,\n"
-    "procedures and arguments, matched by name (not by the files' ids).\n"
-    "OLD and NEW are PCD files (either may be - for standard input) or database URLs\n"
-    "(postgresql://, mysql://, mariadb://, sqlite:), read as 'pcd-import snapshot'\n"
-    "reads them: 'diff extract.pcd postgresql:///prod' shows how a database drifted.\n"
-    "  --ignore-catalog-names  match schemas by name whichever catalog holds them\n"
-    "                        (a database named differently, or catalogs that an\n"
-    "                        engine holds as one database); catalogs show as '*'\n"
-    "  --ignore WHAT         leave aside what a move between engines changes:\n"
-    "                        types (column and argument types, lengths, scales),\n"
-    "                        descriptions, index-names (indexes matched by their\n"
-    "                        columns), key-names (keys and foreign keys matched by\n"
-    "                        their columns), schemas (tables matched by name whichever\n"
-    "                        schema holds them, as for SQLite's one schema), server\n"
-    "                        (the catalogs' server type); repeatable\n"
-    "Exit status: 0 equal, 1 different, 2 error.\n";
+// The usage text; the dialects come from their one list.
+std::string diffUsage() {
+  return std::string(
+             "Usage: pcd-import diff [--format text|json|sql] [--dialect NAME] [--safe]\n"
+             "                       [--input-encoding NAME] [--plugin PATH]\n"
+             "                       [--ignore-catalog-names] [--ignore WHAT]... OLD NEW\n"
+             "Imports both sides and lists what changed between their models, grouped by\n"
+             "table: catalogs, schemas, tables, views, columns, keys, foreign keys, indexes,\n"
+             "procedures and arguments, matched by name (not by the files' ids).\n"
+             "OLD and NEW are PCD files (either may be - for standard input) or database URLs\n"
+             "(postgresql://, mysql://, mariadb://, sqlite:), read as 'pcd-import snapshot'\n"
+             "reads them: 'diff extract.pcd postgresql:///prod' shows how a database drifted.\n"
+             "  --ignore-catalog-names  match schemas by name whichever catalog holds them\n"
+             "                        (a database named differently, or catalogs that an\n"
+             "                        engine holds as one database); catalogs show as '*'\n"
+             "  --ignore WHAT         leave aside what a move between engines changes:\n"
+             "                        types (column and argument types, lengths, scales),\n"
+             "                        descriptions, index-names (indexes matched by their\n"
+             "                        columns), key-names (keys and foreign keys matched by\n"
+             "                        their columns), schemas (tables matched by name whichever\n"
+             "                        schema holds them, as for SQLite's one schema), server\n"
+             "                        (the catalogs' server type); repeatable\n"
+             "  --format sql          a migration script that turns OLD's catalog into NEW's\n"
+             "  --dialect NAME        its SQL dialect: ") +
+         writers::sqlDialectNameList() + " (the first is the default)\n" +
+         std::string(
+             "  --safe                leave out the script's statements that may lose data\n"
+             "Exit status: 0 equal, 1 different, 2 error.\n");
+}
 
 struct DiffOptions {
   std::vector<std::string> files;
   bool json = false;
+  const writers::SqlDialect* sql = nullptr;  // --format sql: the dialect
+  std::string dialect;
+  bool safe = false;
   CompareOptions compare;
   std::string inputEncoding;
   std::string pluginPath;
@@ -69,12 +84,21 @@ int parse(int argc, const char* const* argv, DiffOptions& options) {
     if (arguments.isOperand()) {
       options.files.push_back(argument);
     } else if (argument == "-h" || argument == "--help") {
-      std::fputs(kDiffUsage, stdout);
+      std::fputs(diffUsage().c_str(), stdout);
       return std::fflush(stdout) == 0 ? kExitEqual : kExitTrouble;
     } else if (arguments.takeValue("--format", text) || arguments.takeValue("-f", text)) {
-      if (text != "text" && text != "json")
-        return trouble("unknown format '" + text + "'; use text or json");
+      if (text != "text" && text != "json" && text != "sql")
+        return trouble("unknown format '" + text + "'; use text, json or sql");
       options.json = text == "json";
+      options.sql = text == "sql" ? writers::sqlDialects().front() : nullptr;
+    } else if (arguments.takeValue("--dialect", text)) {
+      if (writers::findSqlDialect(text) == nullptr) {
+        return trouble("unknown dialect '" + text +
+                       "'; use one of: " + writers::sqlDialectNameList());
+      }
+      options.dialect = text;
+    } else if (argument == "--safe") {
+      options.safe = true;
     } else if (arguments.takeValue("--input-encoding", text)) {
       if (!isKnownEncoding(text)) return trouble("unknown input encoding '" + text + "'");
       options.inputEncoding = text;
@@ -106,6 +130,10 @@ int parse(int argc, const char* const* argv, DiffOptions& options) {
     }
   }
   if (options.files.size() != 2) return trouble("give two PCD files or database URLs, OLD and NEW");
+  if (options.sql == nullptr && (!options.dialect.empty() || options.safe))
+    return trouble("--dialect and --safe go with --format sql");
+  if (options.sql != nullptr && !options.dialect.empty())
+    options.sql = writers::findSqlDialect(options.dialect);
   return -1;
 }
 
@@ -248,7 +276,15 @@ int runDiffCommand(int argc, const char* const* argv) {
     }
   }
   const std::vector<ModelChange> changes = diffModels(before, after, options.compare);
-  if (options.json) {
+  if (options.sql != nullptr) {
+    writers::MigrationScriptOptions script{PCD_IMPORT_VERSION, options.files[0], options.files[1],
+                                           options.safe};
+    std::string text;
+    const std::string failure = writers::writeMigrationScript(
+        before, after, writers::planMigration(before, after), *options.sql, script, text);
+    if (!failure.empty()) return trouble(failure);
+    std::fwrite(text.data(), 1, text.size(), stdout);
+  } else if (options.json) {
     if (!printJson(changes)) return trouble("cannot write to standard output");
   } else {
     printText(changes);

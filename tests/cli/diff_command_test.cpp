@@ -76,6 +76,67 @@ TEST(DiffCommand, ListsExactlyTheChangesWhateverTheIds) {
             std::string::npos)
       << result.out;
 
+  // As a migration: what depends on a key is dropped before and made after
+  // its columns change; what may lose data is marked, or left out by --safe.
+  result = runProgram({{"diff", "--format", "sql", "old.pcd", "new.pcd"}, folder.path(), {}});
+  EXPECT_EQ(result.exitCode, 1) << result.err;
+  // The script less its header's comments.
+  const auto statements = [](const std::string& script) {
+    std::string kept;
+    std::istringstream lines(script);
+    for (std::string line; std::getline(lines, line);) {
+      if (line.rfind("-- ", 0) != 0 || line.rfind("-- MAY LOSE", 0) == 0 ||
+          line.rfind("-- END MAY", 0) == 0) {
+        kept += line + "\n";
+      }
+    }
+    return kept;
+  };
+  EXPECT_EQ(
+      statements(result.out),
+      "SET client_encoding = 'UTF8';\n"
+      "BEGIN;\n"
+      "ALTER TABLE \"SHOP\".\"CUSTOMERS\" DROP CONSTRAINT \"AK_CUSTOMERS_NAME\";\n"
+      "-- MAY LOSE DATA: column \"TOTAL\" of \"BILLING\".\"INVOICES\" dropped: column dropped "
+      "with its values\n"
+      "ALTER TABLE \"BILLING\".\"INVOICES\" DROP COLUMN \"TOTAL\";\n"
+      "-- END MAY LOSE DATA\n"
+      "ALTER TABLE \"SHOP\".\"CUSTOMERS\" ADD COLUMN \"EMAIL\" varchar(120);\n"
+      "ALTER TABLE \"SHOP\".\"CUSTOMERS\" ALTER COLUMN \"NAME\" TYPE varchar(80) USING "
+      "\"NAME\"::varchar(80);\n"
+      "-- MAY LOSE DATA: column \"CITY\" of \"SHOP\".\"CUSTOMERS\": NOT NULL on a column that "
+      "may hold nulls\n"
+      "ALTER TABLE \"SHOP\".\"CUSTOMERS\" ALTER COLUMN \"CITY\" SET NOT NULL;\n"
+      "-- END MAY LOSE DATA\n"
+      "ALTER TABLE \"SHOP\".\"CUSTOMERS\" ADD CONSTRAINT \"AK_CUSTOMERS_NAME\" UNIQUE "
+      "(\"NAME\", \"CITY\");\n"
+      "COMMIT;\n");
+  result =
+      runProgram({{"diff", "--format", "sql", "--dialect", "mysql", "--safe", "old.pcd", "new.pcd"},
+                  folder.path(),
+                  {}});
+  EXPECT_EQ(result.exitCode, 1);
+  EXPECT_EQ(result.out.find("DROP COLUMN"), std::string::npos) << result.out;
+  EXPECT_EQ(result.out.find("NOT NULL COMMENT 'City"), std::string::npos) << result.out;
+  EXPECT_NE(result.out.find("-- Left out (--safe), as they may lose data: 2\n"), std::string::npos);
+  // Equal catalogs, whatever the ids: no statement.
+  result =
+      runProgram({{"diff", "--format", "sql", "--dialect", "sqlite", "old.pcd", "renumbered.pcd"},
+                  folder.path(),
+                  {}});
+  EXPECT_EQ(result.exitCode, 0);
+  EXPECT_NE(result.out.find("\n-- The catalogs are equal: nothing to change.\n"),
+            std::string::npos);
+  EXPECT_EQ(statements(result.out), "");
+  EXPECT_EQ(runProgram({{"diff", "--dialect", "mysql", "old.pcd", "new.pcd"}, folder.path(), {}})
+                .exitCode,
+            2);
+  EXPECT_EQ(
+      runProgram(
+          {{"diff", "-f", "sql", "--dialect", "db2", "old.pcd", "new.pcd"}, folder.path(), {}})
+          .exitCode,
+      2);
+
   EXPECT_EQ(runProgram({{"diff", "old.pcd"}, folder.path(), {}}).exitCode, 2);
   result = runProgram({{"diff", "old.pcd", "missing.pcd"}, folder.path(), {}});
   EXPECT_EQ(result.exitCode, 2);

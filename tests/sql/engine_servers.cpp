@@ -3,8 +3,8 @@
 #include <fcntl.h>
 #include <pwd.h>
 #include <signal.h>
-#include <sys/stat.h>
 #include <sqlite3.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -14,8 +14,8 @@
 #include <filesystem>
 #include <fstream>
 #include <functional>
-#include <stdexcept>
 #include <sstream>
+#include <stdexcept>
 #include <thread>
 
 namespace fs = std::filesystem;
@@ -247,20 +247,23 @@ PostgresServer::~PostgresServer() {
 }
 
 std::vector<std::string> PostgresServer::psql(const std::string& database) const {
-  return {"psql", "-X", "-q", "-v", "ON_ERROR_STOP=1", "-h", folder_.path(), "-U", "pcd",
-          "-d", database};
+  return {"psql",         "-X", "-q",  "-v", "ON_ERROR_STOP=1", "-h",
+          folder_.path(), "-U", "pcd", "-d", database};
 }
 
-std::string PostgresServer::loadScript(const std::string& database,
-                                       const std::string& scriptFile) {
+std::string PostgresServer::loadScript(const std::string& database, const std::string& scriptFile) {
   std::vector<std::string> create = psql("postgres");
-  create.insert(create.end(), {"-c", "CREATE DATABASE \"" + database +
-                                         "\" TEMPLATE template0 ENCODING 'UTF8'"});
+  create.insert(create.end(),
+                {"-c", "CREATE DATABASE \"" + database + "\" TEMPLATE template0 ENCODING 'UTF8'"});
   CommandResult result = runCommand(create);
   if (result.exitCode != 0) return "cannot create database: " + result.err;
+  return runScript(database, scriptFile);
+}
+
+std::string PostgresServer::runScript(const std::string& database, const std::string& scriptFile) {
   std::vector<std::string> load = psql(database);
   load.insert(load.end(), {"-f", scriptFile});
-  result = runCommand(load);
+  const CommandResult result = runCommand(load);
   if (result.exitCode != 0 && result.err.empty()) return "psql failed";
   return result.err;  // notices too: a name the server cut would show here
 }
@@ -280,32 +283,33 @@ MariaDbServer::MariaDbServer() {
   const std::string data = folder_.path() + "/my";
   // mariadbd changes to the folder's user itself, so its process id is
   // the server's.
-  const std::vector<std::string> asUser =
-      folder_.asServerUser().empty() ? std::vector<std::string>{}
-                                     : std::vector<std::string>{"--user=nobody"};
+  const std::vector<std::string> asUser = folder_.asServerUser().empty()
+                                              ? std::vector<std::string>{}
+                                              : std::vector<std::string>{"--user=nobody"};
   // Temporary tables in the server's own folder: two servers set up at once
   // in the shared /tmp give theirs the same names and delete each other's.
   const std::string tmpdir = "--tmpdir=" + folder_.path();
-  std::vector<std::string> install = {"mariadb-install-db", "--no-defaults", "--datadir=" + data,
-                                      "--auth-root-authentication-method=normal",
-                                      "--skip-test-db", tmpdir};
+  std::vector<std::string> install = {
+      "mariadb-install-db", "--no-defaults",
+      "--datadir=" + data,  "--auth-root-authentication-method=normal",
+      "--skip-test-db",     tmpdir};
   install.insert(install.end(), asUser.begin(), asUser.end());
   CommandResult result = runCommand(install);
   if (result.exitCode != 0) {
-    error_ = "mariadb-install-db failed (is MariaDB installed? run scripts/setup.sh): " +
-             result.err;
+    error_ =
+        "mariadb-install-db failed (is MariaDB installed? run scripts/setup.sh): " + result.err;
     return;
   }
   std::vector<std::string> strings = asUser;
-  strings.insert(strings.begin(),
-                 {"mariadbd", "--no-defaults", "--datadir=" + data,
-                  "--socket=" + folder_.path() + "/my.sock", "--skip-networking", tmpdir,
-                  "--pid-file=" + folder_.path() + "/my.pid",
-                  "--log-error=" + folder_.path() + "/my.err", "--innodb-buffer-pool-size=64M",
-                  "--innodb-flush-log-at-trx-commit=0", "--innodb-doublewrite=0",
-                  // One shared tablespace and no syncs: thousands of CREATE
-                  // TABLE statements in seconds; the data is thrown away.
-                  "--innodb-file-per-table=0", "--innodb-flush-method=nosync"});
+  strings.insert(
+      strings.begin(),
+      {"mariadbd", "--no-defaults", "--datadir=" + data, "--socket=" + folder_.path() + "/my.sock",
+       "--skip-networking", tmpdir, "--pid-file=" + folder_.path() + "/my.pid",
+       "--log-error=" + folder_.path() + "/my.err", "--innodb-buffer-pool-size=64M",
+       "--innodb-flush-log-at-trx-commit=0", "--innodb-doublewrite=0",
+       // One shared tablespace and no syncs: thousands of CREATE
+       // TABLE statements in seconds; the data is thrown away.
+       "--innodb-file-per-table=0", "--innodb-flush-method=nosync"});
   std::vector<char*> argv = argvOf(strings);
   const pid_t child = fork();
   if (child == 0) {
@@ -324,9 +328,9 @@ MariaDbServer::MariaDbServer() {
   }
   pid_ = child;
   watchServer(child);
-  std::vector<std::string> ping = {"mariadb-admin", "--no-defaults",
-                                   "--socket=" + folder_.path() + "/my.sock", "-u", "root",
-                                   "ping"};
+  std::vector<std::string> ping = {
+      "mariadb-admin", "--no-defaults", "--socket=" + folder_.path() + "/my.sock", "-u",
+      "root",          "ping"};
   const bool up = waitUntil([&] {
     int status = 0;
     if (waitpid(pid_, &status, WNOHANG) == pid_) return true;  // died; reported below
@@ -350,7 +354,7 @@ MariaDbServer::~MariaDbServer() {
 }
 
 std::vector<std::string> MariaDbServer::client() const {
-  return {"mariadb", "--no-defaults", "--socket=" + folder_.path() + "/my.sock", "-u", "root",
+  return {"mariadb", "--no-defaults",      "--socket=" + folder_.path() + "/my.sock", "-u", "root",
           "--batch", "--skip-column-names"};
 }
 
@@ -364,6 +368,10 @@ std::string MariaDbServer::loadScript(const std::string& scriptFile) {
     quoted += "`";
     query("SET FOREIGN_KEY_CHECKS = 0; DROP DATABASE " + quoted);
   }
+  return runScript(scriptFile);
+}
+
+std::string MariaDbServer::runScript(const std::string& scriptFile) {
   std::vector<std::string> load = client();
   load.push_back("--show-warnings");
   const CommandResult result = runCommand(load, scriptFile);

@@ -52,6 +52,9 @@ class PostgresServer {
   // Runs a script in a new UTF-8 database; returns psql's messages ("" when
   // it ran without any).
   std::string loadScript(const std::string& database, const std::string& scriptFile);
+  // Runs a script in an existing database, stopping at the first error;
+  // psql's messages.
+  std::string runScript(const std::string& database, const std::string& scriptFile);
   // Rows of a query in that database, fields split at '|'.
   std::vector<std::vector<std::string>> query(const std::string& database, const std::string& sql);
   // The folder of the server's Unix socket: libpq's "host" for it.
@@ -73,6 +76,9 @@ class MariaDbServer {
   // Drops every database a script made, then runs the script; returns the
   // client's errors and warnings ("" when there were none).
   std::string loadScript(const std::string& scriptFile);
+  // Runs a script as it is, stopping at the first error; the client's
+  // errors and warnings.
+  std::string runScript(const std::string& scriptFile);
   std::vector<std::vector<std::string>> query(const std::string& sql);
   // The Unix socket the server listens on.
   std::string socketPath() const { return folder_.path() + "/my.sock"; }

@@ -1,69 +1,32 @@
 #include "model_sql.h"
 
-#include <algorithm>
-#include <cctype>
 #include <cstdio>
-#include <cstdlib>
-#include <unordered_map>
-#include <unordered_set>
 #include <vector>
 
-#include "catalog_view.h"
 #include "sql_names.h"
 #include "sql_text.h"
 #include "string_bytes.h"
+#include "table_ddl.h"
 
 namespace pcd::writers {
 
 namespace {
 
-// A native type name that can go into a script as it is: letters, digits,
-// blanks, '_' and one balanced "(digits[,digits])".
-bool isPlainTypeName(std::string_view name) {
-  if (name.empty() || !std::isalpha(static_cast<unsigned char>(name[0]))) return false;
-  int depth = 0;
-  for (const char c : name) {
-    const auto byte = static_cast<unsigned char>(c);
-    if (c == '(') {
-      if (++depth > 1) return false;
-    } else if (c == ')') {
-      if (--depth < 0) return false;
-    } else if (depth > 0 ? !(std::isdigit(byte) || c == ',' || c == ' ')
-                         : !(std::isalnum(byte) || c == '_' || c == ' ')) {
-      return false;
-    }
-  }
-  return depth == 0;
-}
-
 class ScriptBuilder {
  public:
   ScriptBuilder(const ModelSource& source, const SqlDialect& dialect, bool nativeTypes,
                 const SqlNames& names)
-      : source_(source), dialect_(dialect), nativeTypes_(nativeTypes), names_(names) {}
+      : source_(source),
+        dialect_(dialect),
+        nativeTypes_(nativeTypes),
+        ddl_(source.model, dialect, nativeTypes, names),
+        names_(names) {}
 
   // Writes the script to `out` as it goes: a table at a time, the foreign
   // keys at the end.
   void build(const std::string& toolVersion, std::FILE* out) {
     out_ = out;
-    const std::vector<SchemaOfCatalog> schemas = catalogSchemas(source_.model);
-    // Which tables the script creates, so that foreign keys can refer only to
-    // those; a dialect may need at least one column in a table.
-    for (const SchemaOfCatalog& entry : schemas) {
-      for (const ZELModelObject* object : objectsOfType(*entry.schema, ZEL_ET_CLASS)) {
-        const auto* table = static_cast<const ZELClass*>(object);
-        if (dialect_.tablesWithoutColumns() || !columnsOf(*table).empty()) {
-          createdTables_.insert(table);
-        }
-        schemaOf_[table] = entry.schema;
-      }
-    }
-    for (const SchemaOfCatalog& entry : schemas) {
-      for (const ZELModelObject* object : objectsOfType(*entry.schema, ZEL_ET_CLASS)) {
-        const auto* table = static_cast<const ZELClass*>(object);
-        if (createdTables_.count(table)) planKeys(*table);
-      }
-    }
+    const std::vector<SchemaOfCatalog>& schemas = ddl_.schemas();
     body_ = header(toolVersion, schemas);
     if (dialect_.transactionalDdl()) body_ += "BEGIN;\n";
     for (const SchemaOfCatalog& entry : schemas) writeSchema(entry);
@@ -71,7 +34,7 @@ class ScriptBuilder {
       body_ += "\n-- Foreign keys, once every table exists.\n\n";
       body_ += foreignKeys_;
     }
-    body_ += "\n-- " + std::to_string(notWrittenCount_) +
+    body_ += "\n-- " + std::to_string(ddl_.notWrittenCount()) +
              " keys, indexes or tables could not be written in " + std::string(dialect_.name()) +
              " (comments marked NOT WRITTEN).\n";
     if (dialect_.transactionalDdl()) body_ += "COMMIT;\n";
@@ -84,159 +47,20 @@ class ScriptBuilder {
     body_.clear();
   }
 
-  const std::string& name(const ZELObject* object) const { return names_.of(object); }
-  std::string quoted(const ZELObject* object) const {
-    return dialect_.quoteIdentifier(name(object));
-  }
-  // The table as the script refers to it.
-  std::string tableRef(const ZELClass* table) const {
-    if (!hasSchemas()) return quoted(table);
-    return quoted(schemaOf_.at(table)) + "." + quoted(table);
-  }
   bool hasSchemas() const { return !dialect_.schemaKind().empty(); }
-  // A model name for a comment, quoted as the dialect would (not shortened).
-  std::string shown(const ZELString& raw) const {
-    return dialect_.quoteIdentifier(commentText(bytesOf(raw)));
-  }
   // "SCHEMA." as the script names the schema; a dialect without schemas as
   // the extract does.
   std::string schemaShown(const ZELPackage& schema) const {
-    return (hasSchemas() ? quoted(&schema) : shown(schema.getName())) + ".";
-  }
-
-  static std::vector<const ZELAttribute*> columnsOf(const ZELClassifier& classifier) {
-    std::vector<const ZELAttribute*> columns;
-    for (const ZELFeature* feature : classifier.features()) {
-      if (feature->isInstanceOf(ZEL_ET_ATTRIBUTE)) {
-        columns.push_back(static_cast<const ZELAttribute*>(feature));
-      }
-    }
-    // Position order; the model's order among equal positions.
-    std::stable_sort(columns.begin(), columns.end(),
-                     [](const ZELAttribute* a, const ZELAttribute* b) {
-                       return a->getPosition() < b->getPosition();
-                     });
-    return columns;
-  }
-
-  // The column's type in the script. Cached per model type: the types are
-  // merged on import, so a model has few, and keys look them up again.
-  const SqlType& typeOf(const ZELFeature* column) {
-    const ZELType* modelType = column->getType();
-    const auto found = types_.find(modelType);
-    if (found != types_.end()) return found->second;
-    SqlType type;
-    if (modelType == nullptr || !modelType->isInstanceOf(ZEL_ET_DERIVED_TYPE)) {
-      type = dialect_.generalType();
-      type.note = "no type in the extract; written as " + type.text;
-    } else {
-      const auto& derived = static_cast<const ZELDerivedType&>(*modelType);
-      type = dialect_.type(bytesOf(derived.DataType), derived.getLength(), derived.getScale(),
-                           bytesOf(derived.NativeDataType));
-      if (nativeTypes_) {
-        const std::string_view native = bytesOf(derived.NativeDataType);
-        if (isPlainTypeName(native)) {
-          type.text = std::string(native);
-          if (native.find('(') == std::string_view::npos && derived.getLength() > 0) {
-            type.text += "(" + std::to_string(derived.getLength());
-            if (derived.getScale() > 0) type.text += "," + std::to_string(derived.getScale());
-            type.text += ")";
-          }
-          type.note.clear();
-        } else {
-          type.note = "native type " + commentText(native) + " cannot be written as it is; " +
-                      "written as " + type.text;
-        }
-      }
-    }
-    return types_.emplace(modelType, std::move(type)).first->second;
-  }
-
-  std::string columnList(const std::vector<const ZELAttribute*>& columns) const {
-    std::string list;
-    for (const ZELAttribute* column : columns) {
-      list += list.empty() ? "" : ", ";
-      list += quoted(column);
-    }
-    return list;
-  }
-
-  // What keyProblem checks columns for: only a MySQL index that is not
-  // unique may take a TEXT or BLOB column by a prefix.
-  enum class KeyUse { kUnique, kPlainIndex, kForeignKey };
-
-  // Why the dialect cannot make a key or index of these columns of `table`,
-  // or "". For a plain index, `prefixes` receives per column the length of
-  // the prefix that MySQL indexes of a TEXT or BLOB column (0: the whole
-  // value): the space the other columns leave under the key limit, shared
-  // evenly, and no more than the column's length. (Only types of a dialect
-  // with a key limit take a prefix.)
-  std::string keyProblem(const ZELClass& table, const std::vector<const ZELAttribute*>& columns,
-                         KeyUse use = KeyUse::kUnique, std::vector<unsigned>* prefixes = nullptr) {
-    if (columns.empty()) return "it has no columns";
-    unsigned bytes = 0;
-    size_t prefixed = 0;
-    std::unordered_set<const ZELAttribute*> seen;
-    for (const ZELAttribute* column : columns) {
-      if (column == nullptr) return "a member has no column";
-      if (column->getClassifier() != &table) {
-        return "column " + shown(column->getName()) + " is not a column of this table";
-      }
-      if (!seen.insert(column).second) {
-        return "column " + shown(column->getName()) + " appears twice";
-      }
-      const SqlType& type = typeOf(column);
-      if (!type.indexable && type.prefixUnitBytes != 0 && use == KeyUse::kPlainIndex) {
-        ++prefixed;
-      } else if (!type.indexable) {
-        std::string why = "column " + quoted(column) + " is of type " + type.text + ", which " +
-                          std::string(dialect_.name()) + " cannot index";
-        if (type.prefixUnitBytes != 0) {
-          why += use == KeyUse::kForeignKey
-                     ? " but by a prefix, which a foreign key cannot use"
-                     : " but by a prefix, and a unique prefix would refuse values that differ "
-                       "only after it";
-        }
-        return why;
-      }
-      bytes += type.indexBytes;
-    }
-    const unsigned keyBytes = dialect_.indexKeyBytes();
-    if (keyBytes != 0 && bytes > keyBytes) {
-      return "its columns take " + std::to_string(bytes) + " bytes, over the " +
-             std::to_string(keyBytes) + "-byte limit of an index";
-    }
-    if (prefixes == nullptr) return "";
-    prefixes->assign(columns.size(), 0);
-    if (prefixed == 0) return "";
-    const unsigned share = (keyBytes - bytes) / static_cast<unsigned>(prefixed);
-    for (size_t i = 0; i < columns.size(); ++i) {
-      const SqlType& type = typeOf(columns[i]);
-      if (type.indexable) continue;
-      unsigned units = share / type.prefixUnitBytes;
-      if (type.prefixUnits != 0) units = std::min(units, type.prefixUnits);
-      if (units == 0) {
-        return "its other columns take " + std::to_string(bytes) + " of the " +
-               std::to_string(keyBytes) + " bytes of an index, leaving no room for a " +
-               "prefix of column " + quoted(columns[i]);
-      }
-      (*prefixes)[i] = units;
-    }
-    return "";
-  }
-
-  void notWritten(std::string& out, const std::string& what, const std::string& why) {
-    out += kNotWrittenMark + what + ": " + why + "\n";
-    ++notWrittenCount_;
+    return (hasSchemas() ? ddl_.quoted(&schema) : ddl_.shown(schema.getName())) + ".";
   }
 
   void writeSchema(const SchemaOfCatalog& entry) {
     const ZELPackage& schema = *entry.schema;
-    body_ += "\n-- Schema " + shown(schema.getName()) + " of catalog " +
-             shown(entry.catalog->getName()) + "\n";
-    body_ += dialect_.createSchema(quoted(&schema), names_.isEngineSchema(&schema));
+    body_ += "\n-- Schema " + ddl_.shown(schema.getName()) + " of catalog " +
+             ddl_.shown(entry.catalog->getName()) + "\n";
+    body_ += dialect_.createSchema(ddl_.quoted(&schema), names_.isEngineSchema(&schema));
     for (const ZELModelObject* object : objectsOfType(schema, ZEL_ET_CLASS)) {
-      writeTable(*static_cast<const ZELClass*>(object));
+      ddl_.writeTable(*static_cast<const ZELClass*>(object), body_, foreignKeys_);
       if (body_.size() > (1u << 16)) flush();
     }
     for (const ZELModelObject* object : objectsOfType(schema, ZEL_ET_SQL_VIEW_ENTITY)) {
@@ -247,286 +71,25 @@ class ScriptBuilder {
     }
   }
 
-  // The keys of `table` that the script makes constraints of, with what it
-  // writes for each.
-  struct TableKeys {
-    const ZELCandidateKey* primary = nullptr;
-    std::vector<const ZELCandidateKey*> unique;
-    std::vector<const ZELCandidateKey*> indexed;  // candidate keys that are not unique
-    std::vector<std::string> foreignKeyClauses;   // SQLite: inside CREATE TABLE
-    std::string notes;                            // keys not written
-  };
-
-  // Decides which candidate keys of `table` become constraints; done for
-  // every table before any is written, so that foreign keys (SQLite's inside
-  // CREATE TABLE) know which referenced keys exist.
-  void planKeys(const ZELClass& table) {
-    TableKeys& keys = plannedKeys_[&table];
-    std::string& keyNotes = keys.notes;
-    // Keys first: a column of the written primary key is NOT NULL.
-    for (const ZELKey* key : table.keys()) {
-      if (key->isInstanceOf(ZEL_ET_FOREIGN_KEY)) continue;
-      if (!key->isInstanceOf(ZEL_ET_CANDIDATE_KEY)) continue;
-      const auto* candidate = static_cast<const ZELCandidateKey*>(key);
-      const std::vector<const ZELAttribute*> keyColumns(key->attributes().begin(),
-                                                        key->attributes().end());
-      const std::string problem = keyProblem(table, keyColumns);
-      const bool primary = table.getPrimaryKey() == candidate;
-      if (!problem.empty()) {
-        notWritten(keyNotes,
-                   std::string(primary ? "primary key " : "key ") + quoted(key) + " of " +
-                       tableRef(&table),
-                   problem);
-        continue;
-      }
-      writtenKeys_.insert(candidate);
-      if (primary) {
-        keys.primary = candidate;
-      } else if (candidate->uniqueKey) {
-        keys.unique.push_back(candidate);
-      } else {
-        keys.indexed.push_back(candidate);
-      }
-    }
-  }
-
-  void writeTable(const ZELClass& table) {
-    const std::vector<const ZELAttribute*> columns = columnsOf(table);
-    body_ += "\n";
-    const std::string description = validUtf8(bytesOf(table.getDescription()));
-    if (!createdTables_.count(&table)) {
-      notWritten(body_, "table " + tableRef(&table),
-                 "a table needs at least one column in " + std::string(dialect_.name()));
-      return;
-    }
-    if (name(&table) != validUtf8(bytesOf(table.getName()))) {
-      body_ += "-- Table " + shown(table.getName()) + " of the extract\n";
-    }
-    if (!description.empty()) body_ += dialect_.tableDescriptionBefore(description);
-
-    // A column of the written primary key is NOT NULL.
-    TableKeys& keys = plannedKeys_[&table];
-    std::unordered_set<const ZELAttribute*> primaryColumns;
-    if (keys.primary != nullptr) {
-      primaryColumns.insert(keys.primary->attributes().begin(), keys.primary->attributes().end());
-    }
-    if (dialect_.foreignKeysInCreateTable()) collectForeignKeys(table, keys.foreignKeyClauses);
-
-    body_ += keys.notes;
-    body_ += "CREATE TABLE " + tableRef(&table) + " (\n";
-    std::vector<std::string> lines;  // each with its trailing comment, if any
-    std::vector<std::string> comments;
-    std::vector<SqlDialect::ColumnDescription> described;
-    for (const ZELAttribute* column : columns) {
-      const SqlType& type = typeOf(column);
-      std::string line = "  " + quoted(column) + " " + type.text;
-      if (!column->isOptional() || primaryColumns.count(column)) line += " NOT NULL";
-      std::string note = type.note;
-      if (name(column) != validUtf8(bytesOf(column->getName()))) {
-        note += std::string(note.empty() ? "" : "; ") + "column " + shown(column->getName()) +
-                " of the extract";
-      }
-      const std::string columnDescription = validUtf8(bytesOf(column->getDescription()));
-      if (!columnDescription.empty()) {
-        const CarriedDescription carried = dialect_.columnDescriptionClause(columnDescription);
-        line += carried.clause;
-        if (!carried.note.empty()) note += std::string(note.empty() ? "" : "; ") + carried.note;
-        described.push_back({quoted(column), columnDescription});
-      }
-      lines.push_back(line);
-      comments.push_back(note);
-    }
-    if (keys.primary != nullptr) {
-      const std::vector<const ZELAttribute*> keyColumns(keys.primary->attributes().begin(),
-                                                        keys.primary->attributes().end());
-      // No constraint name where the engine names every primary key itself.
-      lines.push_back(
-          std::string("  ") +
-          (dialect_.primaryKeyName().empty() ? "CONSTRAINT " + quoted(keys.primary) + " " : "") +
-          "PRIMARY KEY (" + columnList(keyColumns) + ")");
-      comments.emplace_back();
-    }
-    for (const ZELCandidateKey* key : keys.unique) {
-      const std::vector<const ZELAttribute*> keyColumns(key->attributes().begin(),
-                                                        key->attributes().end());
-      lines.push_back("  CONSTRAINT " + quoted(key) + " UNIQUE (" + columnList(keyColumns) + ")");
-      comments.emplace_back();
-    }
-    for (const std::string& clause : keys.foreignKeyClauses) {
-      lines.push_back(clause);
-      comments.emplace_back();
-    }
-    for (size_t i = 0; i < lines.size(); ++i) {
-      body_ += lines[i];
-      if (i + 1 < lines.size()) body_ += ",";
-      if (!comments[i].empty()) body_ += "  -- " + commentText(comments[i]);
-      body_ += "\n";
-    }
-    const CarriedDescription carried =
-        description.empty() ? CarriedDescription() : dialect_.tableDescriptionClause(description);
-    body_ +=
-        ")" + carried.clause + ";" + (carried.note.empty() ? "" : "  -- " + carried.note) + "\n";
-    if (!description.empty() || !described.empty()) {
-      body_ += dialect_.descriptionStatements(tableRef(&table), description, described);
-    }
-
-    for (const ZELCandidateKey* key : keys.indexed) {
-      std::vector<IndexMember> members;
-      for (const ZELAttribute* column : key->attributes()) members.push_back({column, false, 0});
-      writeIndex(table, key, members, false);
-    }
-    writeIndexes(table);
-    if (!dialect_.foreignKeysInCreateTable()) {
-      std::vector<std::string> unused;
-      collectForeignKeys(table, unused);
-    }
-  }
-
-  struct IndexMember {
-    const ZELAttribute* column;
-    bool descending;
-    unsigned prefix;  // MySQL: the length of the prefix indexed; 0: the whole value
-  };
-
-  void writeIndex(const ZELClass& table, const ZELObject* index,
-                  const std::vector<IndexMember>& members, bool unique) {
-    std::string list;
-    for (const IndexMember& member : members) {
-      list += list.empty() ? "" : ", ";
-      list += quoted(member.column);
-      if (member.prefix != 0) list += "(" + std::to_string(member.prefix) + ")";
-      if (member.descending) list += " DESC";
-    }
-    body_ += std::string("CREATE ") + (unique ? "UNIQUE " : "") + "INDEX " + quoted(index) +
-             " ON " + tableRef(&table) + " (" + list + ");\n";
-  }
-
-  // The catalog's own indexes (index-only keys of the extract).
-  void writeIndexes(const ZELClass& table) {
-    for (const ZELIndex* index : catalogIndexes(table)) {
-      std::vector<const ZELAttribute*> columns;
-      for (const ZELIndexMember* member : index->members()) {
-        columns.push_back(member->getAttribute());
-      }
-      std::vector<unsigned> prefixes;
-      const std::string problem = keyProblem(
-          table, columns, index->indexFlag1 ? KeyUse::kUnique : KeyUse::kPlainIndex, &prefixes);
-      if (!problem.empty()) {
-        notWritten(body_, "index " + quoted(index) + " of " + tableRef(&table), problem);
-        continue;
-      }
-      std::vector<IndexMember> members;
-      for (const ZELIndexMember* member : index->members()) {
-        members.push_back(
-            {member->getAttribute(), member->sortOrder == 2, prefixes[members.size()]});
-      }
-      writeIndex(table, index, members, index->indexFlag1);
-    }
-  }
-
-  // Writes the table's foreign keys: clauses inside CREATE TABLE go into
-  // `clauses`, ALTER TABLE statements into the script's last part.
-  void collectForeignKeys(const ZELClass& table, std::vector<std::string>& clauses) {
-    for (const ZELKey* key : table.keys()) {
-      if (!key->isInstanceOf(ZEL_ET_FOREIGN_KEY)) continue;
-      const auto& foreignKey = static_cast<const ZELForeignKey&>(*key);
-      std::vector<const ZELAttribute*> columns, referencedColumns;
-      const std::string problem = foreignKeyProblem(table, foreignKey, columns, referencedColumns);
-      const std::string what = "foreign key " + quoted(key) + " of " + tableRef(&table);
-      if (!problem.empty()) {
-        notWritten(dialect_.foreignKeysInCreateTable() ? body_ : foreignKeys_, what, problem);
-        continue;
-      }
-      const ZELClass* referenced = foreignKey.getCandidateKey()->getAssociatedClass();
-      const std::string clause = "CONSTRAINT " + quoted(key) + " FOREIGN KEY (" +
-                                 columnList(columns) + ") REFERENCES " + tableRef(referenced) +
-                                 " (" + columnList(referencedColumns) + ")";
-      if (dialect_.foreignKeysInCreateTable()) {
-        clauses.push_back("  " + clause);
-      } else {
-        foreignKeys_ += "ALTER TABLE " + tableRef(&table) + " ADD " + clause + ";\n";
-      }
-    }
-  }
-
-  // Why the foreign key cannot be written, or "" with its column pairs.
-  std::string foreignKeyProblem(const ZELClass& table, const ZELForeignKey& key,
-                                std::vector<const ZELAttribute*>& columns,
-                                std::vector<const ZELAttribute*>& referencedColumns) {
-    const ZELCandidateKey* referencedKey = key.getCandidateKey();
-    if (referencedKey == nullptr) return "it is not linked to a referenced key";
-    const ZELClass* referenced = referencedKey->getAssociatedClass();
-    if (referenced == nullptr || !createdTables_.count(referenced)) {
-      return "the referenced table is not in the script";
-    }
-    if (!writtenKeys_.count(referencedKey)) {
-      return "the referenced key " + quoted(referencedKey) + " is not in the script";
-    }
-    for (const ColumnPair& pair : columnPairs(key)) {
-      if (pair.referencing == nullptr || pair.referenced == nullptr) {
-        return "a column pair is incomplete";
-      }
-      if (pair.referencing->getClassifier() != &table ||
-          pair.referenced->getClassifier() != referenced) {
-        return "a column pair joins columns of other tables";
-      }
-      columns.push_back(pair.referencing);
-      referencedColumns.push_back(pair.referenced);
-    }
-    if (columns.empty()) return "it has no column pairs";
-    const std::vector<const ZELAttribute*> keyColumns(referencedKey->attributes().begin(),
-                                                      referencedKey->attributes().end());
-    // The key's columns in any order, or where the engine needs an index on
-    // them (MySQL), the columns of the index in its order.
-    const bool needsIndexes = dialect_.foreignKeysNeedIndexes();
-    bool sameColumns = referencedColumns.size() == keyColumns.size();
-    if (sameColumns && needsIndexes) {
-      sameColumns = referencedColumns == keyColumns;
-    } else if (sameColumns) {
-      sameColumns = std::is_permutation(referencedColumns.begin(), referencedColumns.end(),
-                                        keyColumns.begin());
-    }
-    if (!sameColumns) {
-      return "its referenced columns are not those of key " + quoted(referencedKey) +
-             (needsIndexes ? " in their order" : "");
-    }
-    std::unordered_set<const ZELAttribute*> seen;
-    for (size_t i = 0; i < columns.size(); ++i) {
-      if (!seen.insert(columns[i]).second) {
-        return "column " + quoted(columns[i]) + " appears twice";
-      }
-      const SqlType& own = typeOf(columns[i]);
-      const SqlType& other = typeOf(referencedColumns[i]);
-      if (own.pairClass != other.pairClass) {
-        return "column " + quoted(columns[i]) + " (" + own.text + ") cannot reference column " +
-               quoted(referencedColumns[i]) + " (" + other.text + ") in " +
-               std::string(dialect_.name());
-      }
-    }
-    // The referencing columns are indexed too.
-    if (needsIndexes) return keyProblem(table, columns, KeyUse::kForeignKey);
-    return "";
-  }
-
   void writeView(const ZELSQLViewEntity& view, const ZELPackage& schema) {
-    body_ += "\n-- View " + schemaShown(schema) + shown(view.getName()) +
+    body_ += "\n-- View " + schemaShown(schema) + ddl_.shown(view.getName()) +
              ": the extract holds no definition, so it is not created.\n";
     const std::string description = commentText(bytesOf(view.getDescription()));
     if (!description.empty()) body_ += "--   " + description + "\n";
-    for (const ZELAttribute* column : columnsOf(view)) {
+    for (const ZELAttribute* column : TableDdl::columnsOf(view)) {
       body_ += "--   column " + std::to_string(column->getPosition()) + " " +
-               shown(column->getName()) + " " + typeOf(column).text + "\n";
+               ddl_.shown(column->getName()) + " " + ddl_.typeOf(column).text + "\n";
     }
   }
 
   void writeProcedure(const ZELStoredProcedure& procedure, const ZELPackage& schema) {
-    body_ += "\n-- Procedure " + schemaShown(schema) + shown(procedure.getName()) +
+    body_ += "\n-- Procedure " + schemaShown(schema) + ddl_.shown(procedure.getName()) +
              ": the extract holds no body, so it is not created.\n";
     const std::string description = commentText(bytesOf(procedure.getDescription()));
     if (!description.empty()) body_ += "--   " + description + "\n";
     for (const ZELArgument* argument : procedure.arguments()) {
       body_ += "--   argument " + std::to_string(argument->getPosition()) + " " +
-               shown(argument->getName()) + " " + typeOfArgument(*argument) + "\n";
+               ddl_.shown(argument->getName()) + " " + typeOfArgument(*argument) + "\n";
     }
   }
 
@@ -582,16 +145,11 @@ class ScriptBuilder {
   const ModelSource& source_;
   const SqlDialect& dialect_;
   bool nativeTypes_;
+  TableDdl ddl_;
   const SqlNames& names_;
   std::FILE* out_ = nullptr;
   std::string body_;  // written out a table at a time
   std::string foreignKeys_;
-  unsigned notWrittenCount_ = 0;
-  std::unordered_set<const ZELClass*> createdTables_;
-  std::unordered_set<const ZELCandidateKey*> writtenKeys_;
-  std::unordered_map<const ZELClass*, const ZELPackage*> schemaOf_;
-  std::unordered_map<const ZELType*, SqlType> types_;
-  std::unordered_map<const ZELClass*, TableKeys> plannedKeys_;
 };
 
 class SqlModelWriter final : public ModelWriter {

@@ -377,6 +377,55 @@ class MySqlDialect final : public SqlDialect {
             kept.size() < description.size() ? "description shortened" : ""};
   }
 
+  std::string migrationStart() const override { return "SET NAMES utf8mb4;\n"; }
+  std::string migrationEnd() const override { return ""; }
+  std::string_view migrationLimits() const override {
+    return "MySQL/MariaDB commit each DDL statement: a script that stops half way leaves the "
+           "statements before the failing one applied.";
+  }
+  std::string dropSchema(const std::string& quotedName) const override {
+    return "DROP DATABASE " + quotedName + ";\n";
+  }
+  // With the index the engine made for the foreign key where no index of
+  // the table served it, which takes the foreign key's name (no index of
+  // the script shares it: they are one scope). IF EXISTS is MariaDB's.
+  std::string dropForeignKey(const std::string& tableRef,
+                             const std::string& quotedName) const override {
+    return "ALTER TABLE " + tableRef + " DROP FOREIGN KEY " + quotedName +
+           ", DROP INDEX IF EXISTS " + quotedName + ";\n";
+  }
+  // Keys are indexes; every primary key is PRIMARY.
+  std::string dropKey(const std::string& tableRef, const std::string& quotedName,
+                      bool primary) const override {
+    return "ALTER TABLE " + tableRef +
+           (primary ? std::string(" DROP PRIMARY KEY") : " DROP INDEX " + quotedName) + ";\n";
+  }
+  std::string dropIndex(const std::string& tableRef, const std::string&,
+                        const std::string& quotedName) const override {
+    return "DROP INDEX " + quotedName + " ON " + tableRef + ";\n";
+  }
+  std::string renameTable(const std::string& oldRef, const std::string& newRef,
+                          const std::string&) const override {
+    return "RENAME TABLE " + oldRef + " TO " + newRef + ";\n";
+  }
+  // A new column goes where the new extract has it.
+  std::string addColumn(const std::string& tableRef, const std::string& definition,
+                        const std::string& quotedPrevious) const override {
+    return "ALTER TABLE " + tableRef + " ADD COLUMN " + definition +
+           (quotedPrevious.empty() ? std::string(" FIRST") : " AFTER " + quotedPrevious) + ";\n";
+  }
+  // MODIFY restates the whole column: type, nullability and comment.
+  std::string alterColumn(const ColumnChange& change) const override {
+    return "ALTER TABLE " + change.tableRef + " MODIFY COLUMN " + change.definition + ";\n";
+  }
+  std::string setTableDescription(const std::string& tableRef,
+                                  const std::string& description) const override {
+    return "ALTER TABLE " + tableRef +
+           (description.empty() ? std::string(" COMMENT=''")
+                                : tableDescriptionClause(description).clause) +
+           ";\n";
+  }
+
   SqlType generalType() const override {
     return {"LONGTEXT", "LONGTEXT", false, 0, kUnknownType, 4, 0};
   }

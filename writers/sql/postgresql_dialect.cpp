@@ -167,6 +167,54 @@ class PostgreSqlDialect final : public SqlDialect {
     return text;
   }
 
+  std::string migrationStart() const override { return "SET client_encoding = 'UTF8';\nBEGIN;\n"; }
+  std::string migrationEnd() const override { return "COMMIT;\n"; }
+  std::string_view migrationLimits() const override {
+    return "PostgreSQL runs the whole script as one transaction: it applies entirely or not "
+           "at all.\n"
+           "A column added in place comes last, whatever its position in the new extract.";
+  }
+  std::string dropSchema(const std::string& quotedName) const override {
+    return "DROP SCHEMA " + quotedName + ";\n";
+  }
+  std::string dropForeignKey(const std::string& tableRef,
+                             const std::string& quotedName) const override {
+    return "ALTER TABLE " + tableRef + " DROP CONSTRAINT " + quotedName + ";\n";
+  }
+  std::string dropKey(const std::string& tableRef, const std::string& quotedName,
+                      bool) const override {
+    return dropForeignKey(tableRef, quotedName);
+  }
+  std::string dropIndex(const std::string&, const std::string& indexRef,
+                        const std::string&) const override {
+    return "DROP INDEX " + indexRef + ";\n";
+  }
+  // Each change its own statement; a new type converts the values by a
+  // cast, which fails (and rolls everything back) on a value that does not
+  // convert.
+  std::string alterColumn(const ColumnChange& change) const override {
+    const std::string alter =
+        "ALTER TABLE " + change.tableRef + " ALTER COLUMN " + change.quotedName;
+    std::string text;
+    if (change.type) {
+      text += alter + " TYPE " + change.typeText + " USING " + change.quotedName +
+              "::" + change.typeText + ";\n";
+    }
+    if (change.dropNotNull) text += alter + " DROP NOT NULL;\n";
+    if (change.setNotNull) text += alter + " SET NOT NULL;\n";
+    if (change.description) {
+      text += "COMMENT ON COLUMN " + change.tableRef + "." + change.quotedName + " IS " +
+              (change.descriptionText.empty() ? "NULL" : quoteString(change.descriptionText)) +
+              ";\n";
+    }
+    return text;
+  }
+  std::string setTableDescription(const std::string& tableRef,
+                                  const std::string& description) const override {
+    return "COMMENT ON TABLE " + tableRef + " IS " +
+           (description.empty() ? "NULL" : quoteString(description)) + ";\n";
+  }
+
   SqlType generalType() const override { return {"text", "text", true, 0, kUnknownType}; }
 
  protected:

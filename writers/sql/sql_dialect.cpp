@@ -56,6 +56,16 @@ std::string SqlDialect::descriptionStatements(const std::string&, const std::str
   return "";
 }
 
+std::string SqlDialect::renameTable(const std::string& oldRef, const std::string&,
+                                    const std::string& quotedNewName) const {
+  return "ALTER TABLE " + oldRef + " RENAME TO " + quotedNewName + ";\n";
+}
+
+std::string SqlDialect::addColumn(const std::string& tableRef, const std::string& definition,
+                                  const std::string&) const {
+  return "ALTER TABLE " + tableRef + " ADD COLUMN " + definition + ";\n";
+}
+
 SqlType SqlDialect::type(std::string_view dataType, int length, int scale,
                          std::string_view nativeName) const {
   SqlType type = mappedType(dataType, length, scale);

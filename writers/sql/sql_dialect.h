@@ -171,6 +171,52 @@ class SqlDialect {
                                             const std::string& description,
                                             const std::vector<ColumnDescription>& columns) const;
 
+  // --- migrations --------------------------------------------------------
+
+  // What opens and closes a migration script: a transaction where DDL is
+  // transactional, and what the engine's own procedure for rebuilding a
+  // table asks around it.
+  virtual std::string migrationStart() const = 0;
+  virtual std::string migrationEnd() const = 0;
+  // The header's lines on what the engine cannot do in place or undo.
+  virtual std::string_view migrationLimits() const = 0;
+  // False when ALTER TABLE cannot change a column's type or nullability,
+  // add a column in place, or add or drop a key or foreign key: the table
+  // is then rebuilt (made anew under another name, its rows copied, the old
+  // one dropped, the new one renamed).
+  virtual bool altersColumnsAndKeys() const { return true; }
+  // Each statement below is complete with its ";\n", or "" where the
+  // dialect has no such object (a schema in SQLite) or rebuilds instead.
+  virtual std::string dropSchema(const std::string& quotedName) const = 0;
+  virtual std::string dropForeignKey(const std::string& tableRef,
+                                     const std::string& quotedName) const = 0;
+  virtual std::string dropKey(const std::string& tableRef, const std::string& quotedName,
+                              bool primary) const = 0;
+  // `indexRef`: the index qualified by its schema as the table is.
+  virtual std::string dropIndex(const std::string& tableRef, const std::string& indexRef,
+                                const std::string& quotedName) const = 0;
+  virtual std::string renameTable(const std::string& oldRef, const std::string& newRef,
+                                  const std::string& quotedNewName) const;
+  // `definition`: the column as CREATE TABLE writes it; `quotedPrevious`:
+  // the column it follows ("" when first).
+  virtual std::string addColumn(const std::string& tableRef, const std::string& definition,
+                                const std::string& quotedPrevious) const;
+  struct ColumnChange {
+    std::string tableRef;
+    std::string quotedName;
+    std::string definition;  // the whole column as it becomes
+    std::string typeText;    // its type
+    bool type = false;       // the type changes
+    bool dropNotNull = false;
+    bool setNotNull = false;
+    bool description = false;  // the description changes, to:
+    std::string descriptionText;
+  };
+  virtual std::string alterColumn(const ColumnChange& change) const = 0;
+  // Sets or (with "") removes a table's description.
+  virtual std::string setTableDescription(const std::string& tableRef,
+                                          const std::string& description) const = 0;
+
   // --- types -------------------------------------------------------------
 
   // The dialect's type for a host data type ("VARCHAR", "NUMERIC", ...) with

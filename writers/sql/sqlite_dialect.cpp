@@ -201,6 +201,34 @@ class SqliteDialect final : public SqlDialect {
     return {"", commentText(description)};
   }
 
+  // The engine's procedure for changing a table: foreign keys off (which
+  // takes effect outside a transaction only), the rebuilds in one
+  // transaction, the foreign keys checked before it commits.
+  std::string migrationStart() const override { return "PRAGMA foreign_keys = OFF;\nBEGIN;\n"; }
+  std::string migrationEnd() const override {
+    return "PRAGMA foreign_key_check;\nCOMMIT;\nPRAGMA foreign_keys = ON;\n";
+  }
+  std::string_view migrationLimits() const override {
+    return "SQLite runs the whole script as one transaction. ALTER TABLE cannot change a "
+           "column's type or nullability,\n"
+           "add a key or foreign key or drop one: such a table is rebuilt (a new table, its rows "
+           "copied, the old one dropped,\n"
+           "the new one renamed, its indexes made again), with foreign keys checked before the "
+           "commit.";
+  }
+  bool altersColumnsAndKeys() const override { return false; }
+  std::string dropSchema(const std::string&) const override { return ""; }
+  std::string dropForeignKey(const std::string&, const std::string&) const override { return ""; }
+  std::string dropKey(const std::string&, const std::string&, bool) const override { return ""; }
+  std::string dropIndex(const std::string&, const std::string&,
+                        const std::string& quotedName) const override {
+    return "DROP INDEX " + quotedName + ";\n";
+  }
+  std::string alterColumn(const ColumnChange&) const override { return ""; }
+  std::string setTableDescription(const std::string&, const std::string&) const override {
+    return "";
+  }
+
   SqlType generalType() const override { return {"TEXT", "any", true, 0, kUnknownType}; }
 
  protected:

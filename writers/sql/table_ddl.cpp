@@ -1,0 +1,494 @@
+#include "table_ddl.h"
+
+#include <algorithm>
+#include <cctype>
+
+#include "catalog_view.h"
+#include "model_sql.h"
+#include "sql_text.h"
+#include "string_bytes.h"
+
+namespace pcd::writers {
+
+namespace {
+
+// A native type name that can go into a script as it is: letters, digits,
+// blanks, '_' and one balanced "(digits[,digits])".
+bool isPlainTypeName(std::string_view name) {
+  if (name.empty() || !std::isalpha(static_cast<unsigned char>(name[0]))) return false;
+  int depth = 0;
+  for (const char c : name) {
+    const auto byte = static_cast<unsigned char>(c);
+    if (c == '(') {
+      if (++depth > 1) return false;
+    } else if (c == ')') {
+      if (--depth < 0) return false;
+    } else if (depth > 0 ? !(std::isdigit(byte) || c == ',' || c == ' ')
+                         : !(std::isalnum(byte) || c == '_' || c == ' ')) {
+      return false;
+    }
+  }
+  return depth == 0;
+}
+
+}  // namespace
+
+TableDdl::TableDdl(const ZELModel& model, const SqlDialect& dialect, bool nativeTypes,
+                   const SqlNames& names)
+    : dialect_(dialect), nativeTypes_(nativeTypes), names_(names), schemas_(catalogSchemas(model)) {
+  // Which tables the script creates, so that foreign keys can refer only to
+  // those; a dialect may need at least one column in a table.
+  for (const SchemaOfCatalog& entry : schemas_) {
+    for (const ZELModelObject* object : objectsOfType(*entry.schema, ZEL_ET_CLASS)) {
+      const auto* table = static_cast<const ZELClass*>(object);
+      if (dialect_.tablesWithoutColumns() || !columnsOf(*table).empty()) {
+        createdTables_.insert(table);
+      }
+      schemaOf_[table] = entry.schema;
+    }
+  }
+  // Every table's keys before any table is written, so that foreign keys
+  // (SQLite's inside CREATE TABLE) know which referenced keys exist.
+  for (const SchemaOfCatalog& entry : schemas_) {
+    for (const ZELModelObject* object : objectsOfType(*entry.schema, ZEL_ET_CLASS)) {
+      const auto* table = static_cast<const ZELClass*>(object);
+      if (createdTables_.count(table)) planKeys(*table);
+    }
+  }
+}
+
+std::string TableDdl::quoted(const ZELObject* object) const {
+  return dialect_.quoteIdentifier(name(object));
+}
+
+std::string TableDdl::tableRef(const ZELClass* table) const {
+  if (dialect_.schemaKind().empty()) return quoted(table);
+  return quoted(schemaOf_.at(table)) + "." + quoted(table);
+}
+
+std::string TableDdl::qualified(const ZELClass* table, const ZELObject* object) const {
+  if (dialect_.schemaKind().empty()) return quoted(object);
+  return quoted(schemaOf_.at(table)) + "." + quoted(object);
+}
+
+std::string TableDdl::shown(const ZELString& raw) const {
+  return dialect_.quoteIdentifier(commentText(bytesOf(raw)));
+}
+
+std::vector<const ZELAttribute*> TableDdl::columnsOf(const ZELClassifier& classifier) {
+  std::vector<const ZELAttribute*> columns;
+  for (const ZELFeature* feature : classifier.features()) {
+    if (feature->isInstanceOf(ZEL_ET_ATTRIBUTE)) {
+      columns.push_back(static_cast<const ZELAttribute*>(feature));
+    }
+  }
+  std::stable_sort(columns.begin(), columns.end(),
+                   [](const ZELAttribute* a, const ZELAttribute* b) {
+                     return a->getPosition() < b->getPosition();
+                   });
+  return columns;
+}
+
+// Cached per model type: the types are merged on import, so a model has
+// few, and keys look them up again.
+const SqlType& TableDdl::typeOf(const ZELFeature* column) {
+  const ZELType* modelType = column->getType();
+  const auto found = types_.find(modelType);
+  if (found != types_.end()) return found->second;
+  SqlType type;
+  if (modelType == nullptr || !modelType->isInstanceOf(ZEL_ET_DERIVED_TYPE)) {
+    type = dialect_.generalType();
+    type.note = "no type in the extract; written as " + type.text;
+  } else {
+    const auto& derived = static_cast<const ZELDerivedType&>(*modelType);
+    type = dialect_.type(bytesOf(derived.DataType), derived.getLength(), derived.getScale(),
+                         bytesOf(derived.NativeDataType));
+    if (nativeTypes_) {
+      const std::string_view native = bytesOf(derived.NativeDataType);
+      if (isPlainTypeName(native)) {
+        type.text = std::string(native);
+        if (native.find('(') == std::string_view::npos && derived.getLength() > 0) {
+          type.text += "(" + std::to_string(derived.getLength());
+          if (derived.getScale() > 0) type.text += "," + std::to_string(derived.getScale());
+          type.text += ")";
+        }
+        type.note.clear();
+      } else {
+        type.note = "native type " + commentText(native) + " cannot be written as it is; " +
+                    "written as " + type.text;
+      }
+    }
+  }
+  return types_.emplace(modelType, std::move(type)).first->second;
+}
+
+std::string TableDdl::columnList(const std::vector<const ZELAttribute*>& columns) const {
+  std::string list;
+  for (const ZELAttribute* column : columns) {
+    list += list.empty() ? "" : ", ";
+    list += quoted(column);
+  }
+  return list;
+}
+
+// Why the dialect cannot make a key or index of these columns of `table`,
+// or "". For a plain index, `prefixes` receives per column the length of
+// the prefix that MySQL indexes of a TEXT or BLOB column (0: the whole
+// value): the space the other columns leave under the key limit, shared
+// evenly, and no more than the column's length. (Only types of a dialect
+// with a key limit take a prefix.)
+std::string TableDdl::keyProblem(const ZELClass& table,
+                                 const std::vector<const ZELAttribute*>& columns, KeyUse use,
+                                 std::vector<unsigned>* prefixes) {
+  if (columns.empty()) return "it has no columns";
+  unsigned bytes = 0;
+  size_t prefixed = 0;
+  std::unordered_set<const ZELAttribute*> seen;
+  for (const ZELAttribute* column : columns) {
+    if (column == nullptr) return "a member has no column";
+    if (column->getClassifier() != &table) {
+      return "column " + shown(column->getName()) + " is not a column of this table";
+    }
+    if (!seen.insert(column).second) {
+      return "column " + shown(column->getName()) + " appears twice";
+    }
+    const SqlType& type = typeOf(column);
+    if (!type.indexable && type.prefixUnitBytes != 0 && use == KeyUse::kPlainIndex) {
+      ++prefixed;
+    } else if (!type.indexable) {
+      std::string why = "column " + quoted(column) + " is of type " + type.text + ", which " +
+                        std::string(dialect_.name()) + " cannot index";
+      if (type.prefixUnitBytes != 0) {
+        why += use == KeyUse::kForeignKey
+                   ? " but by a prefix, which a foreign key cannot use"
+                   : " but by a prefix, and a unique prefix would refuse values that differ "
+                     "only after it";
+      }
+      return why;
+    }
+    bytes += type.indexBytes;
+  }
+  const unsigned keyBytes = dialect_.indexKeyBytes();
+  if (keyBytes != 0 && bytes > keyBytes) {
+    return "its columns take " + std::to_string(bytes) + " bytes, over the " +
+           std::to_string(keyBytes) + "-byte limit of an index";
+  }
+  if (prefixes == nullptr) return "";
+  prefixes->assign(columns.size(), 0);
+  if (prefixed == 0) return "";
+  const unsigned share = (keyBytes - bytes) / static_cast<unsigned>(prefixed);
+  for (size_t i = 0; i < columns.size(); ++i) {
+    const SqlType& type = typeOf(columns[i]);
+    if (type.indexable) continue;
+    unsigned units = share / type.prefixUnitBytes;
+    if (type.prefixUnits != 0) units = std::min(units, type.prefixUnits);
+    if (units == 0) {
+      return "its other columns take " + std::to_string(bytes) + " of the " +
+             std::to_string(keyBytes) + " bytes of an index, leaving no room for a " +
+             "prefix of column " + quoted(columns[i]);
+    }
+    (*prefixes)[i] = units;
+  }
+  return "";
+}
+
+std::string TableDdl::notWritten(const std::string& what, const std::string& why) {
+  ++notWrittenCount_;
+  return kNotWrittenMark + what + ": " + why + "\n";
+}
+
+void TableDdl::planKeys(const ZELClass& table) {
+  TableKeys& keys = plannedKeys_[&table];
+  // Keys first: a column of the written primary key is NOT NULL.
+  for (const ZELKey* key : table.keys()) {
+    if (key->isInstanceOf(ZEL_ET_FOREIGN_KEY)) continue;
+    if (!key->isInstanceOf(ZEL_ET_CANDIDATE_KEY)) continue;
+    const auto* candidate = static_cast<const ZELCandidateKey*>(key);
+    const std::vector<const ZELAttribute*> keyColumns(key->attributes().begin(),
+                                                      key->attributes().end());
+    const std::string problem = keyProblem(table, keyColumns);
+    const bool primary = table.getPrimaryKey() == candidate;
+    if (!problem.empty()) {
+      keys.notes += notWritten(
+          std::string(primary ? "primary key " : "key ") + quoted(key) + " of " + tableRef(&table),
+          problem);
+      continue;
+    }
+    writtenKeys_.insert(candidate);
+    if (primary) {
+      keys.primary = candidate;
+    } else if (candidate->uniqueKey) {
+      keys.unique.push_back(candidate);
+    } else {
+      keys.indexed.push_back(candidate);
+    }
+  }
+}
+
+bool TableDdl::isPrimaryColumn(const ZELAttribute& column) const {
+  const auto keys = plannedKeys_.find(static_cast<const ZELClass*>(column.getClassifier()));
+  if (keys == plannedKeys_.end() || keys->second.primary == nullptr) return false;
+  const auto& members = keys->second.primary->attributes();
+  return std::find(members.begin(), members.end(), &column) != members.end();
+}
+
+std::string TableDdl::columnLine(const ZELAttribute& column, std::string& note, bool nullable) {
+  const SqlType& type = typeOf(&column);
+  std::string line = quoted(&column) + " " + type.text;
+  if (!nullable && (!column.isOptional() || isPrimaryColumn(column))) line += " NOT NULL";
+  note = type.note;
+  if (name(&column) != validUtf8(bytesOf(column.getName()))) {
+    note += std::string(note.empty() ? "" : "; ") + "column " + shown(column.getName()) +
+            " of the extract";
+  }
+  const std::string description = validUtf8(bytesOf(column.getDescription()));
+  if (!description.empty()) {
+    const CarriedDescription carried = dialect_.columnDescriptionClause(description);
+    line += carried.clause;
+    if (!carried.note.empty()) note += std::string(note.empty() ? "" : "; ") + carried.note;
+  }
+  return line;
+}
+
+std::string TableDdl::columnDefinition(const ZELAttribute& column, bool nullable) {
+  std::string note;
+  return columnLine(column, note, nullable);
+}
+
+std::string TableDdl::keyConstraint(const ZELCandidateKey& key) const {
+  const auto keys = plannedKeys_.find(static_cast<const ZELClass*>(key.getAssociatedClass()));
+  if (keys == plannedKeys_.end()) return "";
+  const std::vector<const ZELAttribute*> columns(key.attributes().begin(), key.attributes().end());
+  if (keys->second.primary == &key) {
+    // No constraint name where the engine names every primary key itself.
+    return (dialect_.primaryKeyName().empty() ? "CONSTRAINT " + quoted(&key) + " " : "") +
+           "PRIMARY KEY (" + columnList(columns) + ")";
+  }
+  const auto& unique = keys->second.unique;
+  if (std::find(unique.begin(), unique.end(), &key) == unique.end()) return "";
+  return "CONSTRAINT " + quoted(&key) + " UNIQUE (" + columnList(columns) + ")";
+}
+
+void TableDdl::writeTable(const ZELClass& table, std::string& out, std::string& foreignKeys,
+                          const std::string& as, bool withIndexes) {
+  const std::vector<const ZELAttribute*> columns = columnsOf(table);
+  out += "\n";
+  const std::string description = validUtf8(bytesOf(table.getDescription()));
+  if (!createdTables_.count(&table)) {
+    out += notWritten("table " + tableRef(&table),
+                      "a table needs at least one column in " + std::string(dialect_.name()));
+    return;
+  }
+  if (name(&table) != validUtf8(bytesOf(table.getName()))) {
+    out += "-- Table " + shown(table.getName()) + " of the extract\n";
+  }
+  if (!description.empty()) out += dialect_.tableDescriptionBefore(description);
+
+  const TableKeys& keys = plannedKeys_[&table];
+  std::vector<std::string> foreignKeyClauses;
+  if (dialect_.foreignKeysInCreateTable()) {
+    collectForeignKeys(table, foreignKeyClauses, out, foreignKeys);
+  }
+
+  out += keys.notes;
+  out += "CREATE TABLE " + (as.empty() ? tableRef(&table) : as) + " (\n";
+  std::vector<std::string> lines;  // each with its trailing comment, if any
+  std::vector<std::string> comments;
+  std::vector<SqlDialect::ColumnDescription> described;
+  for (const ZELAttribute* column : columns) {
+    std::string note;
+    lines.push_back("  " + columnLine(*column, note));
+    comments.push_back(note);
+    const std::string columnDescription = validUtf8(bytesOf(column->getDescription()));
+    if (!columnDescription.empty()) described.push_back({quoted(column), columnDescription});
+  }
+  if (keys.primary != nullptr) {
+    lines.push_back("  " + keyConstraint(*keys.primary));
+    comments.emplace_back();
+  }
+  for (const ZELCandidateKey* key : keys.unique) {
+    lines.push_back("  " + keyConstraint(*key));
+    comments.emplace_back();
+  }
+  for (const std::string& clause : foreignKeyClauses) {
+    lines.push_back(clause);
+    comments.emplace_back();
+  }
+  for (size_t i = 0; i < lines.size(); ++i) {
+    out += lines[i];
+    if (i + 1 < lines.size()) out += ",";
+    if (!comments[i].empty()) out += "  -- " + commentText(comments[i]);
+    out += "\n";
+  }
+  const CarriedDescription carried =
+      description.empty() ? CarriedDescription() : dialect_.tableDescriptionClause(description);
+  out += ")" + carried.clause + ";" + (carried.note.empty() ? "" : "  -- " + carried.note) + "\n";
+  if (!description.empty() || !described.empty()) {
+    out +=
+        dialect_.descriptionStatements(as.empty() ? tableRef(&table) : as, description, described);
+  }
+  if (withIndexes) out += indexStatements(table);
+  if (!dialect_.foreignKeysInCreateTable()) {
+    collectForeignKeys(table, foreignKeyClauses, out, foreignKeys);
+  }
+}
+
+bool TableDdl::isWritten(const ZELObject& keyOrIndex) {
+  if (keyOrIndex.isInstanceOf(ZEL_ET_FOREIGN_KEY)) {
+    const auto& key = static_cast<const ZELForeignKey&>(keyOrIndex);
+    std::vector<const ZELAttribute*> columns, referencedColumns;
+    const ZELClass* table = key.getAssociatedClass();
+    return table != nullptr && createdTables_.count(table) &&
+           foreignKeyProblem(*table, key, columns, referencedColumns).empty();
+  }
+  if (keyOrIndex.isInstanceOf(ZEL_ET_CANDIDATE_KEY)) {
+    return writtenKeys_.count(static_cast<const ZELCandidateKey*>(&keyOrIndex)) != 0;
+  }
+  const auto& index = static_cast<const ZELIndex&>(keyOrIndex);
+  const ZELClass* table = index.getAssociatedClass();
+  if (table == nullptr || !createdTables_.count(table)) return false;
+  std::vector<const ZELAttribute*> columns;
+  for (const ZELIndexMember* member : index.members()) columns.push_back(member->getAttribute());
+  std::vector<unsigned> prefixes;
+  return keyProblem(*table, columns, index.indexFlag1 ? KeyUse::kUnique : KeyUse::kPlainIndex,
+                    &prefixes)
+      .empty();
+}
+
+std::string TableDdl::indexStatements(const ZELClass& table) {
+  std::string text;
+  for (const ZELCandidateKey* key : plannedKeys_[&table].indexed) {
+    text += indexStatement(table, *key);
+  }
+  for (const ZELIndex* index : catalogIndexes(table)) text += indexStatement(table, *index);
+  return text;
+}
+
+std::string TableDdl::indexText(const ZELClass& table, const ZELObject* index,
+                                const std::vector<IndexMember>& members, bool unique) const {
+  std::string list;
+  for (const IndexMember& member : members) {
+    list += list.empty() ? "" : ", ";
+    list += quoted(member.column);
+    if (member.prefix != 0) list += "(" + std::to_string(member.prefix) + ")";
+    if (member.descending) list += " DESC";
+  }
+  return std::string("CREATE ") + (unique ? "UNIQUE " : "") + "INDEX " + quoted(index) + " ON " +
+         tableRef(&table) + " (" + list + ");\n";
+}
+
+std::string TableDdl::indexStatement(const ZELClass& table, const ZELObject& keyOrIndex) {
+  if (keyOrIndex.isInstanceOf(ZEL_ET_CANDIDATE_KEY)) {
+    const auto& key = static_cast<const ZELCandidateKey&>(keyOrIndex);
+    std::vector<IndexMember> members;
+    for (const ZELAttribute* column : key.attributes()) members.push_back({column, false, 0});
+    return indexText(table, &key, members, false);
+  }
+  // The catalog's own indexes (index-only keys of the extract).
+  const auto& index = static_cast<const ZELIndex&>(keyOrIndex);
+  std::vector<const ZELAttribute*> columns;
+  for (const ZELIndexMember* member : index.members()) columns.push_back(member->getAttribute());
+  std::vector<unsigned> prefixes;
+  const std::string problem = keyProblem(
+      table, columns, index.indexFlag1 ? KeyUse::kUnique : KeyUse::kPlainIndex, &prefixes);
+  if (!problem.empty()) {
+    return notWritten("index " + quoted(&index) + " of " + tableRef(&table), problem);
+  }
+  std::vector<IndexMember> members;
+  for (const ZELIndexMember* member : index.members()) {
+    members.push_back({member->getAttribute(), member->sortOrder == 2, prefixes[members.size()]});
+  }
+  return indexText(table, &index, members, index.indexFlag1);
+}
+
+// Clauses inside CREATE TABLE go into `clauses` (their NOT WRITTEN comments
+// into `out`), ALTER TABLE statements into `foreignKeys`.
+void TableDdl::collectForeignKeys(const ZELClass& table, std::vector<std::string>& clauses,
+                                  std::string& out, std::string& foreignKeys) {
+  const bool inside = dialect_.foreignKeysInCreateTable();
+  for (const ZELKey* key : table.keys()) {
+    if (!key->isInstanceOf(ZEL_ET_FOREIGN_KEY)) continue;
+    std::string problem;
+    const std::string clause =
+        foreignKeyConstraint(table, static_cast<const ZELForeignKey&>(*key), problem);
+    if (!problem.empty()) {
+      (inside ? out : foreignKeys) +=
+          notWritten("foreign key " + quoted(key) + " of " + tableRef(&table), problem);
+    } else if (inside) {
+      clauses.push_back("  " + clause);
+    } else {
+      foreignKeys += "ALTER TABLE " + tableRef(&table) + " ADD " + clause + ";\n";
+    }
+  }
+}
+
+std::string TableDdl::foreignKeyConstraint(const ZELClass& table, const ZELForeignKey& key,
+                                           std::string& problem) {
+  std::vector<const ZELAttribute*> columns, referencedColumns;
+  problem = foreignKeyProblem(table, key, columns, referencedColumns);
+  if (!problem.empty()) return "";
+  const ZELClass* referenced = key.getCandidateKey()->getAssociatedClass();
+  return "CONSTRAINT " + quoted(&key) + " FOREIGN KEY (" + columnList(columns) + ") REFERENCES " +
+         tableRef(referenced) + " (" + columnList(referencedColumns) + ")";
+}
+
+// Why the foreign key cannot be written, or "" with its column pairs.
+std::string TableDdl::foreignKeyProblem(const ZELClass& table, const ZELForeignKey& key,
+                                        std::vector<const ZELAttribute*>& columns,
+                                        std::vector<const ZELAttribute*>& referencedColumns) {
+  const ZELCandidateKey* referencedKey = key.getCandidateKey();
+  if (referencedKey == nullptr) return "it is not linked to a referenced key";
+  const ZELClass* referenced = referencedKey->getAssociatedClass();
+  if (referenced == nullptr || !createdTables_.count(referenced)) {
+    return "the referenced table is not in the script";
+  }
+  if (!writtenKeys_.count(referencedKey)) {
+    return "the referenced key " + quoted(referencedKey) + " is not in the script";
+  }
+  for (const ColumnPair& pair : columnPairs(key)) {
+    if (pair.referencing == nullptr || pair.referenced == nullptr) {
+      return "a column pair is incomplete";
+    }
+    if (pair.referencing->getClassifier() != &table ||
+        pair.referenced->getClassifier() != referenced) {
+      return "a column pair joins columns of other tables";
+    }
+    columns.push_back(pair.referencing);
+    referencedColumns.push_back(pair.referenced);
+  }
+  if (columns.empty()) return "it has no column pairs";
+  const std::vector<const ZELAttribute*> keyColumns(referencedKey->attributes().begin(),
+                                                    referencedKey->attributes().end());
+  // The key's columns in any order, or where the engine needs an index on
+  // them (MySQL), the columns of the index in its order.
+  const bool needsIndexes = dialect_.foreignKeysNeedIndexes();
+  bool sameColumns = referencedColumns.size() == keyColumns.size();
+  if (sameColumns && needsIndexes) {
+    sameColumns = referencedColumns == keyColumns;
+  } else if (sameColumns) {
+    sameColumns =
+        std::is_permutation(referencedColumns.begin(), referencedColumns.end(), keyColumns.begin());
+  }
+  if (!sameColumns) {
+    return "its referenced columns are not those of key " + quoted(referencedKey) +
+           (needsIndexes ? " in their order" : "");
+  }
+  std::unordered_set<const ZELAttribute*> seen;
+  for (size_t i = 0; i < columns.size(); ++i) {
+    if (!seen.insert(columns[i]).second) {
+      return "column " + quoted(columns[i]) + " appears twice";
+    }
+    const SqlType& own = typeOf(columns[i]);
+    const SqlType& other = typeOf(referencedColumns[i]);
+    if (own.pairClass != other.pairClass) {
+      return "column " + quoted(columns[i]) + " (" + own.text + ") cannot reference column " +
+             quoted(referencedColumns[i]) + " (" + other.text + ") in " +
+             std::string(dialect_.name());
+    }
+  }
+  // The referencing columns are indexed too.
+  if (needsIndexes) return keyProblem(table, columns, KeyUse::kForeignKey);
+  return "";
+}
+
+}  // namespace pcd::writers

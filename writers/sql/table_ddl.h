@@ -1,0 +1,125 @@
+// The DDL of one model's tables in one dialect: CREATE TABLE with its
+// columns, keys and descriptions, its indexes, its foreign keys, and each of
+// these pieces alone. The "sql" format writes whole tables with it; a
+// migration writes a new table the same way, and the pieces of a changed one.
+// What a dialect cannot take is a NOT WRITTEN comment that says why.
+#pragma once
+
+#include <string>
+#include <unordered_map>
+#include <unordered_set>
+#include <vector>
+
+#include "model/zel_model.h"
+#include "sql_dialect.h"
+#include "sql_names.h"
+
+namespace pcd::writers {
+
+class TableDdl {
+ public:
+  // Decides which tables and keys of `model` are written; `names` were
+  // assigned for the same model and dialect.
+  TableDdl(const ZELModel& model, const SqlDialect& dialect, bool nativeTypes,
+           const SqlNames& names);
+
+  const std::vector<SchemaOfCatalog>& schemas() const { return schemas_; }
+  const SqlDialect& dialect() const { return dialect_; }
+  // True when the dialect can create the table (one without columns is not,
+  // in most).
+  bool isCreated(const ZELClass* table) const { return createdTables_.count(table) != 0; }
+  // How many objects were written as NOT WRITTEN comments so far.
+  unsigned notWrittenCount() const { return notWrittenCount_; }
+
+  const std::string& name(const ZELObject* object) const { return names_.of(object); }
+  std::string quoted(const ZELObject* object) const;
+  // The table as a statement names it: "SCHEMA"."TABLE", or "TABLE" in a
+  // dialect without schemas.
+  std::string tableRef(const ZELClass* table) const;
+  // A model name for a comment, quoted as the dialect would (not shortened).
+  std::string shown(const ZELString& raw) const;
+  // The column's type in the script, cached per model type.
+  const SqlType& typeOf(const ZELFeature* column);
+  // The columns in position order (the model's order among equal positions).
+  static std::vector<const ZELAttribute*> columnsOf(const ZELClassifier& classifier);
+
+  // The whole table as the "sql" format writes it, after a blank line, into
+  // `out`; its foreign keys go into `foreignKeys` (ALTER TABLE statements
+  // for once every table exists) unless the dialect writes them inside
+  // CREATE TABLE. `as`: the reference CREATE TABLE uses instead of the
+  // table's own (a table made under another name and renamed);
+  // `withIndexes`: its CREATE INDEX statements too.
+  void writeTable(const ZELClass& table, std::string& out, std::string& foreignKeys,
+                  const std::string& as = "", bool withIndexes = true);
+  // The table's CREATE INDEX statements (of keys that are not unique, and
+  // of the catalog's own indexes).
+  std::string indexStatements(const ZELClass& table);
+
+  // An object of the table's schema as a statement names it (an index in
+  // PostgreSQL).
+  std::string qualified(const ZELClass* table, const ZELObject* object) const;
+  // A column as CREATE TABLE and ALTER TABLE write it: name, type, NOT NULL
+  // (also for a column of the written primary key) unless `nullable`, the
+  // dialect's description clause.
+  std::string columnDefinition(const ZELAttribute& column, bool nullable = false);
+  // The constraint a candidate key becomes inside CREATE TABLE or after
+  // ALTER TABLE ... ADD: "CONSTRAINT "PK" PRIMARY KEY (...)" or "... UNIQUE
+  // (...)"; "" for a key the script writes as an index, or not at all.
+  std::string keyConstraint(const ZELCandidateKey& key) const;
+  // The CREATE INDEX statement of a key that is not unique or of a catalog
+  // index, or its NOT WRITTEN comment.
+  std::string indexStatement(const ZELClass& table, const ZELObject& keyOrIndex);
+  // The foreign key's constraint for ALTER TABLE ... ADD or CREATE TABLE;
+  // "" with `problem` saying why when the dialect cannot take it.
+  std::string foreignKeyConstraint(const ZELClass& table, const ZELForeignKey& key,
+                                   std::string& problem);
+  // True when the script writes the key, index or foreign key (a drop
+  // needs it there).
+  bool isWritten(const ZELObject& keyOrIndex);
+  // A NOT WRITTEN comment line, counted.
+  std::string notWritten(const std::string& what, const std::string& why);
+
+ private:
+  // What keyProblem checks columns for: only a MySQL index that is not
+  // unique may take a TEXT or BLOB column by a prefix.
+  enum class KeyUse { kUnique, kPlainIndex, kForeignKey };
+  struct TableKeys {
+    const ZELCandidateKey* primary = nullptr;
+    std::vector<const ZELCandidateKey*> unique;
+    std::vector<const ZELCandidateKey*> indexed;  // candidate keys that are not unique
+    std::string notes;                            // keys not written
+  };
+  struct IndexMember {
+    const ZELAttribute* column;
+    bool descending;
+    unsigned prefix;  // MySQL: the length of the prefix indexed; 0: the whole value
+  };
+
+  std::string columnList(const std::vector<const ZELAttribute*>& columns) const;
+  std::string keyProblem(const ZELClass& table, const std::vector<const ZELAttribute*>& columns,
+                         KeyUse use = KeyUse::kUnique, std::vector<unsigned>* prefixes = nullptr);
+  void planKeys(const ZELClass& table);
+  std::string indexText(const ZELClass& table, const ZELObject* index,
+                        const std::vector<IndexMember>& members, bool unique) const;
+  void collectForeignKeys(const ZELClass& table, std::vector<std::string>& clauses,
+                          std::string& out, std::string& foreignKeys);
+  std::string foreignKeyProblem(const ZELClass& table, const ZELForeignKey& key,
+                                std::vector<const ZELAttribute*>& columns,
+                                std::vector<const ZELAttribute*>& referencedColumns);
+  // The column's line in CREATE TABLE and the note its comment carries.
+  std::string columnLine(const ZELAttribute& column, std::string& note, bool nullable = false);
+  bool isPrimaryColumn(const ZELAttribute& column) const;
+
+  const SqlDialect& dialect_;
+  bool nativeTypes_;
+  const SqlNames& names_;
+  std::vector<SchemaOfCatalog> schemas_;
+  unsigned notWrittenCount_ = 0;
+  std::unordered_set<const ZELClass*> createdTables_;
+  std::unordered_set<const ZELCandidateKey*> writtenKeys_;
+  std::unordered_map<const ZELClass*, const ZELPackage*> schemaOf_;
+  std::unordered_map<const ZELType*, SqlType> types_;
+  std::unordered_map<const ZELClass*, TableKeys> plannedKeys_;
+};
+
+}  // namespace pcd::writers
