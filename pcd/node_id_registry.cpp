@@ -61,7 +61,7 @@ void* NodeIdRegistry::findSparse(long id) const noexcept {
 }
 
 void NodeIdRegistry::addSparse(long id, void* node) {
-  if (slots_ == nullptr || (sparseIds_ + 1) * 4 > (slotMask_ + 1) * 3) growSparse();
+  if (slots_ == nullptr || (sparseIds_ + 1) * 8 > (slotMask_ + 1) * 7) growSparse();
   const Place place = placeOf(id);
   const size_t slot = slotFor(id, place);
   if (slots_[slot] == nullptr) ++sparseIds_;
