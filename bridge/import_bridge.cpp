@@ -29,8 +29,16 @@ bool targetDatabaseDetected(const ZELModel& model) {
 
 }  // namespace
 
+namespace {
+
+long idOfNode(const void* node) {
+  return static_cast<const CaRepositoryDsOdbcImport::Node*>(node)->id;
+}
+
+}  // namespace
+
 Bridge::ZELCaRepositoryDsOdbcImportBridge(ZELLog* log)
-    : log(log), baseTypeTable(10), scannerIndexTable(25), idRegistry(1000), kindTable(25) {
+    : log(log), baseTypeTable(10), scannerIndexTable(25), idRegistry(idOfNode) {
   // The destructor does not run when the constructor fails: free the entries
   // added so far here.
   try {
@@ -95,6 +103,6 @@ void Bridge::cleanup(bool success) {
 }
 
 bool Bridge::holdsNothing() const {
-  return idRegistry.count() == 0 && kindTable.count() == 0 && scannerIndexTable.count() == 0 &&
-         baseTypeTable.count() == 0 && nodeArena.isEmpty() && userData.empty();
+  return idRegistry.count() == 0 && scannerIndexTable.count() == 0 && baseTypeTable.count() == 0 &&
+         nodeArena.isEmpty() && userData.empty();
 }

@@ -106,7 +106,7 @@ class ZELCaRepositoryDsOdbcImportBridge {
   // The user data of `object`, created (empty) on first request in the
   // bridge's user-data arena.
   ObjectUserData* getObjectUserData(ZELObject* object);
-  // Frees user data, kind vectors, nodes and the entries of all four tables.
+  // Frees user data, nodes and the entries of all three tables.
   void deleteUnusedObjects(bool success);
 
   // Process operations, by record kind, in dispatch order.
@@ -194,7 +194,6 @@ class ZELCaRepositoryDsOdbcImportBridge {
   ZELObjectNameHashtable baseTypeTable;      // base types by name; not owned
   ZELStringNodeHashtable scannerIndexTable;  // record name -> scanner index
   NodeIdRegistry idRegistry;                 // object id -> node
-  ZELStringNodeHashtable kindTable;          // record name -> ZELVector* of nodes; owns the vectors
   // Scanner indexes of the record names met last (see scannerIndexOf).
   CaRepositoryDsOdbcImport::RecentNames recentNames;
   // Column names, kept once each (see shared_texts.h).

@@ -1,12 +1,11 @@
 // Grouping the record nodes by kind and dispatching the relationship records
 // in their fixed order; resolving the ids that records carry.
 #include <algorithm>
-#include <memory>
+#include <iterator>
 #include <vector>
 
 #include "bridge/import_bridge.h"
 #include "bridge/messages/tav_cards.h"
-#include "zel_vector.h"
 
 using namespace CaRepositoryDsOdbcImport;
 
@@ -20,7 +19,7 @@ struct DispatchStep {
 
 template <class NodeClass, void (ZELCaRepositoryDsOdbcImportBridge::*Operation)(NodeClass*)>
 void dispatch(ZELCaRepositoryDsOdbcImportBridge* bridge, Node* node) {
-  // Every node in a kind vector was made by the scanner of that kind.
+  // Every node of a step's kind was made by the scanner of that kind.
   (bridge->*Operation)(static_cast<NodeClass*>(node));
 }
 
@@ -66,31 +65,37 @@ void ZELCaRepositoryDsOdbcImportBridge::processNodes() {
   }
   nodes.erase(kept, nodes.end());
 
-  // Grouping: one vector of nodes per record name. Counting the kinds first
-  // makes every vector at its final size once (no regrowth, no slack).
-  long counts[kRecordKinds] = {};
-  for (const Node* node : nodes) ++counts[static_cast<int>(node->kind)];
-  ZELVector* vectors[kRecordKinds] = {};
-  for (int kind = 0; kind < kRecordKinds; ++kind) {
-    if (counts[kind] == 0) continue;
-    const ZELString& name = *kRecordNames[kind];
-    vectors[kind] = static_cast<ZELVector*>(kindTable.find(name));
-    if (vectors[kind] == nullptr) {
-      auto created = std::make_unique<ZELVector>(static_cast<int>(counts[kind]));
-      kindTable.add(name, created.get());
-      vectors[kind] = created.release();
+  // Grouping: one vector per dispatch step, of the nodes of its kind; the
+  // other kinds are only looked up by id and need none. Counting first makes
+  // every vector at its final size once, and each is freed as soon as its
+  // step is done, so the model grows into the memory they leave.
+  constexpr size_t kSteps = std::size(kDispatchOrder);
+  int stepOfKind[kRecordKinds];
+  std::fill(std::begin(stepOfKind), std::end(stepOfKind), -1);
+  for (size_t step = 0; step < kSteps; ++step) {
+    for (int kind = 0; kind < kRecordKinds; ++kind) {
+      if (kRecordNames[kind] == kDispatchOrder[step].recordName) {
+        stepOfKind[kind] = static_cast<int>(step);
+      }
     }
   }
-  for (Node* node : nodes) vectors[static_cast<int>(node->kind)]->append(node);
+  size_t counts[kSteps] = {};
+  for (const Node* node : nodes) {
+    const int step = stepOfKind[static_cast<int>(node->kind)];
+    if (step >= 0) ++counts[step];
+  }
+  std::vector<Node*> byStep[kSteps];
+  for (size_t step = 0; step < kSteps; ++step) byStep[step].reserve(counts[step]);
+  for (Node* node : nodes) {
+    const int step = stepOfKind[static_cast<int>(node->kind)];
+    if (step >= 0) byStep[step].push_back(node);
+  }
   std::vector<Node*>().swap(nodes);
 
   // Dispatch.
-  for (const DispatchStep& step : kDispatchOrder) {
-    auto* kind = static_cast<ZELVector*>(kindTable.find(*step.recordName));
-    if (kind == nullptr) continue;
-    for (long index = 0; index < kind->count(); ++index) {
-      step.process(this, static_cast<Node*>(kind->get(index)));
-    }
+  for (size_t step = 0; step < kSteps; ++step) {
+    for (Node* node : byStep[step]) kDispatchOrder[step].process(this, node);
+    std::vector<Node*>().swap(byStep[step]);
   }
 }
 

@@ -1,6 +1,9 @@
 #include "pcd/node_id_registry.h"
 
+#include <new>
 #include <utility>
+
+#include "zel_keyed_hash.h"
 
 void** NodeIdRegistry::directEntry(long id) {
   if (id < 0) return nullptr;
@@ -22,15 +25,81 @@ void NodeIdRegistry::add(long id, void* node) {
   if (void** entry = directEntry(id)) {
     *entry = node;
   } else {
-    sparse_.add(id, node);
+    addSparse(id, node);
     ++sparseCount_;
   }
   ++count_;
 }
 
+NodeIdRegistry::Place NodeIdRegistry::placeOf(long id) const noexcept {
+  // Eight consecutive ids share a line of eight slots (one cache line), the
+  // line chosen by the top bits of a keyed hash of the other bits: nodes are
+  // mostly looked up near the ids looked up last, and no input can crowd one
+  // line with more than eight ids. The tag is the hash's top 29 bits and the
+  // id's low 3, its place in the line: neighbours' tags differ, and the tag
+  // alone gives the slot's home, so growing reads no node.
+  const auto low = static_cast<uint32_t>(static_cast<uint64_t>(id) & 7);
+  const uint64_t hash = zel_hash::hashWord(static_cast<uint64_t>(id) >> 3);
+  const uint32_t tag = (static_cast<uint32_t>(hash >> 32) & ~uint32_t{7}) | low;
+  return Place{homeOf(tag), tag};
+}
+
+size_t NodeIdRegistry::homeOf(uint32_t tag) const noexcept {
+  const size_t line = lineBits_ == 0 ? 0 : static_cast<size_t>(tag >> 3) >> (29 - lineBits_);
+  return (line << 3) | (tag & 7);
+}
+
+size_t NodeIdRegistry::slotFor(long id, const Place& place) const noexcept {
+  for (size_t slot = place.home;; slot = (slot + 1) & slotMask_) {
+    if (slots_[slot] == nullptr) return slot;
+    if (tags_[slot] == place.tag && idOf_(slots_[slot]) == id) return slot;
+  }
+}
+
+void* NodeIdRegistry::findSparse(long id) const noexcept {
+  return slots_[slotFor(id, placeOf(id))];
+}
+
+void NodeIdRegistry::addSparse(long id, void* node) {
+  if (slots_ == nullptr || (sparseIds_ + 1) * 8 > (slotMask_ + 1) * 7) growSparse();
+  const Place place = placeOf(id);
+  const size_t slot = slotFor(id, place);
+  if (slots_[slot] == nullptr) ++sparseIds_;
+  slots_[slot] = node;
+  tags_[slot] = place.tag;
+}
+
+void NodeIdRegistry::growSparse() {
+  const size_t count = slots_ == nullptr ? kFirstSlots : (slotMask_ + 1) * 2;
+  // A tag places a slot in at most 2^32 slots.
+  if (count > (size_t{1} << 32)) throw std::bad_alloc();
+  // Both allocations come before any change, so that a failure changes nothing.
+  std::unique_ptr<void*[]> slots(new void*[count]());
+  std::unique_ptr<uint32_t[]> tags(new uint32_t[count]());
+  std::unique_ptr<void*[]> oldSlots = std::move(slots_);
+  std::unique_ptr<uint32_t[]> oldTags = std::move(tags_);
+  const size_t oldCount = oldSlots == nullptr ? 0 : slotMask_ + 1;
+  slots_ = std::move(slots);
+  tags_ = std::move(tags);
+  slotMask_ = count - 1;
+  lineBits_ = 0;
+  while ((size_t{8} << lineBits_) < count) ++lineBits_;
+  for (size_t at = 0; at < oldCount; ++at) {
+    if (oldSlots[at] == nullptr) continue;
+    size_t slot = homeOf(oldTags[at]);
+    while (slots_[slot] != nullptr) slot = (slot + 1) & slotMask_;
+    slots_[slot] = oldSlots[at];
+    tags_[slot] = oldTags[at];
+  }
+}
+
 void NodeIdRegistry::empty() noexcept {
   std::vector<std::unique_ptr<void*[]>>().swap(pages_);
-  sparse_.empty();
+  slots_.reset();
+  tags_.reset();
+  slotMask_ = 0;
+  lineBits_ = 0;
+  sparseIds_ = 0;
   sparseCount_ = 0;
   count_ = 0;
 }

@@ -4,9 +4,15 @@
 //
 // Ids are small, mostly consecutive integers in practice, so non-negative ids
 // up to a bound proportional to the number of records are found by direct
-// index (8 bytes per id); any other id goes to a hash table keyed by a keyed
-// hash (node_tables.h). No set of ids can make the index outgrow the bound,
-// and no set of ids can crowd the hash table.
+// index (8 bytes per id); any other id goes to an open-addressing table of
+// node pointers, placed by a keyed hash of the id (zel_keyed_hash.h) in lines
+// of eight consecutive ids. No set
+// of ids can make the index outgrow the bound, and no set of ids can crowd
+// the table. The table keeps no entries of its own: a slot is the node's
+// address, the node knows its id (`IdOf`), and a 32-bit tag of the hash
+// beside each slot keeps probes off the nodes whose ids differ. That is
+// 12 bytes per slot, 14 to 28 bytes per id, where a general hash table of
+// (id, node) entries took about 40.
 //
 // The index is kept in pages of kPageIds ids, made when a first id falls in
 // them: it grows without copying, and each of its bytes is written once (an
@@ -15,20 +21,22 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <memory>
 #include <vector>
 
-#include "pcd/node_tables.h"
-
 class NodeIdRegistry {
  public:
-  // `sparseSize`: the starting size of the table of ids off the index.
-  explicit NodeIdRegistry(int sparseSize) : sparse_(sparseSize) {}
+  // The id a registered node holds; the registry reads it to tell the nodes
+  // that share a slot's probe run apart.
+  using IdOf = long (*)(const void* node);
+  explicit NodeIdRegistry(IdOf idOf) noexcept : idOf_(idOf) {}
   NodeIdRegistry(const NodeIdRegistry&) = delete;
   NodeIdRegistry& operator=(const NodeIdRegistry&) = delete;
 
-  // Registers `node` under `id`; a later node with the same id hides the
-  // earlier one from find(). On failure (out of memory) nothing is registered.
+  // Registers `node`, whose id is `id` (idOf(node) == id); a later node with
+  // the same id hides the earlier one from find(). On failure (out of memory)
+  // nothing is registered.
   void add(long id, void* node);
   // The newest node registered under `id`, or null.
   void* find(long id) {
@@ -38,7 +46,7 @@ class NodeIdRegistry {
         if (void* node = pages_[page][static_cast<size_t>(id) & kPageMask]) return node;
       }
     }
-    return sparseCount_ == 0 ? nullptr : sparse_.find(id);
+    return sparseCount_ == 0 ? nullptr : findSparse(id);
   }
   // Records registered, those hidden by a later one included.
   long count() const { return static_cast<long>(count_); }
@@ -64,7 +72,29 @@ class NodeIdRegistry {
   // stays on the index, so all the nodes of one id are found in one place
   // (or, when the first ones went to the hash table, the newest here).
   std::vector<std::unique_ptr<void*[]>> pages_;
-  ZELLongNodeHashtable sparse_;
-  size_t sparseCount_ = 0;
+
+  // The table of ids off the index: a power-of-two number of slots, linear
+  // probing, at most seven eighths full (the tags keep long probes cheap); a
+  // null slot is free. Nodes of one id share one slot (the newest), so ids,
+  // not records, fill it.
+  static constexpr size_t kFirstSlots = 64;
+  struct Place {
+    size_t home;
+    uint32_t tag;
+  };
+  Place placeOf(long id) const noexcept;
+  size_t homeOf(uint32_t tag) const noexcept;
+  void* findSparse(long id) const noexcept;
+  // The slot that holds `id`, or the free slot where it goes.
+  size_t slotFor(long id, const Place& place) const noexcept;
+  void addSparse(long id, void* node);
+  void growSparse();
+  IdOf idOf_;
+  std::unique_ptr<void*[]> slots_;
+  std::unique_ptr<uint32_t[]> tags_;
+  size_t slotMask_ = 0;     // slots - 1; 0 while there are none
+  unsigned lineBits_ = 0;   // log2 of the lines of eight slots
+  size_t sparseIds_ = 0;    // slots in use
+  size_t sparseCount_ = 0;  // records registered off the index
   size_t count_ = 0;
 };

@@ -1,4 +1,4 @@
-// The reader's string-keyed and id-keyed tables of opaque pointers.
+// The reader's string-keyed table of opaque pointers.
 #include "pcd/node_tables.h"
 
 #include <cstring>
@@ -58,46 +58,4 @@ unsigned long ZELStringNodeHashtable::hashObject(const void* entry) const {
 
 unsigned long ZELStringNodeHashtable::hashKey(const void* key) const {
   return stringHashCode(static_cast<const char*>(key));
-}
-
-// --- ZELLongNodeHashtable
-
-namespace {
-
-int compareIds(long a, long b) {
-  return a < b ? -1 : (a > b ? 1 : 0);
-}
-
-}  // namespace
-
-bool ZELLongNodeHashtable::add(long key, void* value) {
-  return addEntry(*this, entryPool_, entryPool_.create(Entry{key, value}));
-}
-
-void* ZELLongNodeHashtable::find(long key) {
-  const auto* entry = static_cast<const Entry*>(findFirst(&key, nullptr));
-  return entry ? entry->value : nullptr;
-}
-
-bool ZELLongNodeHashtable::empty() {
-  const bool emptied = ZELHashtable::empty();
-  entryPool_.clear();
-  return emptied;
-}
-
-int ZELLongNodeHashtable::compare2Object(const void* entryA, const void* entryB) const {
-  return compareIds(static_cast<const Entry*>(entryA)->key, static_cast<const Entry*>(entryB)->key);
-}
-
-int ZELLongNodeHashtable::compare2Key(const void* entry, const void* key) const {
-  return compareIds(static_cast<const Entry*>(entry)->key, *static_cast<const long*>(key));
-}
-
-// Ids hash to themselves; the host table mixes hashes before use.
-unsigned long ZELLongNodeHashtable::hashObject(const void* entry) const {
-  return static_cast<unsigned long>(static_cast<const Entry*>(entry)->key);
-}
-
-unsigned long ZELLongNodeHashtable::hashKey(const void* key) const {
-  return static_cast<unsigned long>(*static_cast<const long*>(key));
 }

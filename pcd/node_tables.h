@@ -1,6 +1,5 @@
-// The reader's two tables of opaque pointers over the host hashtable: one
-// keyed by text (record name to scanner index, record name to the vector of
-// nodes of that kind) and one keyed by object id (id to record node).
+// The reader's table of opaque pointers over the host hashtable, keyed by
+// text (record name to scanner index).
 // Each entry is a small record that the table owns; the values are never
 // owned. The owner calls empty() before destroying a table.
 #pragma once
@@ -33,30 +32,5 @@ class ZELStringNodeHashtable : public ZELHashtable {
 
  private:
   // Entries come from a pool: no allocation per entry, freed all at once.
-  CaRepositoryDsOdbcImport::RecordPool<Entry> entryPool_;
-};
-
-class ZELLongNodeHashtable : public ZELHashtable {
- public:
-  explicit ZELLongNodeHashtable(int initialSize) : ZELHashtable(initialSize) {}
-  ~ZELLongNodeHashtable() override = default;
-
-  bool add(long key, void* value);
-  void* find(long key);
-  bool empty() override;
-
-  int compare2Object(const void* entryA, const void* entryB) const override;
-  int compare2Key(const void* entry, const void* key) const override;
-  unsigned long hashObject(const void* entry) const override;
-  unsigned long hashKey(const void* key) const override;
-
-  struct Entry {
-    long key;
-    void* value;
-  };
-
- private:
-  // One entry per record of the file: a pool saves an allocation (and its
-  // header) per entry, and frees them all at once.
   CaRepositoryDsOdbcImport::RecordPool<Entry> entryPool_;
 };

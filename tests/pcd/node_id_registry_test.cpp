@@ -10,20 +10,26 @@
 
 namespace {
 
+// A stand-in node: its id.
+long idOf(const void* node) {
+  return *static_cast<const long*>(node);
+}
+
 void expectSameAsMap(const std::vector<long>& ids) {
-  NodeIdRegistry registry(16);
+  NodeIdRegistry registry(idOf);
   std::map<long, void*> newest;
-  std::vector<int> nodes(ids.size());
+  const std::vector<long> nodes = ids;
   for (size_t at = 0; at < ids.size(); ++at) {
-    registry.add(ids[at], &nodes[at]);
-    newest[ids[at]] = &nodes[at];
+    registry.add(ids[at], const_cast<long*>(&nodes[at]));
+    newest[ids[at]] = const_cast<long*>(&nodes[at]);
   }
   for (const auto& [id, node] : newest) EXPECT_EQ(registry.find(id), node) << id;
-  int later = 0;
-  registry.add(ids.empty() ? 0 : ids.back() + 1, &later);
-  registry.add(ids.empty() ? 1 : ids.back() + 100000, &later);
-  EXPECT_EQ(registry.find(ids.empty() ? 0 : ids.back() + 1), &later);
-  EXPECT_EQ(registry.find(ids.empty() ? 1 : ids.back() + 100000), &later);
+  long near = ids.empty() ? 0 : ids.back() + 1;
+  long far = ids.empty() ? 1 : ids.back() + 100000;
+  registry.add(near, &near);
+  registry.add(far, &far);
+  EXPECT_EQ(registry.find(near), &near);
+  EXPECT_EQ(registry.find(far), &far);
   EXPECT_EQ(registry.find(123456789), nullptr);
   EXPECT_EQ(registry.find(-5), newest.count(-5) ? newest[-5] : nullptr);
   EXPECT_EQ(registry.count(), static_cast<long>(ids.size()) + 2);
