@@ -54,6 +54,8 @@ test_packages=(
   "postgresql-15 /usr/lib/postgresql/15/bin/initdb"
   "mariadb-server /usr/sbin/mariadbd"
   "mariadb-client mariadb"
+  # The liquibase format's test runs Liquibase (an npm package of tests/js) on Java.
+  "default-jre-headless java"
 )
 
 present() {  # command-or-file
