@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "catalog_view.h"
+#include "ddl_plan.h"
 #include "sql_names.h"
 #include "sql_text.h"
 #include "string_bytes.h"
@@ -17,53 +18,21 @@ namespace pcd::writers {
 
 namespace {
 
-// A native type name that can go into a script as it is: letters, digits,
-// blanks, '_' and one balanced "(digits[,digits])".
-bool isPlainTypeName(std::string_view name) {
-  if (name.empty() || !std::isalpha(static_cast<unsigned char>(name[0]))) return false;
-  int depth = 0;
-  for (const char c : name) {
-    const auto byte = static_cast<unsigned char>(c);
-    if (c == '(') {
-      if (++depth > 1) return false;
-    } else if (c == ')') {
-      if (--depth < 0) return false;
-    } else if (depth > 0 ? !(std::isdigit(byte) || c == ',' || c == ' ')
-                         : !(std::isalnum(byte) || c == '_' || c == ' ')) {
-      return false;
-    }
-  }
-  return depth == 0;
-}
-
 class ScriptBuilder {
  public:
   ScriptBuilder(const ModelSource& source, const SqlDialect& dialect, bool nativeTypes,
                 const SqlNames& names)
-      : source_(source), dialect_(dialect), nativeTypes_(nativeTypes), names_(names) {}
+      : source_(source),
+        dialect_(dialect),
+        nativeTypes_(nativeTypes),
+        names_(names),
+        plan_(source.model, dialect, nativeTypes, names) {}
 
   // Writes the script to `out` as it goes: a table at a time, the foreign
   // keys at the end.
   void build(const std::string& toolVersion, std::FILE* out) {
     out_ = out;
-    const std::vector<SchemaOfCatalog> schemas = catalogSchemas(source_.model);
-    // Which tables the script creates, so that foreign keys can refer only to
-    // those; a dialect may need at least one column in a table.
-    for (const SchemaOfCatalog& entry : schemas) {
-      for (const ZELModelObject* object : objectsOfType(*entry.schema, ZEL_ET_CLASS)) {
-        const auto* table = static_cast<const ZELClass*>(object);
-        if (dialect_.tablesWithoutColumns() || !columnsOf(*table).empty()) {
-          createdTables_.insert(table);
-        }
-        schemaOf_[table] = entry.schema;
-      }
-    }
-    for (const SchemaOfCatalog& entry : schemas) {
-      for (const ZELModelObject* object : objectsOfType(*entry.schema, ZEL_ET_CLASS)) {
-        const auto* table = static_cast<const ZELClass*>(object);
-        if (createdTables_.count(table)) planKeys(*table);
-      }
-    }
+    const std::vector<SchemaOfCatalog>& schemas = plan_.schemas();
     body_ = header(toolVersion, schemas);
     if (dialect_.transactionalDdl()) body_ += "BEGIN;\n";
     for (const SchemaOfCatalog& entry : schemas) writeSchema(entry);
@@ -84,72 +53,20 @@ class ScriptBuilder {
     body_.clear();
   }
 
-  const std::string& name(const ZELObject* object) const { return names_.of(object); }
-  std::string quoted(const ZELObject* object) const {
-    return dialect_.quoteIdentifier(name(object));
+  const std::string& name(const ZELObject* object) const { return plan_.name(object); }
+  std::string quoted(const ZELObject* object) const { return plan_.quoted(object); }
+  std::string tableRef(const ZELClass* table) const { return plan_.tableRef(table); }
+  bool hasSchemas() const { return plan_.hasSchemas(); }
+  std::string shown(const ZELString& raw) const { return plan_.shown(raw); }
+  static std::vector<const ZELAttribute*> columnsOf(const ZELClassifier& classifier) {
+    return DdlPlan::columnsOf(classifier);
   }
-  // The table as the script refers to it.
-  std::string tableRef(const ZELClass* table) const {
-    if (!hasSchemas()) return quoted(table);
-    return quoted(schemaOf_.at(table)) + "." + quoted(table);
-  }
-  bool hasSchemas() const { return !dialect_.schemaKind().empty(); }
-  // A model name for a comment, quoted as the dialect would (not shortened).
-  std::string shown(const ZELString& raw) const {
-    return dialect_.quoteIdentifier(commentText(bytesOf(raw)));
-  }
+  const SqlType& typeOf(const ZELFeature* column) { return plan_.typeOf(column); }
+
   // "SCHEMA." as the script names the schema; a dialect without schemas as
   // the extract does.
   std::string schemaShown(const ZELPackage& schema) const {
     return (hasSchemas() ? quoted(&schema) : shown(schema.getName())) + ".";
-  }
-
-  static std::vector<const ZELAttribute*> columnsOf(const ZELClassifier& classifier) {
-    std::vector<const ZELAttribute*> columns;
-    for (const ZELFeature* feature : classifier.features()) {
-      if (feature->isInstanceOf(ZEL_ET_ATTRIBUTE)) {
-        columns.push_back(static_cast<const ZELAttribute*>(feature));
-      }
-    }
-    // Position order; the model's order among equal positions.
-    std::stable_sort(columns.begin(), columns.end(),
-                     [](const ZELAttribute* a, const ZELAttribute* b) {
-                       return a->getPosition() < b->getPosition();
-                     });
-    return columns;
-  }
-
-  // The column's type in the script. Cached per model type: the types are
-  // merged on import, so a model has few, and keys look them up again.
-  const SqlType& typeOf(const ZELFeature* column) {
-    const ZELType* modelType = column->getType();
-    const auto found = types_.find(modelType);
-    if (found != types_.end()) return found->second;
-    SqlType type;
-    if (modelType == nullptr || !modelType->isInstanceOf(ZEL_ET_DERIVED_TYPE)) {
-      type = dialect_.generalType();
-      type.note = "no type in the extract; written as " + type.text;
-    } else {
-      const auto& derived = static_cast<const ZELDerivedType&>(*modelType);
-      type = dialect_.type(bytesOf(derived.DataType), derived.getLength(), derived.getScale(),
-                           bytesOf(derived.NativeDataType));
-      if (nativeTypes_) {
-        const std::string_view native = bytesOf(derived.NativeDataType);
-        if (isPlainTypeName(native)) {
-          type.text = std::string(native);
-          if (native.find('(') == std::string_view::npos && derived.getLength() > 0) {
-            type.text += "(" + std::to_string(derived.getLength());
-            if (derived.getScale() > 0) type.text += "," + std::to_string(derived.getScale());
-            type.text += ")";
-          }
-          type.note.clear();
-        } else {
-          type.note = "native type " + commentText(native) + " cannot be written as it is; " +
-                      "written as " + type.text;
-        }
-      }
-    }
-    return types_.emplace(modelType, std::move(type)).first->second;
   }
 
   std::string columnList(const std::vector<const ZELAttribute*>& columns) const {
@@ -159,70 +76,6 @@ class ScriptBuilder {
       list += quoted(column);
     }
     return list;
-  }
-
-  // What keyProblem checks columns for: only a MySQL index that is not
-  // unique may take a TEXT or BLOB column by a prefix.
-  enum class KeyUse { kUnique, kPlainIndex, kForeignKey };
-
-  // Why the dialect cannot make a key or index of these columns of `table`,
-  // or "". For a plain index, `prefixes` receives per column the length of
-  // the prefix that MySQL indexes of a TEXT or BLOB column (0: the whole
-  // value): the space the other columns leave under the key limit, shared
-  // evenly, and no more than the column's length. (Only types of a dialect
-  // with a key limit take a prefix.)
-  std::string keyProblem(const ZELClass& table, const std::vector<const ZELAttribute*>& columns,
-                         KeyUse use = KeyUse::kUnique, std::vector<unsigned>* prefixes = nullptr) {
-    if (columns.empty()) return "it has no columns";
-    unsigned bytes = 0;
-    size_t prefixed = 0;
-    std::unordered_set<const ZELAttribute*> seen;
-    for (const ZELAttribute* column : columns) {
-      if (column == nullptr) return "a member has no column";
-      if (column->getClassifier() != &table) {
-        return "column " + shown(column->getName()) + " is not a column of this table";
-      }
-      if (!seen.insert(column).second) {
-        return "column " + shown(column->getName()) + " appears twice";
-      }
-      const SqlType& type = typeOf(column);
-      if (!type.indexable && type.prefixUnitBytes != 0 && use == KeyUse::kPlainIndex) {
-        ++prefixed;
-      } else if (!type.indexable) {
-        std::string why = "column " + quoted(column) + " is of type " + type.text + ", which " +
-                          std::string(dialect_.name()) + " cannot index";
-        if (type.prefixUnitBytes != 0) {
-          why += use == KeyUse::kForeignKey
-                     ? " but by a prefix, which a foreign key cannot use"
-                     : " but by a prefix, and a unique prefix would refuse values that differ "
-                       "only after it";
-        }
-        return why;
-      }
-      bytes += type.indexBytes;
-    }
-    const unsigned keyBytes = dialect_.indexKeyBytes();
-    if (keyBytes != 0 && bytes > keyBytes) {
-      return "its columns take " + std::to_string(bytes) + " bytes, over the " +
-             std::to_string(keyBytes) + "-byte limit of an index";
-    }
-    if (prefixes == nullptr) return "";
-    prefixes->assign(columns.size(), 0);
-    if (prefixed == 0) return "";
-    const unsigned share = (keyBytes - bytes) / static_cast<unsigned>(prefixed);
-    for (size_t i = 0; i < columns.size(); ++i) {
-      const SqlType& type = typeOf(columns[i]);
-      if (type.indexable) continue;
-      unsigned units = share / type.prefixUnitBytes;
-      if (type.prefixUnits != 0) units = std::min(units, type.prefixUnits);
-      if (units == 0) {
-        return "its other columns take " + std::to_string(bytes) + " of the " +
-               std::to_string(keyBytes) + " bytes of an index, leaving no room for a " +
-               "prefix of column " + quoted(columns[i]);
-      }
-      (*prefixes)[i] = units;
-    }
-    return "";
   }
 
   void notWritten(std::string& out, const std::string& what, const std::string& why) {
@@ -247,54 +100,11 @@ class ScriptBuilder {
     }
   }
 
-  // The keys of `table` that the script makes constraints of, with what it
-  // writes for each.
-  struct TableKeys {
-    const ZELCandidateKey* primary = nullptr;
-    std::vector<const ZELCandidateKey*> unique;
-    std::vector<const ZELCandidateKey*> indexed;  // candidate keys that are not unique
-    std::vector<std::string> foreignKeyClauses;   // SQLite: inside CREATE TABLE
-    std::string notes;                            // keys not written
-  };
-
-  // Decides which candidate keys of `table` become constraints; done for
-  // every table before any is written, so that foreign keys (SQLite's inside
-  // CREATE TABLE) know which referenced keys exist.
-  void planKeys(const ZELClass& table) {
-    TableKeys& keys = plannedKeys_[&table];
-    std::string& keyNotes = keys.notes;
-    // Keys first: a column of the written primary key is NOT NULL.
-    for (const ZELKey* key : table.keys()) {
-      if (key->isInstanceOf(ZEL_ET_FOREIGN_KEY)) continue;
-      if (!key->isInstanceOf(ZEL_ET_CANDIDATE_KEY)) continue;
-      const auto* candidate = static_cast<const ZELCandidateKey*>(key);
-      const std::vector<const ZELAttribute*> keyColumns(key->attributes().begin(),
-                                                        key->attributes().end());
-      const std::string problem = keyProblem(table, keyColumns);
-      const bool primary = table.getPrimaryKey() == candidate;
-      if (!problem.empty()) {
-        notWritten(keyNotes,
-                   std::string(primary ? "primary key " : "key ") + quoted(key) + " of " +
-                       tableRef(&table),
-                   problem);
-        continue;
-      }
-      writtenKeys_.insert(candidate);
-      if (primary) {
-        keys.primary = candidate;
-      } else if (candidate->uniqueKey) {
-        keys.unique.push_back(candidate);
-      } else {
-        keys.indexed.push_back(candidate);
-      }
-    }
-  }
-
   void writeTable(const ZELClass& table) {
     const std::vector<const ZELAttribute*> columns = columnsOf(table);
     body_ += "\n";
     const std::string description = validUtf8(bytesOf(table.getDescription()));
-    if (!createdTables_.count(&table)) {
+    if (!plan_.creates(&table)) {
       notWritten(body_, "table " + tableRef(&table),
                  "a table needs at least one column in " + std::string(dialect_.name()));
       return;
@@ -305,14 +115,15 @@ class ScriptBuilder {
     if (!description.empty()) body_ += dialect_.tableDescriptionBefore(description);
 
     // A column of the written primary key is NOT NULL.
-    TableKeys& keys = plannedKeys_[&table];
+    const DdlPlan::TableKeys& keys = plan_.keysOf(&table);
     std::unordered_set<const ZELAttribute*> primaryColumns;
     if (keys.primary != nullptr) {
       primaryColumns.insert(keys.primary->attributes().begin(), keys.primary->attributes().end());
     }
-    if (dialect_.foreignKeysInCreateTable()) collectForeignKeys(table, keys.foreignKeyClauses);
+    std::vector<std::string> foreignKeyClauses;  // SQLite: inside CREATE TABLE
+    if (dialect_.foreignKeysInCreateTable()) collectForeignKeys(table, foreignKeyClauses);
 
-    body_ += keys.notes;
+    for (const DdlPlan::Skipped& key : keys.skipped) notWritten(body_, key.what, key.why);
     body_ += "CREATE TABLE " + tableRef(&table) + " (\n";
     std::vector<std::string> lines;  // each with its trailing comment, if any
     std::vector<std::string> comments;
@@ -352,7 +163,7 @@ class ScriptBuilder {
       lines.push_back("  CONSTRAINT " + quoted(key) + " UNIQUE (" + columnList(keyColumns) + ")");
       comments.emplace_back();
     }
-    for (const std::string& clause : keys.foreignKeyClauses) {
+    for (const std::string& clause : foreignKeyClauses) {
       lines.push_back(clause);
       comments.emplace_back();
     }
@@ -371,7 +182,7 @@ class ScriptBuilder {
     }
 
     for (const ZELCandidateKey* key : keys.indexed) {
-      std::vector<IndexMember> members;
+      std::vector<DdlPlan::IndexMember> members;
       for (const ZELAttribute* column : key->attributes()) members.push_back({column, false, 0});
       writeIndex(table, key, members, false);
     }
@@ -382,16 +193,10 @@ class ScriptBuilder {
     }
   }
 
-  struct IndexMember {
-    const ZELAttribute* column;
-    bool descending;
-    unsigned prefix;  // MySQL: the length of the prefix indexed; 0: the whole value
-  };
-
   void writeIndex(const ZELClass& table, const ZELObject* index,
-                  const std::vector<IndexMember>& members, bool unique) {
+                  const std::vector<DdlPlan::IndexMember>& members, bool unique) {
     std::string list;
-    for (const IndexMember& member : members) {
+    for (const DdlPlan::IndexMember& member : members) {
       list += list.empty() ? "" : ", ";
       list += quoted(member.column);
       if (member.prefix != 0) list += "(" + std::to_string(member.prefix) + ")";
@@ -404,21 +209,11 @@ class ScriptBuilder {
   // The catalog's own indexes (index-only keys of the extract).
   void writeIndexes(const ZELClass& table) {
     for (const ZELIndex* index : catalogIndexes(table)) {
-      std::vector<const ZELAttribute*> columns;
-      for (const ZELIndexMember* member : index->members()) {
-        columns.push_back(member->getAttribute());
-      }
-      std::vector<unsigned> prefixes;
-      const std::string problem = keyProblem(
-          table, columns, index->indexFlag1 ? KeyUse::kUnique : KeyUse::kPlainIndex, &prefixes);
+      std::vector<DdlPlan::IndexMember> members;
+      const std::string problem = plan_.indexMembers(table, *index, members);
       if (!problem.empty()) {
         notWritten(body_, "index " + quoted(index) + " of " + tableRef(&table), problem);
         continue;
-      }
-      std::vector<IndexMember> members;
-      for (const ZELIndexMember* member : index->members()) {
-        members.push_back(
-            {member->getAttribute(), member->sortOrder == 2, prefixes[members.size()]});
       }
       writeIndex(table, index, members, index->indexFlag1);
     }
@@ -431,7 +226,8 @@ class ScriptBuilder {
       if (!key->isInstanceOf(ZEL_ET_FOREIGN_KEY)) continue;
       const auto& foreignKey = static_cast<const ZELForeignKey&>(*key);
       std::vector<const ZELAttribute*> columns, referencedColumns;
-      const std::string problem = foreignKeyProblem(table, foreignKey, columns, referencedColumns);
+      const std::string problem =
+          plan_.foreignKeyProblem(table, foreignKey, columns, referencedColumns);
       const std::string what = "foreign key " + quoted(key) + " of " + tableRef(&table);
       if (!problem.empty()) {
         notWritten(dialect_.foreignKeysInCreateTable() ? body_ : foreignKeys_, what, problem);
@@ -447,65 +243,6 @@ class ScriptBuilder {
         foreignKeys_ += "ALTER TABLE " + tableRef(&table) + " ADD " + clause + ";\n";
       }
     }
-  }
-
-  // Why the foreign key cannot be written, or "" with its column pairs.
-  std::string foreignKeyProblem(const ZELClass& table, const ZELForeignKey& key,
-                                std::vector<const ZELAttribute*>& columns,
-                                std::vector<const ZELAttribute*>& referencedColumns) {
-    const ZELCandidateKey* referencedKey = key.getCandidateKey();
-    if (referencedKey == nullptr) return "it is not linked to a referenced key";
-    const ZELClass* referenced = referencedKey->getAssociatedClass();
-    if (referenced == nullptr || !createdTables_.count(referenced)) {
-      return "the referenced table is not in the script";
-    }
-    if (!writtenKeys_.count(referencedKey)) {
-      return "the referenced key " + quoted(referencedKey) + " is not in the script";
-    }
-    for (const ColumnPair& pair : columnPairs(key)) {
-      if (pair.referencing == nullptr || pair.referenced == nullptr) {
-        return "a column pair is incomplete";
-      }
-      if (pair.referencing->getClassifier() != &table ||
-          pair.referenced->getClassifier() != referenced) {
-        return "a column pair joins columns of other tables";
-      }
-      columns.push_back(pair.referencing);
-      referencedColumns.push_back(pair.referenced);
-    }
-    if (columns.empty()) return "it has no column pairs";
-    const std::vector<const ZELAttribute*> keyColumns(referencedKey->attributes().begin(),
-                                                      referencedKey->attributes().end());
-    // The key's columns in any order, or where the engine needs an index on
-    // them (MySQL), the columns of the index in its order.
-    const bool needsIndexes = dialect_.foreignKeysNeedIndexes();
-    bool sameColumns = referencedColumns.size() == keyColumns.size();
-    if (sameColumns && needsIndexes) {
-      sameColumns = referencedColumns == keyColumns;
-    } else if (sameColumns) {
-      sameColumns = std::is_permutation(referencedColumns.begin(), referencedColumns.end(),
-                                        keyColumns.begin());
-    }
-    if (!sameColumns) {
-      return "its referenced columns are not those of key " + quoted(referencedKey) +
-             (needsIndexes ? " in their order" : "");
-    }
-    std::unordered_set<const ZELAttribute*> seen;
-    for (size_t i = 0; i < columns.size(); ++i) {
-      if (!seen.insert(columns[i]).second) {
-        return "column " + quoted(columns[i]) + " appears twice";
-      }
-      const SqlType& own = typeOf(columns[i]);
-      const SqlType& other = typeOf(referencedColumns[i]);
-      if (own.pairClass != other.pairClass) {
-        return "column " + quoted(columns[i]) + " (" + own.text + ") cannot reference column " +
-               quoted(referencedColumns[i]) + " (" + other.text + ") in " +
-               std::string(dialect_.name());
-      }
-    }
-    // The referencing columns are indexed too.
-    if (needsIndexes) return keyProblem(table, columns, KeyUse::kForeignKey);
-    return "";
   }
 
   void writeView(const ZELSQLViewEntity& view, const ZELPackage& schema) {
@@ -587,11 +324,7 @@ class ScriptBuilder {
   std::string body_;  // written out a table at a time
   std::string foreignKeys_;
   unsigned notWrittenCount_ = 0;
-  std::unordered_set<const ZELClass*> createdTables_;
-  std::unordered_set<const ZELCandidateKey*> writtenKeys_;
-  std::unordered_map<const ZELClass*, const ZELPackage*> schemaOf_;
-  std::unordered_map<const ZELType*, SqlType> types_;
-  std::unordered_map<const ZELClass*, TableKeys> plannedKeys_;
+  DdlPlan plan_;
 };
 
 class SqlModelWriter final : public ModelWriter {
