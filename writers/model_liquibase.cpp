@@ -15,7 +15,10 @@
 // SQLite cannot add keys to a table after it is made, and Liquibase offers
 // only one-column unique and foreign-key constraints inside createTable:
 // there, keys of several columns (and a primary key whose columns are not in
-// table order) are left out with a note.
+// table order) are left out with a note, as are keys naming a column that
+// Liquibase's comma-separated lists cannot hold. Liquibase would change a
+// name holding a quote character other than '"' (MySQL's backtick): such a
+// model is refused.
 //
 // Scalars are YAML double-quoted with every non-ASCII character escaped,
 // so that no name can read as YAML syntax or be changed by a reader's line
@@ -31,7 +34,6 @@
 #include "catalog_view.h"
 #include "model_writer.h"
 #include "sql/ddl_plan.h"
-#include "sql/model_sql.h"
 #include "sql/sql_text.h"
 #include "string_bytes.h"
 
@@ -60,16 +62,38 @@ class ChangelogBuilder {
         names_(names),
         plan_(source.model, dialect, nativeTypes, names) {}
 
-  // Why the changelog that build() wrote cannot be used, or "".
-  const std::string& refused() const { return refused_; }
+  // Why the model cannot be written as a changelog, or "": every name the
+  // changelog writes is checked before the first byte.
+  std::string refusal() {
+    for (const SchemaOfCatalog& entry : plan_.schemas()) {
+      name(entry.schema);
+      for (const ZELModelObject* object : objectsOfType(*entry.schema, ZEL_ET_CLASS)) {
+        const auto& table = static_cast<const ZELClass&>(*object);
+        name(&table);
+        for (const ZELAttribute* column : DdlPlan::columnsOf(table)) name(column);
+        for (const ZELKey* key : table.keys()) name(key);
+        for (const ZELIndex* index : catalogIndexes(table)) name(index);
+      }
+    }
+    return refused_;
+  }
 
-  std::string build(const std::string& toolVersion) {
-    std::string body;
+  // Writes the changelog to `out` as it goes, a table at a time; the
+  // foreign keys at the end.
+  void build(const std::string& toolVersion, std::FILE* out) {
+    out_ = out;
+    bool empty = true;  // Liquibase wants a list, even an empty one
+    for (const SchemaOfCatalog& entry : plan_.schemas()) {
+      if (!dialect_.createSchema(plan_.quoted(entry.schema), false).empty()) empty = false;
+      for (const ZELModelObject* object : objectsOfType(*entry.schema, ZEL_ET_CLASS)) {
+        if (plan_.creates(static_cast<const ZELClass*>(object))) empty = false;
+      }
+    }
+    std::string body = header(toolVersion);
+    body += empty ? "databaseChangeLog: []\n" : "databaseChangeLog:\n";
     for (const SchemaOfCatalog& entry : plan_.schemas()) writeSchema(entry, body);
     body += foreignKeys_;
-    std::string text = header(toolVersion);
-    text += changeSets_ == 0 ? "databaseChangeLog: []\n" : "databaseChangeLog:\n";
-    return text + body;
+    flush(body);
   }
 
   // --- change kinds: each writes one change into the open changeset --------
@@ -92,14 +116,14 @@ class ChangelogBuilder {
     out << YAML::BeginMap << YAML::Key << "createTable" << YAML::Value << YAML::BeginMap;
     tableNames(out, table);
     const std::string description = validUtf8(bytesOf(table.getDescription()));
-    if (!description.empty()) text(out, "remarks", description);
+    if (!description.empty()) text(out, "remarks", dialect_.keptDescription(description, false));
     out << YAML::Key << "columns" << YAML::Value << YAML::BeginSeq;
     for (const ZELAttribute* column : columns) {
       out << YAML::BeginMap << YAML::Key << "column" << YAML::Value << YAML::BeginMap;
       text(out, "name", name(column));
       text(out, "type", plan_.typeOf(column).text);
       const std::string remarks = validUtf8(bytesOf(column->getDescription()));
-      if (!remarks.empty()) text(out, "remarks", remarks);
+      if (!remarks.empty()) text(out, "remarks", dialect_.keptDescription(remarks, true));
       const ZELCandidateKey* key = inlineKeyOf(column, inlineKeys);
       const auto fk = inlineForeignKeyOf(column, inlineFks);
       if (notNull.count(column) || key != nullptr || fk != nullptr) {
@@ -271,7 +295,11 @@ class ChangelogBuilder {
     out << YAML::EndSeq << YAML::EndMap << YAML::EndMap << YAML::EndSeq;
     into += out.c_str();
     into += "\n";
-    ++changeSets_;
+  }
+
+  void flush(std::string& body) {
+    std::fwrite(body.data(), 1, body.size(), out_);  // errors stay in the stream
+    body.clear();
   }
 
   void writeSchema(const SchemaOfCatalog& entry, std::string& body) {
@@ -292,6 +320,7 @@ class ChangelogBuilder {
     }
     for (const ZELModelObject* object : objectsOfType(schema, ZEL_ET_CLASS)) {
       writeTable(*static_cast<const ZELClass*>(object), body);
+      if (body.size() > (1u << 16)) flush(body);
     }
     for (const ZELModelObject* object : objectsOfType(schema, ZEL_ET_SQL_VIEW_ENTITY)) {
       comment(body, "View " + plan_.shown(schema.getName()) + "." + plan_.shown(object->getName()) +
@@ -431,8 +460,8 @@ class ChangelogBuilder {
   bool nativeTypes_;
   const SqlNames& names_;
   DdlPlan plan_;
+  std::FILE* out_ = nullptr;
   std::string foreignKeys_;  // changesets after every table
-  size_t changeSets_ = 0;
   std::string refused_;
 };
 
@@ -447,11 +476,11 @@ class LiquibaseModelWriter final : public ModelWriter {
     const std::string error = names.assign(source.model, dialect_);
     if (!error.empty()) return error;
     ChangelogBuilder builder(source, dialect_, nativeTypes_, names);
-    const std::string text = builder.build(toolVersion_);
-    if (!builder.refused().empty()) return builder.refused();
+    const std::string refusal = builder.refusal();
+    if (!refusal.empty()) return refusal;
     std::FILE* out = sink.file("");
     if (out == nullptr) return "out of memory";
-    std::fwrite(text.data(), 1, text.size(), out);  // errors stay in the stream
+    builder.build(toolVersion_, out);
     return "";
   }
 
