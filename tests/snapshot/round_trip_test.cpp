@@ -281,8 +281,9 @@ TEST_P(SnapshotRoundTrip, LiquibaseChangelogBuildsWhatTheScriptBuilds) {
       PCD_SOURCE_DIR "/tests/js/node_modules/liquibase/dist/liquibase/internal/lib";
   const std::string logging = "/usr/share/java/slf4j-api.jar";
   const std::string jna = "/usr/share/java/jna.jar";
-  ASSERT_TRUE(fs::exists(jars + "/liquibase-core.jar") && fs::exists(logging) && fs::exists(jna))
-      << "Liquibase, libslf4j-java or libjna-java is missing: run scripts/setup.sh";
+  ASSERT_TRUE(fs::exists(jars + "/liquibase-core.jar") && fs::exists(logging) && fs::exists(jna) &&
+              runCommand({"java", "-version"}).exitCode == 0)
+      << "Liquibase, Java, libslf4j-java or libjna-java is missing: run scripts/setup.sh";
   ServerFolder folder;
   const std::string engineCorpus = std::string(PCD_SOURCE_DIR "/tests/data/corpus/bacula.") +
                                    (dialect == "mysql" ? "mariadb" : dialect) + ".pcd";
