@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # Time to write the SQL script of the largest generated file, against the
-# JSON document: pcd-import with --format json and --format sql in each
-# dialect, output to /dev/null, best of 3 CPU times (user + system: on a
+# JSON document: pcd-import with --format json, --format sql in each
+# dialect and --format liquibase (PostgreSQL), output to /dev/null, best of 3 CPU times (user + system: on a
 # machine shared with other work, wall times vary too much). Uses the files of
 # bench/run.sh (bench/data/tables-N.pcd) and the program of its build.
 #
@@ -38,11 +38,12 @@ cat "$file" >/dev/null  # from the page cache in every run
 summary=$(best -f summary)
 json=$(best -f json)
 echo "$file: $(stat -c %s "$file") bytes; CPU seconds, best of 3 (import alone: $summary s)"
-printf "%-18s %8s %8s %8s\n" format total write "write/json"
+printf "%-20s %8s %8s %8s\n" format total write "write/json"
 json_write=$(awk -v t="$json" -v s="$summary" 'BEGIN { print t - s }')
-printf "%-18s %8.3f %8.3f %8.2f\n" json "$json" "$json_write" 1
-for dialect in postgresql mysql sqlite; do
-  total=$(best -f sql --dialect "$dialect")
-  awk -v name="sql $dialect" -v t="$total" -v s="$summary" -v j="$json_write" \
-    'BEGIN { printf "%-18s %8.3f %8.3f %8.2f\n", name, t, t - s, (t - s) / j }'
+printf "%-20s %8.3f %8.3f %8.2f\n" json "$json" "$json_write" 1
+for run in "sql postgresql" "sql mysql" "sql sqlite" "liquibase postgresql"; do
+  read -r format dialect <<<"$run"
+  total=$(best -f "$format" --dialect "$dialect")
+  awk -v name="$run" -v t="$total" -v s="$summary" -v j="$json_write" \
+    'BEGIN { printf "%-20s %8.3f %8.3f %8.2f\n", name, t, t - s, (t - s) / j }'
 done

@@ -54,6 +54,12 @@ test_packages=(
   "postgresql-15 /usr/lib/postgresql/15/bin/initdb"
   "mariadb-server /usr/sbin/mariadbd"
   "mariadb-client mariadb"
+  # The liquibase format's test runs Liquibase (an npm package of tests/js) on
+  # Java; its SQLite driver needs the SLF4J API and its MariaDB driver JNA
+  # for a Unix socket, which the package lacks.
+  "default-jre-headless java"
+  "libslf4j-java /usr/share/java/slf4j-api.jar"
+  "libjna-java /usr/share/java/jna.jar"
 )
 
 present() {  # command-or-file

@@ -12,14 +12,17 @@
 
 namespace pcd::writers {
 
-// The plantuml format's one entry point (model_plantuml.cpp).
+// The plantuml and liquibase formats' entry points (model_plantuml.cpp,
+// model_liquibase.cpp).
 std::unique_ptr<ModelWriter> makePlantUmlModelWriter(const WriterOptions& options);
+std::unique_ptr<ModelWriter> makeLiquibaseModelWriter(const WriterOptions& options);
 
 const std::vector<OutputFormat>& outputFormats() {
   static const std::vector<OutputFormat> formats = {
       {"json", "the model, default", makeJsonModelWriter, kReadsCompact},
       {"summary", "one line of counts", makeSummaryModelWriter},
       {"sql", "a DDL script", makeSqlModelWriter, kReadsDialect},
+      {"liquibase", "a Liquibase changelog", makeLiquibaseModelWriter, kReadsDialect},
       {"dot", "diagrams", makeDotModelWriter, kReadsSchemas | kReadsColumns},
       {"svg", "diagrams", makeSvgModelWriter, kReadsSchemas | kReadsColumns},
       {"mermaid", "diagrams", makeMermaidModelWriter, kReadsSchemas | kReadsColumns},

@@ -364,15 +364,19 @@ class MySqlDialect final : public SqlDialect {
   bool foreignKeysNeedIndexes() const override { return true; }
   unsigned indexKeyBytes() const override { return kKeyBytes; }
 
-  // COMMENT clauses, cut to the characters the engine keeps (noted on the
-  // line).
+  // Comments hold 3-byte UTF-8 and are cut to the characters the engine
+  // keeps.
+  std::string keptDescription(const std::string& description, bool column) const override {
+    return firstCharacters(basicPlaneOnly(description), column ? kColumnComment : kTableComment);
+  }
+  // COMMENT clauses of what the engine keeps (noted on the line when less).
   CarriedDescription tableDescriptionClause(const std::string& description) const override {
-    const std::string kept = firstCharacters(basicPlaneOnly(description), kTableComment);
+    const std::string kept = keptDescription(description, false);
     return {" COMMENT=" + quoteString(kept),
             kept.size() < description.size() ? "description shortened" : ""};
   }
   CarriedDescription columnDescriptionClause(const std::string& description) const override {
-    const std::string kept = firstCharacters(basicPlaneOnly(description), kColumnComment);
+    const std::string kept = keptDescription(description, true);
     return {" COMMENT " + quoteString(kept),
             kept.size() < description.size() ? "description shortened" : ""};
   }

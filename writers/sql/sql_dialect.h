@@ -155,7 +155,12 @@ class SqlDialect {
   // The most bytes an index key may take; 0: no limit that matters.
   virtual unsigned indexKeyBytes() const { return 0; }
 
-  // Descriptions (valid UTF-8, not empty). Lines before CREATE TABLE.
+  // Descriptions (valid UTF-8, not empty). What the engine keeps of a
+  // table's or a column's description: all of it, or (MySQL) a shorter text.
+  virtual std::string keptDescription(const std::string& description, bool column) const {
+    return description;
+  }
+  // Lines before CREATE TABLE.
   virtual std::string tableDescriptionBefore(const std::string& description) const;
   // Inside CREATE TABLE: after the closing parenthesis, and on a column's line.
   virtual CarriedDescription tableDescriptionClause(const std::string& description) const;

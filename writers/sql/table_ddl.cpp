@@ -192,9 +192,17 @@ std::string TableDdl::keyProblem(const ZELClass& table,
   return "";
 }
 
+namespace {
+
+std::string notWrittenLine(const std::string& what, const std::string& why) {
+  return kNotWrittenMark + what + ": " + why + "\n";
+}
+
+}  // namespace
+
 std::string TableDdl::notWritten(const std::string& what, const std::string& why) {
   ++notWrittenCount_;
-  return kNotWrittenMark + what + ": " + why + "\n";
+  return notWrittenLine(what, why);
 }
 
 void TableDdl::planKeys(const ZELClass& table) {
@@ -209,9 +217,10 @@ void TableDdl::planKeys(const ZELClass& table) {
     const std::string problem = keyProblem(table, keyColumns);
     const bool primary = table.getPrimaryKey() == candidate;
     if (!problem.empty()) {
-      keys.notes += notWritten(
-          std::string(primary ? "primary key " : "key ") + quoted(key) + " of " + tableRef(&table),
-          problem);
+      ++notWrittenCount_;
+      keys.skipped.push_back(
+          {std::string(primary ? "primary key " : "key ") + quoted(key) + " of " + tableRef(&table),
+           problem});
       continue;
     }
     writtenKeys_.insert(candidate);
@@ -290,7 +299,7 @@ void TableDdl::writeTable(const ZELClass& table, std::string& out, std::string& 
     collectForeignKeys(table, foreignKeyClauses, out, foreignKeys);
   }
 
-  out += keys.notes;
+  for (const Skipped& key : keys.skipped) out += notWrittenLine(key.what, key.why);
   out += "CREATE TABLE " + (as.empty() ? tableRef(&table) : as) + " (\n";
   std::vector<std::string> lines;  // each with its trailing comment, if any
   std::vector<std::string> comments;
@@ -386,19 +395,26 @@ std::string TableDdl::indexStatement(const ZELClass& table, const ZELObject& key
   }
   // The catalog's own indexes (index-only keys of the extract).
   const auto& index = static_cast<const ZELIndex&>(keyOrIndex);
+  std::vector<IndexMember> members;
+  const std::string problem = indexMembers(table, index, members);
+  if (!problem.empty()) {
+    return notWritten("index " + quoted(&index) + " of " + tableRef(&table), problem);
+  }
+  return indexText(table, &index, members, index.indexFlag1);
+}
+
+std::string TableDdl::indexMembers(const ZELClass& table, const ZELIndex& index,
+                                   std::vector<IndexMember>& members) {
   std::vector<const ZELAttribute*> columns;
   for (const ZELIndexMember* member : index.members()) columns.push_back(member->getAttribute());
   std::vector<unsigned> prefixes;
   const std::string problem = keyProblem(
       table, columns, index.indexFlag1 ? KeyUse::kUnique : KeyUse::kPlainIndex, &prefixes);
-  if (!problem.empty()) {
-    return notWritten("index " + quoted(&index) + " of " + tableRef(&table), problem);
-  }
-  std::vector<IndexMember> members;
+  if (!problem.empty()) return problem;
   for (const ZELIndexMember* member : index.members()) {
     members.push_back({member->getAttribute(), member->sortOrder == 2, prefixes[members.size()]});
   }
-  return indexText(table, &index, members, index.indexFlag1);
+  return "";
 }
 
 // Clauses inside CREATE TABLE go into `clauses` (their NOT WRITTEN comments

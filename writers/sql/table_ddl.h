@@ -28,6 +28,37 @@ class TableDdl {
   // True when the dialect can create the table (one without columns is not,
   // in most).
   bool isCreated(const ZELClass* table) const { return createdTables_.count(table) != 0; }
+  // False where the dialect has no schemas and every table goes into one
+  // database.
+  bool hasSchemas() const { return !dialect_.schemaKind().empty(); }
+  const ZELPackage* schemaOf(const ZELClass* table) const { return schemaOf_.at(table); }
+
+  // Something the dialect cannot take: what it is and why.
+  struct Skipped {
+    std::string what;
+    std::string why;
+  };
+  // The candidate keys of a created table that become constraints.
+  struct TableKeys {
+    const ZELCandidateKey* primary = nullptr;
+    std::vector<const ZELCandidateKey*> unique;
+    std::vector<const ZELCandidateKey*> indexed;  // candidate keys that are not unique
+    std::vector<Skipped> skipped;
+  };
+  const TableKeys& keysOf(const ZELClass* table) const { return plannedKeys_.at(table); }
+  struct IndexMember {
+    const ZELAttribute* column;
+    bool descending;
+    unsigned prefix;  // MySQL: the length of the prefix indexed; 0: the whole value
+  };
+  // The members of one of the catalog's own indexes of `table`, or why the
+  // dialect cannot make it.
+  std::string indexMembers(const ZELClass& table, const ZELIndex& index,
+                           std::vector<IndexMember>& members);
+  // Why the foreign key cannot be written, or "" with its column pairs.
+  std::string foreignKeyProblem(const ZELClass& table, const ZELForeignKey& key,
+                                std::vector<const ZELAttribute*>& columns,
+                                std::vector<const ZELAttribute*>& referencedColumns);
   // How many objects were written as NOT WRITTEN comments so far.
   unsigned notWrittenCount() const { return notWrittenCount_; }
 
@@ -83,17 +114,6 @@ class TableDdl {
   // What keyProblem checks columns for: only a MySQL index that is not
   // unique may take a TEXT or BLOB column by a prefix.
   enum class KeyUse { kUnique, kPlainIndex, kForeignKey };
-  struct TableKeys {
-    const ZELCandidateKey* primary = nullptr;
-    std::vector<const ZELCandidateKey*> unique;
-    std::vector<const ZELCandidateKey*> indexed;  // candidate keys that are not unique
-    std::string notes;                            // keys not written
-  };
-  struct IndexMember {
-    const ZELAttribute* column;
-    bool descending;
-    unsigned prefix;  // MySQL: the length of the prefix indexed; 0: the whole value
-  };
 
   std::string columnList(const std::vector<const ZELAttribute*>& columns) const;
   std::string keyProblem(const ZELClass& table, const std::vector<const ZELAttribute*>& columns,
@@ -103,9 +123,6 @@ class TableDdl {
                         const std::vector<IndexMember>& members, bool unique) const;
   void collectForeignKeys(const ZELClass& table, std::vector<std::string>& clauses,
                           std::string& out, std::string& foreignKeys);
-  std::string foreignKeyProblem(const ZELClass& table, const ZELForeignKey& key,
-                                std::vector<const ZELAttribute*>& columns,
-                                std::vector<const ZELAttribute*>& referencedColumns);
   // The column's line in CREATE TABLE and the note its comment carries.
   std::string columnLine(const ZELAttribute& column, std::string& note, bool nullable = false);
   bool isPrimaryColumn(const ZELAttribute& column) const;
