@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstdint>
 #include <cstring>
+#include <deque>
 #include <limits>
 #include <new>
 #include <string>
@@ -78,7 +79,7 @@ using K = CaRepositoryDsOdbcImport::RecordKind;
 
 // Names of tables, views and keys for the messages, by id (the last record
 // of those kinds naming one), with a key's kind: only whether it is "P".
-// The names lie one after the other in one text, each after its length.
+// The names lie one after the other, each after its length.
 class RecordNames {
  public:
   void setName(long id, const std::string& name) {
@@ -86,8 +87,9 @@ class RecordNames {
     uint32_t& entry = *entries_.insert(id, kNoName).first;
     entry = static_cast<uint32_t>(texts_.size()) | (entry & kKindBits);
     const uint64_t length = name.size();
-    texts_.append(reinterpret_cast<const char*>(&length), sizeof length);
-    texts_.append(name);
+    const char* bytes = reinterpret_cast<const char*>(&length);
+    texts_.insert(texts_.end(), bytes, bytes + sizeof length);
+    texts_.insert(texts_.end(), name.begin(), name.end());
   }
   void setKeyKind(long id, const std::string& kind) {
     uint32_t& entry = *entries_.insert(id, kNoName).first;
@@ -100,8 +102,9 @@ class RecordNames {
       return "(id " + std::to_string(id) + ")";
     const size_t at = *entry & ~kKindBits;
     uint64_t length = 0;
-    texts_.copy(reinterpret_cast<char*>(&length), sizeof length, at);
-    return texts_.substr(at + sizeof length, length);
+    std::copy_n(texts_.begin() + at, sizeof length, reinterpret_cast<char*>(&length));
+    const auto start = texts_.begin() + at + sizeof length;
+    return std::string(start, start + length);
   }
   bool isPrimaryKey(long id) const {
     const uint32_t* entry = entries_.find(id);
@@ -117,7 +120,7 @@ class RecordNames {
   static constexpr uint32_t kNoName = kKindBit - 1;
 
   IdTable<uint32_t> entries_;
-  std::string texts_;
+  std::deque<char> texts_;  // grows without moving what it holds
 };
 
 class Checker {
@@ -292,8 +295,12 @@ class Checker {
     }
   }
 
-  void checkReferences() {
-    std::vector<Index> parms, indexes;
+  // Resolves the ids of every record the import keeps but parameters, in
+  // file order; lists the parameters, the indexes on keys found and the
+  // placements at neither a schema nor a catalog. The table of locations
+  // is gone before the checks that follow make theirs.
+  void resolveAll(std::vector<Index>& parms, std::vector<Index>& indexes,
+                  std::vector<std::pair<Index, Index>>& misplaced) {
     // Which records the import makes schemas or catalogs of, where tables
     // may be placed; the tables placed elsewhere, with their locations.
     TableLocations locations;
@@ -304,7 +311,6 @@ class Checker {
                       records_.toId(record));
       }
     }
-    std::vector<std::pair<Index, Index>> misplaced;  // placement, location
     for (Index record = 0; record < count; ++record) {
       if (!isCurrent(record)) continue;
       const uint8_t kind = records_.kind(record);
@@ -328,6 +334,12 @@ class Checker {
         indexes.push_back(record);
       }
     }
+  }
+
+  void checkReferences() {
+    std::vector<Index> parms, indexes;
+    std::vector<std::pair<Index, Index>> misplaced;  // placement, location
+    resolveAll(parms, indexes, misplaced);
     for (const Index parm : parms) {
       const Resolved found = resolveIds(parm);
       if (found.from == kNone) continue;
