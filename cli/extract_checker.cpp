@@ -3,27 +3,25 @@
 #include <algorithm>
 #include <cstdint>
 #include <cstring>
+#include <deque>
 #include <limits>
-#include <unordered_map>
-#include <unordered_set>
+#include <new>
+#include <string>
+#include <vector>
 
 #include "bridge/messages/tav_cards.h"
 #include "builder/record_references.h"
+#include "id_table.h"
 #include "pcd/line_cursor.h"
 #include "pcd/line_explanation.h"
 #include "pcd/record_layouts.h"
+#include "record_facts.h"
 #include "table_placement.h"
-#include "zel_keyed_hash.h"
 #include "zel_text_io.h"
 
 namespace pcd::cli {
 
 namespace {
-
-// Tables keyed by the file's ids, which the file chooses: keyed hashing.
-template <class Value>
-using IdMap = std::unordered_map<long, Value, zel_hash::IdHash>;
-using IdSet = std::unordered_set<long, zel_hash::IdHash>;
 
 using CaRepositoryDsOdbcImport::explainLine;
 using CaRepositoryDsOdbcImport::LineCursor;
@@ -32,16 +30,21 @@ using CaRepositoryDsOdbcImport::readTextAttributes;
 using CaRepositoryDsOdbcImport::RecordIds;
 namespace layout = CaRepositoryDsOdbcImport::layout;
 
+using Index = RecordFacts::Index;
+constexpr Index kNone = RecordFacts::kNone;
+
 constexpr int kLineChunk = 4096;
 constexpr uint8_t kNoKind = 0xff;
 
-// What cross-reference checks need of one record.
-struct RecordFacts {
-  long id;
-  long fromId;
-  long toId;
-  long line;
-  uint8_t kind;  // index into layout::kShapes
+// What the cross-checks learn of a record (RecordFacts flags).
+enum : uint8_t {
+  kReplaced = 1 << 0,       // a later record has its id
+  kPlaced = 1 << 1,         // a TABLE_AT or OBJ_AT places it
+  kColumnNamed = 1 << 2,    // a TBL_COL, VIEW_COL or PARM names this REL_COL
+  kHasKeyColumns = 1 << 3,  // a KEY_COL names this KEY
+  kBuilt = 1 << 4,          // a table placed at a schema or catalog
+  kSkippedTable = 1 << 5,   // a table none of whose placements builds it
+  kMisplacement = 1 << 6,   // a TABLE_AT placing at neither
 };
 
 uint8_t kindOf(const std::string& name) {
@@ -49,6 +52,10 @@ uint8_t kindOf(const std::string& name) {
     if (name == layout::kShapes[index].name) return static_cast<uint8_t>(index);
   }
   return kNoKind;
+}
+
+constexpr uint8_t kindOf(CaRepositoryDsOdbcImport::RecordKind kind) {
+  return static_cast<uint8_t>(kind);
 }
 
 const char* kindName(uint8_t kind) {
@@ -68,10 +75,59 @@ std::string codePrefix(const ZELMessageLiteral& message) {
   return "[" + text(message.getGlobalCode()) + "] ";
 }
 
+using K = CaRepositoryDsOdbcImport::RecordKind;
+
+// Names of tables, views and keys for the messages, by id (the last record
+// of those kinds naming one), with a key's kind: only whether it is "P".
+// The names lie one after the other, each after its length.
+class RecordNames {
+ public:
+  void setName(long id, const std::string& name) {
+    if (name.size() + sizeof(uint64_t) >= kNoName - texts_.size()) throw std::bad_alloc();
+    uint32_t& entry = *entries_.insert(id, kNoName).first;
+    entry = static_cast<uint32_t>(texts_.size()) | (entry & kKindBits);
+    const uint64_t length = name.size();
+    const char* bytes = reinterpret_cast<const char*>(&length);
+    texts_.insert(texts_.end(), bytes, bytes + sizeof length);
+    texts_.insert(texts_.end(), name.begin(), name.end());
+  }
+  void setKeyKind(long id, const std::string& kind) {
+    uint32_t& entry = *entries_.insert(id, kNoName).first;
+    entry = (entry & ~kKindBits) | (kind == "P" ? kPrimary : kKindBit);
+  }
+  // The name, or "(id N)".
+  std::string nameOf(long id) const {
+    const uint32_t* entry = entries_.find(id);
+    if (entry == nullptr || (*entry & ~kKindBits) == kNoName)
+      return "(id " + std::to_string(id) + ")";
+    const size_t at = *entry & ~kKindBits;
+    uint64_t length = 0;
+    std::copy_n(texts_.begin() + at, sizeof length, reinterpret_cast<char*>(&length));
+    const auto start = texts_.begin() + at + sizeof length;
+    return std::string(start, start + length);
+  }
+  bool isPrimaryKey(long id) const {
+    const uint32_t* entry = entries_.find(id);
+    return entry != nullptr && (*entry & kKindBits) == kPrimary;
+  }
+
+ private:
+  // An entry: where the name starts in texts_ (kNoName: none), and the two
+  // top bits the key's kind (none, "P", another).
+  static constexpr uint32_t kKindBit = uint32_t{1} << 30;
+  static constexpr uint32_t kPrimary = uint32_t{2} << 30;
+  static constexpr uint32_t kKindBits = uint32_t{3} << 30;
+  static constexpr uint32_t kNoName = kKindBit - 1;
+
+  IdTable<uint32_t> entries_;
+  std::deque<char> texts_;  // grows without moving what it holds
+};
+
 class Checker {
  public:
   void readAll(std::istream& in) {
     LineCursor lines(in, kLineChunk);
+    std::string countNote;
     while (in.good()) {
       bool tooLong = false;
       try {
@@ -89,7 +145,6 @@ class Checker {
       }
       if (report_.lines == 1) continue;
       const char* text = lines.line().c_str();
-      std::string countNote;
       const std::string why = explainLine(text, lines.lastRecordId(), &countNote);
       if (!why.empty()) {
         lineError(why);
@@ -97,7 +152,8 @@ class Checker {
         // before it; its id is remembered to explain what names it.
         const RecordIds ids = readRecordIds(text);
         if (ids.isRecord) {
-          rejected_.try_emplace(ids.id, report_.lines);
+          const auto [rejected, added] = rejected_.insert(ids.id);
+          if (added) rejected->line = report_.lines;
           lines.enterRecord(ids.id);
         }
         continue;
@@ -107,12 +163,12 @@ class Checker {
       if (!countNote.empty()) add(report_.lines, false, countNote);
       if (text[0] != 'E' && text[0] != 'R') continue;
       const RecordIds ids = readRecordIds(text);
-      addRecord(ids);
-      if (ids.name == "KEY" || ids.name == "TABLE" || ids.name == "VIEW") {
+      const uint8_t kind = addRecord(ids);
+      if (kind == kindOf(K::KEY) || kind == kindOf(K::TABLE) || kind == kindOf(K::VIEW)) {
         // Names for the messages; a key's kind letter ("P", "A", "F", "I").
         const std::vector<std::string> texts = readTextAttributes(text);
-        if (!texts.empty()) names_[ids.id] = texts[0];
-        if (ids.name == "KEY" && texts.size() > 1) keyKinds_[ids.id] = texts[1];
+        if (!texts.empty()) names_.setName(ids.id, texts[0]);
+        if (kind == kindOf(K::KEY) && texts.size() > 1) names_.setKeyKind(ids.id, texts[1]);
       }
       lines.enterRecord(ids.id);
     }
@@ -135,317 +191,322 @@ class Checker {
         text(TAV_CARDS::CAREPOSITORY_I_PCD_ERROR.getMessage(number(report_.lines))) + ": " + why);
   }
 
-  void addRecord(const RecordIds& ids) {
+  uint8_t addRecord(const RecordIds& ids) {
     ++report_.records;
     const uint8_t kind = kindOf(ids.name);
-    const auto [at, inserted] = byId_.try_emplace(ids.id, records_.size());
-    if (!inserted) {
-      const RecordFacts& earlier = records_[at->second];
+    const Index earlier = records_.add(ids.id, ids.fromId, ids.toId, report_.lines, kind);
+    if (earlier != kNone) {
+      records_.set(earlier, kReplaced);
       add(report_.lines, false,
           "id " + std::to_string(ids.id) + " is defined again (" + ids.name +
-              "); this record replaces the " + kindName(earlier.kind) + " record on line " +
-              std::to_string(earlier.line) + ", which the import drops");
-      at->second = records_.size();
+              "); this record replaces the " + kindName(records_.kind(earlier)) +
+              " record on line " + std::to_string(records_.line(earlier)) +
+              ", which the import drops");
     }
-    records_.push_back({ids.id, ids.fromId, ids.toId, report_.lines, kind});
+    return kind;
   }
 
-  // The record the import resolves `id` to (the last one defining it), or null.
-  const RecordFacts* find(long id) const {
-    const auto at = byId_.find(id);
-    return at == byId_.end() ? nullptr : &records_[at->second];
-  }
-
-  bool isCurrent(const RecordFacts& record) const {
-    return &records_[byId_.at(record.id)] == &record;
+  // A record the import keeps: of a known kind, and the last with its id.
+  bool isCurrent(Index record) const {
+    return records_.kind(record) != kNoKind && !records_.has(record, kReplaced);
   }
 
   // Resolves `id` named by `record` as the import would; reports a missing
-  // object or one of the wrong kind (`expected` kNoKind: any kind).
-  const RecordFacts* resolve(const RecordFacts& record, const char* role, long id,
-                             uint8_t expected) {
-    const RecordFacts* target = find(id);
-    const std::string who = std::string(kindName(record.kind)) + " record (id " +
-                            std::to_string(record.id) + "): its " + role + " ";
-    if (target == nullptr) {
-      const auto rejected = rejected_.find(id);
-      add(record.line, true,
+  // object or one of the wrong kind (`expected` kNoKind: any kind). `role`
+  // ("from id"), with `detail` ("data type") when not null, names the field.
+  Index resolve(Index record, const char* role, const char* detail, long id, uint8_t expected) {
+    const Index target = records_.find(id);
+    if (target != kNone && (expected == kNoKind || records_.kind(target) == expected)) {
+      return target;
+    }
+    const std::string who = std::string(kindName(records_.kind(record))) + " record (id " +
+                            std::to_string(records_.id(record)) + "): its " + role +
+                            (detail != nullptr ? std::string(" (") + detail + ")" : "") + " ";
+    if (target == kNone) {
+      const Rejected* rejected = rejected_.find(id);
+      add(records_.line(record), true,
           text(TAV_CARDS::CAREPOSITORY_I_MISSING_OBJECT.getMessage(number(id))) + ": " + who +
               std::to_string(id) +
-              (rejected == rejected_.end()
+              (rejected == nullptr
                    ? std::string(" is defined by no record")
-                   : " is defined only by the rejected line " + std::to_string(rejected->second)));
-      return nullptr;
+                   : " is defined only by the rejected line " + std::to_string(rejected->line)));
+      return kNone;
     }
-    if (expected != kNoKind && target->kind != expected) {
-      add(record.line, true,
-          text(TAV_CARDS::CAREPOSITORY_I_BAD_OBJECT_TYPE.getMessage(
-              number(id), kindName(target->kind), kindName(expected))) +
-              ": " + who + std::to_string(id) + " is the " + kindName(target->kind) +
-              " record on line " + std::to_string(target->line));
-      return nullptr;
-    }
-    return target;
+    const uint8_t kind = records_.kind(target);
+    add(records_.line(record), true,
+        text(TAV_CARDS::CAREPOSITORY_I_BAD_OBJECT_TYPE.getMessage(number(id), kindName(kind),
+                                                                  kindName(expected))) +
+            ": " + who + std::to_string(id) + " is the " + kindName(kind) + " record on line " +
+            std::to_string(records_.line(target)));
+    return kNone;
   }
 
-  // The records a record's ids resolve to (null: none, or one of another
+  // The records a record's ids resolve to (kNone: none, or one of another
   // kind), and whether the import skips the record.
   struct Resolved {
-    const RecordFacts* from = nullptr;
-    const RecordFacts* to = nullptr;
+    Index from = kNone;
+    Index to = kNone;
     bool skipped = false;
   };
 
   // Resolves every id `record` names as the import does
   // (builder/record_references.h), reporting each that does not resolve.
-  Resolved resolveIds(const RecordFacts& record) {
+  Resolved resolveIds(Index record) {
     using CaRepositoryDsOdbcImport::Resolution;
     Resolved found;
+    const uint8_t recordKind = records_.kind(record);
     for (const CaRepositoryDsOdbcImport::IdReference& reference :
          CaRepositoryDsOdbcImport::kIdReferences) {
-      if (reference.reached || static_cast<uint8_t>(reference.record) != record.kind) continue;
+      if (reference.reached || kindOf(reference.record) != recordKind) continue;
       const bool from = reference.field == CaRepositoryDsOdbcImport::kFromId;
-      const uint8_t expected = reference.resolution == Resolution::kKind
-                                   ? static_cast<uint8_t>(reference.kind)
-                                   : kNoKind;
-      const RecordFacts* target =
-          resolve(record, from ? "from id" : "to id", from ? record.fromId : record.toId, expected);
+      const uint8_t expected =
+          reference.resolution == Resolution::kKind ? kindOf(reference.kind) : kNoKind;
+      const Index target =
+          resolve(record, from ? "from id" : "to id", nullptr,
+                  from ? records_.fromId(record) : records_.toId(record), expected);
       if (reference.resolution == Resolution::kKindOrSkip &&
-          (target == nullptr || target->kind != static_cast<uint8_t>(reference.kind))) {
+          (target == kNone || records_.kind(target) != kindOf(reference.kind))) {
         found.from = target;
         found.skipped = true;
         return found;
       }
       (from ? found.from : found.to) = target;
-      if (target == nullptr || reference.resolution == Resolution::kAnyKind) continue;
-      if (reference.kind == CaRepositoryDsOdbcImport::RecordKind::REL_COL) {
-        placedColumns_.insert(target->id);
-      }
-      resolveReached(*target);
+      if (target == kNone || reference.resolution == Resolution::kAnyKind) continue;
+      if (reference.kind == K::REL_COL) records_.set(target, kColumnNamed);
+      resolveReached(target);
     }
     return found;
   }
 
   // Resolves the ids the import resolves on `record` when it reaches it: a
   // column's data type, a foreign key's key.
-  void resolveReached(const RecordFacts& record) {
+  void resolveReached(Index record) {
+    const uint8_t recordKind = records_.kind(record);
     for (const CaRepositoryDsOdbcImport::IdReference& reference :
          CaRepositoryDsOdbcImport::kIdReferences) {
-      if (!reference.reached || static_cast<uint8_t>(reference.record) != record.kind) continue;
+      if (!reference.reached || kindOf(reference.record) != recordKind) continue;
       const bool from = reference.field == CaRepositoryDsOdbcImport::kFromId;
-      const uint8_t expected = static_cast<uint8_t>(reference.kind);
-      const std::string role = std::string(from ? "from id" : "to id") + " (" +
-                               (expected == kind("REL_DT") ? "data type"
-                                : expected == kind("KEY")  ? "key"
-                                                           : kindName(expected)) +
-                               ")";
-      resolve(record, role.c_str(), from ? record.fromId : record.toId, expected);
+      const uint8_t expected = kindOf(reference.kind);
+      const char* detail = reference.kind == K::REL_DT ? "data type"
+                           : reference.kind == K::KEY  ? "key"
+                                                       : kindName(expected);
+      resolve(record, from ? "from id" : "to id", detail,
+              from ? records_.fromId(record) : records_.toId(record), expected);
     }
   }
 
-  static uint8_t kind(const char* name) { return kindOf(name); }
-
-  void checkReferences() {
-    IdMap<int> keyColumns;  // KEY id -> KEY_COL count
-    IdSet placed;           // TABLE, VIEW, DBPROC ids placed
-    std::vector<const RecordFacts*> parms, indexes;
+  // Resolves the ids of every record the import keeps but parameters, in
+  // file order; lists the parameters, the indexes on keys found and the
+  // placements at neither a schema nor a catalog. The table of locations
+  // is gone before the checks that follow make theirs.
+  void resolveAll(std::vector<Index>& parms, std::vector<Index>& indexes,
+                  std::vector<std::pair<Index, Index>>& misplaced) {
     // Which records the import makes schemas or catalogs of, where tables
     // may be placed; the tables placed elsewhere, with their locations.
     TableLocations locations;
-    for (const RecordFacts& record : records_) {
-      if (record.kind != kNoKind && isCurrent(record))
-        locations.add(kindName(record.kind), record.id, record.fromId, record.toId);
+    const Index count = records_.size();
+    for (Index record = 0; record < count; ++record) {
+      if (isCurrent(record)) {
+        locations.add(kindName(records_.kind(record)), records_.id(record), records_.fromId(record),
+                      records_.toId(record));
+      }
     }
-    std::vector<std::pair<const RecordFacts*, const RecordFacts*>> misplaced;
-    std::unordered_set<long> built;  // tables and views placed at a schema or catalog
-    for (const RecordFacts& record : records_) {
-      if (record.kind == kNoKind || !isCurrent(record)) continue;
-      const std::string name = kindName(record.kind);
-      if (name == "PARM") {
-        parms.push_back(&record);  // once every procedure's placement is known
+    for (Index record = 0; record < count; ++record) {
+      if (!isCurrent(record)) continue;
+      const uint8_t kind = records_.kind(record);
+      if (kind == kindOf(K::PARM)) {
+        parms.push_back(record);  // once every procedure's placement is known
         continue;
       }
       const Resolved found = resolveIds(record);
-      if (name == "TABLE_AT" || name == "OBJ_AT") {
-        if (found.from != nullptr) placed.insert(found.from->id);
-        if (name == "TABLE_AT" && found.from != nullptr && found.to != nullptr) {
-          if (locations.holdsSchemaOrCatalog(found.to->id)) {
-            built.insert(found.from->id);
+      if (kind == kindOf(K::TABLE_AT) || kind == kindOf(K::OBJ_AT)) {
+        if (found.from != kNone) records_.set(found.from, kPlaced);
+        if (kind == kindOf(K::TABLE_AT) && found.from != kNone && found.to != kNone) {
+          if (locations.holdsSchemaOrCatalog(records_.id(found.to))) {
+            records_.set(found.from, kBuilt);
           } else {
-            misplaced.emplace_back(&record, found.to);
+            misplaced.emplace_back(record, found.to);
           }
         }
-      } else if (name == "KEY_COL" && found.from != nullptr) {
-        ++keyColumns[record.fromId];
-      } else if (name == "INDEX_AT" && found.from != nullptr) {
-        indexes.push_back(&record);
+      } else if (kind == kindOf(K::KEY_COL) && found.from != kNone) {
+        records_.set(found.from, kHasKeyColumns);
+      } else if (kind == kindOf(K::INDEX_AT) && found.from != kNone) {
+        indexes.push_back(record);
       }
     }
-    for (const RecordFacts* parm : parms) {
-      const Resolved found = resolveIds(*parm);
-      if (found.from == nullptr) continue;
+  }
+
+  void checkReferences() {
+    std::vector<Index> parms, indexes;
+    std::vector<std::pair<Index, Index>> misplaced;  // placement, location
+    resolveAll(parms, indexes, misplaced);
+    for (const Index parm : parms) {
+      const Resolved found = resolveIds(parm);
+      if (found.from == kNone) continue;
+      const std::string what = "PARM record (id " + std::to_string(records_.id(parm)) + ")";
       if (found.skipped) {
-        add(parm->line, false,
-            "PARM record (id " + std::to_string(parm->id) + ") belongs to the " +
-                kindName(found.from->kind) + " record on line " + std::to_string(found.from->line) +
+        add(records_.line(parm), false,
+            what + " belongs to the " + kindName(records_.kind(found.from)) + " record on line " +
+                std::to_string(records_.line(found.from)) +
                 ", not to a procedure; the import skips it");
         continue;
       }
-      if (placed.count(found.from->id) == 0) {
-        add(parm->line, false,
-            "PARM record (id " + std::to_string(parm->id) + "): its procedure (line " +
-                std::to_string(found.from->line) +
+      if (!records_.has(found.from, kPlaced)) {
+        add(records_.line(parm), false,
+            what + ": its procedure (line " + std::to_string(records_.line(found.from)) +
                 ") is placed by no OBJ_AT record; the import skips it");
       }
     }
-    for (const RecordFacts* index : indexes) {
-      if (keyColumns.count(index->fromId) == 0) {
-        add(index->line, false,
-            "INDEX_AT record (id " + std::to_string(index->id) + "): its KEY " +
-                std::to_string(index->fromId) + " has no KEY_COL record; the import skips it");
+    for (const Index index : indexes) {
+      const Index key = records_.find(records_.fromId(index));
+      if (key == kNone || !records_.has(key, kHasKeyColumns)) {
+        add(records_.line(index), false,
+            "INDEX_AT record (id " + std::to_string(records_.id(index)) + "): its KEY " +
+                std::to_string(records_.fromId(index)) +
+                " has no KEY_COL record; the import skips it");
       }
     }
-    reportMisplaced(misplaced, built);
-    reportUnplaced(placed);
+    reportMisplaced(misplaced);
+    reportUnplaced();
     checkForeignKeyColumns();
   }
 
   // TABLE_AT records whose location the import makes neither a schema nor a
   // catalog of: it skips the placement (and the table, when no other
   // placement builds it), and a foreign key to it keeps no referenced table.
-  void reportMisplaced(
-      const std::vector<std::pair<const RecordFacts*, const RecordFacts*>>& misplaced,
-      const std::unordered_set<long>& built) {
+  void reportMisplaced(const std::vector<std::pair<Index, Index>>& misplaced) {
     for (const auto& [placement, location] : misplaced) {
-      misplacedPlacements_.insert(placement->id);
-      const RecordFacts* object = find(placement->fromId);
-      if (built.count(object->id) == 0) skippedTables_.insert(object->id);
-      if (object->kind != kind("TABLE") && object->kind != kind("VIEW")) continue;
-      const std::string what = object->kind == kind("TABLE") ? "table" : "view";
-      add(placement->line, false,
-          "TABLE_AT record (id " + std::to_string(placement->id) + ") places " + what + " " +
-              nameOf(object->id) + " at the " + kindName(location->kind) + " record on line " +
-              std::to_string(location->line) + ", which is neither a schema nor a catalog; " +
-              (built.count(object->id) != 0 ? std::string("the import ignores this placement")
-                                            : "the import skips the " + what + " and its columns"));
+      records_.set(placement, kMisplacement);
+      const Index object = records_.find(records_.fromId(placement));
+      const bool built = records_.has(object, kBuilt);
+      if (!built) records_.set(object, kSkippedTable);
+      const uint8_t kind = records_.kind(object);
+      if (kind != kindOf(K::TABLE) && kind != kindOf(K::VIEW)) continue;
+      const std::string what = kind == kindOf(K::TABLE) ? "table" : "view";
+      add(records_.line(placement), false,
+          "TABLE_AT record (id " + std::to_string(records_.id(placement)) + ") places " + what +
+              " " + names_.nameOf(records_.id(object)) + " at the " +
+              kindName(records_.kind(location)) + " record on line " +
+              std::to_string(records_.line(location)) +
+              ", which is neither a schema nor a catalog; " +
+              (built ? std::string("the import ignores this placement")
+                     : "the import skips the " + what + " and its columns"));
     }
   }
 
-  std::string nameOf(long id) const {
-    const auto at = names_.find(id);
-    return at == names_.end() ? "(id " + std::to_string(id) + ")" : at->second;
-  }
-
-  std::string keyKind(long keyId) const {
-    const auto at = keyKinds_.find(keyId);
-    return at == keyKinds_.end() ? std::string() : at->second;
-  }
-
-  // Per key: the table its columns belong to and its columns (TBL_COL ids)
-  // in file order.
+  // Per key that KEY_COL records name: the table its columns belong to and
+  // how many it has.
   struct KeyColumns {
     long table = 0;
-    std::vector<long> columns;
+    size_t columns = 0;
   };
 
-  IdMap<KeyColumns> keyColumns() const {
-    IdMap<KeyColumns> keys;
-    for (const RecordFacts& record : records_) {
-      if (record.kind != kind("KEY_COL") || !isCurrent(record)) continue;
-      const RecordFacts* column = find(record.toId);
-      if (column == nullptr || column->kind != kind("TBL_COL")) continue;
-      KeyColumns& key = keys[record.fromId];
-      key.table = column->fromId;
-      key.columns.push_back(column->id);
+  // The keys with their columns, and the keys in the order first named.
+  IdTable<KeyColumns> keyColumns(std::vector<long>& order) const {
+    IdTable<KeyColumns> keys;
+    const Index count = records_.size();
+    for (Index record = 0; record < count; ++record) {
+      if (records_.kind(record) != kindOf(K::KEY_COL) || !isCurrent(record)) continue;
+      const Index column = records_.find(records_.toId(record));
+      if (column == kNone || records_.kind(column) != kindOf(K::TBL_COL)) continue;
+      const auto [key, added] = keys.insert(records_.fromId(record));
+      if (added) order.push_back(records_.fromId(record));
+      key->table = records_.fromId(column);
+      ++key->columns;
     }
     return keys;
-  }
-
-  // The primary key of each table: its key of kind "P".
-  static IdMap<long> primaryKeys(const IdMap<KeyColumns>& keys, const IdMap<std::string>& kinds) {
-    IdMap<long> primary;
-    for (const auto& [keyId, key] : keys) {
-      const auto kindAt = kinds.find(keyId);
-      if (kindAt != kinds.end() && kindAt->second == "P") primary.emplace(key.table, keyId);
-    }
-    return primary;
   }
 
   // Foreign keys the import drops: a column count other than that of the
   // referenced table's primary key, or a referenced table without one.
   void checkForeignKeyColumns() {
-    const auto keys = keyColumns();
-    const auto primary = primaryKeys(keys, keyKinds_);
-    for (const RecordFacts& record : records_) {
-      if (record.kind != kind("FK_TB_AT") || !isCurrent(record)) continue;
-      const RecordFacts* foreignKey = find(record.fromId);
-      const RecordFacts* placement = find(record.toId);
-      if (foreignKey == nullptr || placement == nullptr || foreignKey->kind != kind("FGN_KEY") ||
-          placement->kind != kind("TABLE_AT")) {
+    std::vector<long> order;
+    const IdTable<KeyColumns> keys = keyColumns(order);
+    // The primary key of each table: its key of kind "P".
+    IdTable<long> primary;
+    for (const long keyId : order) {
+      if (!names_.isPrimaryKey(keyId)) continue;
+      const auto [table, added] = primary.insert(keys.find(keyId)->table);
+      if (added) *table = keyId;
+    }
+    const Index count = records_.size();
+    for (Index record = 0; record < count; ++record) {
+      if (records_.kind(record) != kindOf(K::FK_TB_AT) || !isCurrent(record)) continue;
+      const Index foreignKey = records_.find(records_.fromId(record));
+      const Index placement = records_.find(records_.toId(record));
+      if (foreignKey == kNone || placement == kNone ||
+          records_.kind(foreignKey) != kindOf(K::FGN_KEY) ||
+          records_.kind(placement) != kindOf(K::TABLE_AT)) {
         continue;  // reported as a missing or mistyped id
       }
-      const long keyId = foreignKey->toId;
-      const long referencedTable = placement->fromId;
-      const auto keyAt = keys.find(keyId);
+      const long keyId = records_.toId(foreignKey);
+      const long referencedTable = records_.fromId(placement);
+      const KeyColumns* key = keys.find(keyId);
       // A key of a table the import skips is never made: the table's
       // warning says so.
-      if (keyAt != keys.end() && skippedTables_.count(keyAt->second.table) != 0) continue;
-      const size_t columns = keyAt == keys.end() ? 0 : keyAt->second.columns.size();
-      const auto primaryAt = primary.find(referencedTable);
-      const std::string what =
-          "foreign key " + nameOf(keyId) + " (FK_TB_AT id " + std::to_string(record.id) + ")";
-      if (misplacedPlacements_.count(placement->id) != 0) {
-        add(record.line, false,
-            what + ": the TABLE_AT record on line " + std::to_string(placement->line) +
+      if (key != nullptr) {
+        const Index table = records_.find(key->table);
+        if (table != kNone && records_.has(table, kSkippedTable)) continue;
+      }
+      const size_t columns = key == nullptr ? 0 : key->columns;
+      const long* primaryKey = primary.find(referencedTable);
+      const std::string what = "foreign key " + names_.nameOf(keyId) + " (FK_TB_AT id " +
+                               std::to_string(records_.id(record)) + ")";
+      const long line = records_.line(record);
+      if (records_.has(placement, kMisplacement)) {
+        add(line, false,
+            what + ": the TABLE_AT record on line " + std::to_string(records_.line(placement)) +
                 " places the referenced table at neither a schema nor a catalog; the import "
                 "keeps the foreign key without a referenced table");
       } else if (columns == 0) {
-        add(record.line, false, what + ": the key has no KEY_COL record; the import skips it");
-      } else if (primaryAt == primary.end()) {
-        add(record.line, false,
-            what + ": the referenced table " + nameOf(referencedTable) +
+        add(line, false, what + ": the key has no KEY_COL record; the import skips it");
+      } else if (primaryKey == nullptr) {
+        add(line, false,
+            what + ": the referenced table " + names_.nameOf(referencedTable) +
                 " has no primary key; the import skips it");
       } else {
-        const size_t referenced = keys.at(primaryAt->second).columns.size();
+        const size_t referenced = keys.find(*primaryKey)->columns;
         if (referenced != columns) {
-          add(record.line, false,
+          add(line, false,
               codePrefix(TAV_CARDS::CAREPOSITORY_I_FK_MISMATCH) + what + " has " +
                   std::to_string(columns) + (columns == 1 ? " column" : " columns") +
-                  ", the primary key " + nameOf(primaryAt->second) + " of " +
-                  nameOf(referencedTable) + " " + std::to_string(referenced) +
+                  ", the primary key " + names_.nameOf(*primaryKey) + " of " +
+                  names_.nameOf(referencedTable) + " " + std::to_string(referenced) +
                   "; the import drops it");
         }
       }
     }
   }
 
-  void reportUnplaced(const IdSet& placed) {
-    for (const RecordFacts& record : records_) {
-      if (record.kind == kNoKind || !isCurrent(record)) continue;
-      const std::string name = kindName(record.kind);
-      const std::string what = name + " record (id " + std::to_string(record.id) + ")";
-      if ((name == "TABLE" || name == "VIEW") && placed.count(record.id) == 0) {
-        add(record.line, false,
-            what + " is placed by no TABLE_AT record; the import skips it and its columns");
-      } else if (name == "DBPROC" && placed.count(record.id) == 0) {
-        add(record.line, false,
-            what + " is placed by no OBJ_AT record; the import skips it and its parameters");
-      } else if (name == "REL_COL" && placedColumns_.count(record.id) == 0) {
-        add(record.line, false,
-            what + " is named by no TBL_COL, VIEW_COL or PARM record; the import skips it");
+  void reportUnplaced() {
+    const Index count = records_.size();
+    for (Index record = 0; record < count; ++record) {
+      if (!isCurrent(record)) continue;
+      const uint8_t kind = records_.kind(record);
+      const bool placed = records_.has(record, kPlaced);
+      const char* message = nullptr;
+      if ((kind == kindOf(K::TABLE) || kind == kindOf(K::VIEW)) && !placed) {
+        message = " is placed by no TABLE_AT record; the import skips it and its columns";
+      } else if (kind == kindOf(K::DBPROC) && !placed) {
+        message = " is placed by no OBJ_AT record; the import skips it and its parameters";
+      } else if (kind == kindOf(K::REL_COL) && !records_.has(record, kColumnNamed)) {
+        message = " is named by no TBL_COL, VIEW_COL or PARM record; the import skips it";
       }
+      if (message == nullptr) continue;
+      add(records_.line(record), false,
+          std::string(kindName(kind)) + " record (id " + std::to_string(records_.id(record)) + ")" +
+              message);
     }
   }
 
+  struct Rejected {
+    long line = 0;
+  };
+
   CheckReport report_;
-  std::vector<RecordFacts> records_;
-  IdMap<size_t> byId_;  // id -> the last record defining it
-  IdSet placedColumns_;
-  IdMap<long> rejected_;         // id of a rejected record line -> its line
-  IdMap<std::string> names_;     // TABLE, VIEW, KEY (and REL_COL) names
-  IdSet misplacedPlacements_;    // TABLE_AT ids placing at neither
-  IdSet skippedTables_;          // tables and views none of them build
-  IdMap<std::string> keyKinds_;  // KEY id -> "P", "A", "F", "I"
+  RecordFacts records_;
+  IdTable<Rejected> rejected_;  // id of a rejected record line -> its first line
+  RecordNames names_;
 };
 
 }  // namespace

@@ -80,27 +80,27 @@ void TableLocations::add(const char* name, long id, long fromId, long toId) {
     kind = Kind::kServerType;
   } else if (is("SERVINST")) {
     kind = Kind::kServerInstance;
-    instanceSystems_[id] = toId;
+    *instanceSystems_.insert(id).first = toId;
     serverTypes_.emplace(fromId, toId);
   } else {
     return;  // never a schema or a catalog
   }
-  kinds_[id] = kind;
+  *kinds_.insert(id).first = kind;
 }
 
 bool TableLocations::holdsSchemaOrCatalog(long id) const {
-  const auto at = kinds_.find(id);
-  if (at == kinds_.end()) return false;
-  switch (at->second) {
+  const Kind* kind = kinds_.find(id);
+  if (kind == nullptr) return false;
+  switch (*kind) {
     case Kind::kSchemaPlacement:
     case Kind::kCatalogPlacement:
       return true;
     case Kind::kSchema:
-      return placedSchemas_.count(id) != 0;
+      return placedSchemas_.find(id) != nullptr;
     case Kind::kCatalog:
-      return catalogRecords_.count(id) != 0;
+      return catalogRecords_.find(id) != nullptr;
     case Kind::kServerInstance:
-      return catalogRecords_.count(instanceSystems_.at(id)) != 0;
+      return catalogRecords_.find(*instanceSystems_.find(id)) != nullptr;
     case Kind::kServerType: {
       // A server type carries the catalog of a system it describes. Its
       // systems are looked at once, however many tables name it.
@@ -109,7 +109,7 @@ bool TableLocations::holdsSchemaOrCatalog(long id) const {
       bool holds = false;
       const auto [first, last] = serverTypes_.equal_range(id);
       for (auto type = first; type != last && !holds; ++type) {
-        holds = catalogRecords_.count(type->second) != 0;
+        holds = catalogRecords_.find(type->second) != nullptr;
       }
       serverTypeAnswers_.emplace(id, holds);
       return holds;

@@ -8,11 +8,13 @@
 #pragma once
 
 #include <atomic>
+#include <cstdint>
 #include <string>
 #include <unordered_map>
 #include <unordered_set>
 #include <vector>
 
+#include "id_table.h"
 #include "zel_keyed_hash.h"
 
 namespace pcd::cli {
@@ -34,7 +36,7 @@ class TableLocations {
   };
 
  private:
-  enum class Kind {
+  enum class Kind : uint8_t {
     kSchema,
     kSchemaPlacement,
     kCatalog,
@@ -43,10 +45,10 @@ class TableLocations {
     kServerInstance
   };
   // The records that can carry a schema or a catalog, by id.
-  std::unordered_map<long, Kind, IdHash> kinds_;
-  std::unordered_set<long, IdHash> placedSchemas_;   // SCHEMA ids a SCHEM_AT names
-  std::unordered_set<long, IdHash> catalogRecords_;  // DATABASE and REL_SYS ids a DB_AT names
-  std::unordered_map<long, long, IdHash> instanceSystems_;   // SERVINST id -> its REL_SYS
+  IdTable<Kind> kinds_;
+  IdTable<bool> placedSchemas_;    // SCHEMA ids a SCHEM_AT names
+  IdTable<bool> catalogRecords_;   // DATABASE and REL_SYS ids a DB_AT names
+  IdTable<long> instanceSystems_;  // SERVINST id -> its REL_SYS
   std::unordered_multimap<long, long, IdHash> serverTypes_;  // SERVTYPE id -> a REL_SYS
   mutable std::unordered_map<long, bool, IdHash> serverTypeAnswers_;
 };

@@ -84,6 +84,31 @@ TEST(CheckCommand, CleanFileJsonAndUsage) {
   EXPECT_NE(result.out.find("--strict is now 'pcd-import lint'"), std::string::npos);
 }
 
+// Negative ids, which the check keeps beside the others, are ids like any:
+// the sample twice, once with every id negated, is as clean as the sample.
+TEST(CheckCommand, NegativeIdsResolveLikeAnyOther) {
+  std::istringstream in(readFile(kSourceDir + "/examples/sample.pcd"));
+  std::string pcd, negated, line;
+  std::getline(in, line);
+  pcd = line + "\n";
+  while (std::getline(in, line)) {
+    pcd += line + "\n";
+    std::vector<std::string> fields;
+    std::istringstream split(line);
+    for (std::string field; std::getline(split, field, ',');) fields.push_back(field);
+    for (size_t at = 2; at < (fields[0] == "R" ? 5u : 3u); ++at) {
+      if (fields[at] != "0") fields[at] = "-" + fields[at];
+    }
+    for (size_t at = 0; at < fields.size(); ++at) negated += (at == 0 ? "" : ",") + fields[at];
+    negated += "\n";
+  }
+  TemporaryFolder folder;
+  writeFile(folder.file("negative.pcd"), pcd + negated);
+  const ProgramResult result = runProgram({{"check", "negative.pcd"}, folder.path(), {}});
+  EXPECT_EQ(result.exitCode, 0);
+  EXPECT_EQ(result.out, "0 errors, 0 warnings in 1 file\n");
+}
+
 // A table placed at something that is neither a schema nor a catalog:
 // another table's placement, a table, a schema no SCHEM_AT places. The
 // import skips it and its columns (or only the placement, when another one
