@@ -100,20 +100,23 @@ class Namer {
       : dialect_(dialect), limit_(dialect.identifierLimit()) {}
 
   // The text a raw name becomes, before uniqueness: valid UTF-8, what the
-  // dialect refuses replaced, `fallback` when empty. Sets `error` when no
-  // quoting can carry the name.
-  std::string clean(const ZELString& raw, const std::string& fallback, const std::string& what,
+  // dialect refuses replaced, `fallback()` when empty. Sets `error` (naming
+  // the object, `what()`) when no quoting can carry the name. The fallback
+  // and the message are made only when needed: a model names millions of
+  // objects.
+  template <class Fallback, class What>
+  std::string clean(const ZELString& raw, const Fallback& fallback, const What& what,
                     std::string& error) const {
     const std::string_view bytes = bytesOf(raw);
     if (bytes.find('\0') != std::string_view::npos) {
       if (error.empty()) {
-        error = what + " has a NUL byte in its name, which no " + std::string(dialect_.name()) +
+        error = what() + " has a NUL byte in its name, which no " + std::string(dialect_.name()) +
                 " identifier can hold";
       }
-      return fallback;
+      return fallback();
     }
-    const std::string text = dialect_.identifierText(validUtf8(bytes));
-    return text.empty() ? fallback : text;
+    std::string text = dialect_.identifierText(validUtf8(bytes));
+    return text.empty() ? fallback() : text;
   }
 
   // A unique name in `scopes` for `text`, taken in all of them: the text
@@ -248,11 +251,10 @@ std::string SqlNames::assign(const ZELModel& model, const SqlDialect& dialect) {
   NameScope schemaNames(dialect);
   for (size_t i = 0; i < schemas.size(); ++i) {
     const ZELPackage* schema = schemas[i].schema;
-    const std::string what = "schema " + quotedForMessage(schema->getName());
-    names_[schema] =
-        namer.unique(unreservedSchema(namer.clean(schema->getName(),
-                                                  "schema_" + std::to_string(i + 1), what, error)),
-                     {&schemaNames});
+    const auto fallback = [i] { return "schema_" + std::to_string(i + 1); };
+    const auto what = [schema] { return "schema " + quotedForMessage(schema->getName()); };
+    names_[schema] = namer.unique(
+        unreservedSchema(namer.clean(schema->getName(), fallback, what, error)), {&schemaNames});
     if (engineSchema_ == nullptr && !reserved.usersSchema.empty() &&
         names_[schema] == reserved.usersSchema) {
       engineSchema_ = schema;
@@ -273,12 +275,13 @@ std::string SqlNames::assign(const ZELModel& model, const SqlDialect& dialect) {
     NameScope& relations = relationScope(entry.schema);
     const auto tables = objectsOfType(*entry.schema, ZEL_ET_CLASS);
     for (size_t i = 0; i < tables.size(); ++i) {
-      const std::string what = "table " + quotedForMessage(tables[i]->getName()) + " of schema " +
-                               quotedForMessage(entry.schema->getName());
-      names_[tables[i]] =
-          namer.unique(unreserved(namer.clean(tables[i]->getName(),
-                                              "table_" + std::to_string(i + 1), what, error)),
-                       {&relations});
+      const auto fallback = [i] { return "table_" + std::to_string(i + 1); };
+      const auto what = [&] {
+        return "table " + quotedForMessage(tables[i]->getName()) + " of schema " +
+               quotedForMessage(entry.schema->getName());
+      };
+      names_[tables[i]] = namer.unique(
+          unreserved(namer.clean(tables[i]->getName(), fallback, what, error)), {&relations});
     }
   }
 
@@ -292,17 +295,18 @@ std::string SqlNames::assign(const ZELModel& model, const SqlDialect& dialect) {
     for (const ZELModelObject* object : objectsOfType(*entry.schema, ZEL_ET_CLASS)) {
       const auto& table = static_cast<const ZELClass&>(*object);
       const std::string& tableName = names_[&table];
-      const std::string where = " of table " + quotedForMessage(table.getName());
+      const auto where = [&table] { return " of table " + quotedForMessage(table.getName()); };
 
       NameScope columns(dialect);
       for (const ZELFeature* feature : table.features()) {
         if (!feature->isInstanceOf(ZEL_ET_ATTRIBUTE)) continue;
         const auto* column = static_cast<const ZELAttribute*>(feature);
-        const std::string fallback = "column_" + std::to_string(column->getPosition());
-        names_[column] = namer.unique(
-            namer.clean(column->getName(), fallback,
-                        "column " + quotedForMessage(column->getName()) + where, error),
-            {&columns});
+        const auto fallback = [column] {
+          return "column_" + std::to_string(column->getPosition());
+        };
+        const auto what = [&] { return "column " + quotedForMessage(column->getName()) + where(); };
+        names_[column] =
+            namer.unique(namer.clean(column->getName(), fallback, what, error), {&columns});
       }
 
       NameScope constraints(dialect);
@@ -322,21 +326,22 @@ std::string SqlNames::assign(const ZELModel& model, const SqlDialect& dialect) {
         ++ordinal;
         const bool foreign = key->isInstanceOf(ZEL_ET_FOREIGN_KEY);
         const bool primary = table.getPrimaryKey() == key;
-        const std::string fallback =
-            (primary   ? "pk_" + tableName
-             : foreign ? "fk_" + tableName + "_" + std::to_string(ordinal)
-                       : "uk_" + tableName + "_" + std::to_string(ordinal));
-        const std::string text = namer.clean(
-            key->getName(), fallback, "key " + quotedForMessage(key->getName()) + where, error);
+        const auto fallback = [&] {
+          return primary   ? "pk_" + tableName
+                 : foreign ? "fk_" + tableName + "_" + std::to_string(ordinal)
+                           : "uk_" + tableName + "_" + std::to_string(ordinal);
+        };
+        const auto what = [&] { return "key " + quotedForMessage(key->getName()) + where(); };
+        const std::string text = namer.clean(key->getName(), fallback, what, error);
         names_[key] = uniqueIn(text, foreign ? scopes.foreignKeys : scopes.keys);
       }
       ordinal = 0;
       for (const ZELIndex* index : table.indexes()) {
         ++ordinal;
         if (isKeyIndex(table, *index)) continue;  // written with its key, if at all
-        const std::string text =
-            namer.clean(index->getName(), "ix_" + tableName + "_" + std::to_string(ordinal),
-                        "index " + quotedForMessage(index->getName()) + where, error);
+        const auto fallback = [&] { return "ix_" + tableName + "_" + std::to_string(ordinal); };
+        const auto what = [&] { return "index " + quotedForMessage(index->getName()) + where(); };
+        const std::string text = namer.clean(index->getName(), fallback, what, error);
         names_[index] = uniqueIn(text, scopes.indexes);
       }
     }
