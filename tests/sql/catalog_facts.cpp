@@ -35,6 +35,7 @@ class ExpectedFacts {
 
   Facts collect(const ZELModel& model) {
     const std::string error = names_.assign(model, dialect_);
+    byObject_ = namesByObject(names_, model);
     if (!error.empty()) throw std::runtime_error(error);
     for (const SchemaOfCatalog& entry : catalogSchemas(model)) {
       for (const ZELModelObject* object : objectsOfType(*entry.schema, ZEL_ET_CLASS)) {
@@ -51,7 +52,11 @@ class ExpectedFacts {
   }
 
  private:
-  const std::string& name(const ZELObject* object) const { return names_.of(object); }
+  const std::string& name(const ZELObject* object) const {
+    static const std::string kNone;
+    const auto found = byObject_.find(object);
+    return found != byObject_.end() ? found->second : kNone;
+  }
   bool sqlite() const { return dialect_.name() == "sqlite"; }
 
   bool notWritten(const std::string& what, const ZELObject* object, const std::string& ref) const {
@@ -155,12 +160,46 @@ class ExpectedFacts {
   const SqlDialect& dialect_;
   const std::string& script_;
   SqlNames names_;
+  std::unordered_map<const ZELObject*, std::string> byObject_;
   Facts facts_;
   std::map<const ZELClass*, std::string> tableLabels_;
   std::vector<PendingForeignKey> pendingForeignKeys_;
 };
 
 }  // namespace
+
+std::unordered_map<const ZELObject*, std::string> namesByObject(const SqlNames& names,
+                                                                const ZELModel& model) {
+  std::unordered_map<const ZELObject*, std::string> byObject;
+  const auto add = [&byObject](const SqlName& name) {
+    if (name.object == nullptr) return;
+    // The quote character ends the name and is doubled inside it.
+    const char quote = name.quoted.front();
+    std::string text;
+    for (size_t at = 1; at + 1 < name.quoted.size(); ++at) {
+      text += name.quoted[at];
+      if (name.quoted[at] == quote) ++at;
+    }
+    byObject[name.object] = text;
+  };
+  const std::vector<SchemaOfCatalog> schemas = catalogSchemas(model);
+  size_t t = 0;
+  for (size_t s = 0; s < schemas.size(); ++s) {
+    add(names.schema(s));
+    for (const ZELModelObject* object : objectsOfType(*schemas[s].schema, ZEL_ET_CLASS)) {
+      const auto& table = static_cast<const ZELClass&>(*object);
+      add(names.table(t));
+      for (const ZELFeature* feature : table.features()) {
+        if (feature->isInstanceOf(ZEL_ET_ATTRIBUTE))
+          add(names.column(t, static_cast<const ZELAttribute*>(feature)));
+      }
+      for (const ZELKey* key : table.keys()) add(names.key(t, key));
+      for (const ZELIndex* index : table.indexes()) add(names.index(t, index));
+      ++t;
+    }
+  }
+  return byObject;
+}
 
 Facts expectedFacts(const ZELModel& model, const SqlDialect& dialect, const std::string& script) {
   return ExpectedFacts(dialect, script).collect(model);

@@ -6,13 +6,22 @@
 #pragma once
 
 #include <string>
+#include <unordered_map>
 #include <vector>
 
 #include "engine_servers.h"
 #include "model/zel_model.h"
 #include "sql/sql_dialect.h"
 
+namespace pcd::writers {
+class SqlNames;
+}
+
 using Facts = std::vector<std::string>;
+
+// Every name `names` gave the objects of `model`, unquoted, by object.
+std::unordered_map<const ZELObject*, std::string> namesByObject(const pcd::writers::SqlNames& names,
+                                                                const ZELModel& model);
 
 // What the model says, under the names the script gives; objects the
 // script marks as not written are left out.

@@ -371,26 +371,28 @@ TEST(SqlNames, RepeatsTakeTheFirstFreeSuffix) {
     foreignKeys.push_back(key);
   }
 
-  SqlNames names;
-  ASSERT_EQ(names.assign(model, kPostgreSql), "");
+  SqlNames sqlNames;
+  ASSERT_EQ(sqlNames.assign(model, kPostgreSql), "");
+  auto names = namesByObject(sqlNames, model);
   std::vector<std::string> plainNames;
-  for (const ZELAttribute* column : plain) plainNames.push_back(names.of(column));
+  for (const ZELAttribute* column : plain) plainNames.push_back(names[column]);
   EXPECT_EQ(plainNames, (std::vector<std::string>{"C_10", "C", "C_2", "C_3", "C_4", "C_5", "C_6",
                                                   "C_7", "C_8", "C_9", "C_11", "C_12"}));
   // Cut to 63 bytes with a hash of the whole name, then the counter.
-  const std::string first = names.of(cut[0]);
+  const std::string first = names[cut[0]];
   ASSERT_EQ(first.size(), 63u);
   const std::string hash = first.substr(54);  // "_" and 8 hex digits
   EXPECT_EQ(first, std::string(54, 'L') + hash);
-  EXPECT_EQ(names.of(cut[1]), std::string(52, 'L') + hash + "_2");
-  EXPECT_EQ(names.of(cut[8]), std::string(52, 'L') + hash + "_9");
-  EXPECT_EQ(names.of(cut[9]), std::string(51, 'L') + hash + "_10");
-  EXPECT_EQ(names.of(cut[10]), std::string(51, 'L') + hash + "_11");
+  EXPECT_EQ(names[cut[1]], std::string(52, 'L') + hash + "_2");
+  EXPECT_EQ(names[cut[8]], std::string(52, 'L') + hash + "_9");
+  EXPECT_EQ(names[cut[9]], std::string(51, 'L') + hash + "_10");
+  EXPECT_EQ(names[cut[10]], std::string(51, 'L') + hash + "_11");
 
-  ASSERT_EQ(names.assign(model, kMySql), "");
-  EXPECT_EQ(names.of(foreignKeys[0]), "FK");
-  EXPECT_EQ(names.of(foreignKeys[1]), "FK_2");
-  EXPECT_EQ(names.of(foreignKeys[2]), "FK_3");
+  ASSERT_EQ(sqlNames.assign(model, kMySql), "");
+  names = namesByObject(sqlNames, model);
+  EXPECT_EQ(names[foreignKeys[0]], "FK");
+  EXPECT_EQ(names[foreignKeys[1]], "FK_2");
+  EXPECT_EQ(names[foreignKeys[2]], "FK_3");
 }
 
 }  // namespace

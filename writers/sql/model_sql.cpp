@@ -4,6 +4,7 @@
 #include <cctype>
 #include <cstdio>
 #include <cstdlib>
+#include <functional>
 #include <unordered_map>
 #include <unordered_set>
 #include <vector>
@@ -36,6 +37,26 @@ bool isPlainTypeName(std::string_view name) {
   return depth == 0;
 }
 
+// The position of the first column that repeats an earlier one, or the
+// count when none does. Keys have few columns: compared pairwise, without a
+// hash set, unless there are many.
+size_t firstRepeat(const std::vector<const ZELAttribute*>& columns) {
+  constexpr size_t kFew = 16;
+  if (columns.size() <= kFew) {
+    for (size_t i = 1; i < columns.size(); ++i) {
+      for (size_t j = 0; j < i; ++j) {
+        if (columns[j] == columns[i]) return i;
+      }
+    }
+    return columns.size();
+  }
+  std::unordered_set<const ZELAttribute*> seen;
+  for (size_t i = 0; i < columns.size(); ++i) {
+    if (!seen.insert(columns[i]).second) return i;
+  }
+  return columns.size();
+}
+
 class ScriptBuilder {
  public:
   ScriptBuilder(const ModelSource& source, const SqlDialect& dialect, bool nativeTypes,
@@ -48,25 +69,26 @@ class ScriptBuilder {
     out_ = out;
     const std::vector<SchemaOfCatalog> schemas = catalogSchemas(source_.model);
     // Which tables the script creates, so that foreign keys can refer only to
-    // those; a dialect may need at least one column in a table.
+    // those; a dialect may need at least one column in a table. Tables are
+    // counted in the order the names were given.
     for (const SchemaOfCatalog& entry : schemas) {
       for (const ZELModelObject* object : objectsOfType(*entry.schema, ZEL_ET_CLASS)) {
-        const auto* table = static_cast<const ZELClass*>(object);
-        if (dialect_.tablesWithoutColumns() || !columnsOf(*table).empty()) {
-          createdTables_.insert(table);
-        }
-        schemaOf_[table] = entry.schema;
+        created_.push_back(dialect_.tablesWithoutColumns() ||
+                           hasColumns(*static_cast<const ZELClass*>(object)));
       }
     }
+    plannedKeys_.resize(created_.size());
+    size_t t = 0;
     for (const SchemaOfCatalog& entry : schemas) {
       for (const ZELModelObject* object : objectsOfType(*entry.schema, ZEL_ET_CLASS)) {
-        const auto* table = static_cast<const ZELClass*>(object);
-        if (createdTables_.count(table)) planKeys(*table);
+        if (created_[t]) planKeys(*static_cast<const ZELClass*>(object), t);
+        ++t;
       }
     }
     body_ = header(toolVersion, schemas);
     if (dialect_.transactionalDdl()) body_ += "BEGIN;\n";
-    for (const SchemaOfCatalog& entry : schemas) writeSchema(entry);
+    t = 0;
+    for (size_t s = 0; s < schemas.size(); ++s) writeSchema(schemas[s], s, t);
     if (!foreignKeys_.empty()) {
       body_ += "\n-- Foreign keys, once every table exists.\n\n";
       body_ += foreignKeys_;
@@ -84,24 +106,32 @@ class ScriptBuilder {
     body_.clear();
   }
 
-  const std::string& name(const ZELObject* object) const { return names_.of(object); }
-  std::string quoted(const ZELObject* object) const {
-    return dialect_.quoteIdentifier(name(object));
+  // Names of table t's objects, quoted.
+  const std::string& quoted(size_t t, const ZELAttribute* column) const {
+    return names_.column(t, column).quoted;
   }
-  // The table as the script refers to it.
-  std::string tableRef(const ZELClass* table) const {
-    if (!hasSchemas()) return quoted(table);
-    return quoted(schemaOf_.at(table)) + "." + quoted(table);
+  const std::string& quoted(size_t t, const ZELKey* key) const { return names_.key(t, key).quoted; }
+  // Table t as the script refers to it.
+  std::string tableRef(size_t t) const {
+    if (!hasSchemas()) return names_.table(t).quoted;
+    return names_.schema(names_.schemaOf(t)).quoted + "." + names_.table(t).quoted;
   }
   bool hasSchemas() const { return !dialect_.schemaKind().empty(); }
   // A model name for a comment, quoted as the dialect would (not shortened).
   std::string shown(const ZELString& raw) const {
     return dialect_.quoteIdentifier(commentText(bytesOf(raw)));
   }
-  // "SCHEMA." as the script names the schema; a dialect without schemas as
+  // "SCHEMA." as the script names schema s; a dialect without schemas as
   // the extract does.
-  std::string schemaShown(const ZELPackage& schema) const {
-    return (hasSchemas() ? quoted(&schema) : shown(schema.getName())) + ".";
+  std::string schemaShown(const ZELPackage& schema, size_t s) const {
+    return (hasSchemas() ? names_.schema(s).quoted : shown(schema.getName())) + ".";
+  }
+
+  static bool hasColumns(const ZELClassifier& classifier) {
+    for (const ZELFeature* feature : classifier.features()) {
+      if (feature->isInstanceOf(ZEL_ET_ATTRIBUTE)) return true;
+    }
+    return false;
   }
 
   static std::vector<const ZELAttribute*> columnsOf(const ZELClassifier& classifier) {
@@ -152,11 +182,12 @@ class ScriptBuilder {
     return types_.emplace(modelType, std::move(type)).first->second;
   }
 
-  std::string columnList(const std::vector<const ZELAttribute*>& columns) const {
+  // Columns of table t.
+  std::string columnList(size_t t, const std::vector<const ZELAttribute*>& columns) const {
     std::string list;
     for (const ZELAttribute* column : columns) {
       list += list.empty() ? "" : ", ";
-      list += quoted(column);
+      list += quoted(t, column);
     }
     return list;
   }
@@ -171,25 +202,27 @@ class ScriptBuilder {
   // value): the space the other columns leave under the key limit, shared
   // evenly, and no more than the column's length. (Only types of a dialect
   // with a key limit take a prefix.)
-  std::string keyProblem(const ZELClass& table, const std::vector<const ZELAttribute*>& columns,
+  std::string keyProblem(const ZELClass& table, size_t t,
+                         const std::vector<const ZELAttribute*>& columns,
                          KeyUse use = KeyUse::kUnique, std::vector<unsigned>* prefixes = nullptr) {
     if (columns.empty()) return "it has no columns";
     unsigned bytes = 0;
     size_t prefixed = 0;
-    std::unordered_set<const ZELAttribute*> seen;
-    for (const ZELAttribute* column : columns) {
+    const size_t repeat = firstRepeat(columns);
+    for (size_t i = 0; i < columns.size(); ++i) {
+      const ZELAttribute* column = columns[i];
       if (column == nullptr) return "a member has no column";
       if (column->getClassifier() != &table) {
         return "column " + shown(column->getName()) + " is not a column of this table";
       }
-      if (!seen.insert(column).second) {
+      if (i == repeat) {
         return "column " + shown(column->getName()) + " appears twice";
       }
       const SqlType& type = typeOf(column);
       if (!type.indexable && type.prefixUnitBytes != 0 && use == KeyUse::kPlainIndex) {
         ++prefixed;
       } else if (!type.indexable) {
-        std::string why = "column " + quoted(column) + " is of type " + type.text + ", which " +
+        std::string why = "column " + quoted(t, column) + " is of type " + type.text + ", which " +
                           std::string(dialect_.name()) + " cannot index";
         if (type.prefixUnitBytes != 0) {
           why += use == KeyUse::kForeignKey
@@ -218,7 +251,7 @@ class ScriptBuilder {
       if (units == 0) {
         return "its other columns take " + std::to_string(bytes) + " of the " +
                std::to_string(keyBytes) + " bytes of an index, leaving no room for a " +
-               "prefix of column " + quoted(columns[i]);
+               "prefix of column " + quoted(t, columns[i]);
       }
       (*prefixes)[i] = units;
     }
@@ -230,20 +263,21 @@ class ScriptBuilder {
     ++notWrittenCount_;
   }
 
-  void writeSchema(const SchemaOfCatalog& entry) {
+  // Schema s, whose first table is table t; t moves past its tables.
+  void writeSchema(const SchemaOfCatalog& entry, size_t s, size_t& t) {
     const ZELPackage& schema = *entry.schema;
     body_ += "\n-- Schema " + shown(schema.getName()) + " of catalog " +
              shown(entry.catalog->getName()) + "\n";
-    body_ += dialect_.createSchema(quoted(&schema), names_.isEngineSchema(&schema));
+    body_ += dialect_.createSchema(names_.schema(s).quoted, names_.isEngineSchema(s));
     for (const ZELModelObject* object : objectsOfType(schema, ZEL_ET_CLASS)) {
-      writeTable(*static_cast<const ZELClass*>(object));
+      writeTable(*static_cast<const ZELClass*>(object), t++);
       if (body_.size() > (1u << 16)) flush();
     }
     for (const ZELModelObject* object : objectsOfType(schema, ZEL_ET_SQL_VIEW_ENTITY)) {
-      writeView(*static_cast<const ZELSQLViewEntity*>(object), schema);
+      writeView(*static_cast<const ZELSQLViewEntity*>(object), schema, s);
     }
     for (const ZELModelObject* object : objectsOfType(schema, ZEL_ET_STORED_PROCEDURE)) {
-      writeProcedure(*static_cast<const ZELStoredProcedure*>(object), schema);
+      writeProcedure(*static_cast<const ZELStoredProcedure*>(object), schema, s);
     }
   }
 
@@ -260,8 +294,8 @@ class ScriptBuilder {
   // Decides which candidate keys of `table` become constraints; done for
   // every table before any is written, so that foreign keys (SQLite's inside
   // CREATE TABLE) know which referenced keys exist.
-  void planKeys(const ZELClass& table) {
-    TableKeys& keys = plannedKeys_[&table];
+  void planKeys(const ZELClass& table, size_t t) {
+    TableKeys& keys = plannedKeys_[t];
     std::string& keyNotes = keys.notes;
     // Keys first: a column of the written primary key is NOT NULL.
     for (const ZELKey* key : table.keys()) {
@@ -270,16 +304,15 @@ class ScriptBuilder {
       const auto* candidate = static_cast<const ZELCandidateKey*>(key);
       const std::vector<const ZELAttribute*> keyColumns(key->attributes().begin(),
                                                         key->attributes().end());
-      const std::string problem = keyProblem(table, keyColumns);
+      const std::string problem = keyProblem(table, t, keyColumns);
       const bool primary = table.getPrimaryKey() == candidate;
       if (!problem.empty()) {
-        notWritten(keyNotes,
-                   std::string(primary ? "primary key " : "key ") + quoted(key) + " of " +
-                       tableRef(&table),
-                   problem);
+        notWritten(
+            keyNotes,
+            std::string(primary ? "primary key " : "key ") + quoted(t, key) + " of " + tableRef(t),
+            problem);
         continue;
       }
-      writtenKeys_.insert(candidate);
       if (primary) {
         keys.primary = candidate;
       } else if (candidate->uniqueKey) {
@@ -290,39 +323,46 @@ class ScriptBuilder {
     }
   }
 
-  void writeTable(const ZELClass& table) {
+  void writeTable(const ZELClass& table, size_t t) {
     const std::vector<const ZELAttribute*> columns = columnsOf(table);
     body_ += "\n";
     const std::string description = validUtf8(bytesOf(table.getDescription()));
-    if (!createdTables_.count(&table)) {
-      notWritten(body_, "table " + tableRef(&table),
+    if (!created_[t]) {
+      notWritten(body_, "table " + tableRef(t),
                  "a table needs at least one column in " + std::string(dialect_.name()));
       return;
     }
-    if (name(&table) != validUtf8(bytesOf(table.getName()))) {
+    if (names_.table(t).renamed) {
       body_ += "-- Table " + shown(table.getName()) + " of the extract\n";
     }
     if (!description.empty()) body_ += dialect_.tableDescriptionBefore(description);
 
     // A column of the written primary key is NOT NULL.
-    TableKeys& keys = plannedKeys_[&table];
-    std::unordered_set<const ZELAttribute*> primaryColumns;
+    TableKeys& keys = plannedKeys_[t];
+    // A key has few columns: a sorted array of them, not a hash set.
+    std::vector<const ZELAttribute*> primaryColumns;
     if (keys.primary != nullptr) {
-      primaryColumns.insert(keys.primary->attributes().begin(), keys.primary->attributes().end());
+      primaryColumns.assign(keys.primary->attributes().begin(), keys.primary->attributes().end());
+      std::sort(primaryColumns.begin(), primaryColumns.end(), std::less<const ZELAttribute*>());
     }
-    if (dialect_.foreignKeysInCreateTable()) collectForeignKeys(table, keys.foreignKeyClauses);
+    const auto inPrimaryKey = [&primaryColumns](const ZELAttribute* column) {
+      return std::binary_search(primaryColumns.begin(), primaryColumns.end(), column,
+                                std::less<const ZELAttribute*>());
+    };
+    if (dialect_.foreignKeysInCreateTable()) collectForeignKeys(table, t, keys.foreignKeyClauses);
 
     body_ += keys.notes;
-    body_ += "CREATE TABLE " + tableRef(&table) + " (\n";
+    body_ += "CREATE TABLE " + tableRef(t) + " (\n";
     std::vector<std::string> lines;  // each with its trailing comment, if any
     std::vector<std::string> comments;
     std::vector<SqlDialect::ColumnDescription> described;
     for (const ZELAttribute* column : columns) {
       const SqlType& type = typeOf(column);
-      std::string line = "  " + quoted(column) + " " + type.text;
-      if (!column->isOptional() || primaryColumns.count(column)) line += " NOT NULL";
+      const SqlName& columnName = names_.column(t, column);
+      std::string line = "  " + columnName.quoted + " " + type.text;
+      if (!column->isOptional() || inPrimaryKey(column)) line += " NOT NULL";
       std::string note = type.note;
-      if (name(column) != validUtf8(bytesOf(column->getName()))) {
+      if (columnName.renamed) {
         note += std::string(note.empty() ? "" : "; ") + "column " + shown(column->getName()) +
                 " of the extract";
       }
@@ -331,7 +371,7 @@ class ScriptBuilder {
         const CarriedDescription carried = dialect_.columnDescriptionClause(columnDescription);
         line += carried.clause;
         if (!carried.note.empty()) note += std::string(note.empty() ? "" : "; ") + carried.note;
-        described.push_back({quoted(column), columnDescription});
+        described.push_back({columnName.quoted, columnDescription});
       }
       lines.push_back(line);
       comments.push_back(note);
@@ -342,14 +382,15 @@ class ScriptBuilder {
       // No constraint name where the engine names every primary key itself.
       lines.push_back(
           std::string("  ") +
-          (dialect_.primaryKeyName().empty() ? "CONSTRAINT " + quoted(keys.primary) + " " : "") +
-          "PRIMARY KEY (" + columnList(keyColumns) + ")");
+          (dialect_.primaryKeyName().empty() ? "CONSTRAINT " + quoted(t, keys.primary) + " " : "") +
+          "PRIMARY KEY (" + columnList(t, keyColumns) + ")");
       comments.emplace_back();
     }
     for (const ZELCandidateKey* key : keys.unique) {
       const std::vector<const ZELAttribute*> keyColumns(key->attributes().begin(),
                                                         key->attributes().end());
-      lines.push_back("  CONSTRAINT " + quoted(key) + " UNIQUE (" + columnList(keyColumns) + ")");
+      lines.push_back("  CONSTRAINT " + quoted(t, key) + " UNIQUE (" + columnList(t, keyColumns) +
+                      ")");
       comments.emplace_back();
     }
     for (const std::string& clause : keys.foreignKeyClauses) {
@@ -367,18 +408,18 @@ class ScriptBuilder {
     body_ +=
         ")" + carried.clause + ";" + (carried.note.empty() ? "" : "  -- " + carried.note) + "\n";
     if (!description.empty() || !described.empty()) {
-      body_ += dialect_.descriptionStatements(tableRef(&table), description, described);
+      body_ += dialect_.descriptionStatements(tableRef(t), description, described);
     }
 
     for (const ZELCandidateKey* key : keys.indexed) {
       std::vector<IndexMember> members;
       for (const ZELAttribute* column : key->attributes()) members.push_back({column, false, 0});
-      writeIndex(table, key, members, false);
+      writeIndex(t, quoted(t, key), members, false);
     }
-    writeIndexes(table);
+    writeIndexes(table, t);
     if (!dialect_.foreignKeysInCreateTable()) {
       std::vector<std::string> unused;
-      collectForeignKeys(table, unused);
+      collectForeignKeys(table, t, unused);
     }
   }
 
@@ -388,31 +429,33 @@ class ScriptBuilder {
     unsigned prefix;  // MySQL: the length of the prefix indexed; 0: the whole value
   };
 
-  void writeIndex(const ZELClass& table, const ZELObject* index,
-                  const std::vector<IndexMember>& members, bool unique) {
+  // The index `name` (quoted) on table t.
+  void writeIndex(size_t t, const std::string& name, const std::vector<IndexMember>& members,
+                  bool unique) {
     std::string list;
     for (const IndexMember& member : members) {
       list += list.empty() ? "" : ", ";
-      list += quoted(member.column);
+      list += quoted(t, member.column);
       if (member.prefix != 0) list += "(" + std::to_string(member.prefix) + ")";
       if (member.descending) list += " DESC";
     }
-    body_ += std::string("CREATE ") + (unique ? "UNIQUE " : "") + "INDEX " + quoted(index) +
-             " ON " + tableRef(&table) + " (" + list + ");\n";
+    body_ += std::string("CREATE ") + (unique ? "UNIQUE " : "") + "INDEX " + name + " ON " +
+             tableRef(t) + " (" + list + ");\n";
   }
 
   // The catalog's own indexes (index-only keys of the extract).
-  void writeIndexes(const ZELClass& table) {
+  void writeIndexes(const ZELClass& table, size_t t) {
     for (const ZELIndex* index : catalogIndexes(table)) {
       std::vector<const ZELAttribute*> columns;
       for (const ZELIndexMember* member : index->members()) {
         columns.push_back(member->getAttribute());
       }
       std::vector<unsigned> prefixes;
+      const std::string& name = names_.index(t, index).quoted;
       const std::string problem = keyProblem(
-          table, columns, index->indexFlag1 ? KeyUse::kUnique : KeyUse::kPlainIndex, &prefixes);
+          table, t, columns, index->indexFlag1 ? KeyUse::kUnique : KeyUse::kPlainIndex, &prefixes);
       if (!problem.empty()) {
-        notWritten(body_, "index " + quoted(index) + " of " + tableRef(&table), problem);
+        notWritten(body_, "index " + name + " of " + tableRef(t), problem);
         continue;
       }
       std::vector<IndexMember> members;
@@ -420,47 +463,60 @@ class ScriptBuilder {
         members.push_back(
             {member->getAttribute(), member->sortOrder == 2, prefixes[members.size()]});
       }
-      writeIndex(table, index, members, index->indexFlag1);
+      writeIndex(t, name, members, index->indexFlag1);
     }
   }
 
   // Writes the table's foreign keys: clauses inside CREATE TABLE go into
   // `clauses`, ALTER TABLE statements into the script's last part.
-  void collectForeignKeys(const ZELClass& table, std::vector<std::string>& clauses) {
+  void collectForeignKeys(const ZELClass& table, size_t t, std::vector<std::string>& clauses) {
     for (const ZELKey* key : table.keys()) {
       if (!key->isInstanceOf(ZEL_ET_FOREIGN_KEY)) continue;
       const auto& foreignKey = static_cast<const ZELForeignKey&>(*key);
       std::vector<const ZELAttribute*> columns, referencedColumns;
-      const std::string problem = foreignKeyProblem(table, foreignKey, columns, referencedColumns);
-      const std::string what = "foreign key " + quoted(key) + " of " + tableRef(&table);
+      size_t referenced = 0;
+      const std::string problem =
+          foreignKeyProblem(table, t, foreignKey, columns, referencedColumns, referenced);
       if (!problem.empty()) {
-        notWritten(dialect_.foreignKeysInCreateTable() ? body_ : foreignKeys_, what, problem);
+        notWritten(dialect_.foreignKeysInCreateTable() ? body_ : foreignKeys_,
+                   "foreign key " + quoted(t, key) + " of " + tableRef(t), problem);
         continue;
       }
-      const ZELClass* referenced = foreignKey.getCandidateKey()->getAssociatedClass();
-      const std::string clause = "CONSTRAINT " + quoted(key) + " FOREIGN KEY (" +
-                                 columnList(columns) + ") REFERENCES " + tableRef(referenced) +
-                                 " (" + columnList(referencedColumns) + ")";
+      const std::string clause = "CONSTRAINT " + quoted(t, key) + " FOREIGN KEY (" +
+                                 columnList(t, columns) + ") REFERENCES " + tableRef(referenced) +
+                                 " (" + columnList(referenced, referencedColumns) + ")";
       if (dialect_.foreignKeysInCreateTable()) {
         clauses.push_back("  " + clause);
       } else {
-        foreignKeys_ += "ALTER TABLE " + tableRef(&table) + " ADD " + clause + ";\n";
+        foreignKeys_ += "ALTER TABLE " + tableRef(t) + " ADD " + clause + ";\n";
       }
     }
   }
 
-  // Why the foreign key cannot be written, or "" with its column pairs.
-  std::string foreignKeyProblem(const ZELClass& table, const ZELForeignKey& key,
+  // Whether the script writes `key`, a key of table t.
+  bool isWritten(size_t t, const ZELCandidateKey* key) const {
+    const TableKeys& keys = plannedKeys_[t];
+    return keys.primary == key ||
+           std::find(keys.unique.begin(), keys.unique.end(), key) != keys.unique.end() ||
+           std::find(keys.indexed.begin(), keys.indexed.end(), key) != keys.indexed.end();
+  }
+
+  // Why the foreign key of table t cannot be written, or "" with its column
+  // pairs and the position of the referenced table.
+  std::string foreignKeyProblem(const ZELClass& table, size_t t, const ZELForeignKey& key,
                                 std::vector<const ZELAttribute*>& columns,
-                                std::vector<const ZELAttribute*>& referencedColumns) {
+                                std::vector<const ZELAttribute*>& referencedColumns,
+                                size_t& referencedAt) {
     const ZELCandidateKey* referencedKey = key.getCandidateKey();
     if (referencedKey == nullptr) return "it is not linked to a referenced key";
     const ZELClass* referenced = referencedKey->getAssociatedClass();
-    if (referenced == nullptr || !createdTables_.count(referenced)) {
+    const long position = referenced != nullptr ? names_.positionOf(referenced) : -1;
+    if (position < 0 || !created_[static_cast<size_t>(position)]) {
       return "the referenced table is not in the script";
     }
-    if (!writtenKeys_.count(referencedKey)) {
-      return "the referenced key " + quoted(referencedKey) + " is not in the script";
+    referencedAt = static_cast<size_t>(position);
+    if (!isWritten(referencedAt, referencedKey)) {
+      return "the referenced key " + quoted(referencedAt, referencedKey) + " is not in the script";
     }
     for (const ColumnPair& pair : columnPairs(key)) {
       if (pair.referencing == nullptr || pair.referenced == nullptr) {
@@ -487,29 +543,29 @@ class ScriptBuilder {
                                         keyColumns.begin());
     }
     if (!sameColumns) {
-      return "its referenced columns are not those of key " + quoted(referencedKey) +
+      return "its referenced columns are not those of key " + quoted(referencedAt, referencedKey) +
              (needsIndexes ? " in their order" : "");
     }
-    std::unordered_set<const ZELAttribute*> seen;
+    const size_t repeat = firstRepeat(columns);
     for (size_t i = 0; i < columns.size(); ++i) {
-      if (!seen.insert(columns[i]).second) {
-        return "column " + quoted(columns[i]) + " appears twice";
+      if (i == repeat) {
+        return "column " + quoted(t, columns[i]) + " appears twice";
       }
       const SqlType& own = typeOf(columns[i]);
       const SqlType& other = typeOf(referencedColumns[i]);
       if (own.pairClass != other.pairClass) {
-        return "column " + quoted(columns[i]) + " (" + own.text + ") cannot reference column " +
-               quoted(referencedColumns[i]) + " (" + other.text + ") in " +
+        return "column " + quoted(t, columns[i]) + " (" + own.text + ") cannot reference column " +
+               quoted(referencedAt, referencedColumns[i]) + " (" + other.text + ") in " +
                std::string(dialect_.name());
       }
     }
     // The referencing columns are indexed too.
-    if (needsIndexes) return keyProblem(table, columns, KeyUse::kForeignKey);
+    if (needsIndexes) return keyProblem(table, t, columns, KeyUse::kForeignKey);
     return "";
   }
 
-  void writeView(const ZELSQLViewEntity& view, const ZELPackage& schema) {
-    body_ += "\n-- View " + schemaShown(schema) + shown(view.getName()) +
+  void writeView(const ZELSQLViewEntity& view, const ZELPackage& schema, size_t s) {
+    body_ += "\n-- View " + schemaShown(schema, s) + shown(view.getName()) +
              ": the extract holds no definition, so it is not created.\n";
     const std::string description = commentText(bytesOf(view.getDescription()));
     if (!description.empty()) body_ += "--   " + description + "\n";
@@ -519,8 +575,8 @@ class ScriptBuilder {
     }
   }
 
-  void writeProcedure(const ZELStoredProcedure& procedure, const ZELPackage& schema) {
-    body_ += "\n-- Procedure " + schemaShown(schema) + shown(procedure.getName()) +
+  void writeProcedure(const ZELStoredProcedure& procedure, const ZELPackage& schema, size_t s) {
+    body_ += "\n-- Procedure " + schemaShown(schema, s) + shown(procedure.getName()) +
              ": the extract holds no body, so it is not created.\n";
     const std::string description = commentText(bytesOf(procedure.getDescription()));
     if (!description.empty()) body_ += "--   " + description + "\n";
@@ -587,11 +643,10 @@ class ScriptBuilder {
   std::string body_;  // written out a table at a time
   std::string foreignKeys_;
   unsigned notWrittenCount_ = 0;
-  std::unordered_set<const ZELClass*> createdTables_;
-  std::unordered_set<const ZELCandidateKey*> writtenKeys_;
-  std::unordered_map<const ZELClass*, const ZELPackage*> schemaOf_;
-  std::unordered_map<const ZELType*, SqlType> types_;
-  std::unordered_map<const ZELClass*, TableKeys> plannedKeys_;
+  // By table position, in the order the names were given.
+  std::vector<bool> created_;
+  std::vector<TableKeys> plannedKeys_;
+  std::unordered_map<const ZELType*, SqlType> types_;  // the model's few types
 };
 
 class SqlModelWriter final : public ModelWriter {

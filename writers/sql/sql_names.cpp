@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstdint>
 #include <cstdio>
+#include <functional>
 #include <unordered_set>
 #include <vector>
 
@@ -202,26 +203,80 @@ std::vector<const ZELModelObject*> objectsOfType(const ZELPackage& schema, ZELEl
   return objects;
 }
 
-const std::string& SqlNames::of(const ZELObject* object) const {
-  static const std::string kNone;
-  const auto found = names_.find(object);
-  return found != names_.end() ? found->second : kNone;
+namespace {
+
+// A table with more columns than this finds them by address in a sorted
+// array; narrower ones by comparing each.
+constexpr size_t kWideTable = 16;
+
+const SqlName kNoName{nullptr, {}, false};
+
+}  // namespace
+
+const SqlName& SqlNames::find(const ZELObject* object, size_t first, size_t count) const {
+  for (size_t i = first; i < first + count; ++i) {
+    if (members_[i].object == object) return members_[i];
+  }
+  return kNoName;
+}
+
+long SqlNames::positionOf(const ZELClass* table) const {
+  const auto found = std::lower_bound(tablesByAddress_.begin(), tablesByAddress_.end(),
+                                      std::make_pair(table, size_t{0}));
+  if (found == tablesByAddress_.end() || found->first != table) return -1;
+  return static_cast<long>(found->second);
+}
+
+const SqlName& SqlNames::column(size_t t, const ZELAttribute* column) const {
+  const Table& table = tables_[t];
+  if (table.columns <= kWideTable) return find(column, table.firstColumn, table.columns);
+  const auto begin = columnsByAddress_.begin() + static_cast<long>(table.firstByAddress);
+  const auto end = begin + static_cast<long>(table.columns);
+  const auto found =
+      std::lower_bound(begin, end, column, [this](uint32_t at, const ZELAttribute* c) {
+        return std::less<const ZELObject*>()(members_[at].object, c);
+      });
+  return found != end && members_[*found].object == column ? members_[*found] : kNoName;
+}
+
+const SqlName& SqlNames::key(size_t t, const ZELKey* key) const {
+  return find(key, tables_[t].firstKey, tables_[t].keys);
+}
+
+const SqlName& SqlNames::index(size_t t, const ZELIndex* index) const {
+  return find(index, tables_[t].firstIndex, tables_[t].indexes);
 }
 
 std::string SqlNames::assign(const ZELModel& model, const SqlDialect& dialect) {
-  names_.clear();
-  engineSchema_ = nullptr;
+  schemas_.clear();
+  tables_.clear();
+  members_.clear();
+  columnsByAddress_.clear();
+  tablesByAddress_.clear();
+  engineSchema_ = SIZE_MAX;
   Namer namer(dialect);
   std::string error;
   const std::vector<SchemaOfCatalog> schemas = catalogSchemas(model);
-  size_t objects = schemas.size();
+  std::vector<std::vector<const ZELModelObject*>> tablesOf;
+  size_t tableCount = 0, memberCount = 0;
   for (const SchemaOfCatalog& entry : schemas) {
-    for (const ZELModelObject* object : objectsOfType(*entry.schema, ZEL_ET_CLASS)) {
+    tablesOf.push_back(objectsOfType(*entry.schema, ZEL_ET_CLASS));
+    for (const ZELModelObject* object : tablesOf.back()) {
       const auto& table = static_cast<const ZELClass&>(*object);
-      objects += 1 + table.features().count() + table.keys().count() + table.indexes().count();
+      ++tableCount;
+      memberCount += static_cast<size_t>(table.features().count() + table.keys().count() +
+                                         table.indexes().count());
     }
   }
-  names_.reserve(objects);  // one allocation for a model of any size
+  schemas_.reserve(schemas.size());
+  tables_.reserve(tableCount);
+  members_.reserve(memberCount);  // one allocation for a model of any size
+  // The name as the dialect quotes it, and whether it is the extract's.
+  const auto named = [&dialect](const ZELObject* object, const std::string& text) {
+    return SqlName{object, dialect.quoteIdentifier(text),
+                   text != std::string_view(bytesOf(object->getName())) &&
+                       text != validUtf8(bytesOf(object->getName()))};
+  };
 
   // A name the engine keeps for itself gets an "x" in front: the names of
   // its own schemas (MySQL databases) and those with its prefix.
@@ -253,12 +308,13 @@ std::string SqlNames::assign(const ZELModel& model, const SqlDialect& dialect) {
     const ZELPackage* schema = schemas[i].schema;
     const auto fallback = [i] { return "schema_" + std::to_string(i + 1); };
     const auto what = [schema] { return "schema " + quotedForMessage(schema->getName()); };
-    names_[schema] = namer.unique(
+    const std::string name = namer.unique(
         unreservedSchema(namer.clean(schema->getName(), fallback, what, error)), {&schemaNames});
-    if (engineSchema_ == nullptr && !reserved.usersSchema.empty() &&
-        names_[schema] == reserved.usersSchema) {
-      engineSchema_ = schema;
+    if (engineSchema_ == SIZE_MAX && !reserved.usersSchema.empty() &&
+        name == reserved.usersSchema) {
+      engineSchema_ = i;
     }
+    schemas_.push_back(named(schema, name));
   }
 
   // Tables first, so that a table keeps its own name before an index or a
@@ -266,38 +322,48 @@ std::string SqlNames::assign(const ZELModel& model, const SqlDialect& dialect) {
   // the database's where the dialect has no schemas.
   const bool hasSchemas = !dialect.schemaKind().empty();
   NameScope databaseRelations(dialect);
-  std::unordered_map<const ZELPackage*, NameScope> relationScopes;
-  const auto relationScope = [&](const ZELPackage* schema) -> NameScope& {
-    if (!hasSchemas) return databaseRelations;
-    return relationScopes.try_emplace(schema, dialect).first->second;
+  std::vector<NameScope> relationScopes;
+  relationScopes.reserve(hasSchemas ? schemas.size() : 0);
+  const auto relationScope = [&](size_t s) -> NameScope& {
+    return hasSchemas ? relationScopes[s] : databaseRelations;
   };
-  for (const SchemaOfCatalog& entry : schemas) {
-    NameScope& relations = relationScope(entry.schema);
-    const auto tables = objectsOfType(*entry.schema, ZEL_ET_CLASS);
+  std::vector<std::string> tableNames;  // unquoted, for the names made from them
+  tableNames.reserve(tableCount);
+  for (size_t s = 0; s < schemas.size(); ++s) {
+    if (hasSchemas) relationScopes.emplace_back(dialect);
+    const std::vector<const ZELModelObject*>& tables = tablesOf[s];
     for (size_t i = 0; i < tables.size(); ++i) {
       const auto fallback = [i] { return "table_" + std::to_string(i + 1); };
       const auto what = [&] {
         return "table " + quotedForMessage(tables[i]->getName()) + " of schema " +
-               quotedForMessage(entry.schema->getName());
+               quotedForMessage(schemas[s].schema->getName());
       };
-      names_[tables[i]] = namer.unique(
-          unreserved(namer.clean(tables[i]->getName(), fallback, what, error)), {&relations});
+      tableNames.push_back(
+          namer.unique(unreserved(namer.clean(tables[i]->getName(), fallback, what, error)),
+                       {&relationScope(s)}));
+      tablesByAddress_.emplace_back(static_cast<const ZELClass*>(tables[i]), tables_.size());
+      tables_.push_back({named(tables[i], tableNames.back()), s, 0, 0, 0, 0, 0, 0, 0});
     }
   }
+  std::sort(tablesByAddress_.begin(), tablesByAddress_.end());
 
   // Columns, key constraints and indexes, each unique in the scopes the
   // dialect names.
   const NameScopes scopes = dialect.nameScopes();
-  std::unordered_map<const ZELPackage*, NameScope> foreignKeyScopes;
-  for (const SchemaOfCatalog& entry : schemas) {
-    NameScope& relations = relationScope(entry.schema);
-    NameScope& foreignKeys = foreignKeyScopes.try_emplace(entry.schema, dialect).first->second;
-    for (const ZELModelObject* object : objectsOfType(*entry.schema, ZEL_ET_CLASS)) {
+  std::vector<NameScope> foreignKeyScopes;
+  foreignKeyScopes.reserve(schemas.size());
+  size_t t = 0;
+  for (size_t s = 0; s < schemas.size(); ++s) {
+    NameScope& relations = relationScope(s);
+    NameScope& foreignKeys = foreignKeyScopes.emplace_back(dialect);
+    for (const ZELModelObject* object : tablesOf[s]) {
       const auto& table = static_cast<const ZELClass&>(*object);
-      const std::string& tableName = names_[&table];
+      Table& names = tables_[t];
+      const std::string& tableName = tableNames[t++];
       const auto where = [&table] { return " of table " + quotedForMessage(table.getName()); };
 
       NameScope columns(dialect);
+      names.firstColumn = members_.size();
       for (const ZELFeature* feature : table.features()) {
         if (!feature->isInstanceOf(ZEL_ET_ATTRIBUTE)) continue;
         const auto* column = static_cast<const ZELAttribute*>(feature);
@@ -305,8 +371,19 @@ std::string SqlNames::assign(const ZELModel& model, const SqlDialect& dialect) {
           return "column_" + std::to_string(column->getPosition());
         };
         const auto what = [&] { return "column " + quotedForMessage(column->getName()) + where(); };
-        names_[column] =
-            namer.unique(namer.clean(column->getName(), fallback, what, error), {&columns});
+        members_.push_back(
+            named(column,
+                  namer.unique(namer.clean(column->getName(), fallback, what, error), {&columns})));
+      }
+      names.columns = members_.size() - names.firstColumn;
+      if (names.columns > kWideTable) {
+        names.firstByAddress = columnsByAddress_.size();
+        for (size_t at = names.firstColumn; at < members_.size(); ++at)
+          columnsByAddress_.push_back(static_cast<uint32_t>(at));
+        std::sort(columnsByAddress_.begin() + static_cast<long>(names.firstByAddress),
+                  columnsByAddress_.end(), [this](uint32_t a, uint32_t b) {
+                    return std::less<const ZELObject*>()(members_[a].object, members_[b].object);
+                  });
       }
 
       NameScope constraints(dialect);
@@ -322,6 +399,7 @@ std::string SqlNames::assign(const ZELModel& model, const SqlDialect& dialect) {
         return namer.unique(text, ScopeList(chosen, count));
       };
       int ordinal = 0;
+      names.firstKey = members_.size();
       for (const ZELKey* key : table.keys()) {
         ++ordinal;
         const bool foreign = key->isInstanceOf(ZEL_ET_FOREIGN_KEY);
@@ -333,17 +411,20 @@ std::string SqlNames::assign(const ZELModel& model, const SqlDialect& dialect) {
         };
         const auto what = [&] { return "key " + quotedForMessage(key->getName()) + where(); };
         const std::string text = namer.clean(key->getName(), fallback, what, error);
-        names_[key] = uniqueIn(text, foreign ? scopes.foreignKeys : scopes.keys);
+        members_.push_back(named(key, uniqueIn(text, foreign ? scopes.foreignKeys : scopes.keys)));
       }
+      names.keys = members_.size() - names.firstKey;
       ordinal = 0;
+      names.firstIndex = members_.size();
       for (const ZELIndex* index : table.indexes()) {
         ++ordinal;
         if (isKeyIndex(table, *index)) continue;  // written with its key, if at all
         const auto fallback = [&] { return "ix_" + tableName + "_" + std::to_string(ordinal); };
         const auto what = [&] { return "index " + quotedForMessage(index->getName()) + where(); };
         const std::string text = namer.clean(index->getName(), fallback, what, error);
-        names_[index] = uniqueIn(text, scopes.indexes);
+        members_.push_back(named(index, uniqueIn(text, scopes.indexes)));
       }
+      names.indexes = members_.size() - names.firstIndex;
     }
   }
   return error;
