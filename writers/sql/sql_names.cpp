@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstdint>
 #include <cstdio>
+#include <deque>
 #include <functional>
 #include <unordered_set>
 #include <vector>
@@ -59,27 +60,70 @@ class NameScope {
  public:
   explicit NameScope(const SqlDialect& dialect)
       : ignoresCase_(dialect.namesIgnoreCase()), serial_(++lastSerial) {}
-  bool taken(std::string_view name) const { return names_.count(folded(name)) != 0; }
-  void take(std::string_view name) { names_.insert(folded(name)); }
+  NameScope(NameScope&&) = default;
+  bool taken(std::string_view name) const {
+    if (!large_) {
+      for (const std::string& given : few_) {
+        if (same(given, name)) return true;
+      }
+      return false;
+    }
+    return many_.count(folded(name)) != 0;
+  }
+  void take(std::string_view name) {
+    if (!large_) {
+      if (few_.empty()) few_.reserve(8);
+      few_.emplace_back(name);
+      if (few_.size() <= kFew) return;
+      large_ = true;
+      for (const std::string& given : few_) keep(given);
+      std::vector<std::string>().swap(few_);
+      return;
+    }
+    keep(name);
+  }
   // Distinct for every scope of a run, also one made where another was.
   uint64_t serial() const { return serial_; }
   // The suffixes this scope alone is known to hold, per stem.
   SuffixCounters& suffixes() { return suffixes_; }
 
  private:
-  std::string folded(std::string_view name) const {
-    std::string key(name);
-    if (ignoresCase_) {
-      for (char& c : key) {
-        if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
-      }
+  // A scope of up to this many names (a table's columns, mostly) compares
+  // each; a larger one hashes them.
+  static constexpr size_t kFew = 16;
+
+  static char lower(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; }
+  bool same(std::string_view a, std::string_view b) const {
+    if (a.size() != b.size()) return false;
+    if (!ignoresCase_) return a == b;
+    for (size_t i = 0; i < a.size(); ++i) {
+      if (lower(a[i]) != lower(b[i])) return false;
     }
-    return key;
+    return true;
   }
+  // The name as compared, in a buffer reused by every look-up.
+  std::string_view folded(std::string_view name) const {
+    if (!ignoresCase_) return name;
+    scratch_.assign(name);
+    for (char& c : scratch_) c = lower(c);
+    return scratch_;
+  }
+  void keep(std::string_view name) {
+    const std::string_view key = folded(name);
+    if (many_.count(key) != 0) return;
+    kept_.emplace_back(key);
+    many_.insert(kept_.back());
+  }
+
   static inline uint64_t lastSerial = 0;
   bool ignoresCase_;
+  bool large_ = false;
   uint64_t serial_;
-  std::unordered_set<std::string, zel_hash::TextHash> names_;
+  std::vector<std::string> few_;  // as given
+  // Folded, in kept_, whose strings never move.
+  std::unordered_set<std::string_view, zel_hash::TextHash> many_;
+  std::deque<std::string> kept_;
+  mutable std::string scratch_;
   SuffixCounters suffixes_;
 };
 
