@@ -202,9 +202,12 @@ class ImportCommand {
     const writers::ModelSource source{*model_, keptLog_.events(), shownSource};
     std::string error;
     if (format_.writesFolder) {
-      writers::FolderSink sink;
+      writers::FolderSink sink(folder_.staging(), folder_.path());
       error = writer->write(source, sink);
-      if (error.empty() && !sink.finish(files_)) error = "out of memory";
+      if (error.empty()) sink.finish();
+      // A file that could not be written stops the writer: say why.
+      if (!sink.error().empty()) error = sink.error();
+      folderFiles_ = sink.names();
     } else {
       writers::StreamSink sink(output_.stream());
       error = writer->write(source, sink);
@@ -231,7 +234,7 @@ class ImportCommand {
                        secondsText(log_.secondsSinceStart()));
     }
     std::string error;
-    if (format_.writesFolder ? !folder_.commit(files_, error) : !output_.commit(error)) {
+    if (format_.writesFolder ? !folder_.commit(folderFiles_, error) : !output_.commit(error)) {
       return fail(importProgramFailure(log_, error));
     }
     status_ = kImportSucceeded;
@@ -252,7 +255,7 @@ class ImportCommand {
   std::unique_ptr<ProgressLine> progress_;
   std::unique_ptr<ExtractSideScan> sideScan_;
   writers::ModelCounts counts_;
-  std::vector<writers::FolderFile> files_;
+  std::vector<std::string> folderFiles_;  // written into the folder
 };
 
 }  // namespace

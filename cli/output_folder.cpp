@@ -57,13 +57,6 @@ void removeFolder(const std::string& path, const std::vector<std::string>& names
   rmdir(path.c_str());
 }
 
-bool writeFile(const std::string& path, const std::string& bytes) {
-  std::FILE* file = std::fopen(path.c_str(), "w");
-  if (file == nullptr) return false;
-  const bool written = std::fwrite(bytes.data(), 1, bytes.size(), file) == bytes.size();
-  return std::fclose(file) == 0 && written;
-}
-
 }  // namespace
 
 bool OutputFolder::open(const std::string& path, bool force, std::string& error) {
@@ -125,39 +118,32 @@ bool OutputFolder::makeStaging(std::string& error) {
 
 void OutputFolder::removeStaging() {
   if (staging_.empty()) return;
-  removeFolder(staging_, staged_);
+  // Whatever a failed writer left in it: the folder is the run's own.
+  std::vector<std::string> names;
+  listFolder(staging_, names);
+  removeFolder(staging_, names);
   forgetTemporaryFile(signalSlot_);
   signalSlot_ = -1;
   staging_.clear();
-  staged_.clear();
 }
 
-bool OutputFolder::commit(const std::vector<writers::FolderFile>& files, std::string& error) {
+bool OutputFolder::commit(const std::vector<std::string>& names, std::string& error) {
   if (staging_.empty()) {
     error = "no folder was prepared next to '" + path_ + "'";
     return false;
-  }
-  for (const writers::FolderFile& file : files) {
-    staged_.push_back(file.name);
-    if (!writeFile(staging_ + "/" + file.name, file.bytes)) {
-      error = systemError("cannot write", path_ + "/" + file.name);
-      removeStaging();
-      return false;
-    }
   }
   // From here on the target changes: a signal waits until it is whole.
   const SignalsHeld held;
   // A folder of other files stays: ours move into it, the previous run's go.
   if (foreign_) {
-    for (const std::string& name : staged_) {
+    for (const std::string& name : names) {
       if (std::rename((staging_ + "/" + name).c_str(), (path_ + "/" + name).c_str()) != 0) {
         error = systemError("cannot move the files into", path_);
         removeStaging();
         return false;
       }
     }
-    const std::unordered_set<std::string, zel_hash::TextHash> now(staged_.begin(), staged_.end());
-    staged_.clear();
+    const std::unordered_set<std::string, zel_hash::TextHash> now(names.begin(), names.end());
     removeStaging();
     for (const std::string& name : previous_) {
       if (now.count(name) == 0) unlink((path_ + "/" + name).c_str());
@@ -185,11 +171,10 @@ bool OutputFolder::commit(const std::vector<writers::FolderFile>& files, std::st
   forgetTemporaryFile(signalSlot_);
   signalSlot_ = -1;
   staging_.clear();
-  staged_.clear();
   if (exists_) {
-    std::vector<std::string> names;
-    listFolder(old, names);
-    removeFolder(old, names);  // only files of ours: the folder held no other
+    std::vector<std::string> oldNames;
+    listFolder(old, oldNames);
+    removeFolder(old, oldNames);  // only files of ours: the folder held no other
   }
   return true;
 }

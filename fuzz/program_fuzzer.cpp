@@ -13,6 +13,7 @@
 #include <cstdlib>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include <nlohmann/json.hpp>
@@ -72,19 +73,50 @@ void fail(const std::string& format, const char* what) {
   std::abort();
 }
 
+// Every file a writer makes, kept in memory.
+class MemorySink final : public OutputSink {
+ public:
+  ~MemorySink() override { close(); }
+  std::FILE* file(std::string_view name) override {
+    close();
+    stream_ = open_memstream(&bytes_, &size_);
+    if (stream_ == nullptr) std::abort();
+    names_.emplace_back(name);
+    return stream_;
+  }
+  // Each file's name and bytes.
+  std::vector<std::pair<std::string, std::string>> files() {
+    close();
+    return std::move(files_);
+  }
+
+ private:
+  void close() {
+    if (stream_ == nullptr) return;
+    if (std::fclose(stream_) != 0) std::abort();
+    stream_ = nullptr;
+    files_.emplace_back(names_.back(), std::string(bytes_, size_));
+    std::free(bytes_);
+    bytes_ = nullptr;
+  }
+  std::vector<std::string> names_;
+  std::vector<std::pair<std::string, std::string>> files_;
+  std::FILE* stream_ = nullptr;
+  char* bytes_ = nullptr;
+  size_t size_ = 0;
+};
+
 // Writes the model in one format to memory and checks the bytes of each
 // file.
 void writeAndCheck(const OutputFormat& format, const WriterOptions& options,
                    const ModelSource& source) {
-  FolderSink sink;  // a file format writes one file into it
+  MemorySink sink;
   const std::string error = format.make(options)->write(source, sink);
-  std::vector<FolderFile> files;
-  if (!sink.finish(files)) std::abort();
   const std::string name(format.name);
   if (!error.empty()) return;  // refused with a reason: the program writes nothing
-  for (const FolderFile& file : files) {
-    if (!isUtf8(file.bytes)) fail(name, "invalid UTF-8 in the");
-    if (format.name == "json" && file.name.empty() && !nlohmann::json::accept(file.bytes)) {
+  for (const auto& [fileName, bytes] : sink.files()) {
+    if (!isUtf8(bytes)) fail(name, "invalid UTF-8 in the");
+    if (format.name == "json" && fileName.empty() && !nlohmann::json::accept(bytes)) {
       fail(name, "invalid JSON in the");
     }
   }

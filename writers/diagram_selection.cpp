@@ -1,9 +1,11 @@
 #include "diagram_selection.h"
 
 #include <algorithm>
+#include <cstdint>
 #include <iterator>
 #include <unordered_map>
 #include <unordered_set>
+#include <utility>
 
 #include "schema_walk.h"
 #include "utf8_sequence.h"
@@ -24,26 +26,43 @@ bool isKeyColumn(const ZELClass& table, const ZELAttribute& column) {
 DiagramTable describeTable(const ZELClass& table, bool view, size_t schema, DiagramColumns detail) {
   DiagramTable drawn{&table, view, schema, {}};
   if (detail == DiagramColumns::kNone) return drawn;
-  std::unordered_set<const ZELAttribute*> primary, foreign, unique;
+  // The key marks of the key columns, sorted by column: a table's keys
+  // name few columns, so a sorted array finds them without a hash set.
+  enum : uint8_t { kPrimary = 1, kForeign = 2, kUnique = 4 };
+  std::vector<std::pair<const ZELAttribute*, uint8_t>> marks;
   for (const ZELKey* key : table.keys()) {
+    uint8_t mark = 0;
     if (key->isInstanceOf(ZEL_ET_FOREIGN_KEY)) {
-      for (const ZELAttribute* column : key->attributes()) foreign.insert(column);
+      mark = kForeign;
     } else if (key == table.getPrimaryKey()) {
-      for (const ZELAttribute* column : key->attributes()) primary.insert(column);
+      mark = kPrimary;
     } else if (key->isInstanceOf(ZEL_ET_CANDIDATE_KEY) &&
                static_cast<const ZELCandidateKey*>(key)->uniqueKey &&
                key->attributes().count() == 1) {
-      unique.insert(*key->attributes().begin());
+      mark = kUnique;
     }
+    if (mark == 0) continue;
+    for (const ZELAttribute* column : key->attributes()) marks.emplace_back(column, mark);
   }
+  std::sort(marks.begin(), marks.end());
+  const auto markOf = [&marks](const ZELAttribute* column) {
+    uint8_t mark = 0;
+    for (auto at = std::lower_bound(marks.begin(), marks.end(), std::make_pair(column, uint8_t{0}));
+         at != marks.end() && at->first == column; ++at) {
+      mark |= at->second;
+    }
+    return mark;
+  };
+  drawn.columns.reserve(static_cast<size_t>(table.features().count()));
   for (const ZELFeature* feature : table.features()) {
     if (!feature->isInstanceOf(ZEL_ET_ATTRIBUTE)) continue;
     const auto* column = static_cast<const ZELAttribute*>(feature);
     if (detail == DiagramColumns::kKeys && !isKeyColumn(table, *column)) continue;
+    const uint8_t mark = marks.empty() ? 0 : markOf(column);
     DiagramColumn drawnColumn{column};
-    drawnColumn.primaryKey = primary.count(column) != 0;
-    drawnColumn.foreignKey = foreign.count(column) != 0;
-    drawnColumn.unique = unique.count(column) != 0;
+    drawnColumn.primaryKey = (mark & kPrimary) != 0;
+    drawnColumn.foreignKey = (mark & kForeign) != 0;
+    drawnColumn.unique = (mark & kUnique) != 0;
     drawnColumn.notNull = !view && !column->isOptional();
     drawn.columns.push_back(drawnColumn);
   }

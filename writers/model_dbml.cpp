@@ -1,6 +1,10 @@
 #include "model_dbml.h"
 
-#include <unordered_map>
+#include <algorithm>
+#include <cstdint>
+#include <functional>
+#include <utility>
+#include <vector>
 
 #include "catalog_view.h"
 #include "diagram_selection.h"
@@ -32,11 +36,18 @@ std::string stringLiteral(std::string_view text) {
   return escaped(text, '\'');
 }
 
+// A table's names as written, quoted: its columns' in the order of its
+// drawn columns.
 struct NamedTable {
-  std::string schema, name;                                      // as written, quoted
-  std::unordered_map<const ZELAttribute*, std::string> columns;  // quoted
-  std::string qualified() const { return schema + "." + name; }
+  std::string qualified;  // SCHEMA.TABLE
+  std::vector<std::string> columns;
+  // Of a wide table, the positions of its columns sorted by address.
+  std::vector<uint32_t> byAddress;
 };
+
+// A table with more columns than this finds them by address in a sorted
+// array; narrower ones by comparing each.
+constexpr size_t kWideTable = 16;
 
 class DbmlDocument {
  public:
@@ -50,10 +61,10 @@ class DbmlDocument {
              stringLiteral("Imported by pcd-import from " + std::string(source.sourceFile)) +
              "\n}\n";
     for (size_t t = 0; t < diagram_.tables.size(); ++t) {
-      writeTable(diagram_.tables[t], names_.at(t));
+      writeTable(diagram_.tables[t], names_[t]);
     }
     for (size_t t = 0; t < diagram_.tables.size(); ++t) {
-      if (!diagram_.tables[t].view) writeRefs(*diagram_.tables[t].table, names_.at(t));
+      if (!diagram_.tables[t].view) writeRefs(t);
     }
     writeGroups();
     return std::move(text_);
@@ -65,6 +76,7 @@ class DbmlDocument {
     for (const DiagramSchema& schema : diagram_.schemas) {
       severalCatalogs |= schema.catalog != diagram_.schemas.front().catalog;
     }
+    names_.resize(diagram_.tables.size());
     UniqueNames schemaNames;
     for (const DiagramSchema& schema : diagram_.schemas) {
       schemaNames_.push_back(identifier(
@@ -72,39 +84,74 @@ class DbmlDocument {
       UniqueNames tableNames;
       for (const size_t t : schema.tables) {
         const DiagramTable& table = diagram_.tables[t];
-        NamedTable named{schemaNames_.back(),
-                         identifier(tableNames.take(std::string(bytesOf(table.table->getName())))),
-                         {}};
+        NamedTable& named = names_[t];
+        named.qualified = schemaNames_.back() + "." +
+                          identifier(tableNames.take(std::string(bytesOf(table.table->getName()))));
         UniqueNames columnNames;
+        named.columns.reserve(table.columns.size());
         for (const DiagramColumn& column : table.columns) {
-          named.columns.emplace(
-              column.column,
+          named.columns.push_back(
               identifier(columnNames.take(std::string(bytesOf(column.column->getName())))));
         }
-        tableIndex_.emplace(table.table, t);
-        names_.emplace(t, std::move(named));
+        if (table.columns.size() > kWideTable) {
+          for (uint32_t c = 0; c < table.columns.size(); ++c) named.byAddress.push_back(c);
+          std::sort(named.byAddress.begin(), named.byAddress.end(),
+                    [&table](uint32_t a, uint32_t b) {
+                      return std::less<const ZELAttribute*>()(table.columns[a].column,
+                                                              table.columns[b].column);
+                    });
+        }
+        tablesByAddress_.emplace_back(table.table, t);
       }
     }
+    std::sort(tablesByAddress_.begin(), tablesByAddress_.end());
   }
 
-  // "(\"A\", \"B\")", or "" when a column is not one of the table's.
-  static std::string columnList(const NamedTable& table,
-                                const ZELReferenceList<ZELAttribute>& columns) {
+  // The quoted name of `column` of table t, or null when it is not one of
+  // the table's drawn columns.
+  const std::string* columnName(size_t t, const ZELAttribute* column) const {
+    const std::vector<DiagramColumn>& columns = diagram_.tables[t].columns;
+    const NamedTable& named = names_[t];
+    if (named.byAddress.empty()) {
+      for (size_t c = 0; c < columns.size(); ++c) {
+        if (columns[c].column == column) return &named.columns[c];
+      }
+      return nullptr;
+    }
+    const auto found =
+        std::lower_bound(named.byAddress.begin(), named.byAddress.end(), column,
+                         [&columns](uint32_t c, const ZELAttribute* wanted) {
+                           return std::less<const ZELAttribute*>()(columns[c].column, wanted);
+                         });
+    if (found == named.byAddress.end() || columns[*found].column != column) return nullptr;
+    return &named.columns[*found];
+  }
+
+  // The position of a written table, or -1.
+  long positionOf(const ZELClass* table) const {
+    const auto found = std::lower_bound(tablesByAddress_.begin(), tablesByAddress_.end(),
+                                        std::make_pair(table, size_t{0}));
+    if (found == tablesByAddress_.end() || found->first != table) return -1;
+    return static_cast<long>(found->second);
+  }
+
+  // "(\"A\", \"B\")", or "" when a column is not one of table t's.
+  std::string columnList(size_t t, const ZELReferenceList<ZELAttribute>& columns) const {
     std::string list = "(";
     for (const ZELAttribute* column : columns) {
-      const auto found = table.columns.find(column);
-      if (found == table.columns.end()) return "";
-      list += (list.size() > 1 ? ", " : "") + found->second;
+      const std::string* name = columnName(t, column);
+      if (name == nullptr) return "";
+      list += (list.size() > 1 ? ", " : "") + *name;
     }
     return list.size() > 1 ? list + ")" : "";
   }
 
   void writeTable(const DiagramTable& table, const NamedTable& named) {
-    text_ += "\nTable " + named.qualified() + " {\n";
-    for (const DiagramColumn& column : table.columns) {
+    text_ += "\nTable " + named.qualified + " {\n";
+    for (size_t c = 0; c < table.columns.size(); ++c) {
+      const DiagramColumn& column = table.columns[c];
       std::string type = columnTypeText(*column.column);
-      text_ += "  " + named.columns.at(column.column) + " " +
-               identifier(type.empty() ? "undefined" : type);
+      text_ += "  " + named.columns[c] + " " + identifier(type.empty() ? "undefined" : type);
       std::string settings;
       const auto add = [&settings](const std::string& setting) {
         settings += (settings.empty() ? "" : ", ") + setting;
@@ -118,7 +165,8 @@ class DbmlDocument {
       }
       text_ += settings.empty() ? "\n" : " [" + settings + "]\n";
     }
-    if (!table.view) writeIndexes(*table.table, named);
+    if (!table.view)
+      writeIndexes(*table.table, static_cast<size_t>(&table - diagram_.tables.data()));
     const std::string description(bytesOf(table.table->getDescription()));
     if (table.view) {
       text_ +=
@@ -131,7 +179,7 @@ class DbmlDocument {
 
   // Keys that a column setting cannot carry (composite primary keys,
   // composite or non-unique candidate keys), then the catalog's own indexes.
-  void writeIndexes(const ZELClass& table, const NamedTable& named) {
+  void writeIndexes(const ZELClass& table, size_t t) {
     std::string lines;
     for (const ZELKey* key : table.keys()) {
       if (key->isInstanceOf(ZEL_ET_FOREIGN_KEY) || !key->isInstanceOf(ZEL_ET_CANDIDATE_KEY))
@@ -139,7 +187,7 @@ class DbmlDocument {
       const bool unique = static_cast<const ZELCandidateKey*>(key)->uniqueKey;
       const bool primary = key == table.getPrimaryKey();
       if (key->attributes().count() == 1 && (primary || unique)) continue;  // a column setting
-      const std::string columns = columnList(named, key->attributes());
+      const std::string columns = columnList(t, key->attributes());
       if (columns.empty()) continue;
       std::string settings = primary ? "pk" : unique ? "unique" : "";
       if (!primary && key->getName().length() != 0) {
@@ -151,9 +199,9 @@ class DbmlDocument {
     for (const ZELIndex* index : catalogIndexes(table)) {
       std::string columns = "(";
       for (const ZELIndexMember* member : index->members()) {
-        const auto found = named.columns.find(member->getAttribute());
-        if (found == named.columns.end()) continue;  // a column of another table
-        columns += (columns.size() > 1 ? ", " : "") + found->second;
+        const std::string* name = columnName(t, member->getAttribute());
+        if (name == nullptr) continue;  // a column of another table
+        columns += (columns.size() > 1 ? ", " : "") + *name;
       }
       if (columns.size() == 1) continue;
       std::string settings = index->indexFlag1 ? "unique" : "";
@@ -168,35 +216,34 @@ class DbmlDocument {
 
   // One Ref per foreign key that is linked to a key of a written table and
   // has column pairs.
-  void writeRefs(const ZELClass& table, const NamedTable& named) {
-    for (const ZELKey* key : table.keys()) {
+  void writeRefs(size_t t) {
+    for (const ZELKey* key : diagram_.tables[t].table->keys()) {
       if (!key->isInstanceOf(ZEL_ET_FOREIGN_KEY)) continue;
       const auto& foreign = *static_cast<const ZELForeignKey*>(key);
       const ZELCandidateKey* referenced = foreign.getCandidateKey();
       if (referenced == nullptr) continue;
-      const auto parent = tableIndex_.find(referenced->getAssociatedClass());
-      if (parent == tableIndex_.end()) continue;
-      const NamedTable& parentNamed = names_.at(parent->second);
+      const long parent = positionOf(referenced->getAssociatedClass());
+      if (parent < 0) continue;
       std::string from, to;
-      if (!pairColumns(foreign, named, parentNamed, from, to)) continue;
+      if (!pairColumns(foreign, t, static_cast<size_t>(parent), from, to)) continue;
       text_ += "\nRef";
       if (foreign.getName().length() != 0) {
         text_ += " " + identifier(refNames_.take(std::string(bytesOf(foreign.getName()))));
       }
-      text_ +=
-          ": " + named.qualified() + "." + from + " > " + parentNamed.qualified() + "." + to + "\n";
+      text_ += ": " + names_[t].qualified + "." + from + " > " +
+               names_[static_cast<size_t>(parent)].qualified + "." + to + "\n";
     }
   }
 
-  static bool pairColumns(const ZELForeignKey& foreign, const NamedTable& child,
-                          const NamedTable& parent, std::string& from, std::string& to) {
+  bool pairColumns(const ZELForeignKey& foreign, size_t child, size_t parent, std::string& from,
+                   std::string& to) const {
     from = to = "(";
     for (const ColumnPair& pair : columnPairs(foreign)) {
-      const auto childName = child.columns.find(pair.referencing);
-      const auto parentName = parent.columns.find(pair.referenced);
-      if (childName == child.columns.end() || parentName == parent.columns.end()) return false;
-      from += (from.size() > 1 ? ", " : "") + childName->second;
-      to += (to.size() > 1 ? ", " : "") + parentName->second;
+      const std::string* childName = columnName(child, pair.referencing);
+      const std::string* parentName = columnName(parent, pair.referenced);
+      if (childName == nullptr || parentName == nullptr) return false;
+      from += (from.size() > 1 ? ", " : "") + *childName;
+      to += (to.size() > 1 ? ", " : "") + *parentName;
     }
     from += ")";
     to += ")";
@@ -207,7 +254,7 @@ class DbmlDocument {
     for (size_t s = 0; s < diagram_.schemas.size(); ++s) {
       std::string members;
       for (const size_t t : diagram_.schemas[s].tables) {
-        members += "  " + names_.at(t).qualified() + "\n";
+        members += "  " + names_[t].qualified + "\n";
       }
       if (!members.empty()) text_ += "\nTableGroup " + schemaNames_[s] + " {\n" + members + "}\n";
     }
@@ -215,9 +262,10 @@ class DbmlDocument {
 
   const Diagram& diagram_;
   std::string text_;
-  std::vector<std::string> schemaNames_;                    // by schema index, quoted
-  std::unordered_map<size_t, NamedTable> names_;            // by table index
-  std::unordered_map<const ZELClass*, size_t> tableIndex_;  // written tables
+  std::vector<std::string> schemaNames_;  // by schema index, quoted
+  std::vector<NamedTable> names_;         // by table index
+  // (address, index) of the written tables, sorted by address.
+  std::vector<std::pair<const ZELClass*, size_t>> tablesByAddress_;
   UniqueNames refNames_;
 };
 

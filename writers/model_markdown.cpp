@@ -106,6 +106,11 @@ class MarkdownModelWriter final : public ModelWriter {
     FileNames names;
     for (const OutlineTable& table : outline_.tables)
       fileNames_.push_back(names.take(table.anchor));
+    // Every page of a schema's tables names it: escaped once.
+    for (const OutlineSchema& schema : outline_.schemas) {
+      schemaPaths_.push_back(markdownText(schema.path));
+      schemaTitles_.push_back(markdownText(schema.catalog) + " / " + schemaPaths_.back());
+    }
     if (!putFile(sink, "README.md", readme(source))) return "out of memory";
     for (size_t t = 0; t < outline_.tables.size(); ++t) {
       if (!putFile(sink, fileNames_[t], tablePage(t))) return "out of memory";
@@ -114,14 +119,10 @@ class MarkdownModelWriter final : public ModelWriter {
   }
 
  private:
-  std::string schemaTitle(size_t schema) const {
-    const OutlineSchema& outlined = outline_.schemas[schema];
-    return markdownText(outlined.catalog) + " / " + markdownText(outlined.path);
-  }
+  const std::string& schemaTitle(size_t schema) const { return schemaTitles_[schema]; }
 
   std::string tableLink(size_t t) const {
-    const OutlineSchema& schema = outline_.schemas[outline_.tables[t].schema];
-    return "[" + markdownText(schema.path) + "\\." +
+    return "[" + schemaPaths_[outline_.tables[t].schema] + "\\." +
            markdownText(outline_.diagram.tables[t].table->getName()) + "](" +
            linkTarget(fileNames_[t]) + ")";
   }
@@ -284,6 +285,8 @@ class MarkdownModelWriter final : public ModelWriter {
   std::vector<std::string> schemas_;  // --schema names; none: every schema
   CatalogOutline outline_;
   std::vector<std::string> fileNames_;  // per table, in the folder
+  // Per schema, escaped: its path, and "CATALOG / PATH".
+  std::vector<std::string> schemaPaths_, schemaTitles_;
 };
 
 }  // namespace

@@ -1,6 +1,7 @@
 #include "output_sink.h"
 
-#include <cstdlib>
+#include <cerrno>
+#include <cstring>
 
 namespace pcd::writers {
 
@@ -12,39 +13,34 @@ bool putFile(OutputSink& sink, std::string_view name, std::string_view bytes) {
 }
 
 FolderSink::~FolderSink() {
-  close();
+  if (stream_ != nullptr) std::fclose(stream_);
 }
 
 std::FILE* FolderSink::file(std::string_view name) {
   if (!close()) return nullptr;
-  stream_ = open_memstream(&bytes_, &size_);
-  if (stream_ == nullptr) {
-    failed_ = true;
-    return nullptr;
-  }
-  files_.push_back({std::string(name), {}});
+  names_.emplace_back(name);
+  stream_ = std::fopen((folder_ + "/" + names_.back()).c_str(), "w");
+  if (stream_ == nullptr)
+    error_ = "cannot write '" + shown_ + "/" + names_.back() + "': " + std::strerror(errno);
   return stream_;
 }
 
 bool FolderSink::close() {
-  if (stream_ == nullptr) return !failed_;
+  if (stream_ == nullptr) return error_.empty();
   const bool written = std::ferror(stream_) == 0;
-  failed_ |= std::fclose(stream_) != 0 || !written;
+  const bool closed = std::fclose(stream_) == 0;
   stream_ = nullptr;
-  if (!failed_) files_.back().bytes.assign(bytes_, size_);
-  std::free(bytes_);
-  bytes_ = nullptr;
-  size_ = 0;
-  return !failed_;
+  if (!written || !closed) {
+    error_ = "cannot write '" + shown_ + "/" + names_.back() + "': " + std::strerror(errno);
+  }
+  return error_.empty();
 }
 
-bool FolderSink::finish(std::vector<FolderFile>& files) {
+bool FolderSink::finish() {
   if (!close()) return false;
   std::string list;
-  for (const FolderFile& file : files_) list += file.name + "\n";
-  files = std::move(files_);
-  files.push_back({kFolderFileList, std::move(list)});
-  return true;
+  for (const std::string& name : names_) list += name + "\n";
+  return putFile(*this, kFolderFileList, list) && close();
 }
 
 }  // namespace pcd::writers

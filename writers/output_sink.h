@@ -6,6 +6,7 @@
 #include <cstdio>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 namespace pcd::writers {
@@ -38,34 +39,35 @@ class StreamSink final : public OutputSink {
 // the program recognises a folder it wrote by it.
 constexpr char kFolderFileList[] = ".pcd-import-files";
 
-// One file of a format that writes a folder: its name in the folder and
-// its bytes.
-struct FolderFile {
-  std::string name;
-  std::string bytes;
-};
-
-// A folder format's output, kept in memory until every file exists, so
-// that the folder is changed only by a complete run.
+// A folder format's output, written file by file into `folder` (a new
+// folder that its owner puts in place once the run succeeds, or removes):
+// each file is finished and closed before the next starts, so a run holds
+// one file's bytes at a time whatever the folder's size.
 class FolderSink final : public OutputSink {
  public:
-  FolderSink() = default;
+  // `shown` names the folder in messages (the target, not the new folder).
+  FolderSink(std::string folder, std::string shown)
+      : folder_(std::move(folder)), shown_(std::move(shown)) {}
   FolderSink(const FolderSink&) = delete;
   FolderSink& operator=(const FolderSink&) = delete;
   ~FolderSink() override;
   std::FILE* file(std::string_view name) override;
-  // The files written, then the list of their names (kFolderFileList).
-  // False when a file's stream failed (out of memory).
-  bool finish(std::vector<FolderFile>& files);
+  // Finishes the last file, then writes the list of their names
+  // (kFolderFileList). False, with error() set, when a file could not be
+  // written.
+  bool finish();
+  // The files written, the list last once finished.
+  const std::vector<std::string>& names() const { return names_; }
+  // Why a file could not be written; "" while none failed.
+  const std::string& error() const { return error_; }
 
  private:
   bool close();
 
-  std::vector<FolderFile> files_;
-  std::FILE* stream_ = nullptr;  // of files_.back(), until the next file
-  char* bytes_ = nullptr;
-  size_t size_ = 0;
-  bool failed_ = false;
+  std::string folder_, shown_;
+  std::vector<std::string> names_;
+  std::FILE* stream_ = nullptr;  // of names_.back(), until the next file
+  std::string error_;
 };
 
 }  // namespace pcd::writers

@@ -16,6 +16,7 @@
 #include <unordered_map>
 #include <unordered_set>
 #include <utility>
+#include <vector>
 
 #include "zel_keyed_hash.h"
 
@@ -62,7 +63,7 @@ class UniqueNames {
   // told apart without regard to ASCII case; `reserved` are given already.
   UniqueNames(std::string ending, std::initializer_list<std::string> reserved)
       : ending_(std::move(ending)), ignoreCase_(true) {
-    for (const std::string& name : reserved) given_.insert(name);
+    for (const std::string& name : reserved) give(name);
   }
 
   std::string take(const std::string& name) {
@@ -77,15 +78,32 @@ class UniqueNames {
   }
 
  private:
+  // Up to this many names (a table's columns, mostly) are compared one by
+  // one; more go into a hash set.
+  static constexpr size_t kFew = 16;
+
   bool give(const std::string& name) {
-    if (!ignoreCase_) return given_.insert(name).second;
-    std::string lower = name;
-    for (char& c : lower) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
-    return given_.insert(std::move(lower)).second;
+    std::string key = name;
+    if (ignoreCase_) {
+      for (char& c : key) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+    }
+    if (given_.empty()) {
+      for (const std::string& few : few_) {
+        if (few == key) return false;
+      }
+      if (few_.size() < kFew) {
+        few_.push_back(std::move(key));
+        return true;
+      }
+      given_.insert(few_.begin(), few_.end());
+      std::vector<std::string>().swap(few_);
+    }
+    return given_.insert(std::move(key)).second;
   }
 
   std::string ending_;
   bool ignoreCase_ = false;
+  std::vector<std::string> few_;  // while there are few
   std::unordered_set<std::string, zel_hash::TextHash> given_;
   SuffixCounters suffixes_;
 };

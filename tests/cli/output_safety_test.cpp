@@ -109,6 +109,26 @@ TEST(OutputSafety, SignalRemovesTheMarkdownFolderAtEveryStage) {
   }
 }
 
+// A page that cannot be written (the file size limit, with SIGXFSZ
+// ignored) fails the run with a message naming the page, removes the new
+// folder, and leaves the previous run's folder as it was.
+TEST(OutputSafety, AFailedPageLeavesTheFolderAsItWas) {
+  TemporaryFolder out;
+  const std::string target = out.file("docs");
+  const std::string sample = out.file("sample.pcd");
+  writeGenerated(sample, 20, 3);
+  ASSERT_EQ(runProgram(quietRun({"-q", "-f", "markdown", "-o", target, sample})).exitCode, 0);
+  const std::string before = runCommand("cd " + shellWord(target) + " && cat *").output;
+  const CommandResult failed =
+      runCommand("trap '' XFSZ; ulimit -f 2; " + shellWord(programPath()) + " -q -f markdown -o " +
+                 shellWord(target) + " " + shellWord(sample) + " 2>&1");
+  EXPECT_EQ(failed.exitCode, 1) << failed.output;
+  EXPECT_NE(failed.output.find("cannot write '" + target + "/"), std::string::npos)
+      << failed.output;
+  EXPECT_EQ(out.entries(), (std::vector<std::string>{"docs", "sample.pcd"}));
+  EXPECT_EQ(runCommand("cd " + shellWord(target) + " && cat *").output, before);
+}
+
 TEST(OutputSafety, RefusesToWriteOverTheInput) {
   TemporaryFolder folder;
   const std::string input = folder.file("x.pcd");
