@@ -1,5 +1,7 @@
 #include "catalog_outline.h"
 
+#include "utf8_sequence.h"
+
 #include <algorithm>
 #include <unordered_set>
 
@@ -177,6 +179,10 @@ std::vector<OverviewCount> overviewCounts(const ZELModel& model, const CatalogOu
           {"Columns", counts.columns},      {"Keys", counts.keys - foreignKeys},
           {"Foreign keys", foreignKeys},    {"Indexes", counts.indexes - counts.keyIndexes},
           {"Procedures", counts.procedures}};
+}
+
+std::string referenceName(std::string_view bytes) {
+  return shortenedText(std::string(bytes), kReferenceCharacters);
 }
 
 }  // namespace pcd::writers

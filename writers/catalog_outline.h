@@ -4,7 +4,9 @@
 // and the foreign keys that reference it.
 #pragma once
 
+#include <cstddef>
 #include <string>
+#include <string_view>
 #include <unordered_map>
 #include <vector>
 
@@ -43,6 +45,14 @@ struct CatalogOutline {
   std::unordered_map<const ZELClass*, size_t> indexOf;  // table or view -> index
   bool whole = true;  // every schema of the model, not the ones --schema chose
 };
+
+// Characters the documentation formats show of a name where another object
+// refers to it (a foreign key's table, key and columns, a table's schema, a
+// link): each name is shown whole where its own object is described, so a
+// long name referred to from many tables cannot make the pages many times
+// the catalog's size.
+constexpr size_t kReferenceCharacters = 256;
+std::string referenceName(std::string_view bytes);
 
 // Fills `outline` with the schemas that --schema names (all without names)
 // and what they hold. Returns "" or, when a name matches no schema, the

@@ -425,16 +425,6 @@ size_t placeholderHeight(const std::string& svg) {
 constexpr size_t kSectionHeading = 60, kDescription = 28, kTableFrame = 46, kRow = 27,
                  kSubheading = 44, kDiagramHeight = 320;
 
-// Characters shown of a name where another object refers to it (a foreign
-// key's table, key and columns, a section's schema): each name is shown
-// whole once, in its own object's section, so that a long name referred to
-// from many tables cannot make the page many times the catalog's size.
-constexpr size_t kReferenceCharacters = 256;
-
-std::string referenceName(std::string_view bytes) {
-  return shortenedText(std::string(bytes), kReferenceCharacters);
-}
-
 class HtmlModelWriter final : public ModelWriter {
  public:
   explicit HtmlModelWriter(std::vector<std::string> schemas) : schemas_(std::move(schemas)) {}

@@ -91,8 +91,8 @@ class FileNames {
   UniqueNames names_{".md", {"readme.md"}};
 };
 
-std::string columnList(const ZELKey& key) {
-  return markdownText(keyColumnNames(key));
+std::string columnList(const ZELKey& key, size_t characters = SIZE_MAX) {
+  return markdownText(keyColumnNames(key, characters));
 }
 
 class MarkdownModelWriter final : public ModelWriter {
@@ -108,8 +108,9 @@ class MarkdownModelWriter final : public ModelWriter {
       fileNames_.push_back(names.take(table.anchor));
     // Every page of a schema's tables names it: escaped once.
     for (const OutlineSchema& schema : outline_.schemas) {
-      schemaPaths_.push_back(markdownText(schema.path));
-      schemaTitles_.push_back(markdownText(schema.catalog) + " / " + schemaPaths_.back());
+      schemaPaths_.push_back(markdownText(referenceName(schema.path)));
+      schemaTitles_.push_back(markdownText(referenceName(schema.catalog)) + " / " +
+                              schemaPaths_.back());
     }
     if (!putFile(sink, "README.md", readme(source))) return "out of memory";
     for (size_t t = 0; t < outline_.tables.size(); ++t) {
@@ -123,14 +124,15 @@ class MarkdownModelWriter final : public ModelWriter {
 
   std::string tableLink(size_t t) const {
     return "[" + schemaPaths_[outline_.tables[t].schema] + "\\." +
-           markdownText(outline_.diagram.tables[t].table->getName()) + "](" +
-           linkTarget(fileNames_[t]) + ")";
+           markdownText(referenceName(bytesOf(outline_.diagram.tables[t].table->getName()))) +
+           "](" + linkTarget(fileNames_[t]) + ")";
   }
 
   std::string tableLinkOf(const ZELClass* table) const {
     const auto found = outline_.indexOf.find(table);
     if (found != outline_.indexOf.end()) return tableLink(found->second);
-    return table != nullptr ? markdownText(table->getName()) : std::string("?");
+    return table != nullptr ? markdownText(referenceName(bytesOf(table->getName())))
+                            : std::string("?");
   }
 
   std::string readme(const ModelSource& source) const {
@@ -183,7 +185,8 @@ class MarkdownModelWriter final : public ModelWriter {
   static std::string procedure(const OutlineSchema& schema, const OutlineProcedure& outlined) {
     const ZELStoredProcedure& procedure = *outlined.procedure;
     std::string text = "\n## Procedure " + markdownText(procedure.getName()) + "\n\nIn " +
-                       markdownText(schema.catalog) + " / " + markdownText(schema.path) + ".\n\n";
+                       markdownText(referenceName(schema.catalog)) + " / " +
+                       markdownText(referenceName(schema.path)) + ".\n\n";
     if (procedure.getDescription().length() != 0)
       text += markdownText(procedure.getDescription()) + "\n\n";
     if (procedure.arguments().count() == 0) return text + "No arguments.\n";
@@ -226,7 +229,7 @@ class MarkdownModelWriter final : public ModelWriter {
       const Diagram diagram = neighbourhoodDiagram(outline_, t, neighbours);
       text += "\n## Diagram\n\n";
       text += neighbours <= kNeighbourDiagramLimit
-                  ? "```mermaid\n" + diagramAsMermaid(diagram) + "```\n"
+                  ? "```mermaid\n" + diagramAsMermaid(diagram, kReferenceCharacters) + "```\n"
                   : "Related to " + std::to_string(neighbours) + " tables, too many to draw.\n";
     }
     return text;
@@ -265,11 +268,12 @@ class MarkdownModelWriter final : public ModelWriter {
       if (text.empty())
         text = "\n## References\n\n| Foreign key | Columns | Table | Key |\n|---|---|---|---|\n";
       const auto* foreignKey = static_cast<const ZELForeignKey*>(key);
-      const std::string pairs = markdownText(columnPairNames(*foreignKey, ", "));
+      const std::string pairs =
+          markdownText(columnPairNames(*foreignKey, ", ", kReferenceCharacters));
       const ZELCandidateKey* referenced = foreignKey->getCandidateKey();
       text += "| " + markdownText(key->getName()) + " | " + pairs + " | " +
               (referenced ? tableLinkOf(referenced->getAssociatedClass()) + " | " +
-                                markdownText(referenced->getName())
+                                markdownText(referenceName(bytesOf(referenced->getName())))
                           : std::string(" | ")) +
               " |\n";
     }
@@ -277,7 +281,8 @@ class MarkdownModelWriter final : public ModelWriter {
     text += "\n## Referenced by\n\n| Table | Foreign key | Columns |\n|---|---|---|\n";
     for (const ZELForeignKey* foreignKey : outlined.referencedBy) {
       text += "| " + tableLinkOf(foreignKey->getAssociatedClass()) + " | " +
-              markdownText(foreignKey->getName()) + " | " + columnList(*foreignKey) + " |\n";
+              markdownText(referenceName(bytesOf(foreignKey->getName()))) + " | " +
+              columnList(*foreignKey, kReferenceCharacters) + " |\n";
     }
     return text;
   }

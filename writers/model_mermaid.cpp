@@ -4,6 +4,7 @@
 #include <unordered_set>
 
 #include "diagram_selection.h"
+#include "utf8_sequence.h"
 #include "zel_keyed_hash.h"
 
 namespace pcd::writers {
@@ -104,8 +105,8 @@ std::string typeToken(const ZELAttribute& column) {
   return isAttributeToken(token) ? token : "undefined";
 }
 
-std::string attributeName(const ZELAttribute& column) {
-  std::string name = printableText(bytesOf(column.getName()));
+std::string attributeName(const ZELAttribute& column, size_t maxText) {
+  std::string name = shortenedText(printableText(bytesOf(column.getName())), maxText);
   if (isAttributeToken(name) && !isKeyword(name)) return name;
   if (name.empty()) return "`\"\"`";
   for (char& c : name) {
@@ -116,7 +117,7 @@ std::string attributeName(const ZELAttribute& column) {
 
 }  // namespace
 
-std::string diagramAsMermaid(const Diagram& diagram) {
+std::string diagramAsMermaid(const Diagram& diagram, size_t maxText) {
   std::vector<std::string> ids(diagram.tables.size());
   std::unordered_set<std::string, zel_hash::TextHash> taken;
   std::string text = "erDiagram\n";
@@ -130,14 +131,15 @@ std::string diagramAsMermaid(const Diagram& diagram) {
       ids[t] = head = name;
     } else {
       ids[t] = "e-" + std::to_string(t + 1);
-      head = ids[t] + "[" + quotedText(name.empty() ? "\"\"" : name) + "]";
+      head = ids[t] + "[" + quotedText(name.empty() ? "\"\"" : shortenedText(name, maxText)) + "]";
     }
     anyView |= table.view;
     text += "    " + head;
     if (!table.columns.empty()) {
       text += " {\n";
       for (const DiagramColumn& column : table.columns) {
-        text += "        " + typeToken(*column.column) + " " + attributeName(*column.column);
+        text +=
+            "        " + typeToken(*column.column) + " " + attributeName(*column.column, maxText);
         std::string keys;
         if (column.primaryKey) keys += "PK";
         if (column.foreignKey) keys += keys.empty() ? "FK" : ", FK";
@@ -167,8 +169,16 @@ std::string diagramAsMermaid(const Diagram& diagram) {
   return text;
 }
 
+namespace {
+
+std::string wholeMermaid(const Diagram& diagram) {
+  return diagramAsMermaid(diagram);
+}
+
+}  // namespace
+
 std::unique_ptr<ModelWriter> makeMermaidModelWriter(const WriterOptions& options) {
-  return makeTextDiagramWriter<diagramAsMermaid>(options);
+  return makeTextDiagramWriter<wholeMermaid>(options);
 }
 
 }  // namespace pcd::writers

@@ -3,6 +3,7 @@
 // of their roles.
 #pragma once
 
+#include <cstdint>
 #include <memory>
 #include <string>
 
@@ -14,7 +15,9 @@
 namespace pcd::writers {
 
 // The erDiagram text of a diagram.
-std::string diagramAsMermaid(const Diagram& diagram);
+// `maxText`: characters written of an entity's label or a column's name; a
+// longer one ends in "…".
+std::string diagramAsMermaid(const Diagram& diagram, size_t maxText = SIZE_MAX);
 
 std::unique_ptr<ModelWriter> makeMermaidModelWriter(const WriterOptions& options);
 
