@@ -70,6 +70,16 @@ TEST(DiffCommand, ListsExactlyTheChangesWhateverTheIds) {
             "  ~ key AK_CUSTOMERS_NAME: columns 'NAME' -> 'NAME, CITY'\n"
             "1 added, 1 removed, 3 changed\n");
 
+  // Without schema names a table moved to another schema is the same table.
+  writeFile(folder.file("moved.pcd"),
+            replacedIn(edited, {{"R,TABLE_AT,123,103,61,", "R,TABLE_AT,123,103,60,"}}));
+  result = runProgram({{"diff", "--ignore", "schemas", "old.pcd", "moved.pcd"}, folder.path(), {}});
+  EXPECT_EQ(result.exitCode, 1) << result.err;
+  EXPECT_NE(result.out.find("table SALES.*.INVOICES\n  - column TOTAL\n"
+                            "1 added, 1 removed, 3 changed\n"),
+            std::string::npos)
+      << result.out;
+
   result = runProgram({{"diff", "--format", "json", "old.pcd", "new.pcd"}, folder.path(), {}});
   EXPECT_EQ(result.exitCode, 1);
   EXPECT_NE(result.out.find("\"object\": \"column TOTAL\",\n      \"change\": \"removed\""),
