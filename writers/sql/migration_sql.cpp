@@ -308,8 +308,8 @@ class MigrationWriter {
                                     new_.quoted(newTable));
       case Kind::kRenameColumn:
         renamedColumns_[static_cast<const ZELAttribute*>(step.before)] = new_.quoted(step.after);
-        return "ALTER TABLE " + new_.tableRef(newTable) + " RENAME COLUMN " +
-               old_.quoted(step.before) + " TO " + new_.quoted(step.after) + ";\n";
+        return dialect_.renameColumn(new_.tableRef(newTable), old_.quoted(step.before),
+                                     new_.quoted(step.after));
       case Kind::kDropColumn:
         return "ALTER TABLE " + new_.tableRef(keptOf_.at(oldTable)) + " DROP COLUMN " +
                old_.quoted(step.before) + ";\n";
