@@ -10,6 +10,7 @@
 #include "import_run.h"
 #include "input_file.h"
 #include "json_writer.h"
+#include "liquibase_migration.h"
 #include "migration_plan.h"
 #include "model/zel_model.h"
 #include "model_diff.h"
@@ -33,8 +34,8 @@ constexpr int kExitTrouble = 2;
 // The usage text; the dialects come from their one list.
 std::string diffUsage() {
   return std::string(
-             "Usage: pcd-import diff [--format text|json|sql] [--dialect NAME] [--safe]\n"
-             "                       [--input-encoding NAME] [--plugin PATH]\n"
+             "Usage: pcd-import diff [--format text|json|sql|liquibase] [--dialect NAME]\n"
+             "                       [--safe] [--input-encoding NAME] [--plugin PATH]\n"
              "                       [--ignore-catalog-names] [--ignore WHAT]... OLD NEW\n"
              "Imports both sides and lists what changed between their models, grouped by\n"
              "table: catalogs, schemas, tables, views, columns, keys, foreign keys, indexes,\n"
@@ -53,17 +54,19 @@ std::string diffUsage() {
              "                        schema holds them, as for SQLite's one schema), server\n"
              "                        (the catalogs' server type); repeatable\n"
              "  --format sql          a migration script that turns OLD's catalog into NEW's\n"
-             "  --dialect NAME        its SQL dialect: ") +
+             "  --format liquibase    the same as a Liquibase changelog (not for sqlite)\n"
+             "  --dialect NAME        their SQL dialect: ") +
          writers::sqlDialectNameList() + " (the first is the default)\n" +
          std::string(
-             "  --safe                leave out the script's statements that may lose data\n"
+             "  --safe                leave out the changes that may lose data\n"
              "Exit status: 0 equal, 1 different, 2 error.\n");
 }
 
 struct DiffOptions {
   std::vector<std::string> files;
   bool json = false;
-  const writers::SqlDialect* sql = nullptr;  // --format sql: the dialect
+  const writers::SqlDialect* sql = nullptr;  // --format sql or liquibase: the dialect
+  bool liquibase = false;
   std::string dialect;
   bool safe = false;
   CompareOptions compare;
@@ -87,10 +90,11 @@ int parse(int argc, const char* const* argv, DiffOptions& options) {
       std::fputs(diffUsage().c_str(), stdout);
       return std::fflush(stdout) == 0 ? kExitEqual : kExitTrouble;
     } else if (arguments.takeValue("--format", text) || arguments.takeValue("-f", text)) {
-      if (text != "text" && text != "json" && text != "sql")
-        return trouble("unknown format '" + text + "'; use text, json or sql");
+      if (text != "text" && text != "json" && text != "sql" && text != "liquibase")
+        return trouble("unknown format '" + text + "'; use text, json, sql or liquibase");
       options.json = text == "json";
-      options.sql = text == "sql" ? writers::sqlDialects().front() : nullptr;
+      options.liquibase = text == "liquibase";
+      options.sql = text == "sql" || options.liquibase ? writers::sqlDialects().front() : nullptr;
     } else if (arguments.takeValue("--dialect", text)) {
       if (writers::findSqlDialect(text) == nullptr) {
         return trouble("unknown dialect '" + text +
@@ -131,7 +135,7 @@ int parse(int argc, const char* const* argv, DiffOptions& options) {
   }
   if (options.files.size() != 2) return trouble("give two PCD files or database URLs, OLD and NEW");
   if (options.sql == nullptr && (!options.dialect.empty() || options.safe))
-    return trouble("--dialect and --safe go with --format sql");
+    return trouble("--dialect and --safe go with --format sql or liquibase");
   if (options.sql != nullptr && !options.dialect.empty())
     options.sql = writers::findSqlDialect(options.dialect);
   return -1;
@@ -280,8 +284,11 @@ int runDiffCommand(int argc, const char* const* argv) {
     writers::MigrationScriptOptions script{PCD_IMPORT_VERSION, options.files[0], options.files[1],
                                            options.safe};
     std::string text;
-    const std::string failure = writers::writeMigrationScript(
-        before, after, writers::planMigration(before, after), *options.sql, script, text);
+    const writers::MigrationPlan plan = writers::planMigration(before, after);
+    const std::string failure =
+        options.liquibase
+            ? writers::writeMigrationChangelog(before, after, plan, *options.sql, script, text)
+            : writers::writeMigrationScript(before, after, plan, *options.sql, script, text);
     if (!failure.empty()) return trouble(failure);
     std::fwrite(text.data(), 1, text.size(), stdout);
   } else if (options.json) {

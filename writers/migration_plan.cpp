@@ -492,4 +492,19 @@ MigrationPlan planMigration(const ZELModel& before, const ZELModel& after) {
   return Planner(before, after).run();
 }
 
+// The table a step's object belongs to (the object itself for a table).
+const ZELClass* tableOf(const ZELObject* object) {
+  if (object == nullptr) return nullptr;
+  if (object->isInstanceOf(ZEL_ET_KEY))
+    return static_cast<const ZELKey*>(object)->getAssociatedClass();
+  if (object->isInstanceOf(ZEL_ET_INDEX)) {
+    return static_cast<const ZELIndex*>(object)->getAssociatedClass();
+  }
+  if (object->isInstanceOf(ZEL_ET_ATTRIBUTE)) {
+    return static_cast<const ZELClass*>(static_cast<const ZELAttribute*>(object)->getClassifier());
+  }
+  if (object->getElementType() == ZEL_ET_CLASS) return static_cast<const ZELClass*>(object);
+  return nullptr;
+}
+
 }  // namespace pcd::writers

@@ -10,6 +10,7 @@
 #include <utility>
 #include <vector>
 
+class ZELClass;
 class ZELModel;
 class ZELObject;
 
@@ -58,6 +59,9 @@ struct MigrationPlan {
   // dropped and another created where a rename was not certain.
   std::vector<std::string> notes;
 };
+
+// The table a step's object belongs to (the object itself for a table).
+const ZELClass* tableOf(const ZELObject* object);
 
 // The plan from `before` to `after` (no step when their catalogs are equal).
 MigrationPlan planMigration(const ZELModel& before, const ZELModel& after);

@@ -17,21 +17,6 @@ namespace {
 
 using Kind = MigrationStep::Kind;
 
-// The table a step's object belongs to (the object itself for a table).
-const ZELClass* tableOf(const ZELObject* object) {
-  if (object == nullptr) return nullptr;
-  if (object->isInstanceOf(ZEL_ET_KEY))
-    return static_cast<const ZELKey*>(object)->getAssociatedClass();
-  if (object->isInstanceOf(ZEL_ET_INDEX)) {
-    return static_cast<const ZELIndex*>(object)->getAssociatedClass();
-  }
-  if (object->isInstanceOf(ZEL_ET_ATTRIBUTE)) {
-    return static_cast<const ZELClass*>(static_cast<const ZELAttribute*>(object)->getClassifier());
-  }
-  if (object->getElementType() == ZEL_ET_CLASS) return static_cast<const ZELClass*>(object);
-  return nullptr;
-}
-
 // The steps a rebuilt table's new definition carries.
 bool rebuildCovers(Kind kind) {
   switch (kind) {
@@ -308,8 +293,8 @@ class MigrationWriter {
                                     new_.quoted(newTable));
       case Kind::kRenameColumn:
         renamedColumns_[static_cast<const ZELAttribute*>(step.before)] = new_.quoted(step.after);
-        return "ALTER TABLE " + new_.tableRef(newTable) + " RENAME COLUMN " +
-               old_.quoted(step.before) + " TO " + new_.quoted(step.after) + ";\n";
+        return dialect_.renameColumn(new_.tableRef(newTable), old_.quoted(step.before),
+                                     new_.quoted(step.after));
       case Kind::kDropColumn:
         return "ALTER TABLE " + new_.tableRef(keptOf_.at(oldTable)) + " DROP COLUMN " +
                old_.quoted(step.before) + ";\n";

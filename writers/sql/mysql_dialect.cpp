@@ -418,10 +418,12 @@ class MySqlDialect final : public SqlDialect {
     return "ALTER TABLE " + tableRef + " ADD COLUMN " + definition +
            (quotedPrevious.empty() ? std::string(" FIRST") : " AFTER " + quotedPrevious) + ";\n";
   }
+  bool placesAddedColumns() const override { return true; }
   // MODIFY restates the whole column: type, nullability and comment.
   std::string alterColumn(const ColumnChange& change) const override {
     return "ALTER TABLE " + change.tableRef + " MODIFY COLUMN " + change.definition + ";\n";
   }
+  bool restatesAlteredColumns() const override { return true; }
   std::string setTableDescription(const std::string& tableRef,
                                   const std::string& description) const override {
     return "ALTER TABLE " + tableRef +

@@ -66,6 +66,11 @@ std::string SqlDialect::addColumn(const std::string& tableRef, const std::string
   return "ALTER TABLE " + tableRef + " ADD COLUMN " + definition + ";\n";
 }
 
+std::string SqlDialect::renameColumn(const std::string& tableRef, const std::string& oldQuoted,
+                                     const std::string& newQuoted) const {
+  return "ALTER TABLE " + tableRef + " RENAME COLUMN " + oldQuoted + " TO " + newQuoted + ";\n";
+}
+
 SqlType SqlDialect::type(std::string_view dataType, int length, int scale,
                          std::string_view nativeName) const {
   SqlType type = mappedType(dataType, length, scale);

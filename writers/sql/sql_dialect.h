@@ -206,6 +206,8 @@ class SqlDialect {
   // the column it follows ("" when first).
   virtual std::string addColumn(const std::string& tableRef, const std::string& definition,
                                 const std::string& quotedPrevious) const;
+  // True when addColumn puts the column at its place, not last.
+  virtual bool placesAddedColumns() const { return false; }
   struct ColumnChange {
     std::string tableRef;
     std::string quotedName;
@@ -218,6 +220,12 @@ class SqlDialect {
     std::string descriptionText;
   };
   virtual std::string alterColumn(const ColumnChange& change) const = 0;
+  // True when alterColumn restates the whole column (MySQL's MODIFY
+  // COLUMN): a change of its type or nullability alone, as other tools
+  // write it, would lose its NOT NULL and description.
+  virtual bool restatesAlteredColumns() const { return false; }
+  virtual std::string renameColumn(const std::string& tableRef, const std::string& oldQuoted,
+                                   const std::string& newQuoted) const;
   // Sets or (with "") removes a table's description.
   virtual std::string setTableDescription(const std::string& tableRef,
                                           const std::string& description) const = 0;
