@@ -83,8 +83,8 @@ int runProgram(const std::vector<std::string>& argv, const std::vector<std::stri
 std::vector<std::string> shimEnvironment(const std::string& shim) {
   return {"LD_PRELOAD=" + shim, "SOURCE_DATE_EPOCH=0",
           "ASAN_OPTIONS=verify_asan_link_order=0:exitcode=86", "UBSAN_OPTIONS=exitcode=86",
-          "LSAN_OPTIONS=exitcode=86:suppressions=" + std::string(PCD_SOURCE_DIR) +
-              "/tests/alloc/shim/lsan.supp"};
+          "LSAN_OPTIONS=exitcode=86:print_suppressions=0:suppressions=" +
+              std::string(PCD_SOURCE_DIR) + "/tests/alloc/shim/lsan.supp"};
 }
 
 // Runs of pcd-import under the shim in a scratch folder of its own, removed
