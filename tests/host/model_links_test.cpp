@@ -102,6 +102,16 @@ TEST(ModelLinks, DeletingAKeyTakesItOutOfEverything) {
   EXPECT_EQ(m.fk2->getCandidateKey(), nullptr);
   EXPECT_EQ(namesOf(m.orders->indexes()), std::vector<std::string>({"PK_POSITION"}));
   EXPECT_EQ(referrerCount(m.id), 1);  // the index member only
+
+  // A deleted object's general pointer does not pass to an object made
+  // later, at the same address where the pool hands it out again.
+  int data = 0;
+  m.fk2->setGeneralPointer(&data);
+  EXPECT_EQ(m.fk2->getGeneralPointer(), &data);
+  delete m.fk2;
+  auto* again = new ZELForeignKey;
+  EXPECT_EQ(again->getGeneralPointer(), nullptr);
+  delete again;
 }
 
 TEST(ModelLinks, DeletingAnAttributeOrATypeUnlinksItsUsers) {
