@@ -5,6 +5,8 @@
 #include <type_traits>
 #include <vector>
 
+#include "model/zel_general_pointers.h"
+
 // ~ZELObject recovers a list entry from the reference it holds: the reference
 // must be the entry's first member of a standard-layout type.
 static_assert(std::is_standard_layout<ZELReferenceListBase::Entry>::value,
@@ -249,6 +251,7 @@ void ZELReferenceListBase::unlinkEntry(Entry* entry) noexcept {
 ZELObject::~ZELObject() {
   // Derived members are gone by now: owned lists have deleted their objects
   // and member references have unlinked themselves.
+  zel_general_pointers::forget(this);
   if (ownerList_ != nullptr) ownerList_->release(this);
   // Each referrer is unlinked before it is acted on, so a callback that
   // looks at this object's referrers sees a consistent list.
@@ -266,6 +269,14 @@ ZELObject::~ZELObject() {
       delete entry;
     }
   }
+}
+
+void* ZELObject::getGeneralPointer() const noexcept {
+  return zel_general_pointers::get(this);
+}
+
+void ZELObject::setGeneralPointer(void* pointer) {
+  zel_general_pointers::set(this, pointer);
 }
 
 ZELObject* ZELObject::getOwner() const noexcept {

@@ -238,15 +238,13 @@ class ZELObject {
  public:
   // Objects made with new live in the object pool (model/zel_object_pool.h).
   static void* operator new(size_t size) { return zel_pool::allocate(size); }
-  static void operator delete(void* block, size_t size) noexcept {
-    zel_pool::release(block, size);
-  }
+  static void operator delete(void* block, size_t size) noexcept { zel_pool::release(block, size); }
 
   ZELObject() noexcept = default;
   // Deleting an object deletes everything it owns, takes it out of its
   // owner's list, unsets every reference that points at it (list entries
-  // leave their lists) and unlinks its own references. The general pointer is
-  // the client's and is not touched.
+  // leave their lists) and unlinks its own references. Its general pointer
+  // is forgotten, not freed: that is the client's.
   virtual ~ZELObject();
   ZELObject(const ZELObject&) = delete;
   ZELObject& operator=(const ZELObject&) = delete;
@@ -261,9 +259,11 @@ class ZELObject {
   virtual const ZELString& getName() const { return name_; }
 
   // One pointer for the host's clients to hang their own data on. The model
-  // neither reads nor frees it.
-  void* getGeneralPointer() const noexcept { return generalPointer_; }
-  void setGeneralPointer(void* pointer) noexcept { generalPointer_ = pointer; }
+  // neither reads nor frees it. It is kept in a side table
+  // (model/zel_general_pointers.h), not in the object: setting one may throw
+  // std::bad_alloc; setting null never fails.
+  void* getGeneralPointer() const noexcept;
+  void setGeneralPointer(void* pointer);
 
   // The object that owns this one, or null.
   ZELObject* getOwner() const noexcept;
@@ -345,7 +345,6 @@ class ZELObject {
   }
 
   ZELString name_;
-  void* generalPointer_ = nullptr;
   // Membership in the owner's list.
   ZELOwnedListBase* ownerList_ = nullptr;
   ZELObject* prevSibling_ = nullptr;

@@ -49,27 +49,21 @@ bool ZELDesignPackage::addStoredProcedure(ZELStoredProcedure* procedure) {
 }
 
 bool ZELDesignPackage::isNameTaken(const ZELString& name) const {
-  return !name.isEmpty() && names_.find(name) != names_.end();
+  return names_.holdsName(name);
 }
 
 bool ZELDesignPackage::registerElement(ZELModelElement* element) {
   if (element == nullptr) return false;
-  if (registered_.find(element) != registered_.end()) return true;
+  if (names_.holdsElement(element)) return true;
   const ZELString& name = element->getName();
   if (isNameTaken(name)) return false;
   // Allocating steps first, each undone if a later one fails, so that a
   // failed registration changes nothing.
-  const auto registration = registered_.emplace(element, name).first;
+  names_.add(element, name);
   try {
-    if (!name.isEmpty()) ++names_[name];
-    try {
-      elements_.append(element);
-    } catch (...) {
-      if (!name.isEmpty() && --names_[name] <= 0) names_.erase(name);
-      throw;
-    }
+    elements_.append(element);
   } catch (...) {
-    registered_.erase(registration);
+    names_.remove(element);
     throw;
   }
   if (element->getOwner() == nullptr) ownedElements_.append(element);
@@ -77,13 +71,8 @@ bool ZELDesignPackage::registerElement(ZELModelElement* element) {
 }
 
 void ZELDesignPackage::forgetElement(const ZELObject* element) {
-  const auto found = registered_.find(element);
-  if (found == registered_.end()) return;
-  const ZELString name = found->second;
-  registered_.erase(found);
-  if (name.isEmpty()) return;
-  const auto held = names_.find(name);
-  if (held != names_.end() && --held->second <= 0) names_.erase(held);
+  const ZELString name = names_.remove(element);
+  if (name.isEmpty() || !lastCounters_) return;
 
   // A freed name PREFIX + k lowers the remembered counter of PREFIX below k,
   // so that the next unique name is again the first free one.
@@ -98,8 +87,8 @@ void ZELDesignPackage::forgetElement(const ZELObject* element) {
   for (unsigned i = name.length() - digits; i < name.length(); ++i) {
     counter = counter * 10 + static_cast<unsigned long>(name[i] - '0');
   }
-  const auto last = lastCounters_.find(Prefix{ZELString(), name.c_str(), name.length() - digits});
-  if (last != lastCounters_.end() && counter >= 1 && last->second >= counter) {
+  const auto last = lastCounters_->find(Prefix{ZELString(), name.c_str(), name.length() - digits});
+  if (last != lastCounters_->end() && counter >= 1 && last->second >= counter) {
     last->second = counter - 1;
   }
 }
@@ -114,10 +103,12 @@ size_t ZELDesignPackage::PrefixHash::operator()(const Prefix& prefix) const noex
 }
 
 unsigned long ZELDesignPackage::firstUniqueNameCounter(const ZELString& prefix) {
-  const auto last = lastCounters_.find(Prefix{prefix});
-  return last == lastCounters_.end() ? 1 : last->second + 1;
+  if (!lastCounters_) return 1;
+  const auto last = lastCounters_->find(Prefix{prefix});
+  return last == lastCounters_->end() ? 1 : last->second + 1;
 }
 
 void ZELDesignPackage::noteUniqueNameCounter(const ZELString& prefix, unsigned long counter) {
-  lastCounters_[Prefix{prefix}] = counter;
+  if (!lastCounters_) lastCounters_ = std::make_unique<LastCounters>();
+  (*lastCounters_)[Prefix{prefix}] = counter;
 }

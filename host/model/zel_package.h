@@ -2,9 +2,11 @@
 // and design packages.
 #pragma once
 
+#include <memory>
 #include <string_view>
 #include <unordered_map>
 
+#include "model/zel_element_names.h"
 #include "model/zel_model_object.h"
 
 class ZELMetadataOrigin;
@@ -129,15 +131,11 @@ class ZELDesignPackage : public ZELPackage {
    protected:
     void entryLost(ZELObject* target) override;
   };
-  struct NameHash {
-    size_t operator()(const ZELString& name) const noexcept { return name.hashCode(); }
-  };
   bool registerElement(ZELModelElement* element);
   void forgetElement(const ZELObject* element);
 
   // The name tables are declared before the lists so that they outlive them.
-  std::unordered_map<ZELString, long, NameHash> names_;         // name -> elements holding it
-  std::unordered_map<const ZELObject*, ZELString> registered_;  // element -> its name here
+  ZELElementNames names_;  // element <-> the name it holds here
   // A name prefix, held as a string in the table, or borrowed (a name's
   // first bytes) for a look-up, which then allocates nothing: forgetting an
   // element runs while objects are deleted and must not fail.
@@ -155,8 +153,10 @@ class ZELDesignPackage : public ZELPackage {
     size_t operator()(const Prefix& prefix) const noexcept;
   };
   // Name and separator -> the last counter addLinkUniqueName handed out for
-  // them. Every name PREFIX + 1 .. PREFIX + last is taken.
-  std::unordered_map<Prefix, unsigned long, PrefixHash> lastCounters_;
+  // them. Every name PREFIX + 1 .. PREFIX + last is taken. Made on first
+  // use: most packages never make a unique name.
+  using LastCounters = std::unordered_map<Prefix, unsigned long, PrefixHash>;
+  std::unique_ptr<LastCounters> lastCounters_;
   ElementList elements_;
   ZELOwnedList<ZELModelElement> ownedElements_;
   bool schema_ = false;

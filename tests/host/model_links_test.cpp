@@ -2,6 +2,9 @@
 // moves, design package names and unique naming.
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <numeric>
+#include <random>
 #include <string>
 #include <vector>
 
@@ -99,6 +102,16 @@ TEST(ModelLinks, DeletingAKeyTakesItOutOfEverything) {
   EXPECT_EQ(m.fk2->getCandidateKey(), nullptr);
   EXPECT_EQ(namesOf(m.orders->indexes()), std::vector<std::string>({"PK_POSITION"}));
   EXPECT_EQ(referrerCount(m.id), 1);  // the index member only
+
+  // A deleted object's general pointer does not pass to an object made
+  // later, at the same address where the pool hands it out again.
+  int data = 0;
+  m.fk2->setGeneralPointer(&data);
+  EXPECT_EQ(m.fk2->getGeneralPointer(), &data);
+  delete m.fk2;
+  auto* again = new ZELForeignKey;
+  EXPECT_EQ(again->getGeneralPointer(), nullptr);
+  delete again;
 }
 
 TEST(ModelLinks, DeletingAnAttributeOrATypeUnlinksItsUsers) {
@@ -201,6 +214,36 @@ TEST(DesignPackage, NamesAreTakenAndFreedWithTheirElements) {
   view->setName("V");
   EXPECT_TRUE(design.isNameTaken("T"));
   EXPECT_FALSE(design.isNameTaken("V"));
+}
+
+// Past a few elements the names are indexed: deleting elements in any order
+// frees exactly their names and keeps every other one found.
+TEST(DesignPackage, ManyNamesStayFoundAsElementsLeave) {
+  ZELDesignPackage design;
+  const int count = 3000;
+  auto nameOf = [](int i) { return "T" + std::to_string(i); };
+  std::vector<ZELClass*> tables;
+  for (int i = 0; i < count; ++i) {
+    tables.push_back(named<ZELClass>(nameOf(i).c_str()));
+    ASSERT_TRUE(design.addModelElement(tables.back()));
+    if (i % 3 == 0) {
+      ASSERT_TRUE(design.addModelElement(new ZELAssociation));
+    }
+  }
+  std::vector<int> order(count);
+  std::iota(order.begin(), order.end(), 0);
+  std::shuffle(order.begin(), order.end(), std::mt19937(7));
+  const int deleted = 2000;
+  for (int k = 0; k < deleted; ++k) delete tables[order[k]];
+  for (int k = 0; k < count; ++k) {
+    EXPECT_EQ(design.isNameTaken(nameOf(order[k]).c_str()), k >= deleted) << nameOf(order[k]);
+  }
+  EXPECT_EQ(design.elements().count(), count - deleted + count / 3);
+  EXPECT_TRUE(design.addModelElement(tables[order[count - 1]]));  // already there
+  auto* view = named<ZELSQLViewEntity>(nameOf(order[count - 1]).c_str());
+  EXPECT_FALSE(design.addModelElement(view));
+  view->setName(nameOf(order[0]).c_str());
+  EXPECT_TRUE(design.addModelElement(view));
 }
 
 TEST(DesignPackage, UniqueNamesAreTheFirstFree) {

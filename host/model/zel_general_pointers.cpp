@@ -1,0 +1,80 @@
+#include "model/zel_general_pointers.h"
+
+#include <atomic>
+#include <new>
+#include <thread>
+#include <unordered_map>
+
+namespace {
+
+// One table per process behind a spin lock: separate models may live on
+// separate threads. The count lets the common case, no pointer anywhere,
+// skip the lock (each thread sees its own objects' entries counted).
+class Table {
+ public:
+  void* get(const ZELObject* object) noexcept {
+    if (count_.load(std::memory_order_acquire) == 0) return nullptr;
+    Guard guard(lock_);
+    const auto found = pointers_.find(object);
+    return found == pointers_.end() ? nullptr : found->second;
+  }
+
+  void set(const ZELObject* object, void* pointer) {
+    if (pointer == nullptr) {
+      forget(object);
+      return;
+    }
+    Guard guard(lock_);
+    const auto placed = pointers_.insert_or_assign(object, pointer);
+    if (placed.second) count_.fetch_add(1, std::memory_order_release);
+  }
+
+  void forget(const ZELObject* object) noexcept {
+    if (count_.load(std::memory_order_acquire) == 0) return;
+    Guard guard(lock_);
+    if (pointers_.erase(object) != 0) count_.fetch_sub(1, std::memory_order_release);
+  }
+
+ private:
+  class Guard {
+   public:
+    explicit Guard(std::atomic_flag& lock) : lock_(lock) {
+      while (lock_.test_and_set(std::memory_order_acquire)) std::this_thread::yield();
+    }
+    ~Guard() { lock_.clear(std::memory_order_release); }
+    Guard(const Guard&) = delete;
+    Guard& operator=(const Guard&) = delete;
+
+   private:
+    std::atomic_flag& lock_;
+  };
+
+  std::atomic_flag lock_ = ATOMIC_FLAG_INIT;
+  std::atomic<size_t> count_{0};
+  std::unordered_map<const ZELObject*, void*> pointers_;
+};
+
+// Never destroyed: objects may be deleted during the exit of the process.
+Table& table() {
+  alignas(Table) static unsigned char storage[sizeof(Table)];
+  static Table* const instance = new (storage) Table;
+  return *instance;
+}
+
+}  // namespace
+
+namespace zel_general_pointers {
+
+void* get(const ZELObject* object) noexcept {
+  return table().get(object);
+}
+
+void set(const ZELObject* object, void* pointer) {
+  table().set(object, pointer);
+}
+
+void forget(const ZELObject* object) noexcept {
+  table().forget(object);
+}
+
+}  // namespace zel_general_pointers
