@@ -1,5 +1,7 @@
 #include "catalog_view.h"
 
+#include <algorithm>
+
 #include "string_bytes.h"
 #include "utf8_sequence.h"
 
@@ -71,6 +73,20 @@ std::string columnPairNames(const ZELForeignKey& key, std::string_view separator
             shortenedText(columnName(pair.referenced), referencedCharacters);
   }
   return text.empty() ? keyColumnNames(key) : text;
+}
+
+std::vector<const ZELAttribute*> columnsInPositionOrder(const ZELClassifier& classifier) {
+  std::vector<const ZELAttribute*> columns;
+  for (const ZELFeature* feature : classifier.features()) {
+    if (feature->isInstanceOf(ZEL_ET_ATTRIBUTE)) {
+      columns.push_back(static_cast<const ZELAttribute*>(feature));
+    }
+  }
+  std::stable_sort(columns.begin(), columns.end(),
+                   [](const ZELAttribute* a, const ZELAttribute* b) {
+                     return a->getPosition() < b->getPosition();
+                   });
+  return columns;
 }
 
 }  // namespace pcd::writers

@@ -37,6 +37,10 @@ struct ColumnPair {
 // the import could pair no column.
 std::vector<ColumnPair> columnPairs(const ZELForeignKey& key);
 
+// The columns of a table or view in position order (the model's order
+// among equal positions).
+std::vector<const ZELAttribute*> columnsInPositionOrder(const ZELClassifier& classifier);
+
 // A column's name as shown: its bytes, "?" when there is no column.
 std::string columnName(const ZELAttribute* column);
 // The names of a key's columns, joined by ", ", each of at most `characters`

@@ -49,7 +49,7 @@ std::string LiquibaseChanges::refusal() {
     for (const ZELModelObject* object : objectsOfType(*entry.schema, ZEL_ET_CLASS)) {
       const auto& table = static_cast<const ZELClass&>(*object);
       name(&table);
-      for (const ZELAttribute* column : TableDdl::columnsOf(table)) name(column);
+      for (const ZELAttribute* column : columnsInPositionOrder(table)) name(column);
       for (const ZELKey* key : table.keys()) name(key);
       for (const ZELIndex* index : catalogIndexes(table)) name(index);
     }
@@ -92,7 +92,7 @@ void LiquibaseChanges::writeTable(const ZELClass& table, std::string& body,
                "a table needs at least one column in " + std::string(dialect_.name()));
     return;
   }
-  const std::vector<const ZELAttribute*> columns = TableDdl::columnsOf(table);
+  const std::vector<const ZELAttribute*> columns = columnsInPositionOrder(table);
   const TableDdl::TableKeys& keys = ddl_.keysOf(&table);
   for (const TableDdl::Skipped& key : keys.skipped) notWritten(body, key.what, key.why);
   std::unordered_set<const ZELAttribute*> notNull;
@@ -359,7 +359,7 @@ void LiquibaseChanges::addColumn(YAML::Emitter& out, const ZELClass& table,
   const std::string columnRemarks = remarks(column, true);
   if (!columnRemarks.empty()) text(out, "remarks", columnRemarks);
   if (dialect_.placesAddedColumns()) {
-    const std::vector<const ZELAttribute*> columns = TableDdl::columnsOf(table);
+    const std::vector<const ZELAttribute*> columns = columnsInPositionOrder(table);
     size_t at = 0;
     while (at < columns.size() && columns[at] != &column) ++at;
     if (at > 0) {

@@ -121,20 +121,6 @@ Catalog catalogOf(const ZELModel& model) {
   return catalog;
 }
 
-std::vector<const ZELAttribute*> columnsOf(const ZELClass& table) {
-  std::vector<const ZELAttribute*> columns;
-  for (const ZELFeature* feature : table.features()) {
-    if (feature->isInstanceOf(ZEL_ET_ATTRIBUTE)) {
-      columns.push_back(static_cast<const ZELAttribute*>(feature));
-    }
-  }
-  std::stable_sort(columns.begin(), columns.end(),
-                   [](const ZELAttribute* a, const ZELAttribute* b) {
-                     return a->getPosition() < b->getPosition();
-                   });
-  return columns;
-}
-
 template <typename Object>
 std::map<std::string, const Object*> byName(const std::vector<const Object*>& objects) {
   std::map<std::string, const Object*> named;
@@ -165,7 +151,7 @@ std::vector<const ZELForeignKey*> foreignKeys(const ZELClass& table) {
 // certainty.
 std::string shapeOf(const ZELClass& table) {
   std::string shape;
-  for (const ZELAttribute* column : columnsOf(table)) {
+  for (const ZELAttribute* column : columnsInPositionOrder(table)) {
     const TypeFacts type = typeOf(*column);
     shape += text(column->getName()) + kSeparator + type.name + kSeparator +
              std::to_string(type.length) + kSeparator + std::to_string(type.scale) + kSeparator +
@@ -291,8 +277,8 @@ class Planner {
     if (text(before.getDescription()) != text(after.getDescription())) {
       add(Kind::kSetDescription, &before, &after);
     }
-    const std::vector<const ZELAttribute*> oldColumns = columnsOf(before);
-    const std::vector<const ZELAttribute*> newColumns = columnsOf(after);
+    const std::vector<const ZELAttribute*> oldColumns = columnsInPositionOrder(before);
+    const std::vector<const ZELAttribute*> newColumns = columnsInPositionOrder(after);
     const auto oldByName = byName(oldColumns);
     const auto newByName = byName(newColumns);
     std::vector<const ZELAttribute*> gone, came;

@@ -194,13 +194,13 @@ class MigrationWriter {
     new_.writeTable(table, text, unused, building, false);
     // Renames ran before: a kept column has its new name in the old table.
     std::set<std::string> oldColumns;
-    for (const ZELAttribute* column : TableDdl::columnsOf(*oldOf_.at(&table))) {
+    for (const ZELAttribute* column : columnsInPositionOrder(*oldOf_.at(&table))) {
       oldColumns.insert(renamedColumns_.count(column)
                             ? renamedColumns_.at(column)
                             : new_.dialect().quoteIdentifier(old_.name(column)));
     }
     std::string list;
-    for (const ZELAttribute* column : TableDdl::columnsOf(table)) {
+    for (const ZELAttribute* column : columnsInPositionOrder(table)) {
       const std::string name = new_.quoted(column);
       if (oldColumns.count(name)) list += (list.empty() ? "" : ", ") + name;
     }
@@ -388,7 +388,7 @@ class MigrationWriter {
 
   std::string previousColumn(const ZELAttribute& column) const {
     std::string previous;
-    for (const ZELAttribute* other : TableDdl::columnsOf(*tableOf(&column))) {
+    for (const ZELAttribute* other : columnsInPositionOrder(*tableOf(&column))) {
       if (other == &column) return previous;
       previous = new_.quoted(other);
     }

@@ -3,6 +3,7 @@
 #include <cstdio>
 #include <vector>
 
+#include "catalog_view.h"
 #include "sql_names.h"
 #include "sql_text.h"
 #include "string_bytes.h"
@@ -76,7 +77,7 @@ class ScriptBuilder {
              ": the extract holds no definition, so it is not created.\n";
     const std::string description = commentText(bytesOf(view.getDescription()));
     if (!description.empty()) body_ += "--   " + description + "\n";
-    for (const ZELAttribute* column : TableDdl::columnsOf(view)) {
+    for (const ZELAttribute* column : columnsInPositionOrder(view)) {
       body_ += "--   column " + std::to_string(column->getPosition()) + " " +
                ddl_.shown(column->getName()) + " " + ddl_.typeOf(column).text + "\n";
     }

@@ -41,7 +41,7 @@ TableDdl::TableDdl(const ZELModel& model, const SqlDialect& dialect, bool native
   for (const SchemaOfCatalog& entry : schemas_) {
     for (const ZELModelObject* object : objectsOfType(*entry.schema, ZEL_ET_CLASS)) {
       const auto* table = static_cast<const ZELClass*>(object);
-      if (dialect_.tablesWithoutColumns() || !columnsOf(*table).empty()) {
+      if (dialect_.tablesWithoutColumns() || !columnsInPositionOrder(*table).empty()) {
         createdTables_.insert(table);
       }
       schemaOf_[table] = entry.schema;
@@ -73,20 +73,6 @@ std::string TableDdl::qualified(const ZELClass* table, const ZELObject* object) 
 
 std::string TableDdl::shown(const ZELString& raw) const {
   return dialect_.quoteIdentifier(commentText(bytesOf(raw)));
-}
-
-std::vector<const ZELAttribute*> TableDdl::columnsOf(const ZELClassifier& classifier) {
-  std::vector<const ZELAttribute*> columns;
-  for (const ZELFeature* feature : classifier.features()) {
-    if (feature->isInstanceOf(ZEL_ET_ATTRIBUTE)) {
-      columns.push_back(static_cast<const ZELAttribute*>(feature));
-    }
-  }
-  std::stable_sort(columns.begin(), columns.end(),
-                   [](const ZELAttribute* a, const ZELAttribute* b) {
-                     return a->getPosition() < b->getPosition();
-                   });
-  return columns;
 }
 
 // Cached per model type: the types are merged on import, so a model has
@@ -280,7 +266,7 @@ std::string TableDdl::keyConstraint(const ZELCandidateKey& key) const {
 
 void TableDdl::writeTable(const ZELClass& table, std::string& out, std::string& foreignKeys,
                           const std::string& as, bool withIndexes) {
-  const std::vector<const ZELAttribute*> columns = columnsOf(table);
+  const std::vector<const ZELAttribute*> columns = columnsInPositionOrder(table);
   out += "\n";
   const std::string description = validUtf8(bytesOf(table.getDescription()));
   if (!createdTables_.count(&table)) {

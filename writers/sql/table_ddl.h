@@ -71,8 +71,6 @@ class TableDdl {
   std::string shown(const ZELString& raw) const;
   // The column's type in the script, cached per model type.
   const SqlType& typeOf(const ZELFeature* column);
-  // The columns in position order (the model's order among equal positions).
-  static std::vector<const ZELAttribute*> columnsOf(const ZELClassifier& classifier);
 
   // The whole table as the "sql" format writes it, after a blank line, into
   // `out`; its foreign keys go into `foreignKeys` (ALTER TABLE statements
