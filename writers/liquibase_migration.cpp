@@ -301,20 +301,14 @@ class ChangelogWriter {
   std::string header() const {
     std::string text;
     const auto line = [&](const std::string& content) { LiquibaseChanges::comment(text, content); };
-    line("Liquibase migration changelog written by pcd-import" +
-         (options_.toolVersion.empty() ? std::string() : " " + options_.toolVersion));
-    line("From: " + options_.oldSource);
-    line("To: " + options_.newSource);
-    line("Dialect: " + std::string(dialect_.name()));
+    for (const std::string& opening :
+         migrationHeaderOpening("Liquibase migration changelog", options_, dialect_))
+      line(opening);
     line(std::to_string(changeSets_) + " changesets; " + std::to_string(losing_) +
          " may lose data, each after a MAY LOSE DATA comment.");
     line("Not carried: view definitions and procedure bodies; what the liquibase format lists.");
-    for (const std::string& note : plan_.notes) line("Note: " + note);
-    if (options_.safe) {
-      line("Left out (--safe), as they may lose data: " +
-           (leftOut_.empty() ? std::string("nothing") : std::to_string(leftOut_.size())));
-      for (const std::string& item : leftOut_) line("  " + item);
-    }
+    for (const std::string& closing : migrationHeaderClosing(plan_, options_, leftOut_))
+      line(closing);
     return text;
   }
 

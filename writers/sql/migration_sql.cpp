@@ -400,11 +400,8 @@ class MigrationWriter {
     const auto line = [&](const std::string& content) {
       text += "-- " + commentText(content) + "\n";
     };
-    line("SQL migration written by pcd-import" +
-         (options_.toolVersion.empty() ? std::string() : " " + options_.toolVersion));
-    line("From: " + options_.oldSource);
-    line("To: " + options_.newSource);
-    line("Dialect: " + std::string(dialect_.name()));
+    for (const std::string& opening : migrationHeaderOpening("SQL migration", options_, dialect_))
+      line(opening);
     line(std::to_string(statements_) + " changes; " + std::to_string(losing_) +
          " may lose data, each between MAY LOSE DATA and END MAY LOSE DATA comments.");
     const std::string_view limits = dialect_.migrationLimits();
@@ -414,12 +411,8 @@ class MigrationWriter {
       at = end + 1;
     }
     line("Not carried: view definitions and procedure bodies; what the sql format lists.");
-    for (const std::string& note : plan_.notes) line("Note: " + note);
-    if (options_.safe) {
-      line("Left out (--safe), as they may lose data: " +
-           (leftOut_.empty() ? std::string("nothing") : std::to_string(leftOut_.size())));
-      for (const std::string& item : leftOut_) line("  " + item);
-    }
+    for (const std::string& closing : migrationHeaderClosing(plan_, options_, leftOut_))
+      line(closing);
     return text;
   }
 
@@ -443,6 +436,27 @@ class MigrationWriter {
 };
 
 }  // namespace
+
+std::vector<std::string> migrationHeaderOpening(const std::string& kind,
+                                                const MigrationScriptOptions& options,
+                                                const SqlDialect& dialect) {
+  return {kind + " written by pcd-import" +
+              (options.toolVersion.empty() ? std::string() : " " + options.toolVersion),
+          "From: " + options.oldSource, "To: " + options.newSource,
+          "Dialect: " + std::string(dialect.name())};
+}
+
+std::vector<std::string> migrationHeaderClosing(const MigrationPlan& plan,
+                                                const MigrationScriptOptions& options,
+                                                const std::vector<std::string>& leftOut) {
+  std::vector<std::string> lines;
+  for (const std::string& note : plan.notes) lines.push_back("Note: " + note);
+  if (!options.safe) return lines;
+  lines.push_back("Left out (--safe), as they may lose data: " +
+                  (leftOut.empty() ? std::string("nothing") : std::to_string(leftOut.size())));
+  for (const std::string& item : leftOut) lines.push_back("  " + item);
+  return lines;
+}
 
 std::string writeMigrationScript(const ZELModel& before, const ZELModel& after,
                                  const MigrationPlan& plan, const SqlDialect& dialect,

@@ -6,6 +6,7 @@
 #pragma once
 
 #include <string>
+#include <vector>
 
 #include "migration_plan.h"
 #include "sql_dialect.h"
@@ -20,6 +21,17 @@ struct MigrationScriptOptions {
   std::string newSource;
   bool safe = false;
 };
+
+// The header lines both migration writers begin with: who wrote it (`kind`,
+// e.g. "SQL migration"), from what, to what, in which dialect.
+std::vector<std::string> migrationHeaderOpening(const std::string& kind,
+                                                const MigrationScriptOptions& options,
+                                                const SqlDialect& dialect);
+// The lines they end with: the plan's notes and, with --safe, what it left
+// out.
+std::vector<std::string> migrationHeaderClosing(const MigrationPlan& plan,
+                                                const MigrationScriptOptions& options,
+                                                const std::vector<std::string>& leftOut);
 
 // The script into `script`. Returns "" or, when a name cannot be written in
 // the dialect, why (then `script` is empty).
