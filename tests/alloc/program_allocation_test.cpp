@@ -189,12 +189,11 @@ TEST_F(ShimRuns, EveryAllocationOfAProgramRunFailsCleanly) {
   // Every allocation up to the first figure; beyond, a stride that keeps
   // about that many runs, plus the last ones (writing the output, deleting
   // the model). A sanitized run costs about 0.2 s of processor time: there
-  // every third of the sample's 635 points and the last 100 keep the sweep
-  // near a minute.
+  // about 120 points and the last 60 keep the sweep near half a minute.
 #if defined(__SANITIZE_ADDRESS__)
-  const auto points = strided(250, 100);
+  const auto points = strided(120, 60);
 #else
-  const auto points = strided(1500, 300);
+  const auto points = strided(700, 200);
 #endif
   sweepOutput({program_, "-q", PCD_SOURCE_DIR "/examples/sample.pcd", "-o", output}, output, points,
               "", 600);
@@ -209,9 +208,9 @@ TEST_F(ShimRuns, DrawingFormatsFailCleanlyWhenGraphvizRunsOutOfMemory) {
   const std::string input = scratchFile("schema.pcd");
   ASSERT_EQ(std::system((PCD_BIN_DIR "/generate_pcd 40 3 > " + input).c_str()), 0);
 #if defined(__SANITIZE_ADDRESS__)
-  const long kSamples = 15;
+  const long kSamples = 10;
 #else
-  const long kSamples = 45;
+  const long kSamples = 30;
 #endif
   const auto evenly = [kSamples](long total) {
     std::vector<long> points;
@@ -241,11 +240,11 @@ TEST_F(ShimRuns, CheckNeverReportsFindingsItDidNotFind) {
   ASSERT_NE(clean.find("errors, "), std::string::npos) << clean;
   const long total = countedAllocations();
   ASSERT_GT(total, 0);
-  // About a third of the points: every kind of allocation is met many times.
+  // A sample of the points: every kind of allocation is met many times.
 #if defined(__SANITIZE_ADDRESS__)
-  const std::vector<long> points = strided(150, 0)(total);
+  const std::vector<long> points = strided(80, 0)(total);
 #else
-  const std::vector<long> points = strided(400, 0)(total);
+  const std::vector<long> points = strided(200, 0)(total);
 #endif
   long failed = 0;
   for (const long n : points) {
