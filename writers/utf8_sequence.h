@@ -39,6 +39,21 @@ inline size_t wellFormedSequenceLength(const unsigned char* at, size_t available
   return length;
 }
 
+// True when `bytes` are well-formed UTF-8 throughout.
+inline bool isWellFormed(std::string_view bytes) {
+  const auto* data = reinterpret_cast<const unsigned char*>(bytes.data());
+  for (size_t i = 0; i < bytes.size();) {
+    if (data[i] < 0x80) {
+      ++i;
+    } else if (const size_t length = wellFormedSequenceLength(data + i, bytes.size() - i)) {
+      i += length;
+    } else {
+      return false;
+    }
+  }
+  return true;
+}
+
 // Appends `bytes` to `out` as well-formed UTF-8: each well-formed sequence as
 // it stands, every other byte of 0x80 and above as U+FFFD, and each ASCII
 // byte as `ascii(out, byte)` appends it (the format's escapes).

@@ -161,8 +161,13 @@ class PostgreSqlDialect final : public SqlDialect {
       text += "COMMENT ON TABLE " + tableRef + " IS " + quoteString(description) + ";\n";
     }
     for (const ColumnDescription& column : columns) {
-      text += "COMMENT ON COLUMN " + tableRef + "." + column.quotedName + " IS " +
-              quoteString(column.description) + ";\n";
+      text += "COMMENT ON COLUMN ";
+      text += tableRef;
+      text += '.';
+      text += column.quotedName;
+      text += " IS ";
+      text += quoteString(column.description);
+      text += ";\n";
     }
     return text;
   }

@@ -6,26 +6,37 @@
 
 namespace pcd::writers {
 
-std::string SqlDialect::quoteIdentifier(std::string_view name) const {
-  const char quote = identifierQuote();
-  std::string quoted(1, quote);
-  for (const char c : name) {
-    quoted += c;
-    if (c == quote) quoted += quote;
+namespace {
+
+// `text` between `quote`s, each of `doubled` in it written twice; the runs
+// between them are appended whole.
+std::string quotedText(std::string_view text, char quote, std::string_view doubled) {
+  std::string quoted;
+  quoted.reserve(text.size() + 2);
+  quoted += quote;
+  for (size_t from = 0;;) {
+    const size_t at = text.find_first_of(doubled, from);
+    if (at == std::string_view::npos) {
+      quoted.append(text.substr(from));
+      break;
+    }
+    quoted.append(text.substr(from, at + 1 - from));
+    quoted += text[at];
+    from = at + 1;
   }
   quoted += quote;
   return quoted;
 }
 
+}  // namespace
+
+std::string SqlDialect::quoteIdentifier(std::string_view name) const {
+  const char quote = identifierQuote();
+  return quotedText(name, quote, std::string_view(&quote, 1));
+}
+
 std::string SqlDialect::quoteString(std::string_view text) const {
-  const bool backslashes = backslashEscapes();
-  std::string quoted = "'";
-  for (const char c : text) {
-    quoted += c;
-    if (c == '\'' || (c == '\\' && backslashes)) quoted += c;
-  }
-  quoted += '\'';
-  return quoted;
+  return quotedText(text, '\'', backslashEscapes() ? "'\\" : "'");
 }
 
 bool SqlDialect::isReservedWord(std::string_view name) const {

@@ -3,6 +3,9 @@
 #include <algorithm>
 #include <cstdint>
 #include <cstdio>
+#include <cstring>
+#include <deque>
+#include <memory>
 #include <unordered_set>
 #include <vector>
 
@@ -53,32 +56,82 @@ std::string_view head(std::string_view text, size_t max, const IdentifierLimit& 
   return text.substr(0, end);
 }
 
+// The bytes of the names a run's scopes hold, in blocks that never move:
+// one allocation per block rather than one per name.
+class NameArena {
+ public:
+  std::string_view keep(std::string_view text) {
+    if (text.size() > kBlockBytes / 4) return long_.emplace_back(text);
+    if (left_ < text.size()) {
+      blocks_.push_back(std::make_unique<char[]>(kBlockBytes));
+      at_ = blocks_.back().get();
+      left_ = kBlockBytes;
+    }
+    std::memcpy(at_, text.data(), text.size());
+    const std::string_view kept(at_, text.size());
+    at_ += text.size();
+    left_ -= text.size();
+    return kept;
+  }
+
+ private:
+  static constexpr size_t kBlockBytes = 64 * 1024;
+  std::vector<std::unique_ptr<char[]>> blocks_;
+  std::deque<std::string> long_;  // names above a quarter block, each its own
+  char* at_ = nullptr;
+  size_t left_ = 0;
+};
+
 // Names already given in one scope, compared as the dialect compares them.
 class NameScope {
  public:
-  explicit NameScope(const SqlDialect& dialect)
-      : ignoresCase_(dialect.namesIgnoreCase()), serial_(++lastSerial) {}
-  bool taken(std::string_view name) const { return names_.count(folded(name)) != 0; }
-  void take(std::string_view name) { names_.insert(folded(name)); }
+  NameScope(const SqlDialect& dialect, NameArena& arena)
+      : ignoresCase_(dialect.namesIgnoreCase()), serial_(++lastSerial), arena_(arena) {}
+  bool taken(std::string_view name) const { return holds(folded(name)); }
+  void take(std::string_view name) {
+    const std::string_view key = folded(name);
+    if (holds(key)) return;
+    const std::string_view kept = arena_.keep(key);
+    if (many_.empty() && few_.size() < kFew) {
+      few_.push_back(kept);
+      return;
+    }
+    if (many_.empty()) many_.insert(few_.begin(), few_.end());
+    many_.insert(kept);
+  }
   // Distinct for every scope of a run, also one made where another was.
   uint64_t serial() const { return serial_; }
   // The suffixes this scope alone is known to hold, per stem.
   SuffixCounters& suffixes() { return suffixes_; }
 
  private:
-  std::string folded(std::string_view name) const {
-    std::string key(name);
-    if (ignoresCase_) {
-      for (char& c : key) {
-        if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
-      }
+  // Up to this many names (a table's columns, mostly) are compared one by
+  // one; more go into a hash set.
+  static constexpr size_t kFew = 16;
+
+  bool holds(std::string_view key) const {
+    if (!many_.empty()) return many_.count(key) != 0;
+    for (const std::string_view few : few_) {
+      if (few == key) return true;
     }
-    return key;
+    return false;
+  }
+  // The name as compared; valid until the next call.
+  std::string_view folded(std::string_view name) const {
+    if (!ignoresCase_) return name;
+    folded_.assign(name);
+    for (char& c : folded_) {
+      if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
+    }
+    return folded_;
   }
   static inline uint64_t lastSerial = 0;
   bool ignoresCase_;
   uint64_t serial_;
-  std::unordered_set<std::string, zel_hash::TextHash> names_;
+  NameArena& arena_;
+  std::vector<std::string_view> few_;  // while there are few
+  std::unordered_set<std::string_view, zel_hash::TextHash> many_;
+  mutable std::string folded_;
   SuffixCounters suffixes_;
 };
 
@@ -100,20 +153,21 @@ class Namer {
       : dialect_(dialect), limit_(dialect.identifierLimit()) {}
 
   // The text a raw name becomes, before uniqueness: valid UTF-8, what the
-  // dialect refuses replaced, `fallback` when empty. Sets `error` when no
-  // quoting can carry the name.
-  std::string clean(const ZELString& raw, const std::string& fallback, const std::string& what,
-                    std::string& error) const {
+  // dialect refuses replaced, `fallback()` when empty. Sets `error` when no
+  // quoting can carry the name, saying `what()` it names. Both are made
+  // only when needed: most names are neither empty nor refused.
+  template <class Fallback, class What>
+  std::string clean(const ZELString& raw, Fallback fallback, What what, std::string& error) const {
     const std::string_view bytes = bytesOf(raw);
     if (bytes.find('\0') != std::string_view::npos) {
       if (error.empty()) {
-        error = what + " has a NUL byte in its name, which no " + std::string(dialect_.name()) +
+        error = what() + " has a NUL byte in its name, which no " + std::string(dialect_.name()) +
                 " identifier can hold";
       }
-      return fallback;
+      return fallback();
     }
-    const std::string text = dialect_.identifierText(validUtf8(bytes));
-    return text.empty() ? fallback : text;
+    std::string text = dialect_.identifierText(validUtf8(bytes));
+    return text.empty() ? fallback() : text;
   }
 
   // A unique name in `scopes` for `text`, taken in all of them: the text
@@ -202,13 +256,19 @@ std::vector<const ZELModelObject*> objectsOfType(const ZELPackage& schema, ZELEl
 const std::string& SqlNames::of(const ZELObject* object) const {
   static const std::string kNone;
   const auto found = names_.find(object);
-  return found != names_.end() ? found->second : kNone;
+  return found != names_.end() ? found->second.name : kNone;
+}
+
+const std::string& SqlNames::quoted(const ZELObject* object) const {
+  const auto found = names_.find(object);
+  return found != names_.end() ? found->second.quoted : unnamedQuoted_;
 }
 
 std::string SqlNames::assign(const ZELModel& model, const SqlDialect& dialect) {
   names_.clear();
   engineSchema_ = nullptr;
   Namer namer(dialect);
+  NameArena arena;  // outlives every scope below
   std::string error;
   const std::vector<SchemaOfCatalog> schemas = catalogSchemas(model);
   size_t objects = schemas.size();
@@ -245,16 +305,16 @@ std::string SqlNames::assign(const ZELModel& model, const SqlDialect& dialect) {
   // Schemas (PostgreSQL schemas, MySQL databases) share one scope; the
   // first schema named like the users' schema every database has is that
   // schema.
-  NameScope schemaNames(dialect);
+  NameScope schemaNames(dialect, arena);
   for (size_t i = 0; i < schemas.size(); ++i) {
     const ZELPackage* schema = schemas[i].schema;
-    const std::string what = "schema " + quotedForMessage(schema->getName());
-    names_[schema] =
-        namer.unique(unreservedSchema(namer.clean(schema->getName(),
-                                                  "schema_" + std::to_string(i + 1), what, error)),
-                     {&schemaNames});
+    names_[schema].name = namer.unique(
+        unreservedSchema(namer.clean(
+            schema->getName(), [i] { return "schema_" + std::to_string(i + 1); },
+            [schema] { return "schema " + quotedForMessage(schema->getName()); }, error)),
+        {&schemaNames});
     if (engineSchema_ == nullptr && !reserved.usersSchema.empty() &&
-        names_[schema] == reserved.usersSchema) {
+        names_[schema].name == reserved.usersSchema) {
       engineSchema_ = schema;
     }
   }
@@ -263,22 +323,24 @@ std::string SqlNames::assign(const ZELModel& model, const SqlDialect& dialect) {
   // constraint of the same name. The relations' scope is the schema's, or
   // the database's where the dialect has no schemas.
   const bool hasSchemas = !dialect.schemaKind().empty();
-  NameScope databaseRelations(dialect);
+  NameScope databaseRelations(dialect, arena);
   std::unordered_map<const ZELPackage*, NameScope> relationScopes;
   const auto relationScope = [&](const ZELPackage* schema) -> NameScope& {
     if (!hasSchemas) return databaseRelations;
-    return relationScopes.try_emplace(schema, dialect).first->second;
+    return relationScopes.try_emplace(schema, dialect, arena).first->second;
   };
   for (const SchemaOfCatalog& entry : schemas) {
     NameScope& relations = relationScope(entry.schema);
     const auto tables = objectsOfType(*entry.schema, ZEL_ET_CLASS);
     for (size_t i = 0; i < tables.size(); ++i) {
-      const std::string what = "table " + quotedForMessage(tables[i]->getName()) + " of schema " +
-                               quotedForMessage(entry.schema->getName());
-      names_[tables[i]] =
-          namer.unique(unreserved(namer.clean(tables[i]->getName(),
-                                              "table_" + std::to_string(i + 1), what, error)),
-                       {&relations});
+      const auto what = [&] {
+        return "table " + quotedForMessage(tables[i]->getName()) + " of schema " +
+               quotedForMessage(entry.schema->getName());
+      };
+      names_[tables[i]].name = namer.unique(
+          unreserved(namer.clean(
+              tables[i]->getName(), [i] { return "table_" + std::to_string(i + 1); }, what, error)),
+          {&relations});
     }
   }
 
@@ -288,25 +350,27 @@ std::string SqlNames::assign(const ZELModel& model, const SqlDialect& dialect) {
   std::unordered_map<const ZELPackage*, NameScope> foreignKeyScopes;
   for (const SchemaOfCatalog& entry : schemas) {
     NameScope& relations = relationScope(entry.schema);
-    NameScope& foreignKeys = foreignKeyScopes.try_emplace(entry.schema, dialect).first->second;
+    NameScope& foreignKeys =
+        foreignKeyScopes.try_emplace(entry.schema, dialect, arena).first->second;
     for (const ZELModelObject* object : objectsOfType(*entry.schema, ZEL_ET_CLASS)) {
       const auto& table = static_cast<const ZELClass&>(*object);
-      const std::string& tableName = names_[&table];
-      const std::string where = " of table " + quotedForMessage(table.getName());
+      const std::string& tableName = names_[&table].name;
+      const auto where = [&table] { return " of table " + quotedForMessage(table.getName()); };
 
-      NameScope columns(dialect);
+      NameScope columns(dialect, arena);
       for (const ZELFeature* feature : table.features()) {
         if (!feature->isInstanceOf(ZEL_ET_ATTRIBUTE)) continue;
         const auto* column = static_cast<const ZELAttribute*>(feature);
-        const std::string fallback = "column_" + std::to_string(column->getPosition());
-        names_[column] = namer.unique(
-            namer.clean(column->getName(), fallback,
-                        "column " + quotedForMessage(column->getName()) + where, error),
+        names_[column].name = namer.unique(
+            namer.clean(
+                column->getName(),
+                [column] { return "column_" + std::to_string(column->getPosition()); },
+                [&] { return "column " + quotedForMessage(column->getName()) + where(); }, error),
             {&columns});
       }
 
-      NameScope constraints(dialect);
-      NameScope tableIndexes(dialect);
+      NameScope constraints(dialect, arena);
+      NameScope tableIndexes(dialect, arena);
       if (!dialect.primaryKeyName().empty()) tableIndexes.take(dialect.primaryKeyName());
       const auto uniqueIn = [&](const std::string& text, unsigned which) {
         NameScope* chosen[4];
@@ -322,25 +386,30 @@ std::string SqlNames::assign(const ZELModel& model, const SqlDialect& dialect) {
         ++ordinal;
         const bool foreign = key->isInstanceOf(ZEL_ET_FOREIGN_KEY);
         const bool primary = table.getPrimaryKey() == key;
-        const std::string fallback =
-            (primary   ? "pk_" + tableName
-             : foreign ? "fk_" + tableName + "_" + std::to_string(ordinal)
-                       : "uk_" + tableName + "_" + std::to_string(ordinal));
+        const auto fallback = [&] {
+          return primary   ? "pk_" + tableName
+                 : foreign ? "fk_" + tableName + "_" + std::to_string(ordinal)
+                           : "uk_" + tableName + "_" + std::to_string(ordinal);
+        };
         const std::string text = namer.clean(
-            key->getName(), fallback, "key " + quotedForMessage(key->getName()) + where, error);
-        names_[key] = uniqueIn(text, foreign ? scopes.foreignKeys : scopes.keys);
+            key->getName(), fallback,
+            [&] { return "key " + quotedForMessage(key->getName()) + where(); }, error);
+        names_[key].name = uniqueIn(text, foreign ? scopes.foreignKeys : scopes.keys);
       }
       ordinal = 0;
       for (const ZELIndex* index : table.indexes()) {
         ++ordinal;
         if (isKeyIndex(table, *index)) continue;  // written with its key, if at all
-        const std::string text =
-            namer.clean(index->getName(), "ix_" + tableName + "_" + std::to_string(ordinal),
-                        "index " + quotedForMessage(index->getName()) + where, error);
-        names_[index] = uniqueIn(text, scopes.indexes);
+        const std::string text = namer.clean(
+            index->getName(), [&] { return "ix_" + tableName + "_" + std::to_string(ordinal); },
+            [&] { return "index " + quotedForMessage(index->getName()) + where(); }, error);
+        names_[index].name = uniqueIn(text, scopes.indexes);
       }
     }
   }
+  // Quoted once here rather than at each of the script's uses.
+  for (auto& [object, name] : names_) name.quoted = dialect.quoteIdentifier(name.name);
+  unnamedQuoted_ = dialect.quoteIdentifier("");
   return error;
 }
 

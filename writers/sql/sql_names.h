@@ -23,6 +23,8 @@ class SqlNames {
 
   // The name of an object that assign() named; "" for any other.
   const std::string& of(const ZELObject* object) const;
+  // That name as the dialect quotes an identifier.
+  const std::string& quoted(const ZELObject* object) const;
 
   // True for the schema that takes the name of one every database of the
   // dialect already has for its users (PostgreSQL's "public"): the script
@@ -30,7 +32,12 @@ class SqlNames {
   bool isEngineSchema(const ZELPackage* schema) const { return schema == engineSchema_; }
 
  private:
-  std::unordered_map<const ZELObject*, std::string> names_;
+  struct Name {
+    std::string name;
+    std::string quoted;
+  };
+  std::unordered_map<const ZELObject*, Name> names_;
+  std::string unnamedQuoted_;
   const ZELPackage* engineSchema_ = nullptr;
 };
 

@@ -5,11 +5,16 @@
 namespace pcd::writers {
 
 std::string validUtf8(std::string_view bytes) {
+  if (isWellFormed(bytes)) return std::string(bytes);  // the usual case: one copy
   std::string text;
   text.reserve(bytes.size());
   appendWellFormed(text, bytes,
                    [](std::string& out, unsigned char byte) { out += static_cast<char>(byte); });
   return text;
+}
+
+bool isValidUtf8Of(std::string_view text, std::string_view bytes) {
+  return isWellFormed(bytes) ? text == bytes : text == validUtf8(bytes);
 }
 
 std::string basicPlaneOnly(const std::string& text) {

@@ -10,6 +10,9 @@ namespace pcd::writers {
 // Each byte that is not part of a well-formed UTF-8 sequence becomes U+FFFD
 // (the rule the JSON writer follows too).
 std::string validUtf8(std::string_view bytes);
+// True when `text` is what validUtf8(bytes) gives, without a copy where
+// `bytes` are well-formed already.
+bool isValidUtf8Of(std::string_view text, std::string_view bytes);
 // The same, with line breaks, tabs and other control characters as blanks,
 // for text inside a "-- " line comment.
 std::string commentText(std::string_view bytes);

@@ -57,18 +57,28 @@ TableDdl::TableDdl(const ZELModel& model, const SqlDialect& dialect, bool native
   }
 }
 
-std::string TableDdl::quoted(const ZELObject* object) const {
-  return dialect_.quoteIdentifier(name(object));
+namespace {
+
+// "SCHEMA"."NAME" from the quoted parts, in one allocation.
+std::string qualifiedName(const std::string& schema, const std::string& name) {
+  std::string qualified;
+  qualified.reserve(schema.size() + 1 + name.size());
+  qualified += schema;
+  qualified += '.';
+  qualified += name;
+  return qualified;
 }
+
+}  // namespace
 
 std::string TableDdl::tableRef(const ZELClass* table) const {
   if (dialect_.schemaKind().empty()) return quoted(table);
-  return quoted(schemaOf_.at(table)) + "." + quoted(table);
+  return qualifiedName(quoted(schemaOf_.at(table)), quoted(table));
 }
 
 std::string TableDdl::qualified(const ZELClass* table, const ZELObject* object) const {
   if (dialect_.schemaKind().empty()) return quoted(object);
-  return quoted(schemaOf_.at(table)) + "." + quoted(object);
+  return qualifiedName(quoted(schemaOf_.at(table)), quoted(object));
 }
 
 std::string TableDdl::shown(const ZELString& raw) const {
@@ -229,10 +239,12 @@ bool TableDdl::isPrimaryColumn(const ZELAttribute& column) const {
 
 std::string TableDdl::columnLine(const ZELAttribute& column, std::string& note, bool nullable) {
   const SqlType& type = typeOf(&column);
-  std::string line = quoted(&column) + " " + type.text;
+  std::string line = quoted(&column);
+  line += ' ';
+  line += type.text;
   if (!nullable && (!column.isOptional() || isPrimaryColumn(column))) line += " NOT NULL";
   note = type.note;
-  if (name(&column) != validUtf8(bytesOf(column.getName()))) {
+  if (!isValidUtf8Of(name(&column), bytesOf(column.getName()))) {
     note += std::string(note.empty() ? "" : "; ") + "column " + shown(column.getName()) +
             " of the extract";
   }
@@ -274,7 +286,7 @@ void TableDdl::writeTable(const ZELClass& table, std::string& out, std::string& 
                       "a table needs at least one column in " + std::string(dialect_.name()));
     return;
   }
-  if (name(&table) != validUtf8(bytesOf(table.getName()))) {
+  if (!isValidUtf8Of(name(&table), bytesOf(table.getName()))) {
     out += "-- Table " + shown(table.getName()) + " of the extract\n";
   }
   if (!description.empty()) out += dialect_.tableDescriptionBefore(description);

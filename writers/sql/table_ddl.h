@@ -63,7 +63,7 @@ class TableDdl {
   unsigned notWrittenCount() const { return notWrittenCount_; }
 
   const std::string& name(const ZELObject* object) const { return names_.of(object); }
-  std::string quoted(const ZELObject* object) const;
+  const std::string& quoted(const ZELObject* object) const { return names_.quoted(object); }
   // The table as a statement names it: "SCHEMA"."TABLE", or "TABLE" in a
   // dialect without schemas.
   std::string tableRef(const ZELClass* table) const;
