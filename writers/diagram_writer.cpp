@@ -6,9 +6,10 @@ std::string DiagramModelWriter::write(const ModelSource& source, OutputSink& sin
   Diagram diagram;
   std::string error = selectDiagram(source.model, options_, diagram);
   if (!error.empty()) return error;
-  std::string text;
-  error = draw(source, diagram, text);
-  if (!error.empty()) return error;
+  return draw(source, diagram, sink);
+}
+
+std::string DiagramModelWriter::putText(OutputSink& sink, std::string_view text) {
   return putFile(sink, "", text) ? "" : "out of memory";
 }
 

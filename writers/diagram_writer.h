@@ -5,6 +5,7 @@
 
 #include <memory>
 #include <string>
+#include <string_view>
 
 #include "diagram_selection.h"
 #include "model_writer.h"
@@ -17,10 +18,11 @@ class DiagramModelWriter : public ModelWriter {
   std::string write(const ModelSource& source, OutputSink& sink) final;
 
  protected:
-  // The diagram of `source` in the format's syntax, in `text`. Returns ""
-  // or why it cannot be drawn.
-  virtual std::string draw(const ModelSource& source, const Diagram& diagram,
-                           std::string& text) = 0;
+  // Writes the diagram of `source` in the format's syntax as the sink's one
+  // file. Returns "" or why it cannot be drawn.
+  virtual std::string draw(const ModelSource& source, const Diagram& diagram, OutputSink& sink) = 0;
+  // Puts a diagram made as one text into the sink: "" or why it could not.
+  static std::string putText(OutputSink& sink, std::string_view text);
 
  private:
   WriterOptions options_;
@@ -34,9 +36,8 @@ std::unique_ptr<ModelWriter> makeTextDiagramWriter(const WriterOptions& options)
     using DiagramModelWriter::DiagramModelWriter;
 
    private:
-    std::string draw(const ModelSource&, const Diagram& diagram, std::string& text) override {
-      text = kText(diagram);
-      return "";
+    std::string draw(const ModelSource&, const Diagram& diagram, OutputSink& sink) override {
+      return putText(sink, kText(diagram));
     }
   };
   return std::make_unique<TextDiagramWriter>(options);

@@ -2,7 +2,10 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <cstdio>
 #include <functional>
+#include <string>
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -36,10 +39,11 @@ std::string stringLiteral(std::string_view text) {
   return escaped(text, '\'');
 }
 
-// A table's names as written, quoted: its columns' in the order of its
-// drawn columns.
+// A table's names as written, quoted: its own (without the schema) and its
+// columns' in the order of its drawn columns.
 struct NamedTable {
-  std::string qualified;  // SCHEMA.TABLE
+  size_t schema;      // index into the quoted schema names
+  std::string table;  // "TABLE"
   std::vector<std::string> columns;
   // Of a wide table, the positions of its columns sorted by address.
   std::vector<uint32_t> byAddress;
@@ -49,28 +53,44 @@ struct NamedTable {
 // array; narrower ones by comparing each.
 constexpr size_t kWideTable = 16;
 
+// Writes the document into the stream as it goes: every name is quoted
+// once and written from there wherever it is named, so memory holds the
+// names once however often the document repeats them.
 class DbmlDocument {
  public:
-  explicit DbmlDocument(const Diagram& diagram) : diagram_(diagram) {}
+  DbmlDocument(const Diagram& diagram, std::FILE* out) : diagram_(diagram), out_(out) {}
 
-  std::string write(const ModelSource& source) {
+  void write(const ModelSource& source) {
     nameEverything();
     std::string projectName(bytesOf(source.model.getName()));
     if (projectName.empty()) projectName = std::string(source.sourceFile);
-    text_ += "Project " + identifier(projectName) + " {\n  Note: " +
-             stringLiteral("Imported by pcd-import from " + std::string(source.sourceFile)) +
-             "\n}\n";
-    for (size_t t = 0; t < diagram_.tables.size(); ++t) {
-      writeTable(diagram_.tables[t], names_[t]);
-    }
+    put("Project ", identifier(projectName), " {\n  Note: ",
+        stringLiteral("Imported by pcd-import from " + std::string(source.sourceFile)), "\n}\n");
+    for (size_t t = 0; t < diagram_.tables.size(); ++t) writeTable(t);
     for (size_t t = 0; t < diagram_.tables.size(); ++t) {
       if (!diagram_.tables[t].view) writeRefs(t);
     }
     writeGroups();
-    return std::move(text_);
   }
 
  private:
+  using Names = std::vector<const std::string*>;
+
+  template <class... Parts>
+  void put(const Parts&... parts) {
+    (std::fwrite(std::string_view(parts).data(), 1, std::string_view(parts).size(), out_), ...);
+  }
+
+  // "SCHEMA"."TABLE" of table t.
+  void putTableName(size_t t) { put(schemaNames_[names_[t].schema], ".", names_[t].table); }
+
+  // ("A", "B")
+  void putColumnList(const Names& names) {
+    put("(");
+    for (size_t n = 0; n < names.size(); ++n) put(n == 0 ? "" : ", ", *names[n]);
+    put(")");
+  }
+
   void nameEverything() {
     bool severalCatalogs = false;
     for (const DiagramSchema& schema : diagram_.schemas) {
@@ -85,8 +105,8 @@ class DbmlDocument {
       for (const size_t t : schema.tables) {
         const DiagramTable& table = diagram_.tables[t];
         NamedTable& named = names_[t];
-        named.qualified = schemaNames_.back() + "." +
-                          identifier(tableNames.take(std::string(bytesOf(table.table->getName()))));
+        named.schema = schemaNames_.size() - 1;
+        named.table = identifier(tableNames.take(std::string(bytesOf(table.table->getName()))));
         UniqueNames columnNames;
         named.columns.reserve(table.columns.size());
         for (const DiagramColumn& column : table.columns) {
@@ -135,23 +155,28 @@ class DbmlDocument {
     return static_cast<long>(found->second);
   }
 
-  // "(\"A\", \"B\")", or "" when a column is not one of table t's.
-  std::string columnList(size_t t, const ZELReferenceList<ZELAttribute>& columns) const {
-    std::string list = "(";
+  // The names of `columns` in table t, in `names`; false when a column is
+  // not one of table t's or there is none.
+  bool columnNames(size_t t, const ZELReferenceList<ZELAttribute>& columns, Names& names) const {
+    names.clear();
     for (const ZELAttribute* column : columns) {
       const std::string* name = columnName(t, column);
-      if (name == nullptr) return "";
-      list += (list.size() > 1 ? ", " : "") + *name;
+      if (name == nullptr) return false;
+      names.push_back(name);
     }
-    return list.size() > 1 ? list + ")" : "";
+    return !names.empty();
   }
 
-  void writeTable(const DiagramTable& table, const NamedTable& named) {
-    text_ += "\nTable " + named.qualified + " {\n";
+  void writeTable(size_t t) {
+    const DiagramTable& table = diagram_.tables[t];
+    const NamedTable& named = names_[t];
+    put("\nTable ");
+    putTableName(t);
+    put(" {\n");
     for (size_t c = 0; c < table.columns.size(); ++c) {
       const DiagramColumn& column = table.columns[c];
-      std::string type = columnTypeText(*column.column);
-      text_ += "  " + named.columns[c] + " " + identifier(type.empty() ? "undefined" : type);
+      const std::string type = columnTypeText(*column.column);
+      put("  ", named.columns[c], " ", identifier(type.empty() ? "undefined" : type));
       std::string settings;
       const auto add = [&settings](const std::string& setting) {
         settings += (settings.empty() ? "" : ", ") + setting;
@@ -163,60 +188,70 @@ class DbmlDocument {
       if (column.column->getDescription().length() != 0) {
         add("note: " + stringLiteral(bytesOf(column.column->getDescription())));
       }
-      text_ += settings.empty() ? "\n" : " [" + settings + "]\n";
+      if (settings.empty()) {
+        put("\n");
+      } else {
+        put(" [", settings, "]\n");
+      }
     }
-    if (!table.view)
-      writeIndexes(*table.table, static_cast<size_t>(&table - diagram_.tables.data()));
+    if (!table.view) writeIndexes(*table.table, t);
     const std::string description(bytesOf(table.table->getDescription()));
     if (table.view) {
-      text_ +=
-          "  Note: " + stringLiteral(description.empty() ? "View" : "View: " + description) + "\n";
+      put("  Note: ", stringLiteral(description.empty() ? "View" : "View: " + description), "\n");
     } else if (!description.empty()) {
-      text_ += "  Note: " + stringLiteral(description) + "\n";
+      put("  Note: ", stringLiteral(description), "\n");
     }
-    text_ += "}\n";
+    put("}\n");
   }
 
   // Keys that a column setting cannot carry (composite primary keys,
   // composite or non-unique candidate keys), then the catalog's own indexes.
   void writeIndexes(const ZELClass& table, size_t t) {
-    std::string lines;
+    bool open = false;
+    const auto putIndex = [this, &open](const Names& columns, const std::string& settings) {
+      if (!open) put("  indexes {\n");
+      open = true;
+      put("    ");
+      putColumnList(columns);
+      if (!settings.empty()) put(" [", settings, "]");
+      put("\n");
+    };
+    Names columns;
     for (const ZELKey* key : table.keys()) {
       if (key->isInstanceOf(ZEL_ET_FOREIGN_KEY) || !key->isInstanceOf(ZEL_ET_CANDIDATE_KEY))
         continue;
       const bool unique = static_cast<const ZELCandidateKey*>(key)->uniqueKey;
       const bool primary = key == table.getPrimaryKey();
       if (key->attributes().count() == 1 && (primary || unique)) continue;  // a column setting
-      const std::string columns = columnList(t, key->attributes());
-      if (columns.empty()) continue;
+      if (!columnNames(t, key->attributes(), columns)) continue;
       std::string settings = primary ? "pk" : unique ? "unique" : "";
       if (!primary && key->getName().length() != 0) {
         settings +=
             (settings.empty() ? "name: " : ", name: ") + stringLiteral(bytesOf(key->getName()));
       }
-      lines += "    " + columns + (settings.empty() ? "" : " [" + settings + "]") + "\n";
+      putIndex(columns, settings);
     }
     for (const ZELIndex* index : catalogIndexes(table)) {
-      std::string columns = "(";
+      columns.clear();
       for (const ZELIndexMember* member : index->members()) {
         const std::string* name = columnName(t, member->getAttribute());
-        if (name == nullptr) continue;  // a column of another table
-        columns += (columns.size() > 1 ? ", " : "") + *name;
+        if (name != nullptr) columns.push_back(name);  // else a column of another table
       }
-      if (columns.size() == 1) continue;
+      if (columns.empty()) continue;
       std::string settings = index->indexFlag1 ? "unique" : "";
       if (index->getName().length() != 0) {
         settings +=
             (settings.empty() ? "name: " : ", name: ") + stringLiteral(bytesOf(index->getName()));
       }
-      lines += "    " + columns + ")" + (settings.empty() ? "" : " [" + settings + "]") + "\n";
+      putIndex(columns, settings);
     }
-    if (!lines.empty()) text_ += "  indexes {\n" + lines + "  }\n";
+    if (open) put("  }\n");
   }
 
   // One Ref per foreign key that is linked to a key of a written table and
   // has column pairs.
   void writeRefs(size_t t) {
+    Names from, to;
     for (const ZELKey* key : diagram_.tables[t].table->keys()) {
       if (!key->isInstanceOf(ZEL_ET_FOREIGN_KEY)) continue;
       const auto& foreign = *static_cast<const ZELForeignKey*>(key);
@@ -224,44 +259,52 @@ class DbmlDocument {
       if (referenced == nullptr) continue;
       const long parent = positionOf(referenced->getAssociatedClass());
       if (parent < 0) continue;
-      std::string from, to;
       if (!pairColumns(foreign, t, static_cast<size_t>(parent), from, to)) continue;
-      text_ += "\nRef";
+      put("\nRef");
       if (foreign.getName().length() != 0) {
-        text_ += " " + identifier(refNames_.take(std::string(bytesOf(foreign.getName()))));
+        put(" ", identifier(refNames_.take(std::string(bytesOf(foreign.getName())))));
       }
-      text_ += ": " + names_[t].qualified + "." + from + " > " +
-               names_[static_cast<size_t>(parent)].qualified + "." + to + "\n";
+      put(": ");
+      putTableName(t);
+      put(".");
+      putColumnList(from);
+      put(" > ");
+      putTableName(static_cast<size_t>(parent));
+      put(".");
+      putColumnList(to);
+      put("\n");
     }
   }
 
-  bool pairColumns(const ZELForeignKey& foreign, size_t child, size_t parent, std::string& from,
-                   std::string& to) const {
-    from = to = "(";
+  bool pairColumns(const ZELForeignKey& foreign, size_t child, size_t parent, Names& from,
+                   Names& to) const {
+    from.clear();
+    to.clear();
     for (const ColumnPair& pair : columnPairs(foreign)) {
       const std::string* childName = columnName(child, pair.referencing);
       const std::string* parentName = columnName(parent, pair.referenced);
       if (childName == nullptr || parentName == nullptr) return false;
-      from += (from.size() > 1 ? ", " : "") + *childName;
-      to += (to.size() > 1 ? ", " : "") + *parentName;
+      from.push_back(childName);
+      to.push_back(parentName);
     }
-    from += ")";
-    to += ")";
-    return from.size() > 2;
+    return !from.empty();
   }
 
   void writeGroups() {
     for (size_t s = 0; s < diagram_.schemas.size(); ++s) {
-      std::string members;
+      if (diagram_.schemas[s].tables.empty()) continue;
+      put("\nTableGroup ", schemaNames_[s], " {\n");
       for (const size_t t : diagram_.schemas[s].tables) {
-        members += "  " + names_[t].qualified + "\n";
+        put("  ");
+        putTableName(t);
+        put("\n");
       }
-      if (!members.empty()) text_ += "\nTableGroup " + schemaNames_[s] + " {\n" + members + "}\n";
+      put("}\n");
     }
   }
 
   const Diagram& diagram_;
-  std::string text_;
+  std::FILE* out_;
   std::vector<std::string> schemaNames_;  // by schema index, quoted
   std::vector<NamedTable> names_;         // by table index
   // (address, index) of the written tables, sorted by address.
@@ -279,8 +322,10 @@ class DbmlModelWriter final : public DiagramModelWriter {
     options.columns = DiagramColumns::kAll;
     return options;
   }
-  std::string draw(const ModelSource& source, const Diagram& diagram, std::string& text) override {
-    text = DbmlDocument(diagram).write(source);
+  std::string draw(const ModelSource& source, const Diagram& diagram, OutputSink& sink) override {
+    std::FILE* out = sink.file("");
+    if (out == nullptr) return "out of memory";
+    DbmlDocument(diagram, out).write(source);
     return "";
   }
 };

@@ -393,9 +393,11 @@ class SvgModelWriter final : public DiagramModelWriter {
   using DiagramModelWriter::DiagramModelWriter;
 
  private:
-  std::string draw(const ModelSource&, const Diagram& diagram, std::string& text) override {
+  std::string draw(const ModelSource&, const Diagram& diagram, OutputSink& sink) override {
     SvgDrawing drawing;
-    return drawing.draw(diagram, text);
+    std::string text;
+    const std::string error = drawing.draw(diagram, text);
+    return error.empty() ? putText(sink, text) : error;
   }
 };
 
