@@ -195,9 +195,9 @@ Diagram partOfDiagram(const Diagram& whole, const std::vector<size_t>& tables,
 std::string printableText(std::string_view bytes) {
   std::string text;
   text.reserve(bytes.size());
-  appendWellFormed(text, bytes, [](std::string& out, unsigned char byte) {
-    out += byte < 0x20 || byte == 0x7F ? ' ' : static_cast<char>(byte);
-  });
+  appendWellFormed(
+      text, bytes, [](unsigned char byte) { return byte >= 0x20 && byte != 0x7F; },
+      [](std::string& out, unsigned char) { out += ' '; });
   return text;
 }
 

@@ -1,5 +1,6 @@
 #include "model_markdown.h"
 
+#include <array>
 #include <cctype>
 
 #include "catalog_outline.h"
@@ -25,8 +26,17 @@ constexpr size_t kMaxFileNameBytes = 120;
 // characters blanks, bytes that are not UTF-8 U+FFFD.
 std::string markdownText(std::string_view bytes) {
   static const std::string_view kPunctuation = "\\`*_[]#|~";
+  // The ASCII bytes written as they are.
+  static constexpr auto kPlain = [] {
+    std::array<bool, 128> plain{};
+    for (int byte = 0x20; byte < 0x7F; ++byte) plain[byte] = true;
+    for (const char byte : std::string_view("<>&\\`*_[]#|~")) plain[byte] = false;
+    return plain;
+  }();
+  const auto plain = [](unsigned char byte) { return kPlain[byte]; };
   std::string text;
-  appendWellFormed(text, bytes, [](std::string& out, unsigned char byte) {
+  text.reserve(bytes.size());
+  appendWellFormed(text, bytes, plain, [](std::string& out, unsigned char byte) {
     if (byte == '<') {
       out += "&lt;";
     } else if (byte == '>') {

@@ -28,13 +28,20 @@ namespace {
 constexpr size_t kMaxIdBytes = 256;
 
 bool isKeyword(const std::string& name) {
-  static const std::unordered_set<std::string> keywords = {
+  static constexpr std::string_view kKeywords[] = {
       "erdiagram",  "direction", "style",    "classdef", "class", "subgraph",
       "end",        "one",       "only",     "zero",     "many",  "to",
       "optionally", "u",         "acctitle", "accdescr", "o"};
-  std::string lower;
-  for (const char c : name) lower += static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
-  return keywords.count(lower) != 0;
+  const auto lower = [](char c) {
+    return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
+  };
+  for (const std::string_view keyword : kKeywords) {
+    if (keyword.size() != name.size()) continue;
+    size_t at = 0;
+    while (at < name.size() && lower(name[at]) == keyword[at]) ++at;
+    if (at == name.size()) return true;
+  }
+  return false;
 }
 
 bool isPlainIdentifier(const std::string& name) {
@@ -49,8 +56,9 @@ bool isPlainIdentifier(const std::string& name) {
 // a non-ASCII character (they take U+00C0 and up; lower ones are rare in
 // names and become "_" only in types).
 bool isTokenByte(unsigned char c) {
-  return std::isalnum(c) || c == '_' || c == '-' || c == '(' || c == ')' || c == '[' || c == ']' ||
-         c == '.' || c == ',' || c >= 0x80;
+  return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') || c == '_' ||
+         c == '-' || c == '(' || c == ')' || c == '[' || c == ']' || c == '.' || c == ',' ||
+         c >= 0x80;
 }
 
 bool isAttributeToken(const std::string& text) {
@@ -66,7 +74,15 @@ bool isAttributeToken(const std::string& text) {
 
 std::string quotedText(std::string_view bytes) {
   std::string text = "\"";
-  for (const char byte : printableText(bytes)) {
+  const std::string printable = printableText(bytes);
+  text.reserve(printable.size() + 2);
+  static constexpr std::string_view kCoded = "\"#%<>&\\";
+  for (size_t from = 0;;) {
+    const size_t at = printable.find_first_of(kCoded, from);
+    text.append(printable, from, at == std::string::npos ? std::string::npos : at - from);
+    if (at == std::string::npos) break;
+    from = at + 1;
+    const char byte = printable[at];
     switch (byte) {
       case '"':
         text += "#quot;";
@@ -93,7 +109,8 @@ std::string quotedText(std::string_view bytes) {
         text += byte;
     }
   }
-  return text + "\"";
+  text += '"';
+  return text;
 }
 
 std::string typeToken(const ZELAttribute& column) {
@@ -138,17 +155,24 @@ std::string diagramAsMermaid(const Diagram& diagram, size_t maxText) {
     if (!table.columns.empty()) {
       text += " {\n";
       for (const DiagramColumn& column : table.columns) {
-        text +=
-            "        " + typeToken(*column.column) + " " + attributeName(*column.column, maxText);
-        std::string keys;
-        if (column.primaryKey) keys += "PK";
-        if (column.foreignKey) keys += keys.empty() ? "FK" : ", FK";
-        if (column.unique) keys += keys.empty() ? "UK" : ", UK";
-        if (!keys.empty()) text += " " + keys;
-        if (column.column->getDescription().length() != 0) {
-          text += " " + quotedText(bytesOf(column.column->getDescription()));
+        text += "        ";
+        text += typeToken(*column.column);
+        text += ' ';
+        text += attributeName(*column.column, maxText);
+        const char* separator = " ";
+        for (const auto& [holds, key] : {std::pair{column.primaryKey, "PK"},
+                                         {column.foreignKey, "FK"},
+                                         {column.unique, "UK"}}) {
+          if (!holds) continue;
+          text += separator;
+          text += key;
+          separator = ", ";
         }
-        text += "\n";
+        if (column.column->getDescription().length() != 0) {
+          text += ' ';
+          text += quotedText(bytesOf(column.column->getDescription()));
+        }
+        text += '\n';
       }
       text += "    }";
     }

@@ -75,6 +75,33 @@ void appendWellFormed(std::string& out, std::string_view bytes, Ascii ascii) {
   }
 }
 
+// The same, with each run of ASCII bytes for which `plain(byte)` holds (a
+// format's bytes that need no escape) appended whole: for long texts.
+template <class Plain, class Ascii>
+void appendWellFormed(std::string& out, std::string_view bytes, Plain plain, Ascii ascii) {
+  const auto* data = reinterpret_cast<const unsigned char*>(bytes.data());
+  for (size_t i = 0; i < bytes.size();) {
+    size_t end = i;
+    while (end < bytes.size() && data[end] < 0x80 && plain(data[end])) ++end;
+    if (end > i) {
+      out.append(bytes.data() + i, end - i);
+      i = end;
+      continue;
+    }
+    const unsigned char byte = data[i];
+    if (byte < 0x80) {
+      ascii(out, byte);
+      ++i;
+    } else if (const size_t length = wellFormedSequenceLength(data + i, bytes.size() - i)) {
+      out.append(bytes.data() + i, length);
+      i += length;
+    } else {
+      out += kReplacementCharacter;
+      ++i;
+    }
+  }
+}
+
 // The first `limit` characters of UTF-8 `text`, and "…" when it is longer.
 // Characters are counted by their lead bytes, so a cut never splits one.
 inline std::string shortenedText(std::string text, size_t limit) {
