@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # Builds the libFuzzer targets with clang and runs them on their seed corpus.
 #
-#   fuzz/run.sh --short        each target for about 20 s (the test suite's run)
+#   fuzz/run.sh --short        each target for about 10 s (the test suite's run)
 #   fuzz/run.sh --long N       each target for N seconds (default 3600)
 #   fuzz/run.sh --runs N       each target for N executions
 #   fuzz/run.sh                the same as --long 3600
@@ -16,7 +16,7 @@ mode=long
 seconds=3600
 runs=-1
 case "${1:-}" in
-  --short) mode=short; seconds=20 ;;
+  --short) mode=short; seconds=10 ;;
   --long) seconds=${2:-3600} ;;
   --runs) runs=${2:?--runs needs a number}; seconds=0 ;;
   "") ;;

@@ -208,7 +208,12 @@ std::vector<std::string> roundTripInputs() {
   for (const auto& entry : fs::directory_iterator(PCD_SOURCE_DIR "/tests/data/corpus"))
     if (entry.path().extension() == ".pcd") corpus.push_back(entry.path().string());
   std::sort(corpus.begin(), corpus.end());
-  inputs.insert(inputs.end(), corpus.begin(), corpus.end());
+  for (size_t i = 0; i < corpus.size(); ++i) {
+#if defined(__SANITIZE_ADDRESS__)
+    if (i % 2 != 0) continue;  // a sanitized program is slow: every other catalog
+#endif
+    inputs.push_back(corpus[i]);
+  }
   return inputs;
 }
 
@@ -218,7 +223,11 @@ TEST_P(SnapshotRoundTrip, SqlLoadedAndSnapshottedIsTheExtract) {
   const std::string dialect = GetParam();
   ServerFolder folder;
   std::vector<std::string> inputs = roundTripInputs();
+#if defined(__SANITIZE_ADDRESS__)
+  const CommandResult generated = runCommand({PCD_GENERATOR, "500", "11"});
+#else
   const CommandResult generated = runCommand({PCD_GENERATOR, "2000", "11"});
+#endif
   ASSERT_EQ(generated.exitCode, 0);
   std::ofstream(folder.path() + "/generated.pcd", std::ios::binary) << generated.out;
   inputs.push_back(folder.path() + "/generated.pcd");
