@@ -175,6 +175,7 @@ class Checker {
   }
 
   CheckReport finish() {
+    indexRecords();
     checkReferences();
     std::stable_sort(report_.findings.begin(), report_.findings.end(),
                      [](const CheckFinding& a, const CheckFinding& b) { return a.line < b.line; });
@@ -193,17 +194,26 @@ class Checker {
 
   uint8_t addRecord(const RecordIds& ids) {
     ++report_.records;
-    const uint8_t kind = kindOf(ids.name);
-    const Index earlier = records_.add(ids.id, ids.fromId, ids.toId, report_.lines, kind);
-    if (earlier != kNone) {
-      records_.set(earlier, kReplaced);
-      add(report_.lines, false,
-          "id " + std::to_string(ids.id) + " is defined again (" + ids.name +
-              "); this record replaces the " + kindName(records_.kind(earlier)) +
-              " record on line " + std::to_string(records_.line(earlier)) +
-              ", which the import drops");
-    }
+    // Records of a kind come in runs: the last kind is tried first.
+    const uint8_t kind =
+        lastKind_ != kNoKind && ids.name == kindName(lastKind_) ? lastKind_ : kindOf(ids.name);
+    lastKind_ = kind;
+    records_.add(ids.id, ids.fromId, ids.toId, report_.lines, kind);
     return kind;
+  }
+
+  // Ids defined again: the later record replaces the earlier as the one
+  // its id names. Reported on the later record's line, where findings of
+  // the line's reading come first (the sort by line keeps their order).
+  void indexRecords() {
+    records_.index([this](Index earlier, Index later) {
+      records_.set(earlier, kReplaced);
+      add(records_.line(later), false,
+          "id " + std::to_string(records_.id(later)) + " is defined again (" +
+              kindName(records_.kind(later)) + "); this record replaces the " +
+              kindName(records_.kind(earlier)) + " record on line " +
+              std::to_string(records_.line(earlier)) + ", which the import drops");
+    });
   }
 
   // A record the import keeps: of a known kind, and the last with its id.
@@ -312,6 +322,7 @@ class Checker {
       }
     }
     for (Index record = 0; record < count; ++record) {
+      prefetchIds(record, count);
       if (!isCurrent(record)) continue;
       const uint8_t kind = records_.kind(record);
       if (kind == kindOf(K::PARM)) {
@@ -333,6 +344,20 @@ class Checker {
       } else if (kind == kindOf(K::INDEX_AT) && found.from != kNone) {
         indexes.push_back(record);
       }
+    }
+  }
+
+  // Fetches ahead what resolving the ids of the records after `record`
+  // looks up, so that a pass in file order does not wait on each look-up.
+  void prefetchIds(Index record, Index count) const {
+    constexpr Index kAhead = 16;
+    if (record + 2 * kAhead < count) {
+      records_.prefetchSlot(records_.fromId(record + 2 * kAhead));
+      records_.prefetchSlot(records_.toId(record + 2 * kAhead));
+    }
+    if (record + kAhead < count) {
+      records_.prefetchRecord(records_.fromId(record + kAhead));
+      records_.prefetchRecord(records_.toId(record + kAhead));
     }
   }
 
@@ -504,6 +529,7 @@ class Checker {
   };
 
   CheckReport report_;
+  uint8_t lastKind_ = kNoKind;
   RecordFacts records_;
   IdTable<Rejected> rejected_;  // id of a rejected record line -> its first line
   RecordNames names_;

@@ -24,36 +24,38 @@ RecordFacts::Index RecordFacts::find(long id) const {
   }
 }
 
-void RecordFacts::grow() {
-  std::vector<Index> old(slots_.empty() ? 1024 : 2 * slots_.size(), kNone);
-  old.swap(slots_);
-  for (const Index record : old) {
-    if (record == kNone) continue;
-    size_t at = slotOf(id(record));
-    while (slots_[at] != kNone) at = (at + 1) & (slots_.size() - 1);
-    slots_[at] = record;
+long RecordFacts::line(Index record) const {
+  // The (record % kLineSample)-th set bit after the sampled record's line.
+  const long first = sampledLines_[record / kLineSample];
+  Index after = record % kLineSample;
+  if (after == 0) return first;
+  size_t word = static_cast<size_t>(first) / 64;
+  uint64_t bits = recordLines_[word] & ~((uint64_t{2} << (first % 64)) - 1);
+  for (;;) {
+    const Index count = static_cast<Index>(__builtin_popcountll(bits));
+    if (after <= count) break;
+    after -= count;
+    bits = recordLines_[++word];
   }
+  while (--after > 0) bits &= bits - 1;
+  return static_cast<long>(word * 64) + __builtin_ctzll(bits);
 }
 
-RecordFacts::Index RecordFacts::add(long id, long fromId, long toId, long line, uint8_t kind) {
+void RecordFacts::add(long id, long fromId, long toId, long line, uint8_t kind) {
   if (count_ == kNone - 1) throw std::bad_alloc();
-  if (4 * (static_cast<size_t>(indexed_) + 1) > 3 * slots_.size()) grow();
+  const size_t word = static_cast<size_t>(line) / 64;
+  if (word >= recordLines_.size()) recordLines_.resize(word + 1);
+  if (count_ % kLineSample == 0) sampledLines_.push_back(line);
   if (count_ % kChunk == 0)
     chunks_.push_back(std::unique_ptr<Chunk>(new Chunk));  // filled as records come
+  recordLines_[word] |= uint64_t{1} << (line % 64);
   const Index record = count_;
   store(record, kId, id);
   store(record, kFrom, fromId);
   store(record, kTo, toId);
-  store(record, kLine, line);
   chunk(record).kinds[record % kChunk] = kind;
   chunk(record).flags[record % kChunk] = 0;
   ++count_;
-  size_t at = slotOf(id);
-  while (slots_[at] != kNone && this->id(slots_[at]) != id) at = (at + 1) & (slots_.size() - 1);
-  const Index replaced = slots_[at];
-  if (replaced == kNone) ++indexed_;
-  slots_[at] = record;
-  return replaced;
 }
 
 }  // namespace pcd::cli
