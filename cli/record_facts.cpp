@@ -13,12 +13,14 @@ void RecordFacts::store(Index record, Field field, long value) {
 }
 
 size_t RecordFacts::slotOf(long id) const {
-  return static_cast<size_t>(zel_hash::hashWord(static_cast<uint64_t>(id))) & (slots_.size() - 1);
+  // The hash scaled to the table's size (any size, not only powers of two).
+  const unsigned __int128 hash = zel_hash::hashWord(static_cast<uint64_t>(id));
+  return static_cast<size_t>(hash * slots_.size() >> 64);
 }
 
 RecordFacts::Index RecordFacts::find(long id) const {
   if (slots_.empty()) return kNone;
-  for (size_t at = slotOf(id);; at = (at + 1) & (slots_.size() - 1)) {
+  for (size_t at = slotOf(id);; at = nextSlot(at)) {
     const Index record = slots_[at];
     if (record == kNone || this->id(record) == id) return record;
   }
