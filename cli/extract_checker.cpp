@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstdint>
 #include <cstring>
+#include <deque>
 #include <limits>
 #include <new>
 #include <string>
@@ -378,15 +379,16 @@ class Checker {
     }
   }
 
-  // Per key that KEY_COL records name: the table its columns belong to and
-  // how many it has.
+  // Per key that KEY_COL records name: its last column (the TBL_COL whose
+  // from id is the table its columns belong to) and how many it has.
   struct KeyColumns {
-    long table = 0;
-    size_t columns = 0;
+    Index column = kNone;
+    uint32_t columns = 0;
+    long table(const RecordFacts& records) const { return records.fromId(column); }
   };
 
   // The keys with their columns, and the keys in the order first named.
-  IdTable<KeyColumns> keyColumns(std::vector<long>& order) const {
+  IdTable<KeyColumns> keyColumns(std::deque<long>& order) const {
     IdTable<KeyColumns> keys;
     const Index count = records_.size();
     for (Index record = 0; record < count; ++record) {
@@ -395,7 +397,7 @@ class Checker {
       if (column == kNone || records_.kind(column) != kindOf(K::TBL_COL)) continue;
       const auto [key, added] = keys.insert(records_.fromId(record));
       if (added) order.push_back(records_.fromId(record));
-      key->table = records_.fromId(column);
+      key->column = column;
       ++key->columns;
     }
     return keys;
@@ -404,13 +406,13 @@ class Checker {
   // Foreign keys the import drops: a column count other than that of the
   // referenced table's primary key, or a referenced table without one.
   void checkForeignKeyColumns() {
-    std::vector<long> order;
+    std::deque<long> order;  // grows without a copy beside it
     const IdTable<KeyColumns> keys = keyColumns(order);
     // The primary key of each table: its key of kind "P".
     IdTable<long> primary;
     for (const long keyId : order) {
       if (!names_.isPrimaryKey(records_.find(keyId))) continue;
-      const auto [table, added] = primary.insert(keys.find(keyId)->table);
+      const auto [table, added] = primary.insert(keys.find(keyId)->table(records_));
       if (added) *table = keyId;
     }
     const Index count = records_.size();
@@ -429,7 +431,7 @@ class Checker {
       // A key of a table the import skips is never made: the table's
       // warning says so.
       if (key != nullptr) {
-        const Index table = records_.find(key->table);
+        const Index table = records_.find(key->table(records_));
         if (table != kNone && records_.has(table, kSkippedTable)) continue;
       }
       const size_t columns = key == nullptr ? 0 : key->columns;

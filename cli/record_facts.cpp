@@ -6,10 +6,10 @@
 
 namespace pcd::cli {
 
-void RecordFacts::store(Index record, Field field, long value) {
-  const bool narrow = value >= 0 && value < static_cast<long>(kWide);
-  if (!narrow) wide_[wideKey(record, field)] = value;
-  chunk(record).values[field][record % kChunk] = narrow ? static_cast<uint32_t>(value) : kWide;
+uint32_t RecordFacts::narrowed(Index record, Field field, long value) {
+  if (value >= 0 && value < static_cast<long>(kWide)) return static_cast<uint32_t>(value);
+  wide_[wideKey(record, field)] = value;
+  return kWide;
 }
 
 size_t RecordFacts::slotOf(long id) const {
@@ -45,18 +45,33 @@ long RecordFacts::line(Index record) const {
 
 void RecordFacts::add(long id, long fromId, long toId, long line, uint8_t kind) {
   if (count_ == kNone - 1) throw std::bad_alloc();
+  const bool linked = fromId != 0 || toId != 0;
   const size_t word = static_cast<size_t>(line) / 64;
   if (word >= recordLines_.size()) recordLines_.resize(word + 1);
   if (count_ % kLineSample == 0) sampledLines_.push_back(line);
-  if (count_ % kChunk == 0)
+  if (linked && linkCount_ % kChunk == 0) links_.push_back(std::unique_ptr<Links>(new Links));
+  if (count_ % kChunk == 0) {
     chunks_.push_back(std::unique_ptr<Chunk>(new Chunk));  // filled as records come
+    chunks_.back()->linksBefore = linkCount_;
+  }
   recordLines_[word] |= uint64_t{1} << (line % 64);
   const Index record = count_;
-  store(record, kId, id);
-  store(record, kFrom, fromId);
-  store(record, kTo, toId);
-  chunk(record).kinds[record % kChunk] = kind;
-  chunk(record).flags[record % kChunk] = 0;
+  Chunk& in = chunk(record);
+  const Index at = record % kChunk;
+  if (at % 64 == 0) {
+    in.linked[at / 64] = 0;
+    in.linkedBefore[at / 64] = static_cast<uint16_t>(linkCount_ - in.linksBefore);
+  }
+  in.ids[at] = narrowed(record, kId, id);
+  in.kinds[at] = kind;
+  in.flags[at] = 0;
+  if (linked) {
+    Links& links = *links_[linkCount_ / kChunk];
+    links.from[linkCount_ % kChunk] = narrowed(record, kFrom, fromId);
+    links.to[linkCount_ % kChunk] = narrowed(record, kTo, toId);
+    in.linked[at / 64] |= uint64_t{1} << (at % 64);
+    ++linkCount_;
+  }
   ++count_;
 }
 

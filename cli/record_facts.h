@@ -1,8 +1,8 @@
 // What `check` keeps of each record of an extract until the last one has
 // been read, so that every id can be resolved as the import resolves it:
-// the record's id, from and to ids and kind, and a few flags the
-// cross-checks set, in 14 bytes per record (values of up to 32 bits in
-// place, larger ones beside them), in chunks that never move; the records'
+// the record's id and kind and a few flags the cross-checks set in 6 bytes,
+// and a relationship's from and to ids in 8 more (values of up to 32 bits
+// in place, larger ones beside them), in chunks that never move; the records'
 // lines as one bit per line of the file; and which record each id names
 // (the last one defining it), in 4-byte slots of a table hashed with the
 // process's key, so no choice of ids crowds it.
@@ -45,7 +45,7 @@ class RecordFacts {
     if (slots_.empty()) return;
     const Index record = slots_[slotOf(id)];
     if (record == kNone) return;
-    __builtin_prefetch(&chunk(record).values[kId][record % kChunk]);
+    __builtin_prefetch(&chunk(record).ids[record % kChunk]);
     __builtin_prefetch(&chunk(record).kinds[record % kChunk]);
   }
 
@@ -62,19 +62,43 @@ class RecordFacts {
  private:
   enum Field { kId, kFrom, kTo, kFields };
   static constexpr Index kChunk = 1 << 14;
+  static constexpr Index kWords = kChunk / 64;
   static constexpr uint32_t kWide = 0xffffffff;  // the value is in wide_
   struct Chunk {
-    uint32_t values[kFields][kChunk];
+    uint32_t ids[kChunk];
     uint8_t kinds[kChunk];
     uint8_t flags[kChunk];
+    // Records with a from or to id (relationships) have them in links_:
+    // a bit per record, and how many came before, to count their place.
+    uint64_t linked[kWords];
+    uint16_t linkedBefore[kWords];  // in the chunk, before each word
+    Index linksBefore;              // before the chunk
+  };
+  struct Links {
+    uint32_t from[kChunk];
+    uint32_t to[kChunk];
   };
 
   Chunk& chunk(Index record) const { return *chunks_[record / kChunk]; }
   long value(Index record, Field field) const {
-    const uint32_t narrow = chunk(record).values[field][record % kChunk];
+    const Chunk& in = chunk(record);
+    const Index at = record % kChunk;
+    uint32_t narrow = 0;
+    if (field == kId) {
+      narrow = in.ids[at];
+    } else {
+      const uint64_t bits = in.linked[at / 64];
+      const uint64_t bit = uint64_t{1} << (at % 64);
+      if ((bits & bit) == 0) return 0;
+      const Index link = in.linksBefore + in.linkedBefore[at / 64] +
+                         static_cast<Index>(__builtin_popcountll(bits & (bit - 1)));
+      const Links& links = *links_[link / kChunk];
+      narrow = field == kFrom ? links.from[link % kChunk] : links.to[link % kChunk];
+    }
     return narrow != kWide ? static_cast<long>(narrow) : wide_.at(wideKey(record, field));
   }
-  void store(Index record, Field field, long value);
+  // `value` as kept in place (kWide: in wide_, where it is put).
+  uint32_t narrowed(Index record, Field field, long value);
   static uint64_t wideKey(Index record, Field field) {
     return static_cast<uint64_t>(record) * kFields + field;
   }
@@ -83,6 +107,8 @@ class RecordFacts {
 
   std::vector<std::unique_ptr<Chunk>> chunks_;
   Index count_ = 0;
+  std::vector<std::unique_ptr<Links>> links_;
+  Index linkCount_ = 0;                      // records with a from or to id
   std::unordered_map<uint64_t, long> wide_;  // by record and field
   std::vector<Index> slots_;                 // kNone: free
   // Line n's bit is set when a record is on it; the line of every
@@ -94,8 +120,8 @@ class RecordFacts {
 
 template <class Replaced>
 void RecordFacts::index(Replaced replaced) {
-  // Three fifths full at most: a few probes per look-up, 6.7 bytes per id.
-  slots_.assign(std::max<size_t>(1024, static_cast<size_t>(count_) / 3 * 5 + 5), kNone);
+  // Seven tenths full at most: a few probes per look-up, 5.7 bytes per id.
+  slots_.assign(std::max<size_t>(1024, static_cast<size_t>(count_) / 7 * 10 + 10), kNone);
   constexpr Index kAhead = 16;  // records whose slots are fetched ahead
   for (Index record = 0; record < count_; ++record) {
     if (record + kAhead < count_) prefetchSlot(id(record + kAhead));

@@ -10,7 +10,6 @@
 #include <deque>
 #include <string>
 #include <utility>
-#include <vector>
 
 #include "record_facts.h"
 
@@ -44,7 +43,7 @@ class RecordNames {
   static constexpr uint32_t kNoName = kKindBit - 1;
   static constexpr uint32_t kNoEntry = kNoName;  // no name, no kind
 
-  using Entries = std::vector<std::pair<Index, uint32_t>>;  // by record
+  using Entries = std::deque<std::pair<Index, uint32_t>>;  // by record, never copied to grow
   static uint32_t entryIn(const Entries& entries, Index record);
   uint32_t entryOf(Index record) const;
 
