@@ -16,6 +16,7 @@
 #include "pcd/line_explanation.h"
 #include "pcd/record_layouts.h"
 #include "record_facts.h"
+#include "record_names.h"
 #include "table_placement.h"
 #include "zel_text_io.h"
 
@@ -77,52 +78,6 @@ std::string codePrefix(const ZELMessageLiteral& message) {
 
 using K = CaRepositoryDsOdbcImport::RecordKind;
 
-// Names of tables, views and keys for the messages, by id (the last record
-// of those kinds naming one), with a key's kind: only whether it is "P".
-// The names lie one after the other, each after its length.
-class RecordNames {
- public:
-  void setName(long id, const std::string& name) {
-    if (name.size() + sizeof(uint64_t) >= kNoName - texts_.size()) throw std::bad_alloc();
-    uint32_t& entry = *entries_.insert(id, kNoName).first;
-    entry = static_cast<uint32_t>(texts_.size()) | (entry & kKindBits);
-    const uint64_t length = name.size();
-    const char* bytes = reinterpret_cast<const char*>(&length);
-    texts_.insert(texts_.end(), bytes, bytes + sizeof length);
-    texts_.insert(texts_.end(), name.begin(), name.end());
-  }
-  void setKeyKind(long id, const std::string& kind) {
-    uint32_t& entry = *entries_.insert(id, kNoName).first;
-    entry = (entry & ~kKindBits) | (kind == "P" ? kPrimary : kKindBit);
-  }
-  // The name, or "(id N)".
-  std::string nameOf(long id) const {
-    const uint32_t* entry = entries_.find(id);
-    if (entry == nullptr || (*entry & ~kKindBits) == kNoName)
-      return "(id " + std::to_string(id) + ")";
-    const size_t at = *entry & ~kKindBits;
-    uint64_t length = 0;
-    std::copy_n(texts_.begin() + at, sizeof length, reinterpret_cast<char*>(&length));
-    const auto start = texts_.begin() + at + sizeof length;
-    return std::string(start, start + length);
-  }
-  bool isPrimaryKey(long id) const {
-    const uint32_t* entry = entries_.find(id);
-    return entry != nullptr && (*entry & kKindBits) == kPrimary;
-  }
-
- private:
-  // An entry: where the name starts in texts_ (kNoName: none), and the two
-  // top bits the key's kind (none, "P", another).
-  static constexpr uint32_t kKindBit = uint32_t{1} << 30;
-  static constexpr uint32_t kPrimary = uint32_t{2} << 30;
-  static constexpr uint32_t kKindBits = uint32_t{3} << 30;
-  static constexpr uint32_t kNoName = kKindBit - 1;
-
-  IdTable<uint32_t> entries_;
-  std::deque<char> texts_;  // grows without moving what it holds
-};
-
 class Checker {
  public:
   void readAll(std::istream& in) {
@@ -167,14 +122,16 @@ class Checker {
       if (kind == kindOf(K::KEY) || kind == kindOf(K::TABLE) || kind == kindOf(K::VIEW)) {
         // Names for the messages; a key's kind letter ("P", "A", "F", "I").
         const std::vector<std::string> texts = readTextAttributes(text);
-        if (!texts.empty()) names_.setName(ids.id, texts[0]);
-        if (kind == kindOf(K::KEY) && texts.size() > 1) names_.setKeyKind(ids.id, texts[1]);
+        const Index record = records_.size() - 1;
+        if (!texts.empty()) names_.setName(record, texts[0]);
+        if (kind == kindOf(K::KEY) && texts.size() > 1) names_.setKeyKind(record, texts[1]);
       }
       lines.enterRecord(ids.id);
     }
   }
 
   CheckReport finish() {
+    indexRecords();
     checkReferences();
     std::stable_sort(report_.findings.begin(), report_.findings.end(),
                      [](const CheckFinding& a, const CheckFinding& b) { return a.line < b.line; });
@@ -193,18 +150,31 @@ class Checker {
 
   uint8_t addRecord(const RecordIds& ids) {
     ++report_.records;
-    const uint8_t kind = kindOf(ids.name);
-    const Index earlier = records_.add(ids.id, ids.fromId, ids.toId, report_.lines, kind);
-    if (earlier != kNone) {
-      records_.set(earlier, kReplaced);
-      add(report_.lines, false,
-          "id " + std::to_string(ids.id) + " is defined again (" + ids.name +
-              "); this record replaces the " + kindName(records_.kind(earlier)) +
-              " record on line " + std::to_string(records_.line(earlier)) +
-              ", which the import drops");
-    }
+    // Records of a kind come in runs: the last kind is tried first.
+    const uint8_t kind =
+        lastKind_ != kNoKind && ids.name == kindName(lastKind_) ? lastKind_ : kindOf(ids.name);
+    lastKind_ = kind;
+    records_.add(ids.id, ids.fromId, ids.toId, report_.lines, kind);
     return kind;
   }
+
+  // Ids defined again: the later record replaces the earlier as the one
+  // its id names. Reported on the later record's line, where findings of
+  // the line's reading come first (the sort by line keeps their order).
+  void indexRecords() {
+    records_.index([this](Index earlier, Index later) {
+      records_.set(earlier, kReplaced);
+      names_.carryOver(earlier, later);
+      add(records_.line(later), false,
+          "id " + std::to_string(records_.id(later)) + " is defined again (" +
+              kindName(records_.kind(later)) + "); this record replaces the " +
+              kindName(records_.kind(earlier)) + " record on line " +
+              std::to_string(records_.line(earlier)) + ", which the import drops");
+    });
+  }
+
+  // The name of the table, view or key `id` names, or "(id N)".
+  std::string nameOf(long id) const { return names_.nameOf(id, records_.find(id)); }
 
   // A record the import keeps: of a known kind, and the last with its id.
   bool isCurrent(Index record) const {
@@ -307,11 +277,12 @@ class Checker {
     const Index count = records_.size();
     for (Index record = 0; record < count; ++record) {
       if (isCurrent(record)) {
-        locations.add(kindName(records_.kind(record)), records_.id(record), records_.fromId(record),
-                      records_.toId(record));
+        locations.addLinks(kindName(records_.kind(record)), records_.id(record),
+                           records_.fromId(record), records_.toId(record));
       }
     }
     for (Index record = 0; record < count; ++record) {
+      prefetchIds(record, count);
       if (!isCurrent(record)) continue;
       const uint8_t kind = records_.kind(record);
       if (kind == kindOf(K::PARM)) {
@@ -322,7 +293,8 @@ class Checker {
       if (kind == kindOf(K::TABLE_AT) || kind == kindOf(K::OBJ_AT)) {
         if (found.from != kNone) records_.set(found.from, kPlaced);
         if (kind == kindOf(K::TABLE_AT) && found.from != kNone && found.to != kNone) {
-          if (locations.holdsSchemaOrCatalog(records_.id(found.to))) {
+          if (locations.holdsSchemaOrCatalog(records_.id(found.to),
+                                             kindName(records_.kind(found.to)))) {
             records_.set(found.from, kBuilt);
           } else {
             misplaced.emplace_back(record, found.to);
@@ -333,6 +305,20 @@ class Checker {
       } else if (kind == kindOf(K::INDEX_AT) && found.from != kNone) {
         indexes.push_back(record);
       }
+    }
+  }
+
+  // Fetches ahead what resolving the ids of the records after `record`
+  // looks up, so that a pass in file order does not wait on each look-up.
+  void prefetchIds(Index record, Index count) const {
+    constexpr Index kAhead = 16;
+    if (record + 2 * kAhead < count) {
+      records_.prefetchSlot(records_.fromId(record + 2 * kAhead));
+      records_.prefetchSlot(records_.toId(record + 2 * kAhead));
+    }
+    if (record + kAhead < count) {
+      records_.prefetchRecord(records_.fromId(record + kAhead));
+      records_.prefetchRecord(records_.toId(record + kAhead));
     }
   }
 
@@ -385,24 +371,24 @@ class Checker {
       const std::string what = kind == kindOf(K::TABLE) ? "table" : "view";
       add(records_.line(placement), false,
           "TABLE_AT record (id " + std::to_string(records_.id(placement)) + ") places " + what +
-              " " + names_.nameOf(records_.id(object)) + " at the " +
-              kindName(records_.kind(location)) + " record on line " +
-              std::to_string(records_.line(location)) +
+              " " + nameOf(records_.id(object)) + " at the " + kindName(records_.kind(location)) +
+              " record on line " + std::to_string(records_.line(location)) +
               ", which is neither a schema nor a catalog; " +
               (built ? std::string("the import ignores this placement")
                      : "the import skips the " + what + " and its columns"));
     }
   }
 
-  // Per key that KEY_COL records name: the table its columns belong to and
-  // how many it has.
+  // Per key that KEY_COL records name: its last column (the TBL_COL whose
+  // from id is the table its columns belong to) and how many it has.
   struct KeyColumns {
-    long table = 0;
-    size_t columns = 0;
+    Index column = kNone;
+    uint32_t columns = 0;
+    long table(const RecordFacts& records) const { return records.fromId(column); }
   };
 
   // The keys with their columns, and the keys in the order first named.
-  IdTable<KeyColumns> keyColumns(std::vector<long>& order) const {
+  IdTable<KeyColumns> keyColumns(std::deque<long>& order) const {
     IdTable<KeyColumns> keys;
     const Index count = records_.size();
     for (Index record = 0; record < count; ++record) {
@@ -411,7 +397,7 @@ class Checker {
       if (column == kNone || records_.kind(column) != kindOf(K::TBL_COL)) continue;
       const auto [key, added] = keys.insert(records_.fromId(record));
       if (added) order.push_back(records_.fromId(record));
-      key->table = records_.fromId(column);
+      key->column = column;
       ++key->columns;
     }
     return keys;
@@ -420,13 +406,13 @@ class Checker {
   // Foreign keys the import drops: a column count other than that of the
   // referenced table's primary key, or a referenced table without one.
   void checkForeignKeyColumns() {
-    std::vector<long> order;
+    std::deque<long> order;  // grows without a copy beside it
     const IdTable<KeyColumns> keys = keyColumns(order);
     // The primary key of each table: its key of kind "P".
     IdTable<long> primary;
     for (const long keyId : order) {
-      if (!names_.isPrimaryKey(keyId)) continue;
-      const auto [table, added] = primary.insert(keys.find(keyId)->table);
+      if (!names_.isPrimaryKey(records_.find(keyId))) continue;
+      const auto [table, added] = primary.insert(keys.find(keyId)->table(records_));
       if (added) *table = keyId;
     }
     const Index count = records_.size();
@@ -445,12 +431,12 @@ class Checker {
       // A key of a table the import skips is never made: the table's
       // warning says so.
       if (key != nullptr) {
-        const Index table = records_.find(key->table);
+        const Index table = records_.find(key->table(records_));
         if (table != kNone && records_.has(table, kSkippedTable)) continue;
       }
       const size_t columns = key == nullptr ? 0 : key->columns;
       const long* primaryKey = primary.find(referencedTable);
-      const std::string what = "foreign key " + names_.nameOf(keyId) + " (FK_TB_AT id " +
+      const std::string what = "foreign key " + nameOf(keyId) + " (FK_TB_AT id " +
                                std::to_string(records_.id(record)) + ")";
       const long line = records_.line(record);
       if (records_.has(placement, kMisplacement)) {
@@ -462,7 +448,7 @@ class Checker {
         add(line, false, what + ": the key has no KEY_COL record; the import skips it");
       } else if (primaryKey == nullptr) {
         add(line, false,
-            what + ": the referenced table " + names_.nameOf(referencedTable) +
+            what + ": the referenced table " + nameOf(referencedTable) +
                 " has no primary key; the import skips it");
       } else {
         const size_t referenced = keys.find(*primaryKey)->columns;
@@ -470,9 +456,8 @@ class Checker {
           add(line, false,
               codePrefix(TAV_CARDS::CAREPOSITORY_I_FK_MISMATCH) + what + " has " +
                   std::to_string(columns) + (columns == 1 ? " column" : " columns") +
-                  ", the primary key " + names_.nameOf(*primaryKey) + " of " +
-                  names_.nameOf(referencedTable) + " " + std::to_string(referenced) +
-                  "; the import drops it");
+                  ", the primary key " + nameOf(*primaryKey) + " of " + nameOf(referencedTable) +
+                  " " + std::to_string(referenced) + "; the import drops it");
         }
       }
     }
@@ -504,6 +489,7 @@ class Checker {
   };
 
   CheckReport report_;
+  uint8_t lastKind_ = kNoKind;
   RecordFacts records_;
   IdTable<Rejected> rejected_;  // id of a rejected record line -> its first line
   RecordNames names_;

@@ -6,54 +6,73 @@
 
 namespace pcd::cli {
 
-void RecordFacts::store(Index record, Field field, long value) {
-  const bool narrow = value >= 0 && value < static_cast<long>(kWide);
-  if (!narrow) wide_[wideKey(record, field)] = value;
-  chunk(record).values[field][record % kChunk] = narrow ? static_cast<uint32_t>(value) : kWide;
+uint32_t RecordFacts::narrowed(Index record, Field field, long value) {
+  if (value >= 0 && value < static_cast<long>(kWide)) return static_cast<uint32_t>(value);
+  wide_[wideKey(record, field)] = value;
+  return kWide;
 }
 
 size_t RecordFacts::slotOf(long id) const {
-  return static_cast<size_t>(zel_hash::hashWord(static_cast<uint64_t>(id))) & (slots_.size() - 1);
+  // The hash scaled to the table's size (any size, not only powers of two).
+  const unsigned __int128 hash = zel_hash::hashWord(static_cast<uint64_t>(id));
+  return static_cast<size_t>(hash * slots_.size() >> 64);
 }
 
 RecordFacts::Index RecordFacts::find(long id) const {
   if (slots_.empty()) return kNone;
-  for (size_t at = slotOf(id);; at = (at + 1) & (slots_.size() - 1)) {
+  for (size_t at = slotOf(id);; at = nextSlot(at)) {
     const Index record = slots_[at];
     if (record == kNone || this->id(record) == id) return record;
   }
 }
 
-void RecordFacts::grow() {
-  std::vector<Index> old(slots_.empty() ? 1024 : 2 * slots_.size(), kNone);
-  old.swap(slots_);
-  for (const Index record : old) {
-    if (record == kNone) continue;
-    size_t at = slotOf(id(record));
-    while (slots_[at] != kNone) at = (at + 1) & (slots_.size() - 1);
-    slots_[at] = record;
+long RecordFacts::line(Index record) const {
+  // The (record % kLineSample)-th set bit after the sampled record's line.
+  const long first = sampledLines_[record / kLineSample];
+  Index after = record % kLineSample;
+  if (after == 0) return first;
+  size_t word = static_cast<size_t>(first) / 64;
+  uint64_t bits = recordLines_[word] & ~((uint64_t{2} << (first % 64)) - 1);
+  for (;;) {
+    const Index count = static_cast<Index>(__builtin_popcountll(bits));
+    if (after <= count) break;
+    after -= count;
+    bits = recordLines_[++word];
   }
+  while (--after > 0) bits &= bits - 1;
+  return static_cast<long>(word * 64) + __builtin_ctzll(bits);
 }
 
-RecordFacts::Index RecordFacts::add(long id, long fromId, long toId, long line, uint8_t kind) {
+void RecordFacts::add(long id, long fromId, long toId, long line, uint8_t kind) {
   if (count_ == kNone - 1) throw std::bad_alloc();
-  if (4 * (static_cast<size_t>(indexed_) + 1) > 3 * slots_.size()) grow();
-  if (count_ % kChunk == 0)
+  const bool linked = fromId != 0 || toId != 0;
+  const size_t word = static_cast<size_t>(line) / 64;
+  if (word >= recordLines_.size()) recordLines_.resize(word + 1);
+  if (count_ % kLineSample == 0) sampledLines_.push_back(line);
+  if (linked && linkCount_ % kChunk == 0) links_.push_back(std::unique_ptr<Links>(new Links));
+  if (count_ % kChunk == 0) {
     chunks_.push_back(std::unique_ptr<Chunk>(new Chunk));  // filled as records come
+    chunks_.back()->linksBefore = linkCount_;
+  }
+  recordLines_[word] |= uint64_t{1} << (line % 64);
   const Index record = count_;
-  store(record, kId, id);
-  store(record, kFrom, fromId);
-  store(record, kTo, toId);
-  store(record, kLine, line);
-  chunk(record).kinds[record % kChunk] = kind;
-  chunk(record).flags[record % kChunk] = 0;
+  Chunk& in = chunk(record);
+  const Index at = record % kChunk;
+  if (at % 64 == 0) {
+    in.linked[at / 64] = 0;
+    in.linkedBefore[at / 64] = static_cast<uint16_t>(linkCount_ - in.linksBefore);
+  }
+  in.ids[at] = narrowed(record, kId, id);
+  in.kinds[at] = kind;
+  in.flags[at] = 0;
+  if (linked) {
+    Links& links = *links_[linkCount_ / kChunk];
+    links.from[linkCount_ % kChunk] = narrowed(record, kFrom, fromId);
+    links.to[linkCount_ % kChunk] = narrowed(record, kTo, toId);
+    in.linked[at / 64] |= uint64_t{1} << (at % 64);
+    ++linkCount_;
+  }
   ++count_;
-  size_t at = slotOf(id);
-  while (slots_[at] != kNone && this->id(slots_[at]) != id) at = (at + 1) & (slots_.size() - 1);
-  const Index replaced = slots_[at];
-  if (replaced == kNone) ++indexed_;
-  slots_[at] = record;
-  return replaced;
 }
 
 }  // namespace pcd::cli

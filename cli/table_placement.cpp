@@ -62,36 +62,68 @@ bool isLocationOrPlacement(const char* line) {
 
 }  // namespace
 
-void TableLocations::add(const char* name, long id, long fromId, long toId) {
-  const auto is = [name](const char* kind) { return std::strcmp(name, kind) == 0; };
-  Kind kind;
+bool TableLocations::kindOf(const char* name, Kind& kind) {
+  const auto is = [name](const char* kindName) { return std::strcmp(name, kindName) == 0; };
   if (is("SCHEMA")) {
     kind = Kind::kSchema;
   } else if (is("SCHEM_AT")) {
     kind = Kind::kSchemaPlacement;
-    placedSchemas_.insert(fromId);
   } else if (is("DATABASE") || is("REL_SYS")) {
     kind = Kind::kCatalog;
   } else if (is("DB_AT")) {
     kind = Kind::kCatalogPlacement;
-    catalogRecords_.insert(fromId);
-    catalogRecords_.insert(toId);
   } else if (is("SERVTYPE")) {
     kind = Kind::kServerType;
   } else if (is("SERVINST")) {
     kind = Kind::kServerInstance;
-    *instanceSystems_.insert(id).first = toId;
-    serverTypes_.emplace(fromId, toId);
   } else {
-    return;  // never a schema or a catalog
+    return false;  // never a schema or a catalog
   }
+  return true;
+}
+
+void TableLocations::link(Kind kind, long id, long fromId, long toId) {
+  switch (kind) {
+    case Kind::kSchemaPlacement:
+      placedSchemas_.insert(fromId);
+      break;
+    case Kind::kCatalogPlacement:
+      catalogRecords_.insert(fromId);
+      catalogRecords_.insert(toId);
+      break;
+    case Kind::kServerInstance:
+      *instanceSystems_.insert(id).first = toId;
+      serverTypes_.emplace(fromId, toId);
+      break;
+    default:
+      break;
+  }
+}
+
+void TableLocations::add(const char* name, long id, long fromId, long toId) {
+  Kind kind;
+  if (!kindOf(name, kind)) return;
+  link(kind, id, fromId, toId);
   *kinds_.insert(id).first = kind;
+}
+
+void TableLocations::addLinks(const char* name, long id, long fromId, long toId) {
+  Kind kind;
+  if (kindOf(name, kind)) link(kind, id, fromId, toId);
 }
 
 bool TableLocations::holdsSchemaOrCatalog(long id) const {
   const Kind* kind = kinds_.find(id);
-  if (kind == nullptr) return false;
-  switch (*kind) {
+  return kind != nullptr && holds(id, *kind);
+}
+
+bool TableLocations::holdsSchemaOrCatalog(long id, const char* name) const {
+  Kind kind;
+  return kindOf(name, kind) && holds(id, kind);
+}
+
+bool TableLocations::holds(long id, Kind kind) const {
+  switch (kind) {
     case Kind::kSchemaPlacement:
     case Kind::kCatalogPlacement:
       return true;

@@ -28,6 +28,12 @@ class TableLocations {
   // a table placed there is built. Asked once every record has been added.
   bool holdsSchemaOrCatalog(long id) const;
 
+  // The same for a caller that knows every record's kind: addLinks takes
+  // what records say of others (not their own kinds), and the question
+  // comes with the name of the record the import keeps for `id`.
+  void addLinks(const char* name, long id, long fromId, long toId);
+  bool holdsSchemaOrCatalog(long id, const char* name) const;
+
   // Ids come from the file: hashed with the process's key.
   struct IdHash {
     size_t operator()(long id) const noexcept {
@@ -44,7 +50,13 @@ class TableLocations {
     kServerType,
     kServerInstance
   };
-  // The records that can carry a schema or a catalog, by id.
+  // The kind of a record that can carry a schema or a catalog; false: none.
+  static bool kindOf(const char* name, Kind& kind);
+  // Records what a record of `kind` says of others.
+  void link(Kind kind, long id, long fromId, long toId);
+  bool holds(long id, Kind kind) const;
+
+  // The records that can carry a schema or a catalog, by id (add's).
   IdTable<Kind> kinds_;
   IdTable<bool> placedSchemas_;    // SCHEMA ids a SCHEM_AT names
   IdTable<bool> catalogRecords_;   // DATABASE and REL_SYS ids a DB_AT names

@@ -2,6 +2,8 @@
 
 #include <algorithm>
 #include <cstring>
+#include <string_view>
+#include <vector>
 
 #include "bridge/import_bridge.h"
 #include "pcd/record_layouts.h"
@@ -43,8 +45,16 @@ Bridge& scratchBridge() {
 }
 
 const layout::Shape* findShape(const std::string& name) {
-  for (const layout::Shape& shape : layout::kShapes) {
-    if (name == shape.name) return &shape;
+  // The names with their lengths, measured once: a name of another length
+  // is passed over without comparing its bytes.
+  static const std::vector<std::string_view> names = [] {
+    std::vector<std::string_view> all;
+    for (const layout::Shape& shape : layout::kShapes) all.emplace_back(shape.name);
+    return all;
+  }();
+  const std::string_view wanted(name);
+  for (size_t index = 0; index < names.size(); ++index) {
+    if (names[index] == wanted) return &layout::kShapes[index];
   }
   return nullptr;
 }
