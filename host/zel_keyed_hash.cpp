@@ -65,9 +65,15 @@ const DrawnKey& drawnKey() {
 
 bool drawProcessKey(std::string& error) {
   const DrawnKey& drawn = drawnKey();
-  if (!drawn.drawn) error = "no random bytes for the hash tables' key (" + drawn.error + ")";
-  return drawn.drawn;
+  if (!drawn.drawn) {
+    error = "no random bytes for the hash tables' key (" + drawn.error + ")";
+    return false;
+  }
+  detail::drawnKey.store(&drawn.key, std::memory_order_release);
+  return true;
 }
+
+std::atomic<const SipKey*> detail::drawnKey{nullptr};
 
 const SipKey& processKey() noexcept {
   const DrawnKey& drawn = drawnKey();
@@ -75,6 +81,7 @@ const SipKey& processKey() noexcept {
     std::fprintf(stderr, "no random bytes for the hash tables' key (%s)\n", drawn.error.c_str());
     std::abort();
   }
+  detail::drawnKey.store(&drawn.key, std::memory_order_release);
   return drawn.key;
 }
 

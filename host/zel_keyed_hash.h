@@ -8,6 +8,7 @@
 // and output orders never do.
 #pragma once
 
+#include <atomic>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
@@ -26,6 +27,17 @@ struct SipKey {
 // process ends with a message (a program calls drawProcessKey first to
 // refuse cleanly instead).
 const SipKey& processKey() noexcept;
+
+namespace detail {
+// The key once processKey() has drawn it, else null: read inline by the
+// hash functions below, which run once per probe of an id table, instead of
+// a call into the library and a check of its static's guard each time.
+extern std::atomic<const SipKey*> drawnKey;
+inline const SipKey& key() noexcept {
+  const SipKey* drawn = drawnKey.load(std::memory_order_acquire);
+  return drawn != nullptr ? *drawn : processKey();
+}
+}  // namespace detail
 
 // Draws the process's key now: true, or false with why no random bytes
 // could be had in `error`.
@@ -107,13 +119,13 @@ uint64_t sipHash(const SipKey& key, const char* bytes, size_t count) noexcept {
 
 // The keyed hash of a byte string.
 inline uint64_t hashBytes(const char* bytes, size_t count) noexcept {
-  return sipHash<1, 3>(processKey(), bytes, count);
+  return sipHash<1, 3>(detail::key(), bytes, count);
 }
 
 // The keyed hash of one 64-bit word; equals hashBytes of its eight bytes in
 // little-endian order. Inline and without a loop: id tables call it per probe.
 inline uint64_t hashWord(uint64_t word) noexcept {
-  detail::SipState state(processKey());
+  detail::SipState state(detail::key());
   state.absorb<1>(word);
   state.absorb<1>(uint64_t{8} << 56);
   return state.finish<3>();
@@ -121,7 +133,7 @@ inline uint64_t hashWord(uint64_t word) noexcept {
 
 // The keyed hash of two words (a pointer and a number, say).
 inline uint64_t hashWords(uint64_t first, uint64_t second) noexcept {
-  detail::SipState state(processKey());
+  detail::SipState state(detail::key());
   state.absorb<1>(first);
   state.absorb<1>(second);
   state.absorb<1>(uint64_t{16} << 56);
