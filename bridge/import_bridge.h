@@ -18,6 +18,7 @@
 #include <cstdint>
 #include <deque>
 #include <memory>
+#include <string_view>
 
 #include "builder/derived_type_values.h"
 #include "builder/record_references.h"
@@ -76,6 +77,14 @@ class ZELCaRepositoryDsOdbcImportBridge {
   const char* scanString(const char* cursor, ZELString& value, long length);
   // As scanString, sharing the buffer of an equal text read before.
   const char* scanSharedString(const char* cursor, ZELString& value, long length);
+  // A text line addressed to `lastNode`: its text name and its text, as
+  // bytes of the line.
+  struct TextLine {
+    std::string_view name;
+    std::string_view value;
+  };
+  TextLine readText(const Node* lastNode, const char* line);
+  // Reads a text line and hands it to `lastNode`.
   void scanText(Node* lastNode, const char* line);
   [[noreturn]] void throwPcdError() const;
 

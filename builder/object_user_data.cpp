@@ -19,7 +19,7 @@ void Bridge::deleteUnusedObjects(bool /*success*/) {
   for (const HeldUserData& held : userData) held.object->setGeneralPointer(nullptr);
   userData.clear();
   // Every node lies in the node arena: destroyed in place, freed with it.
-  forEachNode([](Node* node) { node->~Node(); });
+  forEachNode([](Node* node) { CaRepositoryDsOdbcImport::destroyNode(node); });
   nodeArena.release();
   sharedTexts.clear();
   derivedTypeValues.clear();

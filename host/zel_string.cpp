@@ -7,6 +7,7 @@
 #include <ostream>
 #include <stdexcept>
 
+#include "model/zel_object_pool.h"
 #include "zel_keyed_hash.h"
 
 namespace {
@@ -30,8 +31,7 @@ const ZELString emptyString;
 
 ZELString::Rep* ZELString::allocate(size_t capacity) {
   checkLength(capacity);
-  Rep* rep = static_cast<Rep*>(std::malloc(offsetof(Rep, data) + capacity + 1));
-  if (!rep) throw std::bad_alloc();
+  Rep* rep = static_cast<Rep*>(zel_pool::allocate(repBytes(capacity)));
   rep->refs = 1;
   rep->length = 0;
   rep->capacity = static_cast<uint32_t>(capacity);
@@ -40,16 +40,18 @@ ZELString::Rep* ZELString::allocate(size_t capacity) {
 }
 
 // Ensures an unshared buffer with room for `capacity` bytes, keeping the
-// content. An unshared buffer grows in place (realloc); a shared one, or a
-// short text, is copied into a new buffer.
+// content: an unshared buffer that is large enough stays, any other is
+// copied into a new buffer. An unshared buffer is copied whole, bytes behind
+// the length included: a reader filling writableBuffer grows it before it
+// sets the length.
 void ZELString::makeUnique(size_t capacity) {
   Rep* rep = sharedRep();
   if (rep && rep->refs == 1) {
     if (rep->capacity >= capacity) return;
-    checkLength(capacity);
-    Rep* grown = static_cast<Rep*>(std::realloc(rep, offsetof(Rep, data) + capacity + 1));
-    if (!grown) throw std::bad_alloc();
-    grown->capacity = static_cast<uint32_t>(capacity);
+    Rep* grown = allocate(capacity);
+    std::memcpy(grown->data, rep->data, rep->capacity + 1);
+    grown->length = rep->length;
+    zel_pool::release(rep, repBytes(rep->capacity));
     setRep(grown);
     return;
   }
@@ -64,7 +66,7 @@ void ZELString::makeUnique(size_t capacity) {
 
 void ZELString::release() noexcept {
   Rep* rep = sharedRep();
-  if (rep && --rep->refs == 0) std::free(rep);
+  if (rep && --rep->refs == 0) zel_pool::release(rep, repBytes(rep->capacity));
   std::memset(bytes_, 0, sizeof bytes_);
 }
 

@@ -136,6 +136,10 @@ class ZELString {
     uint32_t capacity;  // bytes available for text, the terminator not counted
     char data[1];
   };
+  // The bytes of a buffer for `capacity` bytes of text and the terminator.
+  // Buffers come from the object pool (model/zel_object_pool.h): the many
+  // short names of a model cost no heap header each.
+  static size_t repBytes(size_t capacity) noexcept { return offsetof(Rep, data) + capacity + 1; }
   static Rep* allocate(size_t capacity);
   void makeUnique(size_t capacity);
   void release() noexcept;

@@ -125,7 +125,7 @@ const char* Bridge::scanSharedString(const char* cursor, ZELString& value, long 
 }
 
 // T, (ignored), object id, (ignored), text name, text length, text.
-void Bridge::scanText(Node* lastNode, const char* line) {
+Bridge::TextLine Bridge::readText(const Node* lastNode, const char* line) {
   const char* cursor = assertObjectType(line, "T");
   long ignored = 0;
   cursor = scanToken(cursor, &ignored);
@@ -142,5 +142,10 @@ void Bridge::scanText(Node* lastNode, const char* line) {
   long length = 0;
   cursor = scanToken(cursor, &length);
   // Handed over as bytes of the line: the node copies what it keeps, once.
-  lastNode->setText(name, std::string_view(cursor, stringLength(cursor, length)));
+  return TextLine{name, std::string_view(cursor, stringLength(cursor, length))};
+}
+
+void Bridge::scanText(Node* lastNode, const char* line) {
+  const TextLine text = readText(lastNode, line);
+  lastNode->setText(text.name, text.value);
 }

@@ -36,17 +36,19 @@ extern const ZELString* const kRecordNames[kRecordKinds];
 // Nodes are kept small: a file holds millions of records. Ids and integer
 // attributes are read saturated to 32 bits, so 32-bit fields hold them
 // exactly; the record name is found through the kind; attributes the builder
-// never reads are checked by the scanner but not kept.
+// never reads are checked by the scanner but not kept. The kind also says
+// the node's class, so nodes carry no virtual table: what differs by class
+// (text, destruction) is dispatched on the kind.
 class Node {
  public:
   explicit Node(RecordKind kind) : kind(kind) {}
-  virtual ~Node() = default;
   Node(const Node&) = delete;
   Node& operator=(const Node&) = delete;
 
   // Accepts one text line addressed to this record: its text name and its
-  // text, both bytes of the line; most records ignore text.
-  virtual void setText(std::string_view /*name*/, std::string_view /*value*/) {}
+  // text, both bytes of the line. Records whose class has addText keep what
+  // it keeps; the others ignore text.
+  void setText(std::string_view name, std::string_view value);
 
   // The record name, e.g. "TBL_COL".
   const ZELString& type() const noexcept { return *kRecordNames[static_cast<int>(kind)]; }
@@ -68,8 +70,8 @@ class RelationshipNode : public Node {
   int32_t toId = 0;    // second related record
 };
 
-static_assert(sizeof(EntityNode) == 24 && sizeof(RelationshipNode) == 32,
-              "ids and kind share the words behind the pointers");
+static_assert(sizeof(EntityNode) == 16 && sizeof(RelationshipNode) == 24,
+              "ids and kind share the word behind the pointer");
 
 // The record names, shared by every node of a kind (copies share the text).
 namespace RecordName {
@@ -109,7 +111,7 @@ class SchemaNode : public EntityNode {
 class Tbl_colNode : public RelationshipNode {
  public:
   Tbl_colNode() : RelationshipNode(RecordKind::TBL_COL) {}
-  void setText(std::string_view textName, std::string_view value) override;
+  void addText(std::string_view textName, std::string_view value);
   bool notNullable = false;  // the nullable attribute reads "N"
   int32_t position = 0;
   ZELString comment;
@@ -123,7 +125,7 @@ class Supts_dtNode : public RelationshipNode {
 class TableNode : public EntityNode {
  public:
   TableNode() : EntityNode(RecordKind::TABLE) {}
-  void setText(std::string_view textName, std::string_view value) override;
+  void addText(std::string_view textName, std::string_view value);
   ZELString name;
   ZELString description;
 };
@@ -144,7 +146,7 @@ class Table_atNode : public RelationshipNode {
 class Rel_colNode : public RelationshipNode {
  public:
   Rel_colNode() : RelationshipNode(RecordKind::REL_COL) {}
-  void setText(std::string_view textName, std::string_view value) override;
+  void addText(std::string_view textName, std::string_view value);
   ZELString name;
   int32_t length = 0;  // the first length attribute, or the second when the first is 0
   int32_t scale = 0;
@@ -209,7 +211,7 @@ class Obj_atNode : public RelationshipNode {
 class DbprocNode : public EntityNode {
  public:
   DbprocNode() : EntityNode(RecordKind::DBPROC) {}
-  void setText(std::string_view textName, std::string_view value) override;
+  void addText(std::string_view textName, std::string_view value);
   ZELString name;
   ZELString description;
 };
@@ -276,6 +278,9 @@ struct NodeOfKind;
   };
 #include "pcd/record_kinds.def"
 #undef PCD_RECORD
+
+// Destroys a node of any kind in place, as its class.
+void destroyNode(Node* node) noexcept;
 
 // The size of each kind's node, by RecordKind: the node arena holds the
 // nodes back to back, so walking it needs each one's size.

@@ -75,7 +75,7 @@ Bridge::Node* Bridge::processLine(const char* line, long number, Node* lastNode)
       } catch (...) {
         // The arena holds registered nodes only: the newest gives its space back.
         const size_t size = CaRepositoryDsOdbcImport::kNodeSizes[static_cast<int>(node->kind)];
-        node->~Node();
+        CaRepositoryDsOdbcImport::destroyNode(node);
         nodeArena.unallocate(node, size);
         throw;
       }

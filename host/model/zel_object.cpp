@@ -1,5 +1,6 @@
 #include "model/zel_object.h"
 
+#include <atomic>
 #include <cstddef>
 #include <cstdlib>
 #include <type_traits>
@@ -54,7 +55,7 @@ ZELOwnedListBase::ZELOwnedListBase(ZELObject* owner) noexcept : owner_(owner) {
 }
 
 ZELOwnedListBase::~ZELOwnedListBase() {
-  deleteAll();
+  deleteAll();  // also forgets the positions remembered in this list
   if (owner_ == nullptr) return;
   for (ZELOwnedListBase** link = owner_->ownedListChain(); *link != nullptr;
        link = &(*link)->nextListOfOwner_) {
@@ -65,6 +66,28 @@ ZELOwnedListBase::~ZELOwnedListBase() {
   }
 }
 
+namespace {
+
+// The position objectAt found last on this thread, which makes walking a
+// list by index O(1) a step without a field in every list. A change that
+// moves positions or frees a list (a release, a deleteAll, a list's
+// destruction) bumps the generation, which makes every remembered position
+// stale; appending moves none.
+std::atomic<uint64_t> positionGeneration{0};
+struct RememberedPosition {
+  const ZELOwnedListBase* list = nullptr;
+  uint64_t generation = 0;
+  ZELObject* object = nullptr;
+  long index = 0;
+};
+thread_local RememberedPosition remembered;
+
+void forgetPositions() noexcept {
+  positionGeneration.fetch_add(1, std::memory_order_relaxed);
+}
+
+}  // namespace
+
 ZELObject* ZELOwnedListBase::objectAt(long index) const {
   if (index < 0 || index >= count_) return nullptr;
   // Start from whichever known position is nearest: the first, the last or
@@ -73,15 +96,17 @@ ZELObject* ZELOwnedListBase::objectAt(long index) const {
   long atIndex = 0;
   long distance = index;
   if (count_ - 1 - index < distance) {
-    at = last_;
+    at = first_->prevSibling_;
     atIndex = count_ - 1;
     distance = count_ - 1 - index;
   }
-  if (cachedIndex_ >= 0) {
-    const long fromCache = index >= cachedIndex_ ? index - cachedIndex_ : cachedIndex_ - index;
-    if (fromCache < distance) {
-      at = cachedObject_;
-      atIndex = cachedIndex_;
+  const uint64_t generation = positionGeneration.load(std::memory_order_relaxed);
+  if (remembered.list == this && remembered.generation == generation) {
+    const long fromRemembered =
+        index >= remembered.index ? index - remembered.index : remembered.index - index;
+    if (fromRemembered < distance) {
+      at = remembered.object;
+      atIndex = remembered.index;
     }
   }
   while (atIndex < index) {
@@ -92,8 +117,7 @@ ZELObject* ZELOwnedListBase::objectAt(long index) const {
     at = at->prevSibling_;
     --atIndex;
   }
-  cachedObject_ = at;
-  cachedIndex_ = static_cast<int32_t>(index);
+  remembered = RememberedPosition{this, generation, at, index};
   return at;
 }
 
@@ -120,36 +144,40 @@ bool ZELOwnedListBase::append(ZELObject* object) {
   }
   if (object->ownerList_ != nullptr) object->ownerList_->release(object);
   object->ownerList_ = this;
-  object->prevSibling_ = last_;
   object->nextSibling_ = nullptr;
-  if (last_ != nullptr) {
-    last_->nextSibling_ = object;
-  } else {
+  if (first_ == nullptr) {
     first_ = object;
+    object->prevSibling_ = object;
+  } else {
+    ZELObject* last = first_->prevSibling_;
+    last->nextSibling_ = object;
+    object->prevSibling_ = last;
+    first_->prevSibling_ = object;
   }
-  last_ = object;
   ++count_;
   return true;
 }
 
 void ZELOwnedListBase::release(ZELObject* object) noexcept {
   if (object == nullptr || object->ownerList_ != this) return;
-  if (object->prevSibling_ != nullptr) {
-    object->prevSibling_->nextSibling_ = object->nextSibling_;
+  ZELObject* prev = object->prevSibling_;  // the last object when `object` is the first
+  ZELObject* next = object->nextSibling_;
+  if (object == first_) {
+    first_ = next;
+    if (next != nullptr) next->prevSibling_ = prev;
   } else {
-    first_ = object->nextSibling_;
-  }
-  if (object->nextSibling_ != nullptr) {
-    object->nextSibling_->prevSibling_ = object->prevSibling_;
-  } else {
-    last_ = object->prevSibling_;
+    prev->nextSibling_ = next;
+    if (next != nullptr) {
+      next->prevSibling_ = prev;
+    } else {
+      first_->prevSibling_ = prev;
+    }
   }
   object->ownerList_ = nullptr;
   object->prevSibling_ = object->nextSibling_ = nullptr;
   --count_;
-  // Positions after the released object shift; forget the remembered one.
-  cachedObject_ = nullptr;
-  cachedIndex_ = -1;
+  // Positions after the released object shift.
+  forgetPositions();
 }
 
 void ZELOwnedListBase::deleteAll() {
@@ -173,11 +201,9 @@ void ZELOwnedListBase::deleteAll() {
       } else {
         head = list->first_;
       }
-      tail = list->last_;
-      list->first_ = list->last_ = nullptr;
+      tail = list->first_->prevSibling_;
+      list->first_ = nullptr;
       list->count_ = 0;
-      list->cachedObject_ = nullptr;
-      list->cachedIndex_ = -1;
     }
     if (tail == nullptr) return;
     tail->nextSibling_ = pending;
@@ -192,6 +218,9 @@ void ZELOwnedListBase::deleteAll() {
     takeAll(object->ownedLists(), true);
     delete object;
   }
+  // Last: a position remembered while the objects were deleted may name
+  // one of them.
+  forgetPositions();
 }
 
 // ---------------------------------------------------------------------------
@@ -199,7 +228,7 @@ void ZELOwnedListBase::deleteAll() {
 
 void ZELReferenceListBase::append(ZELObject* target) {
   if (target == nullptr) return;
-  Entry* entry = new Entry(holder_, this);
+  Entry* entry = new Entry(this);
   entry->reference.set(target);
   entry->prev = last_;
   if (last_ != nullptr) {
@@ -263,7 +292,7 @@ ZELObject::~ZELObject() {
     reference->target_ = nullptr;
     if (reference->isListEntry()) {
       auto* entry = reinterpret_cast<ZELReferenceListBase::Entry*>(reference);
-      ZELReferenceListBase* list = entry->list;
+      ZELReferenceListBase* list = entry->list();
       list->entryLost(this);
       list->unlinkEntry(entry);
       delete entry;

@@ -49,9 +49,7 @@ class ZELReference {
   ZELReference& operator=(const ZELReference&) = delete;
 
   ZELObject* get() const noexcept { return target_; }
-  ZELObject* holder() const noexcept {
-    return reinterpret_cast<ZELObject*>(holder_ & ~kListEntryBit);
-  }
+  ZELObject* holder() const noexcept;
   // Points the reference at `target` (null unsets it).
   void set(ZELObject* target);
   void reset() noexcept { set(nullptr); }
@@ -61,9 +59,10 @@ class ZELReference {
  private:
   friend class ZELObject;
   friend class ZELReferenceListBase;
-  // The holder's address, whose lowest bit (always 0 in an object's address)
-  // marks a reference that opens a ZELReferenceList entry: the entry, not
-  // every reference, keeps the list, which keeps models smaller.
+  // The holder's address, or for a reference that opens a ZELReferenceList
+  // entry the list's address with the lowest bit (always 0 in either
+  // address) set: the list knows the holder, so an entry keeps one address
+  // for both.
   static constexpr uintptr_t kListEntryBit = 1;
   bool isListEntry() const noexcept { return (holder_ & kListEntryBit) != 0; }
   uintptr_t holder_;
@@ -98,9 +97,10 @@ class ZELOwnedListBase {
   long count() const noexcept { return static_cast<long>(count_); }
   bool isEmpty() const noexcept { return count_ == 0; }
   ZELObject* firstObject() const noexcept { return first_; }
-  ZELObject* lastObject() const noexcept { return last_; }
+  ZELObject* lastObject() const noexcept;
   // The object at `index`, or null. Sequential access (index i, then i+1) is
-  // O(1); random access walks from the nearer remembered position.
+  // O(1); random access walks from the nearer of the ends and the position
+  // this thread found last.
   ZELObject* objectAt(long index) const;
 
   // Appends `object`, taking it from the list that owned it before, if any.
@@ -118,13 +118,12 @@ class ZELOwnedListBase {
  private:
   friend class ZELObject;
   ZELObject* owner_;
+  // The first object; its prevSibling_ is the last one, so that appending is
+  // O(1) without a field for the last object.
   ZELObject* first_ = nullptr;
-  ZELObject* last_ = nullptr;
   ZELOwnedListBase* nextListOfOwner_ = nullptr;  // the owner's chain of lists
-  mutable ZELObject* cachedObject_ = nullptr;    // remembered position of objectAt
-  // 32-bit counts keep a list at 48 bytes; no list holds 2^31 objects.
+  // A 32-bit count keeps a list at 32 bytes; no list holds 2^31 objects.
   int32_t count_ = 0;
-  mutable int32_t cachedIndex_ = -1;
 };
 
 // Iterates objects of type T through a sibling chain.
@@ -192,12 +191,14 @@ class ZELReferenceListBase {
     static void operator delete(void* block, size_t size) noexcept {
       zel_pool::release(block, size);
     }
-    Entry(ZELObject* holder, ZELReferenceListBase* owningList) noexcept
-        : reference(holder), list(owningList) {
-      reference.holder_ |= ZELReference::kListEntryBit;
+    explicit Entry(ZELReferenceListBase* owningList) noexcept : reference(nullptr) {
+      reference.holder_ = reinterpret_cast<uintptr_t>(owningList) | ZELReference::kListEntryBit;
+    }
+    ZELReferenceListBase* list() const noexcept {
+      return reinterpret_cast<ZELReferenceListBase*>(reference.holder_ &
+                                                     ~ZELReference::kListEntryBit);
     }
     ZELReference reference;
-    ZELReferenceListBase* list;
     Entry* prev = nullptr;
     Entry* next = nullptr;
   };
@@ -216,6 +217,12 @@ class ZELReferenceListBase {
   Entry* last_ = nullptr;
   long count_ = 0;
 };
+
+inline ZELObject* ZELReference::holder() const noexcept {
+  if (isListEntry())
+    return reinterpret_cast<const ZELReferenceListBase::Entry*>(this)->list()->holder();
+  return reinterpret_cast<ZELObject*>(holder_);
+}
 
 template <class T>
 class ZELReferenceList : public ZELReferenceListBase {
@@ -345,13 +352,18 @@ class ZELObject {
   }
 
   ZELString name_;
-  // Membership in the owner's list.
+  // Membership in the owner's list. The first object's prevSibling_ is the
+  // list's last object.
   ZELOwnedListBase* ownerList_ = nullptr;
   ZELObject* prevSibling_ = nullptr;
   ZELObject* nextSibling_ = nullptr;
   // References that point at this object.
   ZELReference* referrers_ = nullptr;
 };
+
+inline ZELObject* ZELOwnedListBase::lastObject() const noexcept {
+  return first_ != nullptr ? first_->prevSibling_ : nullptr;
+}
 
 template <class T>
 T* ZELOwnedList<T>::Step::value(const void* at) noexcept {

@@ -1,4 +1,5 @@
-// The memory of model objects and of reference-list entries.
+// The memory of model objects, of reference-list entries and of string
+// buffers.
 //
 // A model holds millions of small objects of a few sizes. The pool hands
 // them out from large chunks, one size class per 8 bytes, and keeps freed

@@ -9,7 +9,6 @@
 
 #include "reader_harness.h"
 
-using CaRepositoryDsOdbcImport::Node;
 using CaRepositoryDsOdbcImport::TableNode;
 
 namespace {
@@ -22,15 +21,6 @@ class LinePrimitives : public ::testing::Test {
   void atLine(long number) { bridge.processLine("", number, nullptr); }
   ReaderHarness harness;
   ZELCaRepositoryDsOdbcImportBridge& bridge = harness.bridge;
-};
-
-// Keeps every text it receives.
-struct RecordingNode : Node {
-  RecordingNode() : Node(CaRepositoryDsOdbcImport::RecordKind::ELEMENT) {}
-  void setText(std::string_view name, std::string_view value) override {
-    texts.emplace_back(name, value);
-  }
-  std::vector<std::pair<std::string, std::string>> texts;
 };
 
 TEST_F(LinePrimitives, LiteralsMatchOnlyWhenFollowedByAComma) {
@@ -67,20 +57,25 @@ TEST_F(LinePrimitives, TokensFollowStrtolAndSaturateAt32Bits) {
 }
 
 TEST_F(LinePrimitives, TextLinesAttachToTheirRecord) {
-  RecordingNode node;
+  TableNode node;
   node.id = -5;
-  bridge.scanText(&node, "T,1,-5,1,NAME,-1,a,b");      // negative: the rest of the line
-  bridge.scanText(&node, "T,1,-5,1,NAME,100,a,b");     // too long: the rest of the line
-  bridge.scanText(&node, "T,9,-5,9,,0,ignored");       // empty name, empty text
-  bridge.scanText(&node, "T,1,-5,1,N A M E,x,whole");  // no length: 0
-  const std::string longName(1030, 'N');
-  bridge.scanText(&node, ("T,1,-5,1," + longName + ",2,ok").c_str());
   using Text = std::pair<std::string, std::string>;
-  EXPECT_EQ(node.texts, (std::vector<Text>{{"NAME", "a,b"},
-                                           {"NAME", "a,b"},
-                                           {"", ""},
-                                           {"N A M E", ""},
-                                           {longName.substr(0, 1024), "ok"}}));
+  std::vector<Text> texts;
+  auto read = [&](const std::string& line) {
+    const auto text = bridge.readText(&node, line.c_str());
+    texts.emplace_back(text.name, text.value);
+  };
+  read("T,1,-5,1,NAME,-1,a,b");      // negative: the rest of the line
+  read("T,1,-5,1,NAME,100,a,b");     // too long: the rest of the line
+  read("T,9,-5,9,,0,ignored");       // empty name, empty text
+  read("T,1,-5,1,N A M E,x,whole");  // no length: 0
+  const std::string longName(1030, 'N');
+  read("T,1,-5,1," + longName + ",2,ok");
+  EXPECT_EQ(texts, (std::vector<Text>{{"NAME", "a,b"},
+                                      {"NAME", "a,b"},
+                                      {"", ""},
+                                      {"N A M E", ""},
+                                      {longName.substr(0, 1024), "ok"}}));
 
   // Another record's id, no record, a missing field, a bad separator.
   TableNode table;

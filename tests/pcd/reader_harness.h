@@ -3,6 +3,7 @@
 #pragma once
 
 #include <string>
+#include <type_traits>
 
 #include "bridge/import_bridge.h"
 #include "pcd/record_layouts.h"
@@ -29,7 +30,13 @@ struct ReaderHarness {
   T* node(long id) {
     CaRepositoryDsOdbcImport::Node* found = nullptr;
     errorOf([&] { found = bridge.getAssertNode(id); });
-    return dynamic_cast<T*>(found);
+    if constexpr (std::is_same_v<T, CaRepositoryDsOdbcImport::Node>) {
+      return found;
+    } else {
+      const bool ofT =
+          found != nullptr && found->kind == CaRepositoryDsOdbcImport::KindOfNode<T>::value;
+      return ofT ? static_cast<T*>(found) : nullptr;
+    }
   }
   // Reads `line` as line 7 of a file; returns the error text or "".
   std::string read(const std::string& line) {
