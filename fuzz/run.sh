@@ -31,6 +31,7 @@ fi
 build=build/fuzz
 targets=${FUZZ_TARGETS:-"import_fuzzer line_fuzzer program_fuzzer"}
 CXX=clang++ cmake -S . -B "$build" -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo \
+  "-DCMAKE_CXX_FLAGS_RELWITHDEBINFO=-O2 -g1 -DNDEBUG" \
   -DPCD_BUILD_FUZZ=ON -DPCD_BUILD_TESTS=OFF -DPCD_WERROR=ON >/dev/null
 # shellcheck disable=SC2086
 cmake --build "$build" -j "$(nproc)" --target $targets

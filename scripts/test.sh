@@ -105,8 +105,10 @@ configure_and_build() {  # folder, cmake arguments...
 
 run_all() {
   run_stage setup scripts/setup.sh --for test || return
+  # Line tables only (-g1): a backtrace still names files and lines, and the
+  # build takes about a third less time than with full debug information.
   run_stage "normal build" configure_and_build build/release -DCMAKE_BUILD_TYPE=RelWithDebInfo \
-    -DPCD_WERROR=ON ||
+    "-DCMAKE_CXX_FLAGS_RELWITHDEBINFO=-O2 -g1 -DNDEBUG" -DPCD_WERROR=ON ||
     return
   run_tests "normal tests" build/release || return
   run_stage "sanitizer build" configure_and_build build/asan -DCMAKE_BUILD_TYPE=Debug \
