@@ -27,11 +27,14 @@ struct CatalogReadOptions {
 // name; tables, views and procedures sorted by name (procedures of one name
 // by their argument types); columns in position order. `systemName` is
 // set to the host's name (SQLite: the file's name). Throws CatalogReadError.
+// These are in the catalog readers' module, which the tests link directly.
 LiveCatalog readPostgresqlCatalog(const DatabaseUrl& url, const CatalogReadOptions& options);
 LiveCatalog readMariadbCatalog(const DatabaseUrl& url, const CatalogReadOptions& options);
 LiveCatalog readSqliteCatalog(const DatabaseUrl& url, const CatalogReadOptions& options);
 
-// The reader for the URL's engine.
+// The reader for the URL's engine, through the catalog readers' module
+// (catalog_readers_module.h), loaded on the first call; a module that cannot
+// be loaded is a CatalogReadError naming its file.
 LiveCatalog readLiveCatalog(const DatabaseUrl& url, const CatalogReadOptions& options);
 
 }  // namespace pcd::cli

@@ -13,8 +13,14 @@ const char* const kPluginEntryName = "getZELCaRepositoryDsOdbcImportInterface";
 
 namespace {
 
-// The folder of the running program, with a trailing '/', or "" when the
-// system cannot tell.
+// dlopen searches the library path for a bare name; a user who names a file
+// means that file.
+std::string fileToLoad(const std::string& path) {
+  return path.find('/') == std::string::npos ? "./" + path : path;
+}
+
+}  // namespace
+
 std::string programFolder() {
   std::vector<char> buffer(4096);
   for (;;) {
@@ -29,8 +35,6 @@ std::string programFolder() {
   }
 }
 
-}  // namespace
-
 std::string choosePluginPath(const std::string& fromCommandLine) {
   if (!fromCommandLine.empty()) return fromCommandLine;
   const char* fromEnvironment = std::getenv("PCD_IMPORT_PLUGIN");
@@ -38,28 +42,32 @@ std::string choosePluginPath(const std::string& fromCommandLine) {
   return programFolder() + kPluginFileName;
 }
 
-bool BridgePlugin::load(const std::string& path, std::string& error) {
-  // dlopen searches the library path for a bare name; a user who names a file
-  // means that file.
-  const std::string file = path.find('/') == std::string::npos ? "./" + path : path;
+void* loadLibraryEntry(const std::string& path, const char* entryName, std::string& error) {
+  const std::string file = fileToLoad(path);
   dlerror();
   void* handle = dlopen(file.c_str(), RTLD_NOW | RTLD_LOCAL);
   if (handle == nullptr) {
     const char* reason = dlerror();
     error = reason != nullptr ? reason : "cannot load " + file;
-    return false;
+    return nullptr;
   }
-  void* symbol = dlsym(handle, kPluginEntryName);
+  void* symbol = dlsym(handle, entryName);
   if (symbol == nullptr) {
     const char* reason = dlerror();
-    error = reason != nullptr ? reason : file + ": no symbol " + kPluginEntryName;
+    error = reason != nullptr ? reason : file + ": no symbol " + entryName;
     dlclose(handle);
-    return false;
+    return nullptr;
   }
+  return symbol;
+}
+
+bool BridgePlugin::load(const std::string& path, std::string& error) {
+  void* symbol = loadLibraryEntry(path, kPluginEntryName, error);
+  if (symbol == nullptr) return false;
   const auto entry = reinterpret_cast<ZELModelBridgeImportEntry>(symbol);
   bridge_ = entry();
   if (bridge_ == nullptr) {
-    error = file + ": " + kPluginEntryName + " returned no interface";
+    error = fileToLoad(path) + ": " + kPluginEntryName + " returned no interface";
     return false;
   }
   return true;

@@ -1,4 +1,5 @@
-// Loads the bridge plug-in and finds its interface object.
+// Loads the bridge plug-in and finds its interface object; loads the
+// program's other modules from its own folder.
 #pragma once
 
 #include <string>
@@ -10,6 +11,15 @@ namespace pcd::cli {
 // The file name of the plug-in and the name of its exported entry function.
 extern const char* const kPluginFileName;
 extern const char* const kPluginEntryName;
+
+// The folder of the running program, with a trailing '/', or "" when the
+// system cannot tell.
+std::string programFolder();
+
+// Loads the shared library `path` for the life of the process and returns its
+// exported symbol `entryName`. On failure returns nullptr and sets `error` to
+// the loader's own explanation.
+void* loadLibraryEntry(const std::string& path, const char* entryName, std::string& error);
 
 // The plug-in to load: `fromCommandLine` when given, else the environment
 // variable PCD_IMPORT_PLUGIN when set and not empty, else the plug-in in the

@@ -1,7 +1,8 @@
 # What `cmake --install` puts where:
 #   bin/pcd-import                      link to the program in libexec
-#   libexec/pcd-import/                 the program and the plug-in, which the
-#                                       program loads from its own folder
+#   libexec/pcd-import/                 the program, the plug-in and the catalog
+#                                       readers' module, which the program loads
+#                                       from its own folder
 #   lib/libzelhost.so.1                 the host library, with its headers in
 #   include/zelhost/                    (model/ for the model objects)
 #   lib/cmake/PcdImport/                find_package(PcdImport): PcdImport::zelhost
@@ -17,7 +18,8 @@ set_target_properties(pcd-import ZELCaRepositoryDsOdbcImport PROPERTIES
   INSTALL_RPATH "$ORIGIN/${PCD_PROGRAM_TO_LIB}")
 
 install(TARGETS pcd-import RUNTIME DESTINATION ${PCD_PROGRAM_DIR})
-install(TARGETS ZELCaRepositoryDsOdbcImport LIBRARY DESTINATION ${PCD_PROGRAM_DIR})
+install(TARGETS ZELCaRepositoryDsOdbcImport pcd_catalog_readers
+  LIBRARY DESTINATION ${PCD_PROGRAM_DIR})
 file(RELATIVE_PATH PCD_BIN_TO_PROGRAM
   ${CMAKE_INSTALL_FULL_BINDIR} ${CMAKE_INSTALL_FULL_LIBEXECDIR}/pcd-import/pcd-import)
 install(CODE "

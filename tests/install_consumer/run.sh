@@ -1,8 +1,9 @@
 #!/usr/bin/env bash
 # Installs a build into a folder of its own, checks that the installed
-# program imports the sample, and builds a small program against the
-# installed host library, through find_package and through pkg-config; then
-# builds the same program with the source tree as a part of its project.
+# program imports the sample and reads a database, and builds a small program
+# against the installed host library, through find_package and through
+# pkg-config; then builds the same program with the source tree as a part of
+# its project.
 #   run.sh BUILD_DIR WORK_DIR SOURCE_DIR CXX GENERATOR
 set -euo pipefail
 build=$1 work=$2 source=$3 cxx=$4 generator=$5
@@ -13,6 +14,11 @@ cmake --install "$build" --prefix "$prefix" >/dev/null
 # The model names the file as given, so the sample is read by its usual name.
 (cd "$source" && SOURCE_DATE_EPOCH=0 "$prefix/bin/pcd-import" -q examples/sample.pcd 2>/dev/null |
   cmp - examples/sample.json)
+# A database is read through the catalog readers' module beside the program
+# (an empty file is an empty SQLite database).
+: >"$work/empty.sqlite"
+"$prefix/bin/pcd-import" snapshot -o "$work/empty.pcd" "sqlite:$work/empty.sqlite"
+grep -q '^E,DATABASE,' "$work/empty.pcd"
 
 cmake -S "$source/tests/install_consumer" -B "$work/with-cmake" -G "$generator" \
   -DCMAKE_CXX_COMPILER="$cxx" -DCMAKE_PREFIX_PATH="$prefix" >/dev/null

@@ -3,6 +3,7 @@
 // through every output format, check and diff.
 #include <algorithm>
 #include <filesystem>
+#include <fstream>
 
 #include <gtest/gtest.h>
 
@@ -40,6 +41,26 @@ TEST(SnapshotCommand, UnreachableDatabaseNamesHostAndDatabaseNeverThePassword) {
   EXPECT_EQ(diff.exitCode, 2);
   EXPECT_EQ(diff.err.find("s3cretpw"), std::string::npos) << diff.err;
   EXPECT_NE(diff.err.find("nohost.invalid"), std::string::npos) << diff.err;
+}
+
+// The program loads its database readers on first use: without them, or with
+// a broken file in their place, reading a database is an error naming the
+// file, never a crash.
+TEST(SnapshotCommand, MissingOrBrokenReadersModuleIsAnError) {
+  ServerFolder folder;
+  for (const char* file : {"pcd-import", "libzelhost.so.1"})
+    fs::copy_file(PCD_BIN_DIR "/" + std::string(file), folder.path() + "/" + file);
+  const std::string module = folder.path() + "/libpcd_catalog_readers.so";
+  const std::string output = folder.path() + "/out.pcd";
+  for (const bool broken : {false, true}) {
+    SCOPED_TRACE(broken ? "broken" : "missing");
+    if (broken) std::ofstream(module) << "not a library\n";
+    const CommandResult result = runCommand({folder.path() + "/pcd-import", "snapshot", "-o",
+                                             output, "sqlite:" + folder.path() + "/any.sqlite"});
+    EXPECT_EQ(result.exitCode, 1);
+    EXPECT_NE(result.err.find(module), std::string::npos) << result.err;
+    EXPECT_FALSE(fs::exists(output));
+  }
 }
 
 TEST(SnapshotCommand, UsageErrors) {
