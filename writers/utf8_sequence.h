@@ -57,26 +57,8 @@ inline bool isWellFormed(std::string_view bytes) {
 // Appends `bytes` to `out` as well-formed UTF-8: each well-formed sequence as
 // it stands, every other byte of 0x80 and above as U+FFFD, and each ASCII
 // byte as `ascii(out, byte)` appends it (the format's escapes).
-template <class Ascii>
-void appendWellFormed(std::string& out, std::string_view bytes, Ascii ascii) {
-  const auto* data = reinterpret_cast<const unsigned char*>(bytes.data());
-  for (size_t i = 0; i < bytes.size();) {
-    const unsigned char byte = data[i];
-    if (byte < 0x80) {
-      ascii(out, byte);
-      ++i;
-    } else if (const size_t length = wellFormedSequenceLength(data + i, bytes.size() - i)) {
-      out.append(bytes.data() + i, length);
-      i += length;
-    } else {
-      out += kReplacementCharacter;
-      ++i;
-    }
-  }
-}
-
-// The same, with each run of ASCII bytes for which `plain(byte)` holds (a
-// format's bytes that need no escape) appended whole: for long texts.
+// Each run of ASCII bytes for which `plain(byte)` holds (a format's bytes
+// that need no escape) is appended whole.
 template <class Plain, class Ascii>
 void appendWellFormed(std::string& out, std::string_view bytes, Plain plain, Ascii ascii) {
   const auto* data = reinterpret_cast<const unsigned char*>(bytes.data());
@@ -100,6 +82,13 @@ void appendWellFormed(std::string& out, std::string_view bytes, Plain plain, Asc
       ++i;
     }
   }
+}
+
+// The same, each ASCII byte through `ascii`.
+template <class Ascii>
+void appendWellFormed(std::string& out, std::string_view bytes, Ascii ascii) {
+  appendWellFormed(
+      out, bytes, [](unsigned char) { return false; }, ascii);
 }
 
 // The first `limit` characters of UTF-8 `text`, and "…" when it is longer.
