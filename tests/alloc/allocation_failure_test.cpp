@@ -48,12 +48,13 @@ RunOutcome runImport(const std::string& path, long failAt) {
     ZELOptionList options;
     bridge.getOptionList(options);
     options.options.option(0)->setValue(path.c_str());
+    const ZELString bridgeId("CaRepositoryDsOdbcImport");  // the caller's, made before arming
 
     hook.failAt = failAt;
     hook.counted = 0;
     hook.counting = true;
     try {
-      outcome.returned = bridge.run("CaRepositoryDsOdbcImport", model, options, log);
+      outcome.returned = bridge.run(bridgeId, model, options, log);
     } catch (const ZELException& e) {
       outcome.error.assign(e.getText().c_str());
     } catch (...) {
