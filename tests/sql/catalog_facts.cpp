@@ -101,16 +101,7 @@ class ExpectedFacts {
       }
     }
 
-    std::vector<const ZELAttribute*> tableColumns;
-    for (const ZELFeature* feature : table.features()) {
-      if (feature->isInstanceOf(ZEL_ET_ATTRIBUTE)) {
-        tableColumns.push_back(static_cast<const ZELAttribute*>(feature));
-      }
-    }
-    std::stable_sort(tableColumns.begin(), tableColumns.end(),
-                     [](const ZELAttribute* a, const ZELAttribute* b) {
-                       return a->getPosition() < b->getPosition();
-                     });
+    const std::vector<const ZELAttribute*> tableColumns = columnsInPositionOrder(table);
     for (size_t i = 0; i < tableColumns.size(); ++i) {
       const ZELAttribute* column = tableColumns[i];
       const bool notNull = !column->isOptional() || primaryColumns.count(column) != 0;

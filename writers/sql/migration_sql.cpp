@@ -195,9 +195,8 @@ class MigrationWriter {
     // Renames ran before: a kept column has its new name in the old table.
     std::set<std::string> oldColumns;
     for (const ZELAttribute* column : columnsInPositionOrder(*oldOf_.at(&table))) {
-      oldColumns.insert(renamedColumns_.count(column)
-                            ? renamedColumns_.at(column)
-                            : new_.dialect().quoteIdentifier(old_.name(column)));
+      oldColumns.insert(renamedColumns_.count(column) ? renamedColumns_.at(column)
+                                                      : old_.quoted(column));
     }
     std::string list;
     for (const ZELAttribute* column : columnsInPositionOrder(table)) {

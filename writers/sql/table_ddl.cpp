@@ -41,7 +41,11 @@ TableDdl::TableDdl(const ZELModel& model, const SqlDialect& dialect, bool native
   for (const SchemaOfCatalog& entry : schemas_) {
     for (const ZELModelObject* object : objectsOfType(*entry.schema, ZEL_ET_CLASS)) {
       const auto* table = static_cast<const ZELClass*>(object);
-      if (dialect_.tablesWithoutColumns() || !columnsInPositionOrder(*table).empty()) {
+      const auto isColumn = [](const ZELFeature* feature) {
+        return feature->isInstanceOf(ZEL_ET_ATTRIBUTE);
+      };
+      if (dialect_.tablesWithoutColumns() ||
+          std::any_of(table->features().begin(), table->features().end(), isColumn)) {
         createdTables_.insert(table);
       }
       schemaOf_[table] = entry.schema;
