@@ -1,5 +1,6 @@
 #include "drawing_process.h"
 
+#include <fcntl.h>
 #include <poll.h>
 #include <sys/mman.h>
 #include <sys/prctl.h>
@@ -23,6 +24,9 @@ namespace {
 
 // The child's exit status when a library called exit().
 constexpr int kLibraryExit = 70;
+// Starting the libraries takes a fraction of a second; a start that takes
+// this long hangs (fontconfig can deadlock when memory runs out).
+constexpr unsigned kStartSeconds = 30;
 
 bool sendAll(int socket, const void* data, size_t size) {
   const char* at = static_cast<const char*>(data);
@@ -64,11 +68,27 @@ bool receiveAll(int socket, void* data, size_t size, std::chrono::steady_clock::
   return true;
 }
 
-// The child's loop: a request is its length (8 bytes) and its bytes; an
-// answer is the status (1 byte), the reply's length and its bytes.
-[[noreturn]] void serve(int socket, DrawingProcess::Handler handler) {
+// An answer: the status (1 byte), the reply's length (8 bytes) and its
+// bytes. False when the parent is gone.
+bool answer(int socket, unsigned char status, const std::string& reply) {
+  const uint64_t replyLength = reply.size();
+  return sendAll(socket, &status, 1) && sendAll(socket, &replyLength, sizeof replyLength) &&
+         sendAll(socket, reply.data(), reply.size());
+}
+
+// The child's life: it starts the libraries and answers whether it could
+// (status 0, or 1 and why not), then serves requests, each its length (8
+// bytes) and its bytes, with an answer each.
+[[noreturn]] void serve(int socket, DrawingProcess::Starter starter,
+                        DrawingProcess::Handler handler) {
   constexpr auto kNoDeadline = std::chrono::steady_clock::time_point::max();
   std::string request, reply;
+  try {
+    reply = starter();
+  } catch (const std::bad_alloc&) {
+    reply = "out of memory while starting";
+  }
+  if (!answer(socket, reply.empty() ? 0 : 1, reply) || !reply.empty()) _exit(0);
   for (;;) {
     uint64_t length = 0;
     bool timedOut = false;
@@ -84,11 +104,7 @@ bool receiveAll(int socket, void* data, size_t size, std::chrono::steady_clock::
       reply.clear();
       request = std::string();
     }
-    const uint64_t replyLength = reply.size();
-    if (!sendAll(socket, &status, 1) || !sendAll(socket, &replyLength, sizeof replyLength) ||
-        !sendAll(socket, reply.data(), reply.size())) {
-      _exit(0);  // the parent is gone
-    }
+    if (!answer(socket, status, reply)) _exit(0);  // the parent is gone
   }
 }
 
@@ -111,11 +127,13 @@ std::string lastLine(int file) {
 
 }  // namespace
 
-DrawingProcess::DrawingProcess(Handler handler, unsigned seconds)
-    : handler_(handler), seconds_(seconds) {}
+DrawingProcess::DrawingProcess(Starter starter, Handler handler, unsigned seconds)
+    : starter_(starter), handler_(handler), seconds_(seconds) {}
 
 DrawingProcess::~DrawingProcess() {
-  if (socket_ >= 0) close(socket_);  // the child sees the end and exits
+  if (socket_ >= 0) close(socket_);  // an idle child sees the end and exits
+  // A child that is starting or drawing is not waited for.
+  if ((busy_ || !ready_) && child_ > 0) kill(child_, SIGKILL);
   if (errors_ >= 0) close(errors_);
   if (child_ > 0) {
     while (waitpid(child_, nullptr, 0) < 0 && errno == EINTR) {
@@ -124,6 +142,11 @@ DrawingProcess::~DrawingProcess() {
 }
 
 std::string DrawingProcess::start() {
+  if (failure_.empty() && child_ < 0) failure_ = spawn();
+  return failure_;
+}
+
+std::string DrawingProcess::spawn() {
   int ends[2];
   if (socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends) != 0) {
     return std::string("cannot start the drawing process: ") + std::strerror(errno);
@@ -141,8 +164,19 @@ std::string DrawingProcess::start() {
     return std::string("cannot start the drawing process: ") + std::strerror(error);
   }
   if (child == 0) {
-    close(ends[0]);
-    if (errors_ >= 0) dup2(errors_, STDERR_FILENO);
+    // The child's standard output and error both go to the file in memory
+    // (GLib prints some last words to standard output, which may be the
+    // parent's output); it keeps its end of the socket and closes the rest,
+    // an earlier drawing process's socket among them, which that process
+    // would otherwise never see closed.
+    const int sink = errors_ >= 0 ? errors_ : open("/dev/null", O_WRONLY);
+    if (sink >= 0) {
+      dup2(sink, STDOUT_FILENO);
+      dup2(sink, STDERR_FILENO);
+    }
+    const int socket = dup2(ends[1], STDERR_FILENO + 1);
+    if (socket < 0) _exit(0);
+    close_range(STDERR_FILENO + 2, ~0U, 0);
     // The parent's signal handlers remove its output; the child has none.
     for (const int signalNumber : {SIGINT, SIGTERM, SIGHUP, SIGQUIT}) signal(signalNumber, SIG_DFL);
     signal(SIGPIPE, SIG_IGN);
@@ -151,17 +185,45 @@ std::string DrawingProcess::start() {
     // handlers and destructors of the parent's objects could run.
     std::atexit([] { _exit(kLibraryExit); });
     if (getppid() != parent) _exit(0);
-    serve(ends[1], handler_);
+    serve(socket, starter_, handler_);
   }
   close(ends[1]);
   socket_ = ends[0];
   child_ = child;
+  started_ = std::chrono::steady_clock::now();
   return "";
+}
+
+std::string DrawingProcess::awaitStart() {
+  unsigned char status = 0;
+  std::string why;
+  bool timedOut = false;
+  if (!receiveAnswer(status, why, started_ + std::chrono::seconds(kStartSeconds), timedOut)) {
+    return stopAfterFailure(timedOut ? "the drawing process took longer than " +
+                                           std::to_string(kStartSeconds) +
+                                           " seconds to start and was stopped"
+                                     : "");
+  }
+  if (status != 0) return stopAfterFailure(why);
+  ready_ = true;
+  return "";
+}
+
+bool DrawingProcess::receiveAnswer(unsigned char& status, std::string& reply,
+                                   std::chrono::steady_clock::time_point deadline, bool& timedOut) {
+  uint64_t replyLength = 0;
+  if (!receiveAll(socket_, &status, 1, deadline, timedOut) ||
+      !receiveAll(socket_, &replyLength, sizeof replyLength, deadline, timedOut)) {
+    return false;
+  }
+  reply.resize(replyLength);
+  return receiveAll(socket_, reply.data(), replyLength, deadline, timedOut);
 }
 
 std::string DrawingProcess::stopAfterFailure(const std::string& what) {
   close(socket_);
   socket_ = -1;
+  busy_ = false;
   kill(child_, SIGKILL);  // already ended unless it hangs or took too long
   int status = 0;
   pid_t ended;
@@ -193,33 +255,31 @@ std::string DrawingProcess::stopAfterFailure(const std::string& what) {
   return failure_;
 }
 
-std::string DrawingProcess::call(const std::string& request, unsigned char& status,
-                                 std::string& reply) {
-  if (!failure_.empty()) return failure_;
-  if (child_ < 0) {
-    failure_ = start();
-    if (!failure_.empty()) return failure_;
+std::string DrawingProcess::send(const std::string& request) {
+  if (!start().empty()) return failure_;
+  if (!ready_) {
+    const std::string failure = awaitStart();
+    if (!failure.empty()) return failure;
   }
   const uint64_t length = request.size();
   if (!sendAll(socket_, &length, sizeof length) ||
       !sendAll(socket_, request.data(), request.size())) {
     return stopAfterFailure("");
   }
-  const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(seconds_);
+  busy_ = true;
+  sent_ = std::chrono::steady_clock::now();
+  return "";
+}
+
+std::string DrawingProcess::receive(unsigned char& status, std::string& reply) {
+  if (!failure_.empty()) return failure_;
   bool timedOut = false;
-  uint64_t replyLength = 0;
-  if (!receiveAll(socket_, &status, 1, deadline, timedOut) ||
-      !receiveAll(socket_, &replyLength, sizeof replyLength, deadline, timedOut)) {
+  if (!receiveAnswer(status, reply, sent_ + std::chrono::seconds(seconds_), timedOut)) {
     return stopAfterFailure(timedOut ? "the drawing took longer than " + std::to_string(seconds_) +
                                            " seconds and was stopped"
                                      : "");
   }
-  reply.resize(replyLength);
-  if (!receiveAll(socket_, reply.data(), replyLength, deadline, timedOut)) {
-    return stopAfterFailure(timedOut ? "the drawing took longer than " + std::to_string(seconds_) +
-                                           " seconds and was stopped"
-                                     : "");
-  }
+  busy_ = false;
   return "";
 }
 

@@ -45,9 +45,8 @@ constexpr size_t kMaxTextDrawn = 80;
 constexpr unsigned kDrawingSeconds = 600;
 
 // The drawing process's answers.
-constexpr unsigned char kDrawn = 0;        // the SVG document
-constexpr unsigned char kNotDrawn = 1;     // why Graphviz did not draw this diagram
-constexpr unsigned char kCannotStart = 2;  // why Graphviz cannot draw at all
+constexpr unsigned char kDrawn = 0;     // the SVG document
+constexpr unsigned char kNotDrawn = 1;  // why Graphviz did not draw this diagram
 
 // Graphviz reports errors through one global hook; the writer collects
 // them while it runs (the program writes one document at a time).
@@ -316,18 +315,17 @@ std::string render(GVC_t* context, std::string_view dot, const char* engine, std
 }
 
 // Starts Graphviz in the drawing process: "" and the context, or why it
-// cannot draw. Every plug-in a drawing needs is loaded here (a probe drawn
-// with each layout), so that one that fails to load is an error rather
-// than a drawing made without it (text measured by estimate, another
-// layout).
+// cannot draw (after "Graphviz failed: "). Every plug-in a drawing needs is loaded here (a probe
+// drawn with each layout), so that one that fails to load is an error rather than a drawing made
+// without it (text measured by estimate, another layout).
 std::string startGraphviz(GVC_t*& context) {
   std::string errors;
   ErrorCollection collection(errors);
   context = gvContext();
-  if (context == nullptr) return "cannot start Graphviz";
+  if (context == nullptr) return "it cannot start";
   if (gvtextlayout_select(context) == 999) {
-    return "Graphviz cannot measure text: its text layout plug-in (libgvplugin_pango) is "
-           "not available";
+    return "it cannot measure text: its text layout plug-in (libgvplugin_pango) is not "
+           "available";
   }
   std::string svg;
   for (const char* engine : {"dot", "osage"}) {
@@ -335,54 +333,27 @@ std::string startGraphviz(GVC_t*& context) {
         context, "digraph{node[fontname=\"DejaVu Sans\"];a[label=<<B>x</B>>];a->a}", engine, svg);
     if (!error.empty()) return error;
   }
-  if (!errors.empty()) return "Graphviz cannot start: " + firstLine(errors);
+  if (!errors.empty()) return "it cannot start: " + firstLine(errors);
   return "";
+}
+
+// The drawing process's Graphviz, started when the process starts.
+GVC_t* childContext = nullptr;
+
+std::string startInChild() {
+  return startGraphviz(childContext);
 }
 
 // Answers a request of the drawing process: the layout engine's name, a
 // line break, and the diagram as DOT text.
 unsigned char drawInChild(const std::string& request, std::string& reply) {
-  static GVC_t* context = nullptr;
-  static bool started = false;
-  static std::string cannotStart;
-  if (!started) {
-    started = true;
-    cannotStart = startGraphviz(context);
-  }
-  if (!cannotStart.empty()) {
-    reply = cannotStart;
-    return kCannotStart;
-  }
+  GVC_t* context = childContext;
   const size_t newline = request.find('\n');
   const std::string engine = request.substr(0, newline);
   const std::string_view dot = std::string_view(request).substr(newline + 1);
-  // Graphviz and the libraries under it take some failed allocations in
-  // their stride: a layout fails, or text is measured in a stand-in font or
-  // by estimate, and the drawing comes out different without a word. Each
-  // diagram is therefore drawn twice, and a third time when the two differ:
-  // the drawing that comes out twice is the one memory did not change.
   std::string error = render(context, dot, engine.c_str(), reply);
-  std::string again;
-  std::string errorAgain = render(context, dot, engine.c_str(), again);
-  if (error != errorAgain || reply != again) {
-    std::string third;
-    const std::string errorThird = render(context, dot, engine.c_str(), third);
-    if (errorThird == errorAgain && third == again) {
-      error = errorAgain;
-      reply = std::move(again);
-    } else if (errorThird != error || third != reply) {
-      reply = "Graphviz drew the diagram differently each time (out of memory?)";
-      return kCannotStart;
-    }
-  }
   // The layered layout gives up on a few graphs; the packing one does not.
-  if (!error.empty() && engine != "osage") {
-    error = render(context, dot, "osage", reply);
-    if (error.empty() && (render(context, dot, "osage", again) != "" || again != reply)) {
-      reply = "Graphviz drew the diagram differently each time (out of memory?)";
-      return kCannotStart;
-    }
-  }
+  if (!error.empty() && engine != "osage") error = render(context, dot, "osage", reply);
   if (error.empty()) return kDrawn;
   reply = error;
   return kNotDrawn;
@@ -420,11 +391,10 @@ std::string SvgDrawing::draw(const Diagram& diagram, std::string& svg,
   const detail::SvgLayout layout =
       detail::chooseSvgLayout(diagram.tables.size(), cells, diagram.relations.size());
   if (layout.engine == nullptr) return layout.tooLarge;
-  if (!process_) process_ = std::make_unique<DrawingProcess>(drawInChild, kDrawingSeconds);
+  const std::string request = std::string(layout.engine) + "\n" + diagramAsDot(diagram, style);
   unsigned char status = 0;
   std::string reply;
-  const std::string failure = process_->call(
-      std::string(layout.engine) + "\n" + diagramAsDot(diagram, style), status, reply);
+  const std::string failure = drawTwice(request, status, reply);
   if (!failure.empty()) {
     failed_ = true;
     failure_ = "Graphviz failed: " + failure;
@@ -435,9 +405,39 @@ std::string SvgDrawing::draw(const Diagram& diagram, std::string& svg,
     return reply;
   } else {
     failed_ = true;
-    failure_ = status == kCannotStart ? reply : "out of memory while drawing the diagram";
+    failure_ = "out of memory while drawing the diagram";
   }
   return failure_;
+}
+
+// Graphviz and the libraries under it take some failed allocations in
+// their stride and draw something else without a word: a layout fails, or
+// text is measured in a stand-in font or by estimate, and a failure while
+// they start can change every later drawing of that process. So two
+// processes draw each diagram at once; when their drawings differ, both are
+// replaced by fresh ones that draw it again.
+std::string SvgDrawing::drawTwice(const std::string& request, unsigned char& status,
+                                  std::string& reply) {
+  for (int attempt = 0; attempt < 2; ++attempt) {
+    for (auto& process : processes_) {
+      if (process) continue;
+      process = std::make_unique<DrawingProcess>(startInChild, drawInChild, kDrawingSeconds);
+      const std::string failure = process->start();
+      if (!failure.empty()) return failure;
+    }
+    for (auto& process : processes_) {
+      const std::string failure = process->send(request);
+      if (!failure.empty()) return failure;
+    }
+    unsigned char otherStatus = 0;
+    std::string other;
+    std::string failure = processes_[0]->receive(status, reply);
+    if (failure.empty()) failure = processes_[1]->receive(otherStatus, other);
+    if (!failure.empty()) return failure;
+    if (status == otherStatus && reply == other) return "";
+    for (auto& process : processes_) process.reset();
+  }
+  return "two drawing processes drew the diagram differently, twice (out of memory?)";
 }
 
 detail::SvgLayout detail::chooseSvgLayout(size_t tables, size_t cells, size_t relations) {

@@ -29,7 +29,7 @@ struct SvgLayout {
 SvgLayout chooseSvgLayout(size_t tables, size_t cells, size_t relations);
 }  // namespace detail
 
-// Draws diagrams as SVG in one drawing process, for the svg format and the
+// Draws diagrams as SVG in drawing processes, for the svg format and the
 // writers that draw many (the html format). A table shows its first 100
 // columns and a name or type its first 80 characters.
 class SvgDrawing {
@@ -46,7 +46,11 @@ class SvgDrawing {
   bool failed() const { return failed_; }
 
  private:
-  std::unique_ptr<DrawingProcess> process_;
+  // Sends `request` to both drawing processes; "" when they agree, with the
+  // drawing's status and reply, or why there is none.
+  std::string drawTwice(const std::string& request, unsigned char& status, std::string& reply);
+
+  std::unique_ptr<DrawingProcess> processes_[2];
   bool failed_ = false;
   std::string failure_;
 };

@@ -123,7 +123,8 @@ class ShimRuns : public ::testing::Test {
   // the allocations `points` picks of the clean run's total failing. Each
   // run ends in exit 0 with the clean output, or in exit 1 with no output
   // file, the clean run's messages up to the failure and then one line
-  // that starts with `prefix`; no other file is left in the output folder.
+  // that starts with `prefix`; no other file is left in the output folder,
+  // and nothing is written to standard output.
   void sweepOutput(const std::vector<std::string>& argv, const std::string& output,
                    const std::function<std::vector<long>(long)>& points, const std::string& prefix,
                    int seconds) {
@@ -157,6 +158,7 @@ class ShimRuns : public ::testing::Test {
       }
       EXPECT_EQ(std::distance(fs::directory_iterator(outputFolder()), fs::directory_iterator()),
                 status == 0 ? 1 : 0);  // no temporary file left
+      EXPECT_EQ(out(), "");            // not even a library's last words
       if (::testing::Test::HasFailure()) break;
     }
     std::printf("  %ld of %ld allocations failed in turn: %ld runs failed\n", runs, total, failed);

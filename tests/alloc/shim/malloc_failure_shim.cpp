@@ -9,13 +9,16 @@
 //   PCD_FAIL_ALLOCATION=N   fail the N-th counted allocation (unset: none)
 //   PCD_ALLOCATION_COUNT=F  write the number of counted allocations to F
 //                           when main returns, and to F.helper when a
-//                           forked helper process ends with _exit (its
-//                           count goes on from the parent's at the fork)
+//                           forked helper process ends with _exit
+//
+// Forked helper processes share the program's count: allocation N is the
+// N-th of the whole run, whichever process makes it, and fails once.
 //
 // Blocks come from the next allocator in line (the C library's, or the
 // address sanitizer's), so the sanitizers still see every block.
 #include <dlfcn.h>
 #include <fcntl.h>
+#include <sys/mman.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -46,8 +49,8 @@ size_t bootstrapUsed;
 bool resolving;
 
 bool counting;
-long failAt;  // 0: never
-long counted;
+long failAt;    // 0: never
+long* counted;  // in memory shared with forked processes
 
 void* bootstrapAllocate(size_t size) {
   size = (size + 15) & ~size_t{15};
@@ -77,8 +80,7 @@ bool resolve() {
 // Counts one allocation; true when it is the one to fail.
 bool failsNow() {
   if (!counting) return false;
-  ++counted;
-  if (counted != failAt) return false;
+  if (__atomic_add_fetch(counted, 1, __ATOMIC_RELAXED) != failAt) return false;
   errno = ENOMEM;
   return true;
 }
@@ -91,7 +93,8 @@ void writeCount(const char* suffix) {
     return;
   }
   char text[32];
-  const int length = std::snprintf(text, sizeof text, "%ld\n", counted);
+  const int length =
+      std::snprintf(text, sizeof text, "%ld\n", __atomic_load_n(counted, __ATOMIC_RELAXED));
   const int fd = open(path, O_WRONLY | O_CREAT | O_TRUNC, 0644);
   if (fd < 0) return;
   if (write(fd, text, static_cast<size_t>(length)) != length) std::abort();
@@ -103,6 +106,10 @@ int (*realMain)(int, char**, char**);
 int countedMain(int argc, char** argv, char** envp) {
   const char* fail = std::getenv("PCD_FAIL_ALLOCATION");
   failAt = fail ? std::atol(fail) : 0;
+  void* shared =
+      mmap(nullptr, sizeof(long), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
+  if (shared == MAP_FAILED) std::abort();
+  counted = static_cast<long*>(shared);
   counting = true;
   const int status = realMain(argc, argv, envp);
   counting = false;
