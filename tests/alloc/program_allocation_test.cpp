@@ -191,9 +191,9 @@ TEST_F(ShimRuns, EveryAllocationOfAProgramRunFailsCleanly) {
   // Every allocation up to the first figure; beyond, a stride that keeps
   // about that many runs, plus the last ones (writing the output, deleting
   // the model). A sanitized run costs about 0.2 s of processor time: there
-  // about 120 points and the last 60 keep the sweep near half a minute.
+  // about 80 points and the last 40 keep the sweep near half a minute.
 #if defined(__SANITIZE_ADDRESS__)
-  const auto points = strided(120, 60);
+  const auto points = strided(80, 40);
 #else
   const auto points = strided(700, 200);
 #endif

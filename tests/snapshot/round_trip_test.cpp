@@ -457,8 +457,16 @@ TEST_P(SnapshotRoundTrip, LiquibaseChangelogBuildsWhatTheScriptBuilds) {
   }
 }
 
+#if defined(__SANITIZE_ADDRESS__)
+// Under the sanitizers the server engines' round trips would mostly check
+// the servers: each dialect's script of every catalog is written there by
+// SnapshotCorpus, each reader reads a live server in its own tests, and
+// SQLite's round trip, which needs no server, stays.
+INSTANTIATE_TEST_SUITE_P(Engines, SnapshotRoundTrip, ::testing::Values("sqlite"));
+#else
 INSTANTIATE_TEST_SUITE_P(Engines, SnapshotRoundTrip,
                          ::testing::Values("postgresql", "mysql", "sqlite"));
+#endif
 
 }  // namespace
 
