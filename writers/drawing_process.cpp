@@ -24,9 +24,6 @@ namespace {
 
 // The child's exit status when a library called exit().
 constexpr int kLibraryExit = 70;
-// Starting the libraries takes a fraction of a second; a start that takes
-// this long hangs (fontconfig can deadlock when memory runs out).
-constexpr unsigned kStartSeconds = 30;
 
 bool sendAll(int socket, const void* data, size_t size) {
   const char* at = static_cast<const char*>(data);
@@ -127,8 +124,9 @@ std::string lastLine(int file) {
 
 }  // namespace
 
-DrawingProcess::DrawingProcess(Starter starter, Handler handler, unsigned seconds)
-    : starter_(starter), handler_(handler), seconds_(seconds) {}
+DrawingProcess::DrawingProcess(Starter starter, Handler handler, unsigned seconds,
+                               unsigned startSeconds)
+    : starter_(starter), handler_(handler), seconds_(seconds), startSeconds_(startSeconds) {}
 
 DrawingProcess::~DrawingProcess() {
   if (socket_ >= 0) close(socket_);  // an idle child sees the end and exits
@@ -198,9 +196,9 @@ std::string DrawingProcess::awaitStart() {
   unsigned char status = 0;
   std::string why;
   bool timedOut = false;
-  if (!receiveAnswer(status, why, started_ + std::chrono::seconds(kStartSeconds), timedOut)) {
+  if (!receiveAnswer(status, why, started_ + std::chrono::seconds(startSeconds_), timedOut)) {
     return stopAfterFailure(timedOut ? "the drawing process took longer than " +
-                                           std::to_string(kStartSeconds) +
+                                           std::to_string(startSeconds_) +
                                            " seconds to start and was stopped"
                                      : "");
   }

@@ -24,8 +24,11 @@ class DrawingProcess {
   // What the child answers when the handler throws std::bad_alloc.
   static constexpr unsigned char kOutOfMemory = 255;
 
-  // `seconds`: how long one request may take before the child is stopped.
-  DrawingProcess(Starter starter, Handler handler, unsigned seconds);
+  // `seconds`: how long one request may take before the child is stopped;
+  // `startSeconds`: how long its start may take. Starting the libraries
+  // takes a fraction of a second; a start that takes 30 s hangs (fontconfig
+  // can deadlock when memory runs out).
+  DrawingProcess(Starter starter, Handler handler, unsigned seconds, unsigned startSeconds = 30);
   ~DrawingProcess();
   DrawingProcess(const DrawingProcess&) = delete;
   DrawingProcess& operator=(const DrawingProcess&) = delete;
@@ -53,6 +56,7 @@ class DrawingProcess {
   Starter starter_;
   Handler handler_;
   unsigned seconds_;
+  unsigned startSeconds_;
   int socket_ = -1;
   int errors_ = -1;  // the child's standard error
   pid_t child_ = -1;
