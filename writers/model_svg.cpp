@@ -315,9 +315,10 @@ std::string render(GVC_t* context, std::string_view dot, const char* engine, std
 }
 
 // Starts Graphviz in the drawing process: "" and the context, or why it
-// cannot draw (after "Graphviz failed: "). Every plug-in a drawing needs is loaded here (a probe
-// drawn with each layout), so that one that fails to load is an error rather than a drawing made
-// without it (text measured by estimate, another layout).
+// cannot draw (after "Graphviz failed: "). Every plug-in a drawing needs is
+// loaded here (a probe drawn with each layout), so that one that fails to
+// load is an error rather than a drawing made without it (text measured by
+// estimate, another layout).
 std::string startGraphviz(GVC_t*& context) {
   std::string errors;
   ErrorCollection collection(errors);
@@ -347,13 +348,12 @@ std::string startInChild() {
 // Answers a request of the drawing process: the layout engine's name, a
 // line break, and the diagram as DOT text.
 unsigned char drawInChild(const std::string& request, std::string& reply) {
-  GVC_t* context = childContext;
   const size_t newline = request.find('\n');
   const std::string engine = request.substr(0, newline);
   const std::string_view dot = std::string_view(request).substr(newline + 1);
-  std::string error = render(context, dot, engine.c_str(), reply);
+  std::string error = render(childContext, dot, engine.c_str(), reply);
   // The layered layout gives up on a few graphs; the packing one does not.
-  if (!error.empty() && engine != "osage") error = render(context, dot, "osage", reply);
+  if (!error.empty() && engine != "osage") error = render(childContext, dot, "osage", reply);
   if (error.empty()) return kDrawn;
   reply = error;
   return kNotDrawn;

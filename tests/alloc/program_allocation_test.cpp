@@ -104,20 +104,16 @@ class ShimRuns : public ::testing::Test {
   std::string scratchFile(const std::string& name) const { return scratch_ + "/" + name; }
 
   // Runs `argv` with allocation `failAt` failing; 0 fails none and counts
-  // them instead, in the program and in a helper process it forks.
+  // them instead, the program's and those of the processes it forks.
   int run(const std::vector<std::string>& argv, long failAt, int seconds = 600) {
     std::vector<std::string> env = shimEnvironment(shim_);
     env.push_back(failAt == 0 ? "PCD_ALLOCATION_COUNT=" + scratchFile("count")
                               : "PCD_FAIL_ALLOCATION=" + std::to_string(failAt));
-    fs::remove(scratchFile("count.helper"));
     return runProgram(argv, env, scratchFile("stdout"), scratchFile("stderr"), seconds);
   }
   std::string out() const { return readFile(scratch_ + "/stdout"); }
   std::string err() const { return readFile(scratch_ + "/stderr"); }
-  long countedAllocations() const {
-    return std::max(std::atol(readFile(scratchFile("count")).c_str()),
-                    std::atol(readFile(scratchFile("count.helper")).c_str()));
-  }
+  long countedAllocations() const { return std::atol(readFile(scratchFile("count")).c_str()); }
 
   // Runs `argv`, which writes `output`, once clean and then with each of
   // the allocations `points` picks of the clean run's total failing. Each

@@ -8,11 +8,11 @@
 //
 //   PCD_FAIL_ALLOCATION=N   fail the N-th counted allocation (unset: none)
 //   PCD_ALLOCATION_COUNT=F  write the number of counted allocations to F
-//                           when main returns, and to F.helper when a
-//                           forked helper process ends with _exit
+//                           when main returns
 //
 // Forked helper processes share the program's count: allocation N is the
-// N-th of the whole run, whichever process makes it, and fails once.
+// N-th of the whole run, whichever process makes it, and fails once, and
+// the count written when main returns includes theirs.
 //
 // Blocks come from the next allocator in line (the C library's, or the
 // address sanitizer's), so the sanitizers still see every block.
@@ -85,13 +85,9 @@ bool failsNow() {
   return true;
 }
 
-void writeCount(const char* suffix) {
-  const char* setting = std::getenv("PCD_ALLOCATION_COUNT");
-  if (!setting) return;
-  char path[4096];
-  if (std::snprintf(path, sizeof path, "%s%s", setting, suffix) >= static_cast<int>(sizeof path)) {
-    return;
-  }
+void writeCount() {
+  const char* path = std::getenv("PCD_ALLOCATION_COUNT");
+  if (!path) return;
   char text[32];
   const int length =
       std::snprintf(text, sizeof text, "%ld\n", __atomic_load_n(counted, __ATOMIC_RELAXED));
@@ -113,7 +109,7 @@ int countedMain(int argc, char** argv, char** envp) {
   counting = true;
   const int status = realMain(argc, argv, envp);
   counting = false;
-  writeCount("");
+  writeCount();
   return status;
 }
 
@@ -137,18 +133,6 @@ int __libc_start_main(int (*main)(int, char**, char**), int argc, char** argv, v
   realMain = main;
   auto next = reinterpret_cast<StartMain>(dlsym(RTLD_NEXT, "__libc_start_main"));
   return next(countedMain, argc, argv, init, fini, rtldFini, stackEnd);
-}
-
-// A forked helper process (still counting) ends here.
-using ExitFn = void (*)(int);
-[[noreturn]] void _exit(int status) {
-  static auto next = reinterpret_cast<ExitFn>(dlsym(RTLD_NEXT, "_exit"));
-  if (counting) {
-    counting = false;
-    writeCount(".helper");
-  }
-  next(status);
-  __builtin_unreachable();
 }
 
 using DlopenFn = void* (*)(const char*, int);
