@@ -375,8 +375,8 @@ class MySqlDialect final : public SqlDialect {
     return {" COMMENT=" + quoteString(kept),
             kept.size() < description.size() ? "description shortened" : ""};
   }
-  CarriedDescription columnDescriptionClause(const std::string& description) const override {
-    const std::string kept = keptDescription(description, true);
+  CarriedDescription columnDescriptionClause(std::string_view description) const override {
+    const std::string kept = keptDescription(std::string(description), true);
     return {" COMMENT " + quoteString(kept),
             kept.size() < description.size() ? "description shortened" : ""};
   }

@@ -154,22 +154,25 @@ class PostgreSqlDialect final : public SqlDialect {
   }
   bool tablesWithoutColumns() const override { return true; }
 
-  std::string descriptionStatements(const std::string& tableRef, const std::string& description,
-                                    const std::vector<ColumnDescription>& columns) const override {
-    std::string text;
+  void appendDescriptionStatements(std::string& out, std::string_view tableRef,
+                                   std::string_view description,
+                                   const std::vector<ColumnDescription>& columns) const override {
     if (!description.empty()) {
-      text += "COMMENT ON TABLE " + tableRef + " IS " + quoteString(description) + ";\n";
+      out += "COMMENT ON TABLE ";
+      out += tableRef;
+      out += " IS ";
+      appendString(out, description);
+      out += ";\n";
     }
     for (const ColumnDescription& column : columns) {
-      text += "COMMENT ON COLUMN ";
-      text += tableRef;
-      text += '.';
-      text += column.quotedName;
-      text += " IS ";
-      text += quoteString(column.description);
-      text += ";\n";
+      out += "COMMENT ON COLUMN ";
+      out += tableRef;
+      out += '.';
+      out += column.quotedName;
+      out += " IS ";
+      appendString(out, column.description);
+      out += ";\n";
     }
-    return text;
   }
 
   std::string migrationStart() const override { return "SET client_encoding = 'UTF8';\nBEGIN;\n"; }

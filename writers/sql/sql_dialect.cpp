@@ -8,35 +8,52 @@ namespace pcd::writers {
 
 namespace {
 
-// `text` between `quote`s, each of `doubled` in it written twice; the runs
-// between them are appended whole.
-std::string quotedText(std::string_view text, char quote, std::string_view doubled) {
-  std::string quoted;
-  quoted.reserve(text.size() + 2);
-  quoted += quote;
-  for (size_t from = 0;;) {
-    const size_t at = text.find_first_of(doubled, from);
-    if (at == std::string_view::npos) {
-      quoted.append(text.substr(from));
-      break;
+// Appends `text` between `quote`s, each `first` or `second` in it written
+// twice; the runs between them are appended whole. (`second` may equal
+// `first`.) One pass over the bytes: find_first_of would search the set
+// once per byte.
+void appendQuoted(std::string& out, std::string_view text, char quote, char first, char second) {
+  out.reserve(out.size() + text.size() + 2);
+  out += quote;
+  size_t from = 0;
+  if (first == second) {  // one character: memchr finds it
+    for (size_t at; (at = text.find(first, from)) != std::string_view::npos; from = at + 1) {
+      out.append(text.data() + from, at + 1 - from);
+      out += first;
     }
-    quoted.append(text.substr(from, at + 1 - from));
-    quoted += text[at];
-    from = at + 1;
+  } else {
+    for (size_t at = 0; at < text.size(); ++at) {
+      if (text[at] != first && text[at] != second) continue;
+      out.append(text.data() + from, at + 1 - from);
+      out += text[at];
+      from = at + 1;
+    }
   }
-  quoted += quote;
-  return quoted;
+  out.append(text.data() + from, text.size() - from);
+  out += quote;
 }
 
 }  // namespace
 
-std::string SqlDialect::quoteIdentifier(std::string_view name) const {
+void SqlDialect::appendIdentifier(std::string& out, std::string_view name) const {
   const char quote = identifierQuote();
-  return quotedText(name, quote, std::string_view(&quote, 1));
+  appendQuoted(out, name, quote, quote, quote);
+}
+
+void SqlDialect::appendString(std::string& out, std::string_view text) const {
+  appendQuoted(out, text, '\'', '\'', backslashEscapes() ? '\\' : '\'');
+}
+
+std::string SqlDialect::quoteIdentifier(std::string_view name) const {
+  std::string quoted;
+  appendIdentifier(quoted, name);
+  return quoted;
 }
 
 std::string SqlDialect::quoteString(std::string_view text) const {
-  return quotedText(text, '\'', backslashEscapes() ? "'\\" : "'");
+  std::string quoted;
+  appendString(quoted, text);
+  return quoted;
 }
 
 bool SqlDialect::isReservedWord(std::string_view name) const {
@@ -58,14 +75,12 @@ CarriedDescription SqlDialect::tableDescriptionClause(const std::string&) const 
   return {};
 }
 
-CarriedDescription SqlDialect::columnDescriptionClause(const std::string&) const {
+CarriedDescription SqlDialect::columnDescriptionClause(std::string_view) const {
   return {};
 }
 
-std::string SqlDialect::descriptionStatements(const std::string&, const std::string&,
-                                              const std::vector<ColumnDescription>&) const {
-  return "";
-}
+void SqlDialect::appendDescriptionStatements(std::string&, std::string_view, std::string_view,
+                                             const std::vector<ColumnDescription>&) const {}
 
 std::string SqlDialect::renameTable(const std::string& oldRef, const std::string&,
                                     const std::string& quotedNewName) const {

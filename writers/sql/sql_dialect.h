@@ -108,6 +108,9 @@ class SqlDialect {
   // A string literal: single quotes doubled, and backslashes too where the
   // engine reads them as escapes.
   std::string quoteString(std::string_view text) const;
+  // The same, appended to `out`.
+  void appendIdentifier(std::string& out, std::string_view name) const;
+  void appendString(std::string& out, std::string_view text) const;
   // The longest name; the name fitting cuts longer ones and lint reports them.
   virtual IdentifierLimit identifierLimit() const = 0;
   // True when the engine matches identifiers without regard to ASCII case.
@@ -164,17 +167,17 @@ class SqlDialect {
   virtual std::string tableDescriptionBefore(const std::string& description) const;
   // Inside CREATE TABLE: after the closing parenthesis, and on a column's line.
   virtual CarriedDescription tableDescriptionClause(const std::string& description) const;
-  virtual CarriedDescription columnDescriptionClause(const std::string& description) const;
-  // Statements after CREATE TABLE: for the table `tableRef` with its
-  // description (may be empty), and each column's quoted name and
-  // description (those with one).
+  virtual CarriedDescription columnDescriptionClause(std::string_view description) const;
+  // Statements after CREATE TABLE, appended to `out`: for the table
+  // `tableRef` with its description (may be empty), and each column's
+  // quoted name and description (those with one).
   struct ColumnDescription {
-    std::string quotedName;
-    std::string description;
+    std::string_view quotedName;
+    std::string_view description;
   };
-  virtual std::string descriptionStatements(const std::string& tableRef,
-                                            const std::string& description,
-                                            const std::vector<ColumnDescription>& columns) const;
+  virtual void appendDescriptionStatements(std::string& out, std::string_view tableRef,
+                                           std::string_view description,
+                                           const std::vector<ColumnDescription>& columns) const;
 
   // --- migrations --------------------------------------------------------
 

@@ -89,14 +89,16 @@ class NameScope {
       : ignoresCase_(dialect.namesIgnoreCase()), serial_(++lastSerial), arena_(arena) {}
   bool taken(std::string_view name) const { return holds(folded(name)); }
   void take(std::string_view name) {
-    const std::string_view key = folded(name);
-    if (holds(key)) return;
-    const std::string_view kept = arena_.keep(key);
-    if (many_.empty() && few_.size() < kFew) {
-      few_.push_back(kept);
+    if (!taken(name)) takeFree(name);
+  }
+  // Takes a name known not to be taken.
+  void takeFree(std::string_view name) {
+    const std::string_view kept = arena_.keep(folded(name));
+    if (many_.empty() && fewCount_ < kFew) {
+      few_[fewCount_++] = kept;
       return;
     }
-    if (many_.empty()) many_.insert(few_.begin(), few_.end());
+    if (many_.empty()) many_.insert(few_, few_ + fewCount_);
     many_.insert(kept);
   }
   // Distinct for every scope of a run, also one made where another was.
@@ -111,8 +113,8 @@ class NameScope {
 
   bool holds(std::string_view key) const {
     if (!many_.empty()) return many_.count(key) != 0;
-    for (const std::string_view few : few_) {
-      if (few == key) return true;
+    for (size_t i = 0; i < fewCount_; ++i) {
+      if (few_[i] == key) return true;
     }
     return false;
   }
@@ -129,7 +131,8 @@ class NameScope {
   bool ignoresCase_;
   uint64_t serial_;
   NameArena& arena_;
-  std::vector<std::string_view> few_;  // while there are few
+  std::string_view few_[kFew];  // while there are few
+  size_t fewCount_ = 0;
   std::unordered_set<std::string_view, zel_hash::TextHash> many_;
   mutable std::string folded_;
   SuffixCounters suffixes_;
@@ -173,10 +176,10 @@ class Namer {
   // A unique name in `scopes` for `text`, taken in all of them: the text
   // itself when it fits and is free, else with "_2", "_3", ... and, when
   // too long, a hash of the whole text in place of its tail.
-  std::string unique(const std::string& text, std::initializer_list<NameScope*> scopes) {
-    return unique(text, ScopeList(scopes.begin(), scopes.size()));
+  std::string unique(std::string text, std::initializer_list<NameScope*> scopes) {
+    return unique(std::move(text), ScopeList(scopes.begin(), scopes.size()));
   }
-  std::string unique(const std::string& text, ScopeList scopes) {
+  std::string unique(std::string text, ScopeList scopes) {
     const bool tooLong = limit_.max != 0 && units(text, limit_) > limit_.max;
     const std::string hashed = tooLong ? "_" + shortHash(text) : "";
     // The text cut to leave room for a suffix of `suffixBytes`, with the hash.
@@ -190,6 +193,10 @@ class Namer {
       }
       return true;
     };
+    if (!tooLong && isFree(text)) {  // most names
+      for (NameScope* scope : scopes) scope->takeFree(text);
+      return text;
+    }
     std::string name = tooLong ? stem(0) : text;
     if (!isFree(name)) {
       // Counters of one digit count share one stem. Each scope remembers
@@ -255,30 +262,30 @@ std::vector<const ZELModelObject*> objectsOfType(const ZELPackage& schema, ZELEl
 
 const std::string& SqlNames::of(const ZELObject* object) const {
   static const std::string kNone;
-  const auto found = names_.find(object);
-  return found != names_.end() ? found->second.name : kNone;
+  const Name* found = byObject_.find(object);
+  return found != nullptr ? found->name : kNone;
 }
 
 const std::string& SqlNames::quoted(const ZELObject* object) const {
-  const auto found = names_.find(object);
-  return found != names_.end() ? found->second.quoted : unnamedQuoted_;
+  const Name* found = byObject_.find(object);
+  return found != nullptr ? found->quoted : unnamedQuoted_;
+}
+
+const std::string& SqlNames::add(const ZELObject* object, std::string name) {
+  Name& added = names_.emplace_back();
+  added.name = std::move(name);
+  byObject_.add(object, &added);
+  return added.name;
 }
 
 std::string SqlNames::assign(const ZELModel& model, const SqlDialect& dialect) {
   names_.clear();
+  byObject_.clear();
   engineSchema_ = nullptr;
   Namer namer(dialect);
   NameArena arena;  // outlives every scope below
   std::string error;
   const std::vector<SchemaOfCatalog> schemas = catalogSchemas(model);
-  size_t objects = schemas.size();
-  for (const SchemaOfCatalog& entry : schemas) {
-    for (const ZELModelObject* object : objectsOfType(*entry.schema, ZEL_ET_CLASS)) {
-      const auto& table = static_cast<const ZELClass&>(*object);
-      objects += 1 + table.features().count() + table.keys().count() + table.indexes().count();
-    }
-  }
-  names_.reserve(objects);  // one allocation for a model of any size
 
   // A name the engine keeps for itself gets an "x" in front: the names of
   // its own schemas (MySQL databases) and those with its prefix.
@@ -291,7 +298,10 @@ std::string SqlNames::assign(const ZELModel& model, const SqlDialect& dialect) {
     return text;
   };
   const auto unreserved = [&](std::string name) {
-    if (!reserved.prefix.empty() && lowered(name).rfind(reserved.prefix, 0) == 0) name = "x" + name;
+    if (!reserved.prefix.empty() && name.size() >= reserved.prefix.size() &&
+        lowered(std::string_view(name).substr(0, reserved.prefix.size())) == reserved.prefix) {
+      name.insert(0, 1, 'x');
+    }
     return name;
   };
   const auto unreservedSchema = [&](std::string name) {
@@ -308,13 +318,14 @@ std::string SqlNames::assign(const ZELModel& model, const SqlDialect& dialect) {
   NameScope schemaNames(dialect, arena);
   for (size_t i = 0; i < schemas.size(); ++i) {
     const ZELPackage* schema = schemas[i].schema;
-    names_[schema].name = namer.unique(
-        unreservedSchema(namer.clean(
-            schema->getName(), [i] { return "schema_" + std::to_string(i + 1); },
-            [schema] { return "schema " + quotedForMessage(schema->getName()); }, error)),
-        {&schemaNames});
+    const std::string& name = add(
+        schema, namer.unique(unreservedSchema(namer.clean(
+                                 schema->getName(), [i] { return "schema_" + std::to_string(i + 1); },
+                                 [schema] { return "schema " + quotedForMessage(schema->getName()); },
+                                 error)),
+                             {&schemaNames}));
     if (engineSchema_ == nullptr && !reserved.usersSchema.empty() &&
-        names_[schema].name == reserved.usersSchema) {
+        name == reserved.usersSchema) {
       engineSchema_ = schema;
     }
   }
@@ -337,10 +348,10 @@ std::string SqlNames::assign(const ZELModel& model, const SqlDialect& dialect) {
         return "table " + quotedForMessage(tables[i]->getName()) + " of schema " +
                quotedForMessage(entry.schema->getName());
       };
-      names_[tables[i]].name = namer.unique(
-          unreserved(namer.clean(
-              tables[i]->getName(), [i] { return "table_" + std::to_string(i + 1); }, what, error)),
-          {&relations});
+      add(tables[i], namer.unique(unreserved(namer.clean(
+                                      tables[i]->getName(),
+                                      [i] { return "table_" + std::to_string(i + 1); }, what, error)),
+                                  {&relations}));
     }
   }
 
@@ -354,32 +365,33 @@ std::string SqlNames::assign(const ZELModel& model, const SqlDialect& dialect) {
         foreignKeyScopes.try_emplace(entry.schema, dialect, arena).first->second;
     for (const ZELModelObject* object : objectsOfType(*entry.schema, ZEL_ET_CLASS)) {
       const auto& table = static_cast<const ZELClass&>(*object);
-      const std::string& tableName = names_[&table].name;
+      const std::string& tableName = of(&table);
       const auto where = [&table] { return " of table " + quotedForMessage(table.getName()); };
 
       NameScope columns(dialect, arena);
       for (const ZELFeature* feature : table.features()) {
         if (!feature->isInstanceOf(ZEL_ET_ATTRIBUTE)) continue;
         const auto* column = static_cast<const ZELAttribute*>(feature);
-        names_[column].name = namer.unique(
-            namer.clean(
-                column->getName(),
-                [column] { return "column_" + std::to_string(column->getPosition()); },
-                [&] { return "column " + quotedForMessage(column->getName()) + where(); }, error),
-            {&columns});
+        add(column,
+            namer.unique(
+                namer.clean(
+                    column->getName(),
+                    [column] { return "column_" + std::to_string(column->getPosition()); },
+                    [&] { return "column " + quotedForMessage(column->getName()) + where(); }, error),
+                {&columns}));
       }
 
       NameScope constraints(dialect, arena);
       NameScope tableIndexes(dialect, arena);
       if (!dialect.primaryKeyName().empty()) tableIndexes.take(dialect.primaryKeyName());
-      const auto uniqueIn = [&](const std::string& text, unsigned which) {
+      const auto uniqueIn = [&](std::string text, unsigned which) {
         NameScope* chosen[4];
         size_t count = 0;
         if (which & kForeignKeyNames) chosen[count++] = &foreignKeys;
         if (which & kConstraintNames) chosen[count++] = &constraints;
         if (which & kIndexNames) chosen[count++] = &tableIndexes;
         if (which & kRelationNames) chosen[count++] = &relations;
-        return namer.unique(text, ScopeList(chosen, count));
+        return namer.unique(std::move(text), ScopeList(chosen, count));
       };
       int ordinal = 0;
       for (const ZELKey* key : table.keys()) {
@@ -391,24 +403,24 @@ std::string SqlNames::assign(const ZELModel& model, const SqlDialect& dialect) {
                  : foreign ? "fk_" + tableName + "_" + std::to_string(ordinal)
                            : "uk_" + tableName + "_" + std::to_string(ordinal);
         };
-        const std::string text = namer.clean(
+        std::string text = namer.clean(
             key->getName(), fallback,
             [&] { return "key " + quotedForMessage(key->getName()) + where(); }, error);
-        names_[key].name = uniqueIn(text, foreign ? scopes.foreignKeys : scopes.keys);
+        add(key, uniqueIn(std::move(text), foreign ? scopes.foreignKeys : scopes.keys));
       }
       ordinal = 0;
       for (const ZELIndex* index : table.indexes()) {
         ++ordinal;
         if (isKeyIndex(table, *index)) continue;  // written with its key, if at all
-        const std::string text = namer.clean(
+        std::string text = namer.clean(
             index->getName(), [&] { return "ix_" + tableName + "_" + std::to_string(ordinal); },
             [&] { return "index " + quotedForMessage(index->getName()) + where(); }, error);
-        names_[index].name = uniqueIn(text, scopes.indexes);
+        add(index, uniqueIn(std::move(text), scopes.indexes));
       }
     }
   }
   // Quoted once here rather than at each of the script's uses.
-  for (auto& [object, name] : names_) name.quoted = dialect.quoteIdentifier(name.name);
+  for (Name& name : names_) dialect.appendIdentifier(name.quoted, name.name);
   unnamedQuoted_ = dialect.quoteIdentifier("");
   return error;
 }

@@ -4,12 +4,14 @@
 // the same names.
 #pragma once
 
+#include <cstdint>
+#include <deque>
 #include <string>
 #include <string_view>
-#include <unordered_map>
 #include <vector>
 
 #include "model/zel_model.h"
+#include "zel_flat_map.h"
 #include "sql_dialect.h"
 
 namespace pcd::writers {
@@ -36,7 +38,16 @@ class SqlNames {
     std::string name;
     std::string quoted;
   };
-  std::unordered_map<const ZELObject*, Name> names_;
+  // Addresses, not file contents: the map spreads the plain value.
+  struct AddressHash {
+    size_t operator()(const ZELObject* object) const {
+      return static_cast<size_t>(reinterpret_cast<uintptr_t>(object));
+    }
+  };
+  const std::string& add(const ZELObject* object, std::string name);
+
+  std::deque<Name> names_;  // in place for the map's life
+  ZELFlatMap<const ZELObject*, Name, AddressHash> byObject_;
   std::string unnamedQuoted_;
   const ZELPackage* engineSchema_ = nullptr;
 };

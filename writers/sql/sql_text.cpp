@@ -13,6 +13,12 @@ std::string validUtf8(std::string_view bytes) {
   return text;
 }
 
+std::string_view validUtf8View(std::string_view bytes, std::string& repaired) {
+  if (isWellFormed(bytes)) return bytes;
+  repaired = validUtf8(bytes);
+  return repaired;
+}
+
 bool isValidUtf8Of(std::string_view text, std::string_view bytes) {
   return isWellFormed(bytes) ? text == bytes : text == validUtf8(bytes);
 }

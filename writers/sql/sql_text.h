@@ -10,6 +10,9 @@ namespace pcd::writers {
 // Each byte that is not part of a well-formed UTF-8 sequence becomes U+FFFD
 // (the rule the JSON writer follows too).
 std::string validUtf8(std::string_view bytes);
+// The same without a copy: `bytes` themselves when well-formed, else the
+// repaired text, kept in `repaired`.
+std::string_view validUtf8View(std::string_view bytes, std::string& repaired);
 // True when `text` is what validUtf8(bytes) gives, without a copy where
 // `bytes` are well-formed already.
 bool isValidUtf8Of(std::string_view text, std::string_view bytes);

@@ -197,7 +197,7 @@ class SqliteDialect final : public SqlDialect {
   std::string tableDescriptionBefore(const std::string& description) const override {
     return "-- " + commentText(description) + "\n";
   }
-  CarriedDescription columnDescriptionClause(const std::string& description) const override {
+  CarriedDescription columnDescriptionClause(std::string_view description) const override {
     return {"", commentText(description)};
   }
 

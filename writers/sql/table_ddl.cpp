@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cctype>
+#include <deque>
 
 #include "catalog_view.h"
 #include "model_sql.h"
@@ -30,6 +31,29 @@ bool isPlainTypeName(std::string_view name) {
   }
   return depth == 0;
 }
+
+// The columns of a key seen so far. A key has few: they are compared one by
+// one, and only a long list goes into a hash set.
+class SeenColumns {
+ public:
+  // False when `column` was seen already.
+  bool insert(const ZELAttribute* column) {
+    if (set_.empty()) {
+      if (std::find(few_.begin(), few_.end(), column) != few_.end()) return false;
+      if (few_.size() < kFew) {
+        few_.push_back(column);
+        return true;
+      }
+      set_.insert(few_.begin(), few_.end());
+    }
+    return set_.insert(column).second;
+  }
+
+ private:
+  static constexpr size_t kFew = 32;
+  std::vector<const ZELAttribute*> few_;
+  std::unordered_set<const ZELAttribute*> set_;
+};
 
 }  // namespace
 
@@ -80,6 +104,14 @@ std::string TableDdl::tableRef(const ZELClass* table) const {
   return qualifiedName(quoted(schemaOf_.at(table)), quoted(table));
 }
 
+void TableDdl::appendTableRef(std::string& out, const ZELClass* table) const {
+  if (!dialect_.schemaKind().empty()) {
+    out += quoted(schemaOf_.at(table));
+    out += '.';
+  }
+  out += quoted(table);
+}
+
 std::string TableDdl::qualified(const ZELClass* table, const ZELObject* object) const {
   if (dialect_.schemaKind().empty()) return quoted(object);
   return qualifiedName(quoted(schemaOf_.at(table)), quoted(object));
@@ -124,11 +156,16 @@ const SqlType& TableDdl::typeOf(const ZELFeature* column) {
 
 std::string TableDdl::columnList(const std::vector<const ZELAttribute*>& columns) const {
   std::string list;
-  for (const ZELAttribute* column : columns) {
-    list += list.empty() ? "" : ", ";
-    list += quoted(column);
-  }
+  appendColumnList(list, columns);
   return list;
+}
+
+void TableDdl::appendColumnList(std::string& out,
+                                const std::vector<const ZELAttribute*>& columns) const {
+  for (size_t i = 0; i < columns.size(); ++i) {
+    if (i != 0) out += ", ";
+    out += quoted(columns[i]);
+  }
 }
 
 // Why the dialect cannot make a key or index of these columns of `table`,
@@ -143,13 +180,13 @@ std::string TableDdl::keyProblem(const ZELClass& table,
   if (columns.empty()) return "it has no columns";
   unsigned bytes = 0;
   size_t prefixed = 0;
-  std::unordered_set<const ZELAttribute*> seen;
+  SeenColumns seen;
   for (const ZELAttribute* column : columns) {
     if (column == nullptr) return "a member has no column";
     if (column->getClassifier() != &table) {
       return "column " + shown(column->getName()) + " is not a column of this table";
     }
-    if (!seen.insert(column).second) {
+    if (!seen.insert(column)) {
       return "column " + shown(column->getName()) + " appears twice";
     }
     const SqlType& type = typeOf(column);
@@ -241,29 +278,31 @@ bool TableDdl::isPrimaryColumn(const ZELAttribute& column) const {
   return std::find(members.begin(), members.end(), &column) != members.end();
 }
 
-std::string TableDdl::columnLine(const ZELAttribute& column, std::string& note, bool nullable) {
+void TableDdl::appendColumnLine(std::string& out, const ZELAttribute& column,
+                                std::string_view description, std::string& note,
+                                bool nullable) {
   const SqlType& type = typeOf(&column);
-  std::string line = quoted(&column);
-  line += ' ';
-  line += type.text;
-  if (!nullable && (!column.isOptional() || isPrimaryColumn(column))) line += " NOT NULL";
+  out += quoted(&column);
+  out += ' ';
+  out += type.text;
+  if (!nullable && (!column.isOptional() || isPrimaryColumn(column))) out += " NOT NULL";
   note = type.note;
   if (!isValidUtf8Of(name(&column), bytesOf(column.getName()))) {
     note += std::string(note.empty() ? "" : "; ") + "column " + shown(column.getName()) +
             " of the extract";
   }
-  const std::string description = validUtf8(bytesOf(column.getDescription()));
   if (!description.empty()) {
     const CarriedDescription carried = dialect_.columnDescriptionClause(description);
-    line += carried.clause;
+    out += carried.clause;
     if (!carried.note.empty()) note += std::string(note.empty() ? "" : "; ") + carried.note;
   }
-  return line;
 }
 
 std::string TableDdl::columnDefinition(const ZELAttribute& column, bool nullable) {
-  std::string note;
-  return columnLine(column, note, nullable);
+  std::string line, note, repaired;
+  appendColumnLine(line, column, validUtf8View(bytesOf(column.getDescription()), repaired), note,
+                   nullable);
+  return line;
 }
 
 std::string TableDdl::keyConstraint(const ZELCandidateKey& key) const {
@@ -282,9 +321,8 @@ std::string TableDdl::keyConstraint(const ZELCandidateKey& key) const {
 
 void TableDdl::writeTable(const ZELClass& table, std::string& out, std::string& foreignKeys,
                           const std::string& as, bool withIndexes) {
-  const std::vector<const ZELAttribute*> columns = columnsInPositionOrder(table);
   out += "\n";
-  const std::string description = validUtf8(bytesOf(table.getDescription()));
+  const std::string ref = as.empty() ? tableRef(&table) : as;
   if (!createdTables_.count(&table)) {
     out += notWritten("table " + tableRef(&table),
                       "a table needs at least one column in " + std::string(dialect_.name()));
@@ -293,7 +331,10 @@ void TableDdl::writeTable(const ZELClass& table, std::string& out, std::string& 
   if (!isValidUtf8Of(name(&table), bytesOf(table.getName()))) {
     out += "-- Table " + shown(table.getName()) + " of the extract\n";
   }
-  if (!description.empty()) out += dialect_.tableDescriptionBefore(description);
+  std::string repairedTableDescription;
+  const std::string_view description =
+      validUtf8View(bytesOf(table.getDescription()), repairedTableDescription);
+  if (!description.empty()) out += dialect_.tableDescriptionBefore(std::string(description));
 
   const TableKeys& keys = plannedKeys_[&table];
   std::vector<std::string> foreignKeyClauses;
@@ -302,41 +343,68 @@ void TableDdl::writeTable(const ZELClass& table, std::string& out, std::string& 
   }
 
   for (const Skipped& key : keys.skipped) out += notWrittenLine(key.what, key.why);
-  out += "CREATE TABLE " + (as.empty() ? tableRef(&table) : as) + " (\n";
-  std::vector<std::string> lines;  // each with its trailing comment, if any
-  std::vector<std::string> comments;
+  out += "CREATE TABLE ";
+  out += ref;
+  out += " (\n";
+  // Each line is written as it comes; the comma after it and its comment
+  // when the next line begins, since only then is it known not to be last.
+  bool first = true;
+  std::string note;  // the comment of the line last written
+  const auto endLine = [&out, &note] {
+    if (!note.empty()) {
+      out += "  -- ";
+      out += commentText(note);
+      note.clear();
+    }
+    out += '\n';
+  };
+  const auto beginLine = [&] {
+    if (!first) {
+      out += ',';
+      endLine();
+    }
+    first = false;
+    out += "  ";
+  };
   std::vector<SqlDialect::ColumnDescription> described;
-  for (const ZELAttribute* column : columns) {
-    std::string note;
-    lines.push_back("  " + columnLine(*column, note));
-    comments.push_back(note);
-    const std::string columnDescription = validUtf8(bytesOf(column->getDescription()));
+  std::deque<std::string> repaired;  // descriptions that were not valid UTF-8
+  std::string scratch;
+  for (const ZELAttribute* column : columnsInPositionOrder(table)) {
+    std::string_view columnDescription = validUtf8View(bytesOf(column->getDescription()), scratch);
+    if (columnDescription.data() == scratch.data()) {
+      columnDescription = repaired.emplace_back(std::move(scratch));
+      scratch.clear();
+    }
+    beginLine();
+    appendColumnLine(out, *column, columnDescription, note);
     if (!columnDescription.empty()) described.push_back({quoted(column), columnDescription});
   }
   if (keys.primary != nullptr) {
-    lines.push_back("  " + keyConstraint(*keys.primary));
-    comments.emplace_back();
+    beginLine();
+    out += keyConstraint(*keys.primary);
   }
   for (const ZELCandidateKey* key : keys.unique) {
-    lines.push_back("  " + keyConstraint(*key));
-    comments.emplace_back();
+    beginLine();
+    out += keyConstraint(*key);
   }
   for (const std::string& clause : foreignKeyClauses) {
-    lines.push_back(clause);
-    comments.emplace_back();
+    beginLine();
+    out += clause;
   }
-  for (size_t i = 0; i < lines.size(); ++i) {
-    out += lines[i];
-    if (i + 1 < lines.size()) out += ",";
-    if (!comments[i].empty()) out += "  -- " + commentText(comments[i]);
-    out += "\n";
+  if (!first) endLine();
+  const CarriedDescription carried = description.empty()
+                                         ? CarriedDescription()
+                                         : dialect_.tableDescriptionClause(std::string(description));
+  out += ')';
+  out += carried.clause;
+  out += ';';
+  if (!carried.note.empty()) {
+    out += "  -- ";
+    out += carried.note;
   }
-  const CarriedDescription carried =
-      description.empty() ? CarriedDescription() : dialect_.tableDescriptionClause(description);
-  out += ")" + carried.clause + ";" + (carried.note.empty() ? "" : "  -- " + carried.note) + "\n";
+  out += '\n';
   if (!description.empty() || !described.empty()) {
-    out +=
-        dialect_.descriptionStatements(as.empty() ? tableRef(&table) : as, description, described);
+    dialect_.appendDescriptionStatements(out, ref, description, described);
   }
   if (withIndexes) out += indexStatements(table);
   if (!dialect_.foreignKeysInCreateTable()) {
@@ -424,18 +492,23 @@ std::string TableDdl::indexMembers(const ZELClass& table, const ZELIndex& index,
 void TableDdl::collectForeignKeys(const ZELClass& table, std::vector<std::string>& clauses,
                                   std::string& out, std::string& foreignKeys) {
   const bool inside = dialect_.foreignKeysInCreateTable();
+  std::string ref;  // made at the first foreign key
+  std::string problem;
   for (const ZELKey* key : table.keys()) {
     if (!key->isInstanceOf(ZEL_ET_FOREIGN_KEY)) continue;
-    std::string problem;
-    const std::string clause =
+    if (ref.empty()) ref = tableRef(&table);
+    std::string clause =
         foreignKeyConstraint(table, static_cast<const ZELForeignKey&>(*key), problem);
     if (!problem.empty()) {
-      (inside ? out : foreignKeys) +=
-          notWritten("foreign key " + quoted(key) + " of " + tableRef(&table), problem);
+      (inside ? out : foreignKeys) += notWritten("foreign key " + quoted(key) + " of " + ref, problem);
     } else if (inside) {
-      clauses.push_back("  " + clause);
+      clauses.push_back(std::move(clause));
     } else {
-      foreignKeys += "ALTER TABLE " + tableRef(&table) + " ADD " + clause + ";\n";
+      foreignKeys += "ALTER TABLE ";
+      foreignKeys += ref;
+      foreignKeys += " ADD ";
+      foreignKeys += clause;
+      foreignKeys += ";\n";
     }
   }
 }
@@ -445,9 +518,16 @@ std::string TableDdl::foreignKeyConstraint(const ZELClass& table, const ZELForei
   std::vector<const ZELAttribute*> columns, referencedColumns;
   problem = foreignKeyProblem(table, key, columns, referencedColumns);
   if (!problem.empty()) return "";
-  const ZELClass* referenced = key.getCandidateKey()->getAssociatedClass();
-  return "CONSTRAINT " + quoted(&key) + " FOREIGN KEY (" + columnList(columns) + ") REFERENCES " +
-         tableRef(referenced) + " (" + columnList(referencedColumns) + ")";
+  std::string text = "CONSTRAINT ";
+  text += quoted(&key);
+  text += " FOREIGN KEY (";
+  appendColumnList(text, columns);
+  text += ") REFERENCES ";
+  appendTableRef(text, key.getCandidateKey()->getAssociatedClass());
+  text += " (";
+  appendColumnList(text, referencedColumns);
+  text += ')';
+  return text;
 }
 
 // Why the foreign key cannot be written, or "" with its column pairs.
@@ -491,9 +571,9 @@ std::string TableDdl::foreignKeyProblem(const ZELClass& table, const ZELForeignK
     return "its referenced columns are not those of key " + quoted(referencedKey) +
            (needsIndexes ? " in their order" : "");
   }
-  std::unordered_set<const ZELAttribute*> seen;
+  SeenColumns seen;
   for (size_t i = 0; i < columns.size(); ++i) {
-    if (!seen.insert(columns[i]).second) {
+    if (!seen.insert(columns[i])) {
       return "column " + quoted(columns[i]) + " appears twice";
     }
     const SqlType& own = typeOf(columns[i]);

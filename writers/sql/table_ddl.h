@@ -67,6 +67,7 @@ class TableDdl {
   // The table as a statement names it: "SCHEMA"."TABLE", or "TABLE" in a
   // dialect without schemas.
   std::string tableRef(const ZELClass* table) const;
+  void appendTableRef(std::string& out, const ZELClass* table) const;
   // A model name for a comment, quoted as the dialect would (not shortened).
   std::string shown(const ZELString& raw) const;
   // The column's type in the script, cached per model type.
@@ -114,6 +115,7 @@ class TableDdl {
   enum class KeyUse { kUnique, kPlainIndex, kForeignKey };
 
   std::string columnList(const std::vector<const ZELAttribute*>& columns) const;
+  void appendColumnList(std::string& out, const std::vector<const ZELAttribute*>& columns) const;
   std::string keyProblem(const ZELClass& table, const std::vector<const ZELAttribute*>& columns,
                          KeyUse use = KeyUse::kUnique, std::vector<unsigned>* prefixes = nullptr);
   void planKeys(const ZELClass& table);
@@ -121,8 +123,10 @@ class TableDdl {
                         const std::vector<IndexMember>& members, bool unique) const;
   void collectForeignKeys(const ZELClass& table, std::vector<std::string>& clauses,
                           std::string& out, std::string& foreignKeys);
-  // The column's line in CREATE TABLE and the note its comment carries.
-  std::string columnLine(const ZELAttribute& column, std::string& note, bool nullable = false);
+  // Appends the column's line in CREATE TABLE (`description`: its valid
+  // UTF-8 description); `note` receives what its comment carries.
+  void appendColumnLine(std::string& out, const ZELAttribute& column, std::string_view description,
+                        std::string& note, bool nullable = false);
   bool isPrimaryColumn(const ZELAttribute& column) const;
 
   const SqlDialect& dialect_;
