@@ -32,6 +32,13 @@ class ZELFlatMap {
     place(Slot{key, value});
     ++count_;
   }
+  // Makes room for `count` entries in all, so that adding them allocates
+  // nothing more.
+  void reserve(size_t count) {
+    unsigned bits = kFirstBits;
+    while ((size_t{1} << bits) < 2 * count) ++bits;
+    if ((size_t{1} << bits) > slots_.size()) resize(bits);
+  }
   // Forgets every entry and frees the memory. Allocates nothing.
   void clear() noexcept {
     std::vector<Slot>().swap(slots_);
@@ -54,8 +61,8 @@ class ZELFlatMap {
     while (slots_[at].value != nullptr) at = (at + 1) & (slots_.size() - 1);
     slots_[at] = slot;
   }
-  void grow() {
-    const unsigned bits = slots_.empty() ? kFirstBits : 64 - shift_ + 1;
+  void grow() { resize(slots_.empty() ? kFirstBits : 64 - shift_ + 1); }
+  void resize(unsigned bits) {
     std::vector<Slot> larger(size_t{1} << bits, Slot{Key{}, nullptr});
     larger.swap(slots_);  // `larger` holds the old slots now
     shift_ = 64 - bits;
@@ -67,4 +74,12 @@ class ZELFlatMap {
   std::vector<Slot> slots_;  // a power of two in size
   unsigned shift_ = 64;      // 64 minus the bits of the slot count
   size_t count_ = 0;
+};
+
+// The hash of a map keyed by object addresses (not file contents): the
+// address itself, which the map spreads.
+struct ZELAddressHash {
+  size_t operator()(const void* address) const noexcept {
+    return static_cast<size_t>(reinterpret_cast<uintptr_t>(address));
+  }
 };

@@ -77,15 +77,19 @@ std::string columnPairNames(const ZELForeignKey& key, std::string_view separator
 
 std::vector<const ZELAttribute*> columnsInPositionOrder(const ZELClassifier& classifier) {
   std::vector<const ZELAttribute*> columns;
+  columns.reserve(static_cast<size_t>(classifier.features().count()));
   for (const ZELFeature* feature : classifier.features()) {
     if (feature->isInstanceOf(ZEL_ET_ATTRIBUTE)) {
       columns.push_back(static_cast<const ZELAttribute*>(feature));
     }
   }
-  std::stable_sort(columns.begin(), columns.end(),
-                   [](const ZELAttribute* a, const ZELAttribute* b) {
-                     return a->getPosition() < b->getPosition();
-                   });
+  const auto before = [](const ZELAttribute* a, const ZELAttribute* b) {
+    return a->getPosition() < b->getPosition();
+  };
+  // Mostly in order already; stable_sort would take a buffer even then.
+  if (!std::is_sorted(columns.begin(), columns.end(), before)) {
+    std::stable_sort(columns.begin(), columns.end(), before);
+  }
   return columns;
 }
 

@@ -33,7 +33,8 @@ class ScriptBuilder {
     for (const SchemaOfCatalog& entry : schemas) writeSchema(entry);
     if (!foreignKeys_.empty()) {
       body_ += "\n-- Foreign keys, once every table exists.\n\n";
-      body_ += foreignKeys_;
+      flush();
+      std::fwrite(foreignKeys_.data(), 1, foreignKeys_.size(), out_);
     }
     body_ += "\n-- " + std::to_string(ddl_.notWrittenCount()) +
              " keys, indexes or tables could not be written in " + std::string(dialect_.name()) +

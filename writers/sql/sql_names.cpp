@@ -205,9 +205,14 @@ class Namer {
       // starts where the schema's scope is.
       std::string key;
       for (const NameScope* scope : scopes) key += std::to_string(scope->serial()) + ",";
+      // The counters of a count of digits, once all taken, stay taken: the
+      // search starts at the count it ended at last time. The stems of all
+      // counts follow from the first one's.
+      size_t& reached = digitsReached_.try_emplace(key + stem(2), 1).first->second;
+      size_t digits = 1;
       uint64_t first = 2, last = 10;
-      for (size_t digits = 1;;
-           ++digits, first = last, last = digits < 19 ? last * 10 : UINT64_MAX) {
+      for (; digits < reached; ++digits) first = last, last = digits + 1 < 19 ? last * 10 : UINT64_MAX;
+      for (;; ++digits, first = last, last = digits < 19 ? last * 10 : UINT64_MAX) {
         const std::string base = stem(1 + digits);
         const std::string stemKey = std::to_string(digits) + ":" + base;
         uint64_t from = first;
@@ -226,6 +231,7 @@ class Namer {
             from);
         if (counter < last) break;
       }
+      reached = digits;
     }
     for (NameScope* scope : scopes) scope->take(name);
     return name;
@@ -235,6 +241,7 @@ class Namer {
   const SqlDialect& dialect_;
   IdentifierLimit limit_;
   SuffixCounters suffixes_;
+  std::unordered_map<std::string, size_t, zel_hash::TextHash> digitsReached_;
 };
 
 std::string quotedForMessage(const ZELString& name) {
@@ -254,7 +261,9 @@ std::vector<SchemaOfCatalog> catalogSchemas(const ZELModel& model) {
 std::vector<const ZELModelObject*> objectsOfType(const ZELPackage& schema, ZELElementType type) {
   std::vector<const ZELModelObject*> objects;
   if (!schema.isInstanceOf(ZEL_ET_DATA_PACKAGE)) return objects;
-  for (const ZELModelObject* object : static_cast<const ZELDataPackage&>(schema).modelObjects()) {
+  const auto& all = static_cast<const ZELDataPackage&>(schema).modelObjects();
+  objects.reserve(static_cast<size_t>(all.count()));
+  for (const ZELModelObject* object : all) {
     if (object->getElementType() == type) objects.push_back(object);
   }
   return objects;
@@ -286,6 +295,15 @@ std::string SqlNames::assign(const ZELModel& model, const SqlDialect& dialect) {
   NameArena arena;  // outlives every scope below
   std::string error;
   const std::vector<SchemaOfCatalog> schemas = catalogSchemas(model);
+  size_t objects = schemas.size();
+  for (const SchemaOfCatalog& entry : schemas) {
+    for (const ZELModelObject* object : objectsOfType(*entry.schema, ZEL_ET_CLASS)) {
+      const auto& table = static_cast<const ZELClass&>(*object);
+      objects += 1 + static_cast<size_t>(table.features().count() + table.keys().count() +
+                                         table.indexes().count());
+    }
+  }
+  byObject_.reserve(objects);  // the map never grows: no second pass over it
 
   // A name the engine keeps for itself gets an "x" in front: the names of
   // its own schemas (MySQL databases) and those with its prefix.

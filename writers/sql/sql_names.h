@@ -4,7 +4,6 @@
 // the same names.
 #pragma once
 
-#include <cstdint>
 #include <deque>
 #include <string>
 #include <string_view>
@@ -38,16 +37,10 @@ class SqlNames {
     std::string name;
     std::string quoted;
   };
-  // Addresses, not file contents: the map spreads the plain value.
-  struct AddressHash {
-    size_t operator()(const ZELObject* object) const {
-      return static_cast<size_t>(reinterpret_cast<uintptr_t>(object));
-    }
-  };
   const std::string& add(const ZELObject* object, std::string name);
 
   std::deque<Name> names_;  // in place for the map's life
-  ZELFlatMap<const ZELObject*, Name, AddressHash> byObject_;
+  ZELFlatMap<const ZELObject*, Name, ZELAddressHash> byObject_;
   std::string unnamedQuoted_;
   const ZELPackage* engineSchema_ = nullptr;
 };

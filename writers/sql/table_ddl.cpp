@@ -2,7 +2,8 @@
 
 #include <algorithm>
 #include <cctype>
-#include <deque>
+#include <stdexcept>
+#include <unordered_set>
 
 #include "catalog_view.h"
 #include "model_sql.h"
@@ -39,19 +40,20 @@ class SeenColumns {
   // False when `column` was seen already.
   bool insert(const ZELAttribute* column) {
     if (set_.empty()) {
-      if (std::find(few_.begin(), few_.end(), column) != few_.end()) return false;
-      if (few_.size() < kFew) {
-        few_.push_back(column);
+      if (std::find(few_, few_ + count_, column) != few_ + count_) return false;
+      if (count_ < kFew) {
+        few_[count_++] = column;
         return true;
       }
-      set_.insert(few_.begin(), few_.end());
+      set_.insert(few_, few_ + count_);
     }
     return set_.insert(column).second;
   }
 
  private:
   static constexpr size_t kFew = 32;
-  std::vector<const ZELAttribute*> few_;
+  const ZELAttribute* few_[kFew];
+  size_t count_ = 0;
   std::unordered_set<const ZELAttribute*> set_;
 };
 
@@ -62,27 +64,33 @@ TableDdl::TableDdl(const ZELModel& model, const SqlDialect& dialect, bool native
     : dialect_(dialect), nativeTypes_(nativeTypes), names_(names), schemas_(catalogSchemas(model)) {
   // Which tables the script creates, so that foreign keys can refer only to
   // those; a dialect may need at least one column in a table.
+  std::vector<const ZELClass*> tables;
   for (const SchemaOfCatalog& entry : schemas_) {
     for (const ZELModelObject* object : objectsOfType(*entry.schema, ZEL_ET_CLASS)) {
       const auto* table = static_cast<const ZELClass*>(object);
       const auto isColumn = [](const ZELFeature* feature) {
         return feature->isInstanceOf(ZEL_ET_ATTRIBUTE);
       };
-      if (dialect_.tablesWithoutColumns() ||
-          std::any_of(table->features().begin(), table->features().end(), isColumn)) {
-        createdTables_.insert(table);
-      }
-      schemaOf_[table] = entry.schema;
+      const bool created =
+          dialect_.tablesWithoutColumns() ||
+          std::any_of(table->features().begin(), table->features().end(), isColumn);
+      plans_.push_back({entry.schema, created, {}});
+      tables.push_back(table);
     }
   }
+  tables_.reserve(plans_.size());
+  for (size_t i = 0; i < plans_.size(); ++i) tables_.add(tables[i], &plans_[i]);
   // Every table's keys before any table is written, so that foreign keys
   // (SQLite's inside CREATE TABLE) know which referenced keys exist.
-  for (const SchemaOfCatalog& entry : schemas_) {
-    for (const ZELModelObject* object : objectsOfType(*entry.schema, ZEL_ET_CLASS)) {
-      const auto* table = static_cast<const ZELClass*>(object);
-      if (createdTables_.count(table)) planKeys(*table);
-    }
+  for (size_t i = 0; i < plans_.size(); ++i) {
+    if (plans_[i].created) planKeys(*tables[i], plans_[i].keys);
   }
+}
+
+const TableDdl::TablePlan& TableDdl::planOf(const ZELClass* table) const {
+  const TablePlan* plan = tables_.find(table);
+  if (plan == nullptr) throw std::out_of_range("a table of another model");
+  return *plan;
 }
 
 namespace {
@@ -101,12 +109,12 @@ std::string qualifiedName(const std::string& schema, const std::string& name) {
 
 std::string TableDdl::tableRef(const ZELClass* table) const {
   if (dialect_.schemaKind().empty()) return quoted(table);
-  return qualifiedName(quoted(schemaOf_.at(table)), quoted(table));
+  return qualifiedName(quoted(planOf(table).schema), quoted(table));
 }
 
 void TableDdl::appendTableRef(std::string& out, const ZELClass* table) const {
   if (!dialect_.schemaKind().empty()) {
-    out += quoted(schemaOf_.at(table));
+    out += quoted(planOf(table).schema);
     out += '.';
   }
   out += quoted(table);
@@ -114,7 +122,7 @@ void TableDdl::appendTableRef(std::string& out, const ZELClass* table) const {
 
 std::string TableDdl::qualified(const ZELClass* table, const ZELObject* object) const {
   if (dialect_.schemaKind().empty()) return quoted(object);
-  return qualifiedName(quoted(schemaOf_.at(table)), quoted(object));
+  return qualifiedName(quoted(planOf(table).schema), quoted(object));
 }
 
 std::string TableDdl::shown(const ZELString& raw) const {
@@ -242,8 +250,7 @@ std::string TableDdl::notWritten(const std::string& what, const std::string& why
   return notWrittenLine(what, why);
 }
 
-void TableDdl::planKeys(const ZELClass& table) {
-  TableKeys& keys = plannedKeys_[&table];
+void TableDdl::planKeys(const ZELClass& table, TableKeys& keys) {
   // Keys first: a column of the written primary key is NOT NULL.
   for (const ZELKey* key : table.keys()) {
     if (key->isInstanceOf(ZEL_ET_FOREIGN_KEY)) continue;
@@ -260,7 +267,7 @@ void TableDdl::planKeys(const ZELClass& table) {
            problem});
       continue;
     }
-    writtenKeys_.insert(candidate);
+    if (writtenKeys_.find(candidate) == nullptr) writtenKeys_.add(candidate, candidate);
     if (primary) {
       keys.primary = candidate;
     } else if (candidate->uniqueKey) {
@@ -272,9 +279,9 @@ void TableDdl::planKeys(const ZELClass& table) {
 }
 
 bool TableDdl::isPrimaryColumn(const ZELAttribute& column) const {
-  const auto keys = plannedKeys_.find(static_cast<const ZELClass*>(column.getClassifier()));
-  if (keys == plannedKeys_.end() || keys->second.primary == nullptr) return false;
-  const auto& members = keys->second.primary->attributes();
+  const TablePlan* plan = tables_.find(static_cast<const ZELClass*>(column.getClassifier()));
+  if (plan == nullptr || plan->keys.primary == nullptr) return false;
+  const auto& members = plan->keys.primary->attributes();
   return std::find(members.begin(), members.end(), &column) != members.end();
 }
 
@@ -306,24 +313,41 @@ std::string TableDdl::columnDefinition(const ZELAttribute& column, bool nullable
 }
 
 std::string TableDdl::keyConstraint(const ZELCandidateKey& key) const {
-  const auto keys = plannedKeys_.find(static_cast<const ZELClass*>(key.getAssociatedClass()));
-  if (keys == plannedKeys_.end()) return "";
-  const std::vector<const ZELAttribute*> columns(key.attributes().begin(), key.attributes().end());
-  if (keys->second.primary == &key) {
-    // No constraint name where the engine names every primary key itself.
-    return (dialect_.primaryKeyName().empty() ? "CONSTRAINT " + quoted(&key) + " " : "") +
-           "PRIMARY KEY (" + columnList(columns) + ")";
+  std::string text;
+  appendKeyConstraint(text, key);
+  return text;
+}
+
+void TableDdl::appendKeyConstraint(std::string& out, const ZELCandidateKey& key) const {
+  const TablePlan* plan = tables_.find(static_cast<const ZELClass*>(key.getAssociatedClass()));
+  if (plan == nullptr) return;
+  const bool primary = plan->keys.primary == &key;
+  if (!primary) {
+    const auto& unique = plan->keys.unique;
+    if (std::find(unique.begin(), unique.end(), &key) == unique.end()) return;
   }
-  const auto& unique = keys->second.unique;
-  if (std::find(unique.begin(), unique.end(), &key) == unique.end()) return "";
-  return "CONSTRAINT " + quoted(&key) + " UNIQUE (" + columnList(columns) + ")";
+  // No constraint name where the engine names every primary key itself.
+  if (!primary || dialect_.primaryKeyName().empty()) {
+    out += "CONSTRAINT ";
+    out += quoted(&key);
+    out += ' ';
+  }
+  out += primary ? "PRIMARY KEY (" : "UNIQUE (";
+  bool first = true;
+  for (const ZELAttribute* column : key.attributes()) {
+    if (!first) out += ", ";
+    first = false;
+    out += quoted(column);
+  }
+  out += ')';
 }
 
 void TableDdl::writeTable(const ZELClass& table, std::string& out, std::string& foreignKeys,
                           const std::string& as, bool withIndexes) {
   out += "\n";
   const std::string ref = as.empty() ? tableRef(&table) : as;
-  if (!createdTables_.count(&table)) {
+  const TablePlan& plan = planOf(&table);
+  if (!plan.created) {
     out += notWritten("table " + tableRef(&table),
                       "a table needs at least one column in " + std::string(dialect_.name()));
     return;
@@ -336,7 +360,7 @@ void TableDdl::writeTable(const ZELClass& table, std::string& out, std::string& 
       validUtf8View(bytesOf(table.getDescription()), repairedTableDescription);
   if (!description.empty()) out += dialect_.tableDescriptionBefore(std::string(description));
 
-  const TableKeys& keys = plannedKeys_[&table];
+  const TableKeys& keys = plan.keys;
   std::vector<std::string> foreignKeyClauses;
   if (dialect_.foreignKeysInCreateTable()) {
     collectForeignKeys(table, foreignKeyClauses, out, foreignKeys);
@@ -366,8 +390,10 @@ void TableDdl::writeTable(const ZELClass& table, std::string& out, std::string& 
     first = false;
     out += "  ";
   };
-  std::vector<SqlDialect::ColumnDescription> described;
-  std::deque<std::string> repaired;  // descriptions that were not valid UTF-8
+  std::vector<SqlDialect::ColumnDescription>& described = described_;
+  described.clear();
+  std::deque<std::string>& repaired = repairedDescriptions_;
+  repaired.clear();
   std::string scratch;
   for (const ZELAttribute* column : columnsInPositionOrder(table)) {
     std::string_view columnDescription = validUtf8View(bytesOf(column->getDescription()), scratch);
@@ -381,11 +407,11 @@ void TableDdl::writeTable(const ZELClass& table, std::string& out, std::string& 
   }
   if (keys.primary != nullptr) {
     beginLine();
-    out += keyConstraint(*keys.primary);
+    appendKeyConstraint(out, *keys.primary);
   }
   for (const ZELCandidateKey* key : keys.unique) {
     beginLine();
-    out += keyConstraint(*key);
+    appendKeyConstraint(out, *key);
   }
   for (const std::string& clause : foreignKeyClauses) {
     beginLine();
@@ -417,15 +443,15 @@ bool TableDdl::isWritten(const ZELObject& keyOrIndex) {
     const auto& key = static_cast<const ZELForeignKey&>(keyOrIndex);
     std::vector<const ZELAttribute*> columns, referencedColumns;
     const ZELClass* table = key.getAssociatedClass();
-    return table != nullptr && createdTables_.count(table) &&
+    return table != nullptr && isCreated(table) &&
            foreignKeyProblem(*table, key, columns, referencedColumns).empty();
   }
   if (keyOrIndex.isInstanceOf(ZEL_ET_CANDIDATE_KEY)) {
-    return writtenKeys_.count(static_cast<const ZELCandidateKey*>(&keyOrIndex)) != 0;
+    return writtenKeys_.find(static_cast<const ZELCandidateKey*>(&keyOrIndex)) != nullptr;
   }
   const auto& index = static_cast<const ZELIndex&>(keyOrIndex);
   const ZELClass* table = index.getAssociatedClass();
-  if (table == nullptr || !createdTables_.count(table)) return false;
+  if (table == nullptr || !isCreated(table)) return false;
   std::vector<const ZELAttribute*> columns;
   for (const ZELIndexMember* member : index.members()) columns.push_back(member->getAttribute());
   std::vector<unsigned> prefixes;
@@ -436,8 +462,8 @@ bool TableDdl::isWritten(const ZELObject& keyOrIndex) {
 
 std::string TableDdl::indexStatements(const ZELClass& table) {
   std::string text;
-  for (const ZELCandidateKey* key : plannedKeys_[&table].indexed) {
-    text += indexStatement(table, *key);
+  if (const TablePlan* plan = tables_.find(&table)) {
+    for (const ZELCandidateKey* key : plan->keys.indexed) text += indexStatement(table, *key);
   }
   for (const ZELIndex* index : catalogIndexes(table)) text += indexStatement(table, *index);
   return text;
@@ -493,21 +519,23 @@ void TableDdl::collectForeignKeys(const ZELClass& table, std::vector<std::string
                                   std::string& out, std::string& foreignKeys) {
   const bool inside = dialect_.foreignKeysInCreateTable();
   std::string ref;  // made at the first foreign key
-  std::string problem;
+  std::vector<const ZELAttribute*> columns, referencedColumns;
   for (const ZELKey* key : table.keys()) {
     if (!key->isInstanceOf(ZEL_ET_FOREIGN_KEY)) continue;
     if (ref.empty()) ref = tableRef(&table);
-    std::string clause =
-        foreignKeyConstraint(table, static_cast<const ZELForeignKey&>(*key), problem);
+    const auto& foreignKey = static_cast<const ZELForeignKey&>(*key);
+    columns.clear();
+    referencedColumns.clear();
+    const std::string problem = foreignKeyProblem(table, foreignKey, columns, referencedColumns);
     if (!problem.empty()) {
       (inside ? out : foreignKeys) += notWritten("foreign key " + quoted(key) + " of " + ref, problem);
     } else if (inside) {
-      clauses.push_back(std::move(clause));
+      appendForeignKeyClause(clauses.emplace_back(), foreignKey, columns, referencedColumns);
     } else {
       foreignKeys += "ALTER TABLE ";
       foreignKeys += ref;
       foreignKeys += " ADD ";
-      foreignKeys += clause;
+      appendForeignKeyClause(foreignKeys, foreignKey, columns, referencedColumns);
       foreignKeys += ";\n";
     }
   }
@@ -518,16 +546,23 @@ std::string TableDdl::foreignKeyConstraint(const ZELClass& table, const ZELForei
   std::vector<const ZELAttribute*> columns, referencedColumns;
   problem = foreignKeyProblem(table, key, columns, referencedColumns);
   if (!problem.empty()) return "";
-  std::string text = "CONSTRAINT ";
-  text += quoted(&key);
-  text += " FOREIGN KEY (";
-  appendColumnList(text, columns);
-  text += ") REFERENCES ";
-  appendTableRef(text, key.getCandidateKey()->getAssociatedClass());
-  text += " (";
-  appendColumnList(text, referencedColumns);
-  text += ')';
+  std::string text;
+  appendForeignKeyClause(text, key, columns, referencedColumns);
   return text;
+}
+
+void TableDdl::appendForeignKeyClause(std::string& out, const ZELForeignKey& key,
+                                      const std::vector<const ZELAttribute*>& columns,
+                                      const std::vector<const ZELAttribute*>& referencedColumns) const {
+  out += "CONSTRAINT ";
+  out += quoted(&key);
+  out += " FOREIGN KEY (";
+  appendColumnList(out, columns);
+  out += ") REFERENCES ";
+  appendTableRef(out, key.getCandidateKey()->getAssociatedClass());
+  out += " (";
+  appendColumnList(out, referencedColumns);
+  out += ')';
 }
 
 // Why the foreign key cannot be written, or "" with its column pairs.
@@ -537,10 +572,10 @@ std::string TableDdl::foreignKeyProblem(const ZELClass& table, const ZELForeignK
   const ZELCandidateKey* referencedKey = key.getCandidateKey();
   if (referencedKey == nullptr) return "it is not linked to a referenced key";
   const ZELClass* referenced = referencedKey->getAssociatedClass();
-  if (referenced == nullptr || !createdTables_.count(referenced)) {
+  if (referenced == nullptr || !isCreated(referenced)) {
     return "the referenced table is not in the script";
   }
-  if (!writtenKeys_.count(referencedKey)) {
+  if (writtenKeys_.find(referencedKey) == nullptr) {
     return "the referenced key " + quoted(referencedKey) + " is not in the script";
   }
   for (const ColumnPair& pair : columnPairs(key)) {

@@ -5,14 +5,15 @@
 // What a dialect cannot take is a NOT WRITTEN comment that says why.
 #pragma once
 
+#include <deque>
 #include <string>
 #include <unordered_map>
-#include <unordered_set>
 #include <vector>
 
 #include "model/zel_model.h"
 #include "sql_dialect.h"
 #include "sql_names.h"
+#include "zel_flat_map.h"
 
 namespace pcd::writers {
 
@@ -27,11 +28,14 @@ class TableDdl {
   const SqlDialect& dialect() const { return dialect_; }
   // True when the dialect can create the table (one without columns is not,
   // in most).
-  bool isCreated(const ZELClass* table) const { return createdTables_.count(table) != 0; }
+  bool isCreated(const ZELClass* table) const {
+    const TablePlan* plan = tables_.find(table);
+    return plan != nullptr && plan->created;
+  }
   // False where the dialect has no schemas and every table goes into one
   // database.
   bool hasSchemas() const { return !dialect_.schemaKind().empty(); }
-  const ZELPackage* schemaOf(const ZELClass* table) const { return schemaOf_.at(table); }
+  const ZELPackage* schemaOf(const ZELClass* table) const { return planOf(table).schema; }
 
   // Something the dialect cannot take: what it is and why.
   struct Skipped {
@@ -45,7 +49,7 @@ class TableDdl {
     std::vector<const ZELCandidateKey*> indexed;  // candidate keys that are not unique
     std::vector<Skipped> skipped;
   };
-  const TableKeys& keysOf(const ZELClass* table) const { return plannedKeys_.at(table); }
+  const TableKeys& keysOf(const ZELClass* table) const { return planOf(table).keys; }
   struct IndexMember {
     const ZELAttribute* column;
     bool descending;
@@ -96,6 +100,7 @@ class TableDdl {
   // ALTER TABLE ... ADD: "CONSTRAINT "PK" PRIMARY KEY (...)" or "... UNIQUE
   // (...)"; "" for a key the script writes as an index, or not at all.
   std::string keyConstraint(const ZELCandidateKey& key) const;
+  void appendKeyConstraint(std::string& out, const ZELCandidateKey& key) const;
   // The CREATE INDEX statement of a key that is not unique or of a catalog
   // index, or its NOT WRITTEN comment.
   std::string indexStatement(const ZELClass& table, const ZELObject& keyOrIndex);
@@ -118,7 +123,11 @@ class TableDdl {
   void appendColumnList(std::string& out, const std::vector<const ZELAttribute*>& columns) const;
   std::string keyProblem(const ZELClass& table, const std::vector<const ZELAttribute*>& columns,
                          KeyUse use = KeyUse::kUnique, std::vector<unsigned>* prefixes = nullptr);
-  void planKeys(const ZELClass& table);
+  void planKeys(const ZELClass& table, TableKeys& keys);
+  // The constraint of a foreign key that can be written, of these pairs.
+  void appendForeignKeyClause(std::string& out, const ZELForeignKey& key,
+                              const std::vector<const ZELAttribute*>& columns,
+                              const std::vector<const ZELAttribute*>& referencedColumns) const;
   std::string indexText(const ZELClass& table, const ZELObject* index,
                         const std::vector<IndexMember>& members, bool unique) const;
   void collectForeignKeys(const ZELClass& table, std::vector<std::string>& clauses,
@@ -134,11 +143,21 @@ class TableDdl {
   const SqlNames& names_;
   std::vector<SchemaOfCatalog> schemas_;
   unsigned notWrittenCount_ = 0;
-  std::unordered_set<const ZELClass*> createdTables_;
-  std::unordered_set<const ZELCandidateKey*> writtenKeys_;
-  std::unordered_map<const ZELClass*, const ZELPackage*> schemaOf_;
+  // What the script does with each table of the model, found by one
+  // look-up; the plans in model order.
+  struct TablePlan {
+    const ZELPackage* schema;
+    bool created;
+    TableKeys keys;  // of a created table
+  };
+  const TablePlan& planOf(const ZELClass* table) const;
+  std::deque<TablePlan> plans_;
+  ZELFlatMap<const ZELClass*, TablePlan, ZELAddressHash> tables_;
+  ZELFlatMap<const ZELCandidateKey*, const ZELCandidateKey, ZELAddressHash> writtenKeys_;
   std::unordered_map<const ZELType*, SqlType> types_;
-  std::unordered_map<const ZELClass*, TableKeys> plannedKeys_;
+  // The described columns of the table being written; kept for the next.
+  std::vector<SqlDialect::ColumnDescription> described_;
+  std::deque<std::string> repairedDescriptions_;  // theirs that were not valid UTF-8
 };
 
 }  // namespace pcd::writers
