@@ -2,6 +2,8 @@
 
 #include <array>
 #include <cctype>
+#include <charconv>
+#include <type_traits>
 
 #include "catalog_outline.h"
 #include "model_mermaid.h"
@@ -23,8 +25,8 @@ constexpr size_t kMaxFileNameBytes = 120;
 // punctuation that starts emphasis, code, links, headings or cells is
 // escaped with a backslash, < > & become
 // entities (no raw HTML), a line break becomes <br>, other control
-// characters blanks, bytes that are not UTF-8 U+FFFD.
-std::string markdownText(std::string_view bytes) {
+// characters blanks, bytes that are not UTF-8 U+FFFD. Appended to `out`.
+void appendMarkdownText(std::string& out, std::string_view bytes) {
   static const std::string_view kPunctuation = "\\`*_[]#|~";
   // The ASCII bytes written as they are.
   static constexpr auto kPlain = [] {
@@ -34,46 +36,67 @@ std::string markdownText(std::string_view bytes) {
     return plain;
   }();
   const auto plain = [](unsigned char byte) { return kPlain[byte]; };
-  std::string text;
-  text.reserve(bytes.size());
-  appendWellFormed(text, bytes, plain, [](std::string& out, unsigned char byte) {
+  appendWellFormed(out, bytes, plain, [](std::string& text, unsigned char byte) {
     if (byte == '<') {
-      out += "&lt;";
+      text += "&lt;";
     } else if (byte == '>') {
-      out += "&gt;";
+      text += "&gt;";
     } else if (byte == '&') {
-      out += "&amp;";
+      text += "&amp;";
     } else if (byte == '\n') {
-      out += "<br>";
+      text += "<br>";
     } else if (byte < 0x20 || byte == 0x7F) {
-      out += ' ';
+      text += ' ';
     } else {
-      if (kPunctuation.find(static_cast<char>(byte)) != std::string_view::npos) out += '\\';
-      out += static_cast<char>(byte);
+      if (kPunctuation.find(static_cast<char>(byte)) != std::string_view::npos) text += '\\';
+      text += static_cast<char>(byte);
     }
   });
+}
+
+std::string markdownText(std::string_view bytes) {
+  std::string text;
+  text.reserve(bytes.size());
+  appendMarkdownText(text, bytes);
   return text;
 }
 
-std::string markdownText(const ZELString& bytes) {
-  return markdownText(bytesOf(bytes));
+// Pages are made by appending pieces: text of the page's own, numbers, and
+// Md{bytes}, text from the extract, escaped as it is appended.
+struct Md {
+  std::string_view bytes;
+  explicit Md(std::string_view text) : bytes(text) {}
+  explicit Md(const ZELString& text) : bytes(bytesOf(text)) {}
+};
+
+void put(std::string& out, std::string_view text) { out += text; }
+void put(std::string& out, const Md& text) { appendMarkdownText(out, text.bytes); }
+template <class Number, class = std::enable_if_t<std::is_integral_v<Number> &&
+                                                  !std::is_same_v<Number, bool> &&
+                                                  !std::is_same_v<Number, char>>>
+void put(std::string& out, Number number) {
+  char digits[24];
+  out.append(digits, std::to_chars(digits, digits + sizeof digits, number).ptr);
+}
+
+template <class... Pieces>
+void append(std::string& out, const Pieces&... pieces) {
+  (put(out, pieces), ...);
 }
 
 // A file name in a link: every byte but letters, digits and -._~ percent-encoded.
-std::string linkTarget(const std::string& name) {
+void appendLinkTarget(std::string& out, std::string_view name) {
   static const char kHex[] = "0123456789ABCDEF";
-  std::string target;
   for (const char c : name) {
     const auto byte = static_cast<unsigned char>(c);
     if (std::isalnum(byte) || c == '-' || c == '.' || c == '_' || c == '~') {
-      target += c;
+      out += c;
     } else {
-      target += '%';
-      target += kHex[byte >> 4];
-      target += kHex[byte & 15];
+      out += '%';
+      out += kHex[byte >> 4];
+      out += kHex[byte & 15];
     }
   }
-  return target;
 }
 
 // A file name from an anchor: characters that file systems refuse become
@@ -101,10 +124,6 @@ class FileNames {
   UniqueNames names_{".md", {"readme.md"}};
 };
 
-std::string columnList(const ZELKey& key, size_t characters = SIZE_MAX) {
-  return markdownText(keyColumnNames(key, characters));
-}
-
 class MarkdownModelWriter final : public ModelWriter {
  public:
   explicit MarkdownModelWriter(std::vector<std::string> schemas) : schemas_(std::move(schemas)) {}
@@ -122,9 +141,13 @@ class MarkdownModelWriter final : public ModelWriter {
       schemaTitles_.push_back(markdownText(referenceName(schema.catalog)) + " / " +
                               schemaPaths_.back());
     }
-    if (!putFile(sink, "README.md", readme(source))) return "out of memory";
+    std::string page;  // one buffer for every page
+    readme(page, source);
+    if (!putFile(sink, "README.md", page)) return "out of memory";
     for (size_t t = 0; t < outline_.tables.size(); ++t) {
-      if (!putFile(sink, fileNames_[t], tablePage(t))) return "out of memory";
+      page.clear();
+      tablePage(page, t);
+      if (!putFile(sink, fileNames_[t], page)) return "out of memory";
     }
     return "";
   }
@@ -132,169 +155,180 @@ class MarkdownModelWriter final : public ModelWriter {
  private:
   const std::string& schemaTitle(size_t schema) const { return schemaTitles_[schema]; }
 
-  std::string tableLink(size_t t) const {
-    return "[" + schemaPaths_[outline_.tables[t].schema] + "\\." +
-           markdownText(referenceName(bytesOf(outline_.diagram.tables[t].table->getName()))) +
-           "](" + linkTarget(fileNames_[t]) + ")";
+  void appendTableLink(std::string& out, size_t t) const {
+    append(out, "[", schemaPaths_[outline_.tables[t].schema], "\\.",
+           Md(referenceName(bytesOf(outline_.diagram.tables[t].table->getName()))), "](");
+    appendLinkTarget(out, fileNames_[t]);
+    out += ')';
   }
 
-  std::string tableLinkOf(const ZELClass* table) const {
+  void appendTableLinkOf(std::string& out, const ZELClass* table) const {
     const auto found = outline_.indexOf.find(table);
-    if (found != outline_.indexOf.end()) return tableLink(found->second);
-    return table != nullptr ? markdownText(referenceName(bytesOf(table->getName())))
-                            : std::string("?");
+    if (found != outline_.indexOf.end()) {
+      appendTableLink(out, found->second);
+    } else if (table != nullptr) {
+      append(out, Md(referenceName(bytesOf(table->getName()))));
+    } else {
+      out += '?';
+    }
   }
 
-  std::string readme(const ModelSource& source) const {
-    std::string text = "# " + markdownText(source.model.getName()) + "\n\n";
-    text += "| | |\n|---|---|\n| Source file | " + markdownText(source.sourceFile) + " |\n";
+  void readme(std::string& text, const ModelSource& source) const {
+    append(text, "# ", Md(source.model.getName()), "\n\n");
+    append(text, "| | |\n|---|---|\n| Source file | ", Md(source.sourceFile), " |\n");
     for (const ZELMetadataOrigin* origin : source.model.metadataOrigins()) {
-      text += "| Imported | " + markdownText(origin->importTime) + " |\n";
+      append(text, "| Imported | ", Md(origin->importTime), " |\n");
     }
     if (!schemas_.empty()) {
       text += "| Schemas chosen | ";
-      for (size_t i = 0; i < schemas_.size(); ++i)
-        text += (i != 0 ? ", " : "") + markdownText(schemas_[i]);
+      for (size_t i = 0; i < schemas_.size(); ++i) append(text, i != 0 ? ", " : "", Md(schemas_[i]));
       text += " (the counts are theirs) |\n";
     }
     for (const OverviewCount& row : overviewCounts(source.model, outline_))
-      text += std::string("| ") + row.name + " | " + std::to_string(row.value) + " |\n";
+      append(text, "| ", row.name, " | ", row.value, " |\n");
     text += "\n## Import warnings\n\n";
     bool any = false;
     for (const ZELLogEvent& event : source.log) {
       if (event.getLevel() < ZEL_SEVERITY_WARNING) continue;
-      text += std::string("- ") + severityWordOf(event.getLevel()) + " " +
-              markdownText(event.getCode()) + ": " + markdownText(event.getText()) + "\n";
+      append(text, "- ", severityWordOf(event.getLevel()), " ", Md(event.getCode()), ": ",
+             Md(event.getText()), "\n");
       any = true;
     }
     if (!any) text += "None.\n";
     text +=
         "\n## Schemas\n\n| Catalog | Schema | Tables and views | Procedures |\n|---|---|---|---|\n";
     for (const OutlineSchema& schema : outline_.schemas) {
-      text += "| " + markdownText(schema.catalog) + " | " + markdownText(schema.path) + " | " +
-              std::to_string(schema.tables.size()) + " | " +
-              std::to_string(schema.procedures.size()) + " |\n";
+      append(text, "| ", Md(schema.catalog), " | ", Md(schema.path), " | ", schema.tables.size(),
+             " | ", schema.procedures.size(), " |\n");
     }
     text +=
         "\n## Tables and views\n\n| Name | Kind | Catalog / schema | Columns | Description "
         "|\n|---|---|---|---|---|\n";
     for (size_t t = 0; t < outline_.tables.size(); ++t) {
       const DiagramTable& drawn = outline_.diagram.tables[t];
-      text += "| " + tableLink(t) + " | " + (drawn.view ? "view" : "table") + " | " +
-              schemaTitle(outline_.tables[t].schema) + " | " +
-              std::to_string(drawn.columns.size()) + " | " +
-              markdownText(drawn.table->getDescription()) + " |\n";
+      text += "| ";
+      appendTableLink(text, t);
+      append(text, " | ", drawn.view ? "view" : "table", " | ",
+             schemaTitle(outline_.tables[t].schema), " | ", drawn.columns.size(), " | ",
+             Md(drawn.table->getDescription()), " |\n");
     }
     for (const OutlineSchema& schema : outline_.schemas) {
-      for (const OutlineProcedure& outlined : schema.procedures)
-        text += procedure(schema, outlined);
+      for (const OutlineProcedure& outlined : schema.procedures) procedure(text, schema, outlined);
     }
-    return text;
   }
 
-  static std::string procedure(const OutlineSchema& schema, const OutlineProcedure& outlined) {
+  static void procedure(std::string& text, const OutlineSchema& schema,
+                        const OutlineProcedure& outlined) {
     const ZELStoredProcedure& procedure = *outlined.procedure;
-    std::string text = "\n## Procedure " + markdownText(procedure.getName()) + "\n\nIn " +
-                       markdownText(referenceName(schema.catalog)) + " / " +
-                       markdownText(referenceName(schema.path)) + ".\n\n";
+    append(text, "\n## Procedure ", Md(procedure.getName()), "\n\nIn ",
+           Md(referenceName(schema.catalog)), " / ", Md(referenceName(schema.path)), ".\n\n");
     if (procedure.getDescription().length() != 0)
-      text += markdownText(procedure.getDescription()) + "\n\n";
-    if (procedure.arguments().count() == 0) return text + "No arguments.\n";
+      append(text, Md(procedure.getDescription()), "\n\n");
+    if (procedure.arguments().count() == 0) {
+      text += "No arguments.\n";
+      return;
+    }
     text += "| # | Argument | Type | Description |\n|---|---|---|---|\n";
     for (const ZELArgument* argument : procedure.arguments()) {
-      text += "| " + std::to_string(argument->getPosition()) + " | " +
-              markdownText(argument->getName()) + " | " +
-              markdownText(typeText(argument->getType())) + " | " +
-              markdownText(argument->getDescription()) + " |\n";
+      append(text, "| ", argument->getPosition(), " | ", Md(argument->getName()), " | ",
+             Md(typeText(argument->getType())), " | ", Md(argument->getDescription()), " |\n");
     }
-    return text;
   }
 
-  std::string tablePage(size_t t) const {
+  void tablePage(std::string& text, size_t t) const {
     const DiagramTable& drawn = outline_.diagram.tables[t];
     const OutlineTable& outlined = outline_.tables[t];
     const ZELClass& table = *drawn.table;
-    std::string text = "# " + markdownText(table.getName()) + "\n\n" +
-                       (drawn.view ? "View" : "Table") + " in " + schemaTitle(outlined.schema) +
-                       " · [All tables](README.md)\n\n";
-    if (table.getDescription().length() != 0) text += markdownText(table.getDescription()) + "\n\n";
-    text += "## Columns\n\n| # | Column | Type |" + std::string(drawn.view ? "" : " Not null |") +
-            " Keys | Description |\n|---|---|---|" + (drawn.view ? "" : "---|") + "---|---|\n";
+    append(text, "# ", Md(table.getName()), "\n\n", drawn.view ? "View" : "Table", " in ",
+           schemaTitle(outlined.schema), " · [All tables](README.md)\n\n");
+    if (table.getDescription().length() != 0) append(text, Md(table.getDescription()), "\n\n");
+    append(text, "## Columns\n\n| # | Column | Type |", drawn.view ? "" : " Not null |",
+           " Keys | Description |\n|---|---|---|", drawn.view ? "" : "---|", "---|---|\n");
     for (const DiagramColumn& column : drawn.columns) {
-      std::string keys;
-      if (column.primaryKey) keys += "PK ";
-      if (column.foreignKey) keys += "FK ";
-      if (column.unique) keys += "AK ";
-      text += "| " + std::to_string(column.column->getPosition()) + " | " +
-              markdownText(column.column->getName()) + " | " +
-              markdownText(columnTypeText(*column.column)) + " |" +
-              (drawn.view       ? ""
-               : column.notNull ? " yes |"
-                                : " |") +
-              " " + keys + "| " + markdownText(column.column->getDescription()) + " |\n";
+      append(text, "| ", column.column->getPosition(), " | ", Md(column.column->getName()), " | ",
+             Md(columnTypeText(*column.column)), " |",
+             drawn.view       ? ""
+             : column.notNull ? " yes |"
+                              : " |",
+             " ", column.primaryKey ? "PK " : "", column.foreignKey ? "FK " : "",
+             column.unique ? "AK " : "", "| ", Md(column.column->getDescription()), " |\n");
     }
-    if (!drawn.view) text += keysAndIndexes(table) + foreignKeys(table, outlined);
+    if (!drawn.view) {
+      keysAndIndexes(text, table);
+      foreignKeys(text, table, outlined);
+    }
     if (!outlined.relations.empty()) {
       size_t neighbours = 0;
       const Diagram diagram = neighbourhoodDiagram(outline_, t, neighbours);
       text += "\n## Diagram\n\n";
-      text += neighbours <= kNeighbourDiagramLimit
-                  ? "```mermaid\n" + diagramAsMermaid(diagram, kReferenceCharacters) + "```\n"
-                  : "Related to " + std::to_string(neighbours) + " tables, too many to draw.\n";
+      if (neighbours <= kNeighbourDiagramLimit) {
+        text += "```mermaid\n";
+        appendDiagramAsMermaid(text, diagram, kReferenceCharacters);
+        text += "```\n";
+      } else {
+        append(text, "Related to ", neighbours, " tables, too many to draw.\n");
+      }
     }
-    return text;
   }
 
-  static std::string keysAndIndexes(const ZELClass& table) {
-    std::string text;
+  static void keysAndIndexes(std::string& text, const ZELClass& table) {
+    bool any = false;
     for (const ZELKey* key : table.keys()) {
       if (!key->isInstanceOf(ZEL_ET_CANDIDATE_KEY)) continue;
-      if (text.empty()) text = "\n## Keys\n\n| Name | Kind | Columns |\n|---|---|---|\n";
+      if (!any) text += "\n## Keys\n\n| Name | Kind | Columns |\n|---|---|---|\n";
+      any = true;
       const bool unique = static_cast<const ZELCandidateKey*>(key)->uniqueKey;
-      text += "| " + markdownText(key->getName()) + " | " +
-              (key == table.getPrimaryKey() ? "primary"
-               : unique                     ? "alternate (unique)"
-                                            : "alternate") +
-              " | " + columnList(*key) + " |\n";
+      append(text, "| ", Md(key->getName()), " | ",
+             key == table.getPrimaryKey() ? "primary"
+             : unique                     ? "alternate (unique)"
+                                          : "alternate",
+             " | ", Md(keyColumnNames(*key)), " |\n");
     }
     const std::vector<const ZELIndex*> indexes = catalogIndexes(table);
-    if (indexes.empty()) return text;
+    if (indexes.empty()) return;
     text += "\n## Indexes\n\n| Name | Columns | Flags |\n|---|---|---|\n";
     for (const ZELIndex* index : indexes) {
-      const std::string members = markdownText(indexMemberNames(*index));
-      std::string flags;
-      if (index->indexFlag1) flags += "unique";
-      if (index->indexFlag2) flags += flags.empty() ? "clustered" : ", clustered";
-      if (index->indexFlag3) flags += flags.empty() ? "catalog storage" : ", catalog storage";
-      text += "| " + markdownText(index->getName()) + " | " + members + " | " + flags + " |\n";
+      append(text, "| ", Md(index->getName()), " | ", Md(indexMemberNames(*index)), " | ");
+      const char* separator = "";
+      for (const auto& [flag, word] : {std::pair{index->indexFlag1, "unique"},
+                                       {index->indexFlag2, "clustered"},
+                                       {index->indexFlag3, "catalog storage"}}) {
+        if (!flag) continue;
+        append(text, separator, word);
+        separator = ", ";
+      }
+      text += " |\n";
     }
-    return text;
   }
 
-  std::string foreignKeys(const ZELClass& table, const OutlineTable& outlined) const {
-    std::string text;
+  void foreignKeys(std::string& text, const ZELClass& table, const OutlineTable& outlined) const {
+    bool any = false;
     for (const ZELKey* key : table.keys()) {
       if (!key->isInstanceOf(ZEL_ET_FOREIGN_KEY)) continue;
-      if (text.empty())
-        text = "\n## References\n\n| Foreign key | Columns | Table | Key |\n|---|---|---|---|\n";
+      if (!any) {
+        text += "\n## References\n\n| Foreign key | Columns | Table | Key |\n|---|---|---|---|\n";
+      }
+      any = true;
       const auto* foreignKey = static_cast<const ZELForeignKey*>(key);
-      const std::string pairs =
-          markdownText(columnPairNames(*foreignKey, ", ", kReferenceCharacters));
+      append(text, "| ", Md(key->getName()), " | ",
+             Md(columnPairNames(*foreignKey, ", ", kReferenceCharacters)), " | ");
       const ZELCandidateKey* referenced = foreignKey->getCandidateKey();
-      text += "| " + markdownText(key->getName()) + " | " + pairs + " | " +
-              (referenced ? tableLinkOf(referenced->getAssociatedClass()) + " | " +
-                                markdownText(referenceName(bytesOf(referenced->getName())))
-                          : std::string(" | ")) +
-              " |\n";
+      if (referenced != nullptr) {
+        appendTableLinkOf(text, referenced->getAssociatedClass());
+        append(text, " | ", Md(referenceName(bytesOf(referenced->getName()))));
+      } else {
+        text += " | ";
+      }
+      text += " |\n";
     }
-    if (outlined.referencedBy.empty()) return text;
+    if (outlined.referencedBy.empty()) return;
     text += "\n## Referenced by\n\n| Table | Foreign key | Columns |\n|---|---|---|\n";
     for (const ZELForeignKey* foreignKey : outlined.referencedBy) {
-      text += "| " + tableLinkOf(foreignKey->getAssociatedClass()) + " | " +
-              markdownText(referenceName(bytesOf(foreignKey->getName()))) + " | " +
-              columnList(*foreignKey, kReferenceCharacters) + " |\n";
+      text += "| ";
+      appendTableLinkOf(text, foreignKey->getAssociatedClass());
+      append(text, " | ", Md(referenceName(bytesOf(foreignKey->getName()))), " | ",
+             Md(keyColumnNames(*foreignKey, kReferenceCharacters)), " |\n");
     }
-    return text;
   }
 
   std::vector<std::string> schemas_;  // --schema names; none: every schema

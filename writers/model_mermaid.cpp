@@ -1,6 +1,8 @@
 #include "model_mermaid.h"
 
+#include <array>
 #include <cctype>
+#include <string_view>
 #include <unordered_set>
 
 #include "diagram_selection.h"
@@ -27,7 +29,7 @@ namespace {
 
 constexpr size_t kMaxIdBytes = 256;
 
-bool isKeyword(const std::string& name) {
+bool isKeyword(std::string_view name) {
   static constexpr std::string_view kKeywords[] = {
       "erdiagram",  "direction", "style",    "classdef", "class", "subgraph",
       "end",        "one",       "only",     "zero",     "many",  "to",
@@ -44,7 +46,7 @@ bool isKeyword(const std::string& name) {
   return false;
 }
 
-bool isPlainIdentifier(const std::string& name) {
+bool isPlainIdentifier(std::string_view name) {
   if (name.empty() || std::isdigit(static_cast<unsigned char>(name[0]))) return false;
   for (const char c : name) {
     if (!std::isalnum(static_cast<unsigned char>(c)) && c != '_') return false;
@@ -72,93 +74,111 @@ bool isAttributeToken(const std::string& text) {
   return text.find('\xC2') == std::string::npos;
 }
 
-std::string quotedText(std::string_view bytes) {
-  std::string text = "\"";
-  const std::string printable = printableText(bytes);
-  text.reserve(printable.size() + 2);
-  static constexpr std::string_view kCoded = "\"#%<>&\\";
-  for (size_t from = 0;;) {
-    const size_t at = printable.find_first_of(kCoded, from);
-    text.append(printable, from, at == std::string::npos ? std::string::npos : at - from);
-    if (at == std::string::npos) break;
-    from = at + 1;
-    const char byte = printable[at];
-    switch (byte) {
-      case '"':
-        text += "#quot;";
-        break;
-      case '#':
-        text += "#35;";
-        break;
-      case '%':
-        text += "#37;";
-        break;
-      case '<':
-        text += "#lt;";
-        break;
-      case '>':
-        text += "#gt;";
-        break;
-      case '&':
-        text += "#amp;";
-        break;
-      case '\\':
-        text += "#92;";
-        break;
-      default:
-        text += byte;
-    }
+// `bytes` as quoted text, in one pass: printable (control characters as
+// blanks, U+FFFD for bytes that are not UTF-8), Mermaid's own characters
+// as entity codes.
+void appendQuotedText(std::string& out, std::string_view bytes) {
+  static constexpr auto kPlain = [] {
+    std::array<bool, 128> plain{};
+    for (int byte = 0x20; byte < 0x7F; ++byte) plain[byte] = true;
+    for (const char byte : std::string_view("\"#%<>&\\")) plain[byte] = false;
+    return plain;
+  }();
+  out += '"';
+  appendWellFormed(
+      out, bytes, [](unsigned char byte) { return kPlain[byte]; },
+      [](std::string& text, unsigned char byte) {
+        switch (byte) {
+          case '"':
+            text += "#quot;";
+            break;
+          case '#':
+            text += "#35;";
+            break;
+          case '%':
+            text += "#37;";
+            break;
+          case '<':
+            text += "#lt;";
+            break;
+          case '>':
+            text += "#gt;";
+            break;
+          case '&':
+            text += "#amp;";
+            break;
+          case '\\':
+            text += "#92;";
+            break;
+          default:  // a control character
+            text += ' ';
+        }
+      });
+  out += '"';
+}
+
+void appendTypeToken(std::string& out, const ZELAttribute& column) {
+  std::string token = printableText(columnTypeText(column));
+  if (token.empty()) {
+    out += "undefined";
+    return;
   }
-  text += '"';
-  return text;
+  for (char& c : token) {
+    if (!isTokenByte(static_cast<unsigned char>(c))) c = '_';
+  }
+  if (!isAttributeToken(token)) token.insert(0, 1, '_');
+  out += isAttributeToken(token) ? std::string_view(token) : std::string_view("undefined");
 }
 
-std::string typeToken(const ZELAttribute& column) {
-  const std::string type = printableText(columnTypeText(column));
-  if (type.empty()) return "undefined";
-  std::string token;
-  for (const char c : type) token += isTokenByte(static_cast<unsigned char>(c)) ? c : '_';
-  if (!isAttributeToken(token)) token = "_" + token;
-  return isAttributeToken(token) ? token : "undefined";
-}
-
-std::string attributeName(const ZELAttribute& column, size_t maxText) {
+void appendAttributeName(std::string& out, const ZELAttribute& column, size_t maxText) {
   std::string name = shortenedText(printableText(bytesOf(column.getName())), maxText);
-  if (isAttributeToken(name) && !isKeyword(name)) return name;
-  if (name.empty()) return "`\"\"`";
+  if (isAttributeToken(name) && !isKeyword(name)) {
+    out += name;
+    return;
+  }
+  if (name.empty()) {
+    out += "`\"\"`";
+    return;
+  }
   for (char& c : name) {
     if (c == '`') c = '\'';
   }
-  return "`" + name + "`";
+  out += '`';
+  out += name;
+  out += '`';
 }
 
 }  // namespace
 
-std::string diagramAsMermaid(const Diagram& diagram, size_t maxText) {
+void appendDiagramAsMermaid(std::string& text, const Diagram& diagram, size_t maxText) {
   std::vector<std::string> ids(diagram.tables.size());
-  std::unordered_set<std::string, zel_hash::TextHash> taken;
-  std::string text = "erDiagram\n";
+  std::unordered_set<std::string_view, zel_hash::TextHash> taken;
+  text += "erDiagram\n";
   bool anyView = false;
   for (size_t t = 0; t < diagram.tables.size(); ++t) {
     const DiagramTable& table = diagram.tables[t];
-    const std::string name(bytesOf(table.table->getName()));
-    std::string head;
+    const std::string_view name = bytesOf(table.table->getName());
+    text += "    ";
     if (name.size() <= kMaxIdBytes && isPlainIdentifier(name) && !isKeyword(name) &&
         taken.insert(name).second) {
-      ids[t] = head = name;
+      ids[t] = name;
+      text += name;
     } else {
       ids[t] = "e-" + std::to_string(t + 1);
-      head = ids[t] + "[" + quotedText(name.empty() ? "\"\"" : shortenedText(name, maxText)) + "]";
+      text += ids[t];
+      text += '[';
+      appendQuotedText(text, name.empty() ? std::string_view("\"\"")
+                                          : std::string_view(shortenedText(std::string(name), maxText)));
+      text += ']';
     }
     anyView |= table.view;
-    text += "    " + head;
     if (!table.columns.empty()) {
       text += " {\n";
       for (const DiagramColumn& column : table.columns) {
         text += "        ";
-        text += typeToken(*column.column);
+        appendTypeToken(text, *column.column);
         text += ' ';
-        text += attributeName(*column.column, maxText);
+        appendAttributeName(text, *column.column, maxText);
         const char* separator = " ";
         for (const auto& [holds, key] : {std::pair{column.primaryKey, "PK"},
                                          {column.foreignKey, "FK"},
@@ -170,26 +190,43 @@ std::string diagramAsMermaid(const Diagram& diagram, size_t maxText) {
         }
         if (column.column->getDescription().length() != 0) {
           text += ' ';
-          text += quotedText(bytesOf(column.column->getDescription()));
+          appendQuotedText(text, bytesOf(column.column->getDescription()));
         }
         text += '\n';
       }
       text += "    }";
     }
-    text += "\n";
+    text += '\n';
   }
   for (const DiagramRelation& relation : diagram.relations) {
-    text += "    " + ids[relation.child] + " " + crowsFootLeft(relation.childEnd) + "--" +
-            crowsFootRight(relation.parentEnd) + " " + ids[relation.parent] + " : " +
-            quotedText(relation.name) + "\n";
+    text += "    ";
+    text += ids[relation.child];
+    text += ' ';
+    text += crowsFootLeft(relation.childEnd);
+    text += "--";
+    text += crowsFootRight(relation.parentEnd);
+    text += ' ';
+    text += ids[relation.parent];
+    text += " : ";
+    appendQuotedText(text, relation.name);
+    text += '\n';
   }
   // Views are drawn with a dashed border.
   if (anyView) {
     text += "    classDef view stroke-dasharray:5 5\n";
     for (size_t t = 0; t < diagram.tables.size(); ++t) {
-      if (diagram.tables[t].view) text += "    class " + ids[t] + " view\n";
+      if (diagram.tables[t].view) {
+        text += "    class ";
+        text += ids[t];
+        text += " view\n";
+      }
     }
   }
+}
+
+std::string diagramAsMermaid(const Diagram& diagram, size_t maxText) {
+  std::string text;
+  appendDiagramAsMermaid(text, diagram, maxText);
   return text;
 }
 

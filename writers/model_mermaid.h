@@ -18,6 +18,8 @@ namespace pcd::writers {
 // `maxText`: characters written of an entity's label or a column's name; a
 // longer one ends in "…".
 std::string diagramAsMermaid(const Diagram& diagram, size_t maxText = SIZE_MAX);
+// The same, appended to `text`.
+void appendDiagramAsMermaid(std::string& text, const Diagram& diagram, size_t maxText = SIZE_MAX);
 
 std::unique_ptr<ModelWriter> makeMermaidModelWriter(const WriterOptions& options);
 
