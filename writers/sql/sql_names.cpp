@@ -269,17 +269,6 @@ std::vector<const ZELModelObject*> objectsOfType(const ZELPackage& schema, ZELEl
   return objects;
 }
 
-const std::string& SqlNames::of(const ZELObject* object) const {
-  static const std::string kNone;
-  const Name* found = byObject_.find(object);
-  return found != nullptr ? found->name : kNone;
-}
-
-const std::string& SqlNames::quoted(const ZELObject* object) const {
-  const Name* found = byObject_.find(object);
-  return found != nullptr ? found->quoted : unnamedQuoted_;
-}
-
 const std::string& SqlNames::add(const ZELObject* object, std::string name) {
   Name& added = names_.emplace_back();
   added.name = std::move(name);
@@ -439,7 +428,7 @@ std::string SqlNames::assign(const ZELModel& model, const SqlDialect& dialect) {
   }
   // Quoted once here rather than at each of the script's uses.
   for (Name& name : names_) dialect.appendIdentifier(name.quoted, name.name);
-  unnamedQuoted_ = dialect.quoteIdentifier("");
+  unnamed_.quoted = dialect.quoteIdentifier("");
   return error;
 }
 

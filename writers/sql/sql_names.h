@@ -22,10 +22,20 @@ class SqlNames {
   // the object).
   std::string assign(const ZELModel& model, const SqlDialect& dialect);
 
+  struct Name {
+    std::string name;
+    std::string quoted;  // as the dialect quotes an identifier
+  };
+  // Both names of an object that assign() named, by one look-up; "" and
+  // its quoted form for any other.
+  const Name& names(const ZELObject* object) const {
+    const Name* found = byObject_.find(object);
+    return found != nullptr ? *found : unnamed_;
+  }
   // The name of an object that assign() named; "" for any other.
-  const std::string& of(const ZELObject* object) const;
+  const std::string& of(const ZELObject* object) const { return names(object).name; }
   // That name as the dialect quotes an identifier.
-  const std::string& quoted(const ZELObject* object) const;
+  const std::string& quoted(const ZELObject* object) const { return names(object).quoted; }
 
   // True for the schema that takes the name of one every database of the
   // dialect already has for its users (PostgreSQL's "public"): the script
@@ -33,15 +43,11 @@ class SqlNames {
   bool isEngineSchema(const ZELPackage* schema) const { return schema == engineSchema_; }
 
  private:
-  struct Name {
-    std::string name;
-    std::string quoted;
-  };
   const std::string& add(const ZELObject* object, std::string name);
 
   std::deque<Name> names_;  // in place for the map's life
   ZELFlatMap<const ZELObject*, Name, ZELAddressHash> byObject_;
-  std::string unnamedQuoted_;
+  Name unnamed_;  // "" quoted
   const ZELPackage* engineSchema_ = nullptr;
 };
 

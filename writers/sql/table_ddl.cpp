@@ -286,15 +286,15 @@ bool TableDdl::isPrimaryColumn(const ZELAttribute& column) const {
 }
 
 void TableDdl::appendColumnLine(std::string& out, const ZELAttribute& column,
-                                std::string_view description, std::string& note,
-                                bool nullable) {
+                                const SqlNames::Name& names, std::string_view description,
+                                std::string& note, bool nullable) {
   const SqlType& type = typeOf(&column);
-  out += quoted(&column);
+  out += names.quoted;
   out += ' ';
   out += type.text;
   if (!nullable && (!column.isOptional() || isPrimaryColumn(column))) out += " NOT NULL";
   note = type.note;
-  if (!isValidUtf8Of(name(&column), bytesOf(column.getName()))) {
+  if (!isValidUtf8Of(names.name, bytesOf(column.getName()))) {
     note += std::string(note.empty() ? "" : "; ") + "column " + shown(column.getName()) +
             " of the extract";
   }
@@ -307,8 +307,8 @@ void TableDdl::appendColumnLine(std::string& out, const ZELAttribute& column,
 
 std::string TableDdl::columnDefinition(const ZELAttribute& column, bool nullable) {
   std::string line, note, repaired;
-  appendColumnLine(line, column, validUtf8View(bytesOf(column.getDescription()), repaired), note,
-                   nullable);
+  appendColumnLine(line, column, names_.names(&column),
+                   validUtf8View(bytesOf(column.getDescription()), repaired), note, nullable);
   return line;
 }
 
@@ -402,8 +402,9 @@ void TableDdl::writeTable(const ZELClass& table, std::string& out, std::string& 
       scratch.clear();
     }
     beginLine();
-    appendColumnLine(out, *column, columnDescription, note);
-    if (!columnDescription.empty()) described.push_back({quoted(column), columnDescription});
+    const SqlNames::Name& columnNames = names_.names(column);
+    appendColumnLine(out, *column, columnNames, columnDescription, note);
+    if (!columnDescription.empty()) described.push_back({columnNames.quoted, columnDescription});
   }
   if (keys.primary != nullptr) {
     beginLine();

@@ -134,8 +134,8 @@ class TableDdl {
                           std::string& out, std::string& foreignKeys);
   // Appends the column's line in CREATE TABLE (`description`: its valid
   // UTF-8 description); `note` receives what its comment carries.
-  void appendColumnLine(std::string& out, const ZELAttribute& column, std::string_view description,
-                        std::string& note, bool nullable = false);
+  void appendColumnLine(std::string& out, const ZELAttribute& column, const SqlNames::Name& names,
+                        std::string_view description, std::string& note, bool nullable = false);
   bool isPrimaryColumn(const ZELAttribute& column) const;
 
   const SqlDialect& dialect_;
