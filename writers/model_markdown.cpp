@@ -69,11 +69,15 @@ struct Md {
   explicit Md(const ZELString& text) : bytes(bytesOf(text)) {}
 };
 
-void put(std::string& out, std::string_view text) { out += text; }
-void put(std::string& out, const Md& text) { appendMarkdownText(out, text.bytes); }
-template <class Number, class = std::enable_if_t<std::is_integral_v<Number> &&
-                                                  !std::is_same_v<Number, bool> &&
-                                                  !std::is_same_v<Number, char>>>
+void put(std::string& out, std::string_view text) {
+  out += text;
+}
+void put(std::string& out, const Md& text) {
+  appendMarkdownText(out, text.bytes);
+}
+template <class Number,
+          class = std::enable_if_t<std::is_integral_v<Number> && !std::is_same_v<Number, bool> &&
+                                   !std::is_same_v<Number, char>>>
 void put(std::string& out, Number number) {
   char digits[24];
   out.append(digits, std::to_chars(digits, digits + sizeof digits, number).ptr);
@@ -181,7 +185,8 @@ class MarkdownModelWriter final : public ModelWriter {
     }
     if (!schemas_.empty()) {
       text += "| Schemas chosen | ";
-      for (size_t i = 0; i < schemas_.size(); ++i) append(text, i != 0 ? ", " : "", Md(schemas_[i]));
+      for (size_t i = 0; i < schemas_.size(); ++i)
+        append(text, i != 0 ? ", " : "", Md(schemas_[i]));
       text += " (the counts are theirs) |\n";
     }
     for (const OverviewCount& row : overviewCounts(source.model, outline_))

@@ -167,8 +167,9 @@ void appendDiagramAsMermaid(std::string& text, const Diagram& diagram, size_t ma
       ids[t] = "e-" + std::to_string(t + 1);
       text += ids[t];
       text += '[';
-      appendQuotedText(text, name.empty() ? std::string_view("\"\"")
-                                          : std::string_view(shortenedText(std::string(name), maxText)));
+      appendQuotedText(text, name.empty()
+                                 ? std::string_view("\"\"")
+                                 : std::string_view(shortenedText(std::string(name), maxText)));
       text += ']';
     }
     anyView |= table.view;

@@ -211,7 +211,8 @@ class Namer {
       size_t& reached = digitsReached_.try_emplace(key + stem(2), 1).first->second;
       size_t digits = 1;
       uint64_t first = 2, last = 10;
-      for (; digits < reached; ++digits) first = last, last = digits + 1 < 19 ? last * 10 : UINT64_MAX;
+      for (; digits < reached; ++digits)
+        first = last, last = digits + 1 < 19 ? last * 10 : UINT64_MAX;
       for (;; ++digits, first = last, last = digits < 19 ? last * 10 : UINT64_MAX) {
         const std::string base = stem(1 + digits);
         const std::string stemKey = std::to_string(digits) + ":" + base;
@@ -325,14 +326,14 @@ std::string SqlNames::assign(const ZELModel& model, const SqlDialect& dialect) {
   NameScope schemaNames(dialect, arena);
   for (size_t i = 0; i < schemas.size(); ++i) {
     const ZELPackage* schema = schemas[i].schema;
-    const std::string& name = add(
-        schema, namer.unique(unreservedSchema(namer.clean(
-                                 schema->getName(), [i] { return "schema_" + std::to_string(i + 1); },
-                                 [schema] { return "schema " + quotedForMessage(schema->getName()); },
-                                 error)),
-                             {&schemaNames}));
-    if (engineSchema_ == nullptr && !reserved.usersSchema.empty() &&
-        name == reserved.usersSchema) {
+    const std::string& name =
+        add(schema,
+            namer.unique(
+                unreservedSchema(namer.clean(
+                    schema->getName(), [i] { return "schema_" + std::to_string(i + 1); },
+                    [schema] { return "schema " + quotedForMessage(schema->getName()); }, error)),
+                {&schemaNames}));
+    if (engineSchema_ == nullptr && !reserved.usersSchema.empty() && name == reserved.usersSchema) {
       engineSchema_ = schema;
     }
   }
@@ -355,10 +356,11 @@ std::string SqlNames::assign(const ZELModel& model, const SqlDialect& dialect) {
         return "table " + quotedForMessage(tables[i]->getName()) + " of schema " +
                quotedForMessage(entry.schema->getName());
       };
-      add(tables[i], namer.unique(unreserved(namer.clean(
-                                      tables[i]->getName(),
-                                      [i] { return "table_" + std::to_string(i + 1); }, what, error)),
-                                  {&relations}));
+      add(tables[i],
+          namer.unique(unreserved(namer.clean(
+                           tables[i]->getName(), [i] { return "table_" + std::to_string(i + 1); },
+                           what, error)),
+                       {&relations}));
     }
   }
 
@@ -384,7 +386,8 @@ std::string SqlNames::assign(const ZELModel& model, const SqlDialect& dialect) {
                 namer.clean(
                     column->getName(),
                     [column] { return "column_" + std::to_string(column->getPosition()); },
-                    [&] { return "column " + quotedForMessage(column->getName()) + where(); }, error),
+                    [&] { return "column " + quotedForMessage(column->getName()) + where(); },
+                    error),
                 {&columns}));
       }
 

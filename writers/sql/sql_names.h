@@ -10,8 +10,8 @@
 #include <vector>
 
 #include "model/zel_model.h"
-#include "zel_flat_map.h"
 #include "sql_dialect.h"
+#include "zel_flat_map.h"
 
 namespace pcd::writers {
 

@@ -419,9 +419,9 @@ void TableDdl::writeTable(const ZELClass& table, std::string& out, std::string& 
     out += clause;
   }
   if (!first) endLine();
-  const CarriedDescription carried = description.empty()
-                                         ? CarriedDescription()
-                                         : dialect_.tableDescriptionClause(std::string(description));
+  const CarriedDescription carried =
+      description.empty() ? CarriedDescription()
+                          : dialect_.tableDescriptionClause(std::string(description));
   out += ')';
   out += carried.clause;
   out += ';';
@@ -529,7 +529,8 @@ void TableDdl::collectForeignKeys(const ZELClass& table, std::vector<std::string
     referencedColumns.clear();
     const std::string problem = foreignKeyProblem(table, foreignKey, columns, referencedColumns);
     if (!problem.empty()) {
-      (inside ? out : foreignKeys) += notWritten("foreign key " + quoted(key) + " of " + ref, problem);
+      (inside ? out : foreignKeys) +=
+          notWritten("foreign key " + quoted(key) + " of " + ref, problem);
     } else if (inside) {
       appendForeignKeyClause(clauses.emplace_back(), foreignKey, columns, referencedColumns);
     } else {
@@ -552,9 +553,9 @@ std::string TableDdl::foreignKeyConstraint(const ZELClass& table, const ZELForei
   return text;
 }
 
-void TableDdl::appendForeignKeyClause(std::string& out, const ZELForeignKey& key,
-                                      const std::vector<const ZELAttribute*>& columns,
-                                      const std::vector<const ZELAttribute*>& referencedColumns) const {
+void TableDdl::appendForeignKeyClause(
+    std::string& out, const ZELForeignKey& key, const std::vector<const ZELAttribute*>& columns,
+    const std::vector<const ZELAttribute*>& referencedColumns) const {
   out += "CONSTRAINT ";
   out += quoted(&key);
   out += " FOREIGN KEY (";
