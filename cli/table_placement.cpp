@@ -9,6 +9,7 @@
 #include <new>
 #include <system_error>
 #include <utility>
+#include <vector>
 
 #include "file_lines.h"
 #include "pcd/line_explanation.h"
@@ -18,6 +19,7 @@ namespace pcd::cli {
 
 namespace {
 
+using CaRepositoryDsOdbcImport::readRecordId;
 using CaRepositoryDsOdbcImport::readRecordIds;
 using CaRepositoryDsOdbcImport::readTextAttributes;
 using CaRepositoryDsOdbcImport::RecordIds;
@@ -59,6 +61,35 @@ bool isLocationOrPlacement(const char* line) {
       return false;
   }
 }
+
+// Ids of a few records sought among all the records of a file: a bit per
+// id's mix, so that most records are passed over without a look-up. The
+// mix is not keyed: ids chosen to share bits cost no more than the
+// look-ups the filter saves.
+class IdFilter {
+ public:
+  explicit IdFilter(size_t ids) {
+    unsigned bits = 16;
+    while (bits < 24 && (size_t{1} << bits) < 16 * ids) ++bits;
+    shift_ = 64 - bits;
+    words_.assign((size_t{1} << bits) / 64, 0);
+  }
+  void add(long id) {
+    const size_t at = slot(id);
+    words_[at / 64] |= uint64_t{1} << (at % 64);
+  }
+  bool mayHold(long id) const {
+    const size_t at = slot(id);
+    return (words_[at / 64] >> (at % 64) & 1) != 0;
+  }
+
+ private:
+  size_t slot(long id) const {
+    return static_cast<size_t>((static_cast<uint64_t>(id) * 0x9E3779B97F4A7C15ull) >> shift_);
+  }
+  unsigned shift_;
+  std::vector<uint64_t> words_;
+};
 
 }  // namespace
 
@@ -173,41 +204,49 @@ std::vector<MisplacedTable> findMisplacedTables(const std::string& path,
   if (allAscii != nullptr) *allAscii = read && (bits & 0x80) == 0;
   if (!read) return {};
 
-  using IdSet = std::unordered_set<long, TableLocations::IdHash>;
-  IdSet built;
+  IdTable<bool> built;
   for (const Placement& placement : placements) {
     if (locations.holdsSchemaOrCatalog(placement.to)) built.insert(placement.from);
   }
   // The first placement of each table that none places where it is built.
   std::vector<const Placement*> left;
-  IdSet named;
+  IdTable<bool> named;
   for (const Placement& placement : placements) {
-    if (built.count(placement.from) == 0 && named.insert(placement.from).second) {
+    if (built.find(placement.from) == nullptr && named.insert(placement.from).second) {
       left.push_back(&placement);
     }
   }
   if (left.empty()) return {};
 
   // Only now the names and kinds of the records concerned, read again.
-  IdSet locationIds;
-  for (const Placement* placement : left) locationIds.insert(placement->to);
+  IdTable<bool> locationIds;
+  IdFilter sought(2 * left.size());
+  for (const Placement* placement : left) {
+    locationIds.insert(placement->to);
+    sought.add(placement->from);
+    sought.add(placement->to);
+  }
+  const auto maybeSought = [&sought](const char* line) {
+    long id = 0;
+    return readRecordId(line, id) && sought.mayHold(id);
+  };
   struct Record {
     std::string kind;
     std::string name;
     long line = 0;
   };
   std::unordered_map<long, Record, TableLocations::IdHash> records;
-  const auto any = [](const char*) { return true; };
-  if (!forEachRecord(path, stop, any, [&](long number, const RecordIds& ids, const char* text) {
-        const bool table = named.count(ids.id) != 0;
-        if (!table && locationIds.count(ids.id) == 0) return;
-        Record& record = records[ids.id];
-        record = {ids.name, "", number};
-        if (table && (ids.name == "TABLE" || ids.name == "VIEW")) {
-          const std::vector<std::string> texts = readTextAttributes(text);
-          if (!texts.empty()) record.name = texts[0];
-        }
-      })) {
+  if (!forEachRecord(path, stop, maybeSought,
+                     [&](long number, const RecordIds& ids, const char* text) {
+                       const bool table = named.find(ids.id) != nullptr;
+                       if (!table && locationIds.find(ids.id) == nullptr) return;
+                       Record& record = records[ids.id];
+                       record = {ids.name, "", number};
+                       if (table && (ids.name == "TABLE" || ids.name == "VIEW")) {
+                         const std::vector<std::string> texts = readTextAttributes(text);
+                         if (!texts.empty()) record.name = texts[0];
+                       }
+                     })) {
     return {};
   }
   std::vector<MisplacedTable> misplaced;

@@ -221,6 +221,14 @@ RecordIds readRecordIds(const char* line) {
   return ids;
 }
 
+bool readRecordId(const char* line, long& id) {
+  if ((line[0] != 'E' && line[0] != 'R') || line[1] != ',') return false;
+  const char* comma = std::strchr(line + 2, ',');
+  if (comma == nullptr) return false;
+  scratchBridge().scanToken(comma + 1, &id);
+  return true;
+}
+
 std::vector<std::string> readTextAttributes(const char* line) {
   std::vector<std::string> texts;
   const RecordIds ids = readRecordIds(line);

@@ -34,6 +34,9 @@ struct RecordIds {
   long toId = 0;    // relationships only
 };
 RecordIds readRecordIds(const char* line);
+// Only the id of a record line (as readRecordIds reads it); false for a
+// line that is no record.
+bool readRecordId(const char* line, long& id);
 
 // The string ("C") attributes of a record line that explainLine accepts, in
 // file order, as the reader takes them.
