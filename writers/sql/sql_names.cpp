@@ -285,15 +285,17 @@ std::string SqlNames::assign(const ZELModel& model, const SqlDialect& dialect) {
   NameArena arena;  // outlives every scope below
   std::string error;
   const std::vector<SchemaOfCatalog> schemas = catalogSchemas(model);
+  // The map sized for the names of schemas, tables, columns and keys: an
+  // index is mostly a key's, named with it. (A bound with every index
+  // would often take twice the memory.)
   size_t objects = schemas.size();
   for (const SchemaOfCatalog& entry : schemas) {
     for (const ZELModelObject* object : objectsOfType(*entry.schema, ZEL_ET_CLASS)) {
       const auto& table = static_cast<const ZELClass&>(*object);
-      objects += 1 + static_cast<size_t>(table.features().count() + table.keys().count() +
-                                         table.indexes().count());
+      objects += 1 + static_cast<size_t>(table.features().count() + table.keys().count());
     }
   }
-  byObject_.reserve(objects);  // the map never grows: no second pass over it
+  byObject_.reserve(objects);
 
   // A name the engine keeps for itself gets an "x" in front: the names of
   // its own schemas (MySQL databases) and those with its prefix.
@@ -340,16 +342,10 @@ std::string SqlNames::assign(const ZELModel& model, const SqlDialect& dialect) {
 
   // Tables first, so that a table keeps its own name before an index or a
   // constraint of the same name. The relations' scope is the schema's, or
-  // the database's where the dialect has no schemas.
-  const bool hasSchemas = !dialect.schemaKind().empty();
-  NameScope databaseRelations(dialect, arena);
-  std::unordered_map<const ZELPackage*, NameScope> relationScopes;
-  const auto relationScope = [&](const ZELPackage* schema) -> NameScope& {
-    if (!hasSchemas) return databaseRelations;
-    return relationScopes.try_emplace(schema, dialect, arena).first->second;
-  };
-  for (const SchemaOfCatalog& entry : schemas) {
-    NameScope& relations = relationScope(entry.schema);
+  // the database's where the dialect has no schemas. A message is that of
+  // the first name refused: schemas, then tables, then their members.
+  std::string tableError, memberError;
+  const auto nameTables = [&](const SchemaOfCatalog& entry, NameScope& relations) {
     const auto tables = objectsOfType(*entry.schema, ZEL_ET_CLASS);
     for (size_t i = 0; i < tables.size(); ++i) {
       const auto what = [&] {
@@ -359,19 +355,16 @@ std::string SqlNames::assign(const ZELModel& model, const SqlDialect& dialect) {
       add(tables[i],
           namer.unique(unreserved(namer.clean(
                            tables[i]->getName(), [i] { return "table_" + std::to_string(i + 1); },
-                           what, error)),
+                           what, tableError)),
                        {&relations}));
     }
-  }
+  };
 
   // Columns, key constraints and indexes, each unique in the scopes the
   // dialect names.
   const NameScopes scopes = dialect.nameScopes();
-  std::unordered_map<const ZELPackage*, NameScope> foreignKeyScopes;
-  for (const SchemaOfCatalog& entry : schemas) {
-    NameScope& relations = relationScope(entry.schema);
-    NameScope& foreignKeys =
-        foreignKeyScopes.try_emplace(entry.schema, dialect, arena).first->second;
+  const auto nameMembers = [&](const SchemaOfCatalog& entry, NameScope& relations,
+                               NameScope& foreignKeys) {
     for (const ZELModelObject* object : objectsOfType(*entry.schema, ZEL_ET_CLASS)) {
       const auto& table = static_cast<const ZELClass&>(*object);
       const std::string& tableName = of(&table);
@@ -387,7 +380,7 @@ std::string SqlNames::assign(const ZELModel& model, const SqlDialect& dialect) {
                     column->getName(),
                     [column] { return "column_" + std::to_string(column->getPosition()); },
                     [&] { return "column " + quotedForMessage(column->getName()) + where(); },
-                    error),
+                    memberError),
                 {&columns}));
       }
 
@@ -415,7 +408,7 @@ std::string SqlNames::assign(const ZELModel& model, const SqlDialect& dialect) {
         };
         std::string text = namer.clean(
             key->getName(), fallback,
-            [&] { return "key " + quotedForMessage(key->getName()) + where(); }, error);
+            [&] { return "key " + quotedForMessage(key->getName()) + where(); }, memberError);
         add(key, uniqueIn(std::move(text), foreign ? scopes.foreignKeys : scopes.keys));
       }
       ordinal = 0;
@@ -424,11 +417,31 @@ std::string SqlNames::assign(const ZELModel& model, const SqlDialect& dialect) {
         if (isKeyIndex(table, *index)) continue;  // written with its key, if at all
         std::string text = namer.clean(
             index->getName(), [&] { return "ix_" + tableName + "_" + std::to_string(ordinal); },
-            [&] { return "index " + quotedForMessage(index->getName()) + where(); }, error);
+            [&] { return "index " + quotedForMessage(index->getName()) + where(); }, memberError);
         add(index, uniqueIn(std::move(text), scopes.indexes));
       }
     }
+  };
+
+  // A schema's scopes live while its objects are named, one schema at a
+  // time; where all relations share the database's scope, every table is
+  // named before any member, as in a dialect with schemas within each.
+  if (!dialect.schemaKind().empty()) {
+    for (const SchemaOfCatalog& entry : schemas) {
+      NameScope relations(dialect, arena);
+      NameScope foreignKeys(dialect, arena);
+      nameTables(entry, relations);
+      nameMembers(entry, relations, foreignKeys);
+    }
+  } else {
+    NameScope relations(dialect, arena);
+    for (const SchemaOfCatalog& entry : schemas) nameTables(entry, relations);
+    for (const SchemaOfCatalog& entry : schemas) {
+      NameScope foreignKeys(dialect, arena);
+      nameMembers(entry, relations, foreignKeys);
+    }
   }
+  if (error.empty()) error = tableError.empty() ? memberError : tableError;
   // Quoted once here rather than at each of the script's uses.
   for (Name& name : names_) dialect.appendIdentifier(name.quoted, name.name);
   unnamed_.quoted = dialect.quoteIdentifier("");
