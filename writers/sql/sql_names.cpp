@@ -207,8 +207,9 @@ class Namer {
       for (const NameScope* scope : scopes) key += std::to_string(scope->serial()) + ",";
       // The counters of a count of digits, once all taken, stay taken: the
       // search starts at the count it ended at last time. The stems of all
-      // counts follow from the first one's.
-      size_t& reached = digitsReached_.try_emplace(key + stem(2), 1).first->second;
+      // counts follow from the first one's, keyed as its counters are (the
+      // serials end in ",", the count in ":", so no two keys read alike).
+      size_t& reached = digitsReached_.try_emplace(key + "1:" + stem(2), 1).first->second;
       size_t digits = 1;
       uint64_t first = 2, last = 10;
       for (; digits < reached; ++digits)
