@@ -204,10 +204,19 @@ std::string explainLine(const char* line, const long* lastRecordId, std::string*
   }
 }
 
+namespace {
+
+// The comma after a record line's name, or null for a line that is no record.
+const char* nameEnd(const char* line) {
+  if ((line[0] != 'E' && line[0] != 'R') || line[1] != ',') return nullptr;
+  return std::strchr(line + 2, ',');
+}
+
+}  // namespace
+
 RecordIds readRecordIds(const char* line) {
   RecordIds ids;
-  if ((line[0] != 'E' && line[0] != 'R') || line[1] != ',') return ids;
-  const char* comma = std::strchr(line + 2, ',');
+  const char* comma = nameEnd(line);
   if (comma == nullptr) return ids;
   Bridge& bridge = scratchBridge();
   ids.isRecord = true;
@@ -222,8 +231,7 @@ RecordIds readRecordIds(const char* line) {
 }
 
 bool readRecordId(const char* line, long& id) {
-  if ((line[0] != 'E' && line[0] != 'R') || line[1] != ',') return false;
-  const char* comma = std::strchr(line + 2, ',');
+  const char* comma = nameEnd(line);
   if (comma == nullptr) return false;
   scratchBridge().scanToken(comma + 1, &id);
   return true;

@@ -286,12 +286,14 @@ std::string SqlNames::assign(const ZELModel& model, const SqlDialect& dialect) {
   NameArena arena;  // outlives every scope below
   std::string error;
   const std::vector<SchemaOfCatalog> schemas = catalogSchemas(model);
+  std::vector<std::vector<const ZELModelObject*>> tablesOf(schemas.size());
   // The map sized for the names of schemas, tables, columns and keys: an
   // index is mostly a key's, named with it. (A bound with every index
   // would often take twice the memory.)
   size_t objects = schemas.size();
-  for (const SchemaOfCatalog& entry : schemas) {
-    for (const ZELModelObject* object : objectsOfType(*entry.schema, ZEL_ET_CLASS)) {
+  for (size_t s = 0; s < schemas.size(); ++s) {
+    tablesOf[s] = objectsOfType(*schemas[s].schema, ZEL_ET_CLASS);
+    for (const ZELModelObject* object : tablesOf[s]) {
       const auto& table = static_cast<const ZELClass&>(*object);
       objects += 1 + static_cast<size_t>(table.features().count() + table.keys().count());
     }
@@ -346,8 +348,9 @@ std::string SqlNames::assign(const ZELModel& model, const SqlDialect& dialect) {
   // the database's where the dialect has no schemas. A message is that of
   // the first name refused: schemas, then tables, then their members.
   std::string tableError, memberError;
-  const auto nameTables = [&](const SchemaOfCatalog& entry, NameScope& relations) {
-    const auto tables = objectsOfType(*entry.schema, ZEL_ET_CLASS);
+  const auto nameTables = [&](size_t s, NameScope& relations) {
+    const SchemaOfCatalog& entry = schemas[s];
+    const std::vector<const ZELModelObject*>& tables = tablesOf[s];
     for (size_t i = 0; i < tables.size(); ++i) {
       const auto what = [&] {
         return "table " + quotedForMessage(tables[i]->getName()) + " of schema " +
@@ -364,9 +367,8 @@ std::string SqlNames::assign(const ZELModel& model, const SqlDialect& dialect) {
   // Columns, key constraints and indexes, each unique in the scopes the
   // dialect names.
   const NameScopes scopes = dialect.nameScopes();
-  const auto nameMembers = [&](const SchemaOfCatalog& entry, NameScope& relations,
-                               NameScope& foreignKeys) {
-    for (const ZELModelObject* object : objectsOfType(*entry.schema, ZEL_ET_CLASS)) {
+  const auto nameMembers = [&](size_t s, NameScope& relations, NameScope& foreignKeys) {
+    for (const ZELModelObject* object : tablesOf[s]) {
       const auto& table = static_cast<const ZELClass&>(*object);
       const std::string& tableName = of(&table);
       const auto where = [&table] { return " of table " + quotedForMessage(table.getName()); };
@@ -428,18 +430,18 @@ std::string SqlNames::assign(const ZELModel& model, const SqlDialect& dialect) {
   // time; where all relations share the database's scope, every table is
   // named before any member, as in a dialect with schemas within each.
   if (!dialect.schemaKind().empty()) {
-    for (const SchemaOfCatalog& entry : schemas) {
+    for (size_t s = 0; s < schemas.size(); ++s) {
       NameScope relations(dialect, arena);
       NameScope foreignKeys(dialect, arena);
-      nameTables(entry, relations);
-      nameMembers(entry, relations, foreignKeys);
+      nameTables(s, relations);
+      nameMembers(s, relations, foreignKeys);
     }
   } else {
     NameScope relations(dialect, arena);
-    for (const SchemaOfCatalog& entry : schemas) nameTables(entry, relations);
-    for (const SchemaOfCatalog& entry : schemas) {
+    for (size_t s = 0; s < schemas.size(); ++s) nameTables(s, relations);
+    for (size_t s = 0; s < schemas.size(); ++s) {
       NameScope foreignKeys(dialect, arena);
-      nameMembers(entry, relations, foreignKeys);
+      nameMembers(s, relations, foreignKeys);
     }
   }
   if (error.empty()) error = tableError.empty() ? memberError : tableError;

@@ -9,6 +9,7 @@
 #include "model_sql.h"
 #include "sql_text.h"
 #include "string_bytes.h"
+#include "utf8_sequence.h"
 
 namespace pcd::writers {
 
@@ -64,7 +65,6 @@ TableDdl::TableDdl(const ZELModel& model, const SqlDialect& dialect, bool native
     : dialect_(dialect), nativeTypes_(nativeTypes), names_(names), schemas_(catalogSchemas(model)) {
   // Which tables the script creates, so that foreign keys can refer only to
   // those; a dialect may need at least one column in a table.
-  std::vector<const ZELClass*> tables;
   for (const SchemaOfCatalog& entry : schemas_) {
     for (const ZELModelObject* object : objectsOfType(*entry.schema, ZEL_ET_CLASS)) {
       const auto* table = static_cast<const ZELClass*>(object);
@@ -74,16 +74,15 @@ TableDdl::TableDdl(const ZELModel& model, const SqlDialect& dialect, bool native
       const bool created =
           dialect_.tablesWithoutColumns() ||
           std::any_of(table->features().begin(), table->features().end(), isColumn);
-      plans_.push_back({entry.schema, created, {}});
-      tables.push_back(table);
+      plans_.push_back({table, entry.schema, created, {}});
     }
   }
   tables_.reserve(plans_.size());
-  for (size_t i = 0; i < plans_.size(); ++i) tables_.add(tables[i], &plans_[i]);
+  for (TablePlan& plan : plans_) tables_.add(plan.table, &plan);
   // Every table's keys before any table is written, so that foreign keys
   // (SQLite's inside CREATE TABLE) know which referenced keys exist.
-  for (size_t i = 0; i < plans_.size(); ++i) {
-    if (plans_[i].created) planKeys(*tables[i], plans_[i].keys);
+  for (TablePlan& plan : plans_) {
+    if (plan.created) planKeys(*plan.table, plan.keys);
   }
 }
 
@@ -162,17 +161,13 @@ const SqlType& TableDdl::typeOf(const ZELFeature* column) {
   return types_.emplace(modelType, std::move(type)).first->second;
 }
 
-std::string TableDdl::columnList(const std::vector<const ZELAttribute*>& columns) const {
-  std::string list;
-  appendColumnList(list, columns);
-  return list;
-}
-
-void TableDdl::appendColumnList(std::string& out,
-                                const std::vector<const ZELAttribute*>& columns) const {
-  for (size_t i = 0; i < columns.size(); ++i) {
-    if (i != 0) out += ", ";
-    out += quoted(columns[i]);
+template <class Columns>
+void TableDdl::appendColumnList(std::string& out, const Columns& columns) const {
+  bool first = true;
+  for (const ZELAttribute* column : columns) {
+    if (!first) out += ", ";
+    first = false;
+    out += quoted(column);
   }
 }
 
@@ -333,25 +328,20 @@ void TableDdl::appendKeyConstraint(std::string& out, const ZELCandidateKey& key)
     out += ' ';
   }
   out += primary ? "PRIMARY KEY (" : "UNIQUE (";
-  bool first = true;
-  for (const ZELAttribute* column : key.attributes()) {
-    if (!first) out += ", ";
-    first = false;
-    out += quoted(column);
-  }
+  appendColumnList(out, key.attributes());
   out += ')';
 }
 
 void TableDdl::writeTable(const ZELClass& table, std::string& out, std::string& foreignKeys,
                           const std::string& as, bool withIndexes) {
   out += "\n";
-  const std::string ref = as.empty() ? tableRef(&table) : as;
   const TablePlan& plan = planOf(&table);
   if (!plan.created) {
     out += notWritten("table " + tableRef(&table),
                       "a table needs at least one column in " + std::string(dialect_.name()));
     return;
   }
+  const std::string ref = as.empty() ? tableRef(&table) : as;
   if (!isValidUtf8Of(name(&table), bytesOf(table.getName()))) {
     out += "-- Table " + shown(table.getName()) + " of the extract\n";
   }
@@ -394,12 +384,10 @@ void TableDdl::writeTable(const ZELClass& table, std::string& out, std::string& 
   described.clear();
   std::deque<std::string>& repaired = repairedDescriptions_;
   repaired.clear();
-  std::string scratch;
   for (const ZELAttribute* column : columnsInPositionOrder(table)) {
-    std::string_view columnDescription = validUtf8View(bytesOf(column->getDescription()), scratch);
-    if (columnDescription.data() == scratch.data()) {
-      columnDescription = repaired.emplace_back(std::move(scratch));
-      scratch.clear();
+    std::string_view columnDescription = bytesOf(column->getDescription());
+    if (!isWellFormed(columnDescription)) {
+      columnDescription = repaired.emplace_back(validUtf8(columnDescription));
     }
     beginLine();
     const SqlNames::Name& columnNames = names_.names(column);

@@ -119,8 +119,9 @@ class TableDdl {
   // unique may take a TEXT or BLOB column by a prefix.
   enum class KeyUse { kUnique, kPlainIndex, kForeignKey };
 
-  std::string columnList(const std::vector<const ZELAttribute*>& columns) const;
-  void appendColumnList(std::string& out, const std::vector<const ZELAttribute*>& columns) const;
+  // The columns' quoted names, joined by ", ".
+  template <class Columns>
+  void appendColumnList(std::string& out, const Columns& columns) const;
   std::string keyProblem(const ZELClass& table, const std::vector<const ZELAttribute*>& columns,
                          KeyUse use = KeyUse::kUnique, std::vector<unsigned>* prefixes = nullptr);
   void planKeys(const ZELClass& table, TableKeys& keys);
@@ -146,6 +147,7 @@ class TableDdl {
   // What the script does with each table of the model, found by one
   // look-up; the plans in model order.
   struct TablePlan {
+    const ZELClass* table;
     const ZELPackage* schema;
     bool created;
     TableKeys keys;  // of a created table
