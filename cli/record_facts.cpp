@@ -1,5 +1,6 @@
 #include "record_facts.h"
 
+#include <algorithm>
 #include <new>
 
 #include "zel_keyed_hash.h"
@@ -19,11 +20,27 @@ size_t RecordFacts::slotOf(long id) const {
 }
 
 RecordFacts::Index RecordFacts::find(long id) const {
+  if (ascending_) return indexed_ ? findInOrder(id) : kNone;
   if (slots_.empty()) return kNone;
   for (size_t at = slotOf(id);; at = nextSlot(at)) {
     const Index record = slots_[at];
     if (record == kNone || this->id(record) == id) return record;
   }
+}
+
+RecordFacts::Index RecordFacts::findInOrder(long id) const {
+  if (id < 0 || id >= static_cast<long>(kWide)) return kNone;
+  const auto narrow = static_cast<uint32_t>(id);
+  // The last sample not above the id starts the run of ids that holds it,
+  // if any record does; the last record of the id is the one it names.
+  const auto after = std::upper_bound(sampledIds_.begin(), sampledIds_.end(), narrow);
+  if (after == sampledIds_.begin()) return kNone;
+  const Index first = static_cast<Index>(after - sampledIds_.begin() - 1) * kSample;
+  const Index end = std::min(first + kSample, count_);  // a run never leaves its chunk
+  const uint32_t* ids = chunk(first).ids;
+  const uint32_t* at = std::upper_bound(ids + first % kChunk, ids + (end - 1) % kChunk + 1, narrow);
+  const Index record = first + static_cast<Index>(at - ids - first % kChunk) - 1;
+  return ids[record % kChunk] == narrow ? record : kNone;
 }
 
 long RecordFacts::line(Index record) const {
@@ -63,6 +80,15 @@ void RecordFacts::add(long id, long fromId, long toId, long line, uint8_t kind) 
     in.linkedBefore[at / 64] = static_cast<uint16_t>(linkCount_ - in.linksBefore);
   }
   in.ids[at] = narrowed(record, kId, id);
+  if (ascending_) {
+    if (in.ids[at] == kWide || in.ids[at] < lastId_) {
+      ascending_ = false;
+      std::vector<uint32_t>().swap(sampledIds_);
+    } else {
+      lastId_ = in.ids[at];
+      if (record % kSample == 0) sampledIds_.push_back(lastId_);
+    }
+  }
   in.kinds[at] = kind;
   in.flags[at] = 0;
   if (linked) {

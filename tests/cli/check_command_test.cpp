@@ -109,6 +109,33 @@ TEST(CheckCommand, NegativeIdsResolveLikeAnyOther) {
   EXPECT_EQ(result.out, "0 errors, 0 warnings in 1 file\n");
 }
 
+// Ids in ascending order, as extracts list them, are searched in place:
+// an id below the first, between two and above the last is missing, and a
+// record right after another of its id replaces it.
+TEST(CheckCommand, AscendingIdsResolveLikeAnyOther) {
+  TemporaryFolder folder;
+  writeFile(folder.file("ascending.pcd"),
+            replacedIn(readFile(kSourceDir + "/examples/sample.pcd"),
+                       {{"R,DB_AT,30,20,10,", "R,DB_AT,30,5,10,"},
+                        {"E,TABLE,103,1,C8,INVOICES\n",
+                         "E,TABLE,103,1,C8,INVOICES\nE,TABLE,103,1,C9,INVOICES2\n"},
+                        {"R,TABLE_AT,123,103,61,", "R,TABLE_AT,123,103,63,"},
+                        {"R,PARM,621,600,341,", "R,PARM,621,600,9999,"}}));
+  const ProgramResult result = runProgram({{"check", "ascending.pcd"}, folder.path(), {}});
+  EXPECT_EQ(result.exitCode, 1);
+  for (const std::string expected : {
+           ":6: error: [TAV_CARDS_F0009] Missing Object (5): DB_AT record (id 30): its from id 5 "
+           "is defined by no record",
+           ":23: warning: id 103 is defined again (TABLE); this record replaces the TABLE record "
+           "on line 22",
+           ":32: error: [TAV_CARDS_F0009] Missing Object (63): TABLE_AT record (id 123)",
+           ":133: error: [TAV_CARDS_F0009] Missing Object (9999): PARM record (id 621)",
+       }) {
+    EXPECT_NE(result.out.find("ascending.pcd" + expected), std::string::npos) << expected;
+  }
+  EXPECT_NE(result.out.find("\n3 errors, 2 warnings in 1 file\n"), std::string::npos) << result.out;
+}
+
 // A table placed at something that is neither a schema nor a catalog:
 // another table's placement, a table, a schema no SCHEM_AT places. The
 // import skips it and its columns (or only the placement, when another one
