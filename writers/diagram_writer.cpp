@@ -10,7 +10,7 @@ std::string DiagramModelWriter::write(const ModelSource& source, OutputSink& sin
 }
 
 std::string DiagramModelWriter::putText(OutputSink& sink, std::string_view text) {
-  return putFile(sink, "", text) ? "" : "out of memory";
+  return sink.put("", text) ? "" : "out of memory";
 }
 
 }  // namespace pcd::writers

@@ -147,11 +147,11 @@ class MarkdownModelWriter final : public ModelWriter {
     }
     std::string page;  // one buffer for every page
     readme(page, source);
-    if (!putFile(sink, "README.md", page)) return "out of memory";
+    if (!sink.put("README.md", page)) return "out of memory";
     for (size_t t = 0; t < outline_.tables.size(); ++t) {
       page.clear();
       tablePage(page, t);
-      if (!putFile(sink, fileNames_[t], page)) return "out of memory";
+      if (!sink.put(fileNames_[t], page)) return "out of memory";
     }
     return "";
   }

@@ -1,12 +1,15 @@
 #include "output_sink.h"
 
+#include <fcntl.h>
+#include <unistd.h>
+
 #include <cerrno>
 #include <cstring>
 
 namespace pcd::writers {
 
-bool putFile(OutputSink& sink, std::string_view name, std::string_view bytes) {
-  std::FILE* out = sink.file(name);
+bool OutputSink::put(std::string_view name, std::string_view bytes) {
+  std::FILE* out = file(name);
   if (out == nullptr) return false;
   std::fwrite(bytes.data(), 1, bytes.size(), out);
   return true;
@@ -25,6 +28,32 @@ std::FILE* FolderSink::file(std::string_view name) {
   return stream_;
 }
 
+bool FolderSink::put(std::string_view name, std::string_view bytes) {
+  if (!close()) return false;
+  names_.emplace_back(name);
+  const std::string path = folder_ + "/" + names_.back();
+  const int descriptor = ::open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666);
+  if (descriptor < 0) {
+    error_ = "cannot write '" + shown_ + "/" + names_.back() + "': " + std::strerror(errno);
+    return false;
+  }
+  int failure = 0;  // the first error, of writing or closing
+  while (!bytes.empty()) {
+    const ssize_t count = ::write(descriptor, bytes.data(), bytes.size());
+    if (count < 0 && errno == EINTR) continue;
+    if (count <= 0) {
+      failure = count < 0 ? errno : EIO;
+      break;
+    }
+    bytes.remove_prefix(static_cast<size_t>(count));
+  }
+  if (::close(descriptor) != 0 && failure == 0) failure = errno;
+  if (failure != 0) {
+    error_ = "cannot write '" + shown_ + "/" + names_.back() + "': " + std::strerror(failure);
+  }
+  return true;
+}
+
 bool FolderSink::close() {
   if (stream_ == nullptr) return error_.empty();
   const bool written = std::ferror(stream_) == 0;
@@ -40,7 +69,7 @@ bool FolderSink::finish() {
   if (!close()) return false;
   std::string list;
   for (const std::string& name : names_) list += name + "\n";
-  return putFile(*this, kFolderFileList, list) && close();
+  return put(kFolderFileList, list) && close();
 }
 
 }  // namespace pcd::writers

@@ -19,11 +19,10 @@ class OutputSink {
   // Write errors stay in the stream for the sink's owner. Null when the
   // file cannot be started (out of memory).
   virtual std::FILE* file(std::string_view name) = 0;
+  // Writes `bytes` as the file `name`, whole. False when the file cannot be
+  // started; write errors stay with the sink's owner, as the stream's do.
+  virtual bool put(std::string_view name, std::string_view bytes);
 };
-
-// Writes `bytes` as the sink's file `name`. False when the file cannot be
-// started; write errors stay in the stream.
-bool putFile(OutputSink& sink, std::string_view name, std::string_view bytes);
 
 // A file format's output: one stream, whatever the name.
 class StreamSink final : public OutputSink {
@@ -52,6 +51,9 @@ class FolderSink final : public OutputSink {
   FolderSink& operator=(const FolderSink&) = delete;
   ~FolderSink() override;
   std::FILE* file(std::string_view name) override;
+  // One file made, written and closed by the system's calls: no stream, its
+  // buffer and its look at the file, for each of a folder's many pages.
+  bool put(std::string_view name, std::string_view bytes) override;
   // Finishes the last file, then writes the list of their names
   // (kFolderFileList). False, with error() set, when a file could not be
   // written.
