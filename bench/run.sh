@@ -8,8 +8,8 @@
 #
 # Files: the shipped sample replicated to about 10^6 and 5 x 10^6 records
 # (bench/replicate_pcd.cpp: a real schema's proportions, about 47 and 244 MB)
-# with every command: -f summary, json, sql, dbml, markdown (into a
-# temporary folder, removed), check, and diff of the file against a copy
+# with every command: -f summary, json, sql, dbml, markdown (each run into a
+# new folder under $TMPDIR, all removed at the end), check, and diff of the file against a copy
 # with one column renamed; and the generated file of 10^6 tables
 # (bench/generate_pcd.cpp, 1.4 GB) with summary, json and check only (the
 # other commands take minutes each there). Rounds: 5, 3 for files above
@@ -131,7 +131,7 @@ command_line() {
     naive) echo "$bin/naive_reader $file" ;;
     summary) echo "$bin/pcd-import -q -f summary $file" ;;
     json | sql | dbml) echo "$bin/pcd-import -q -f $1 -o /dev/null $file" ;;
-    markdown) echo "$bin/pcd-import -q -f markdown --force -o $scratch/markdown $file" ;;
+    markdown) echo "$bin/pcd-import -q -f markdown -o $scratch/markdown-$runs $file" ;;
     check) echo "$bin/pcd-import check $file" ;;
     diff) echo "$bin/pcd-import diff $file $scratch/renamed.pcd" ;;
   esac
@@ -141,10 +141,14 @@ command_line() {
 # diff end with 1 when they find something; anything else is a failure.
 results=$build/results.txt
 : >"$results"
+# Markdown folders are kept until the end: for minutes after a mass
+# deletion, ext4 makes each new file search past the inodes just freed,
+# which would charge one run's clean-up to the next run's time.
+runs=0
 run_once() {
   local label=$1 thp=$2 command=$3 file=$4 wrap="" status=0
   [ "$thp" = off ] && wrap=$bin/without_thp
-  rm -rf "$scratch/markdown"
+  runs=$((runs + 1))
   # shellcheck disable=SC2046,SC2086
   /usr/bin/time -f "%e %U %S %M" -o "$build/time.out" $wrap $(command_line "$command" "$file") \
     >/dev/null 2>"$build/stderr.out" || status=$?
