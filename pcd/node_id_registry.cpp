@@ -1,5 +1,7 @@
 #include "pcd/node_id_registry.h"
 
+#include <algorithm>
+#include <cstdint>
 #include <new>
 #include <utility>
 
@@ -22,6 +24,70 @@ void** NodeIdRegistry::directEntry(long id) {
 }
 
 void NodeIdRegistry::add(long id, void* node) {
+  if (ascending_) {
+    if (addInOrder(id, node)) return;
+    leaveOrder();
+  }
+  addOffOrder(id, node);
+}
+
+bool NodeIdRegistry::addInOrder(long id, void* node) {
+  if (id < 0 || id > static_cast<long>(UINT32_MAX)) return false;
+  const auto narrow = static_cast<uint32_t>(id);
+  const size_t at = count_ % kChunkRecords;
+  if (count_ > 0) {
+    const OrderedChunk& last = *ordered_[(count_ - 1) / kChunkRecords];
+    if (narrow < last.ids[(count_ - 1) % kChunkRecords]) return false;
+  }
+  // Each allocation is kept once made, so that a failure changes nothing
+  // that a retry would see.
+  if (ordered_.size() * kChunkRecords <= count_) {
+    std::unique_ptr<OrderedChunk> made(new OrderedChunk);
+    ordered_.push_back(std::move(made));
+  }
+  if (runFirstIds_.size() * kRunIds <= count_) runFirstIds_.push_back(narrow);
+  OrderedChunk& chunk = *ordered_[count_ / kChunkRecords];
+  chunk.ids[at] = narrow;
+  chunk.nodes[at] = node;
+  ++count_;
+  return true;
+}
+
+void* NodeIdRegistry::findInOrder(long id) const noexcept {
+  if (id < 0 || id > static_cast<long>(UINT32_MAX)) return nullptr;
+  const auto narrow = static_cast<uint32_t>(id);
+  // The last run whose first id is not above the id holds it, if any
+  // record does; the last record of the id is the newest.
+  const auto after = std::upper_bound(runFirstIds_.begin(), runFirstIds_.end(), narrow);
+  if (after == runFirstIds_.begin()) return nullptr;
+  const size_t first = static_cast<size_t>(after - runFirstIds_.begin() - 1) * kRunIds;
+  const size_t end = std::min(first + kRunIds, count_);  // a run never leaves its chunk
+  const OrderedChunk& chunk = *ordered_[first / kChunkRecords];
+  const uint32_t* ids = chunk.ids + first % kChunkRecords;
+  const size_t record =
+      static_cast<size_t>(std::upper_bound(ids, ids + (end - first), narrow) - chunk.ids) - 1;
+  return chunk.ids[record] == narrow ? chunk.nodes[record] : nullptr;
+}
+
+void NodeIdRegistry::leaveOrder() {
+  const size_t count = count_;
+  count_ = 0;
+  try {
+    for (size_t record = 0; record < count; ++record) {
+      const OrderedChunk& chunk = *ordered_[record / kChunkRecords];
+      addOffOrder(chunk.ids[record % kChunkRecords], chunk.nodes[record % kChunkRecords]);
+    }
+  } catch (...) {
+    forgetOffOrder();
+    count_ = count;
+    throw;
+  }
+  ascending_ = false;
+  std::vector<std::unique_ptr<OrderedChunk>>().swap(ordered_);
+  std::vector<uint32_t>().swap(runFirstIds_);
+}
+
+void NodeIdRegistry::addOffOrder(long id, void* node) {
   if (void** entry = directEntry(id)) {
     *entry = node;
   } else {
@@ -93,7 +159,7 @@ void NodeIdRegistry::growSparse() {
   }
 }
 
-void NodeIdRegistry::empty() noexcept {
+void NodeIdRegistry::forgetOffOrder() noexcept {
   std::vector<std::unique_ptr<void*[]>>().swap(pages_);
   slots_.reset();
   tags_.reset();
@@ -101,5 +167,12 @@ void NodeIdRegistry::empty() noexcept {
   lineBits_ = 0;
   sparseIds_ = 0;
   sparseCount_ = 0;
+}
+
+void NodeIdRegistry::empty() noexcept {
+  ascending_ = true;
+  std::vector<std::unique_ptr<OrderedChunk>>().swap(ordered_);
+  std::vector<uint32_t>().swap(runFirstIds_);
+  forgetOffOrder();
   count_ = 0;
 }

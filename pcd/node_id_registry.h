@@ -2,7 +2,14 @@
 // an id that several records share. (The nodes in file order are those of
 // the node arena.)
 //
-// Ids are small, mostly consecutive integers in practice, so non-negative ids
+// Files list their records by ascending id. While every id is at least the
+// one before it (and fits in 32 bits), the registry keeps the ids and nodes
+// in file order, 12 bytes per record, and every kRunIds-th id: a look-up
+// searches those, then the run of kRunIds ids that holds the id, whose last
+// node is the newest. Adding is an append. The first id out of order moves
+// every node to the structures below, as if they had held them throughout.
+//
+// Otherwise ids are small, mostly consecutive integers in practice, so non-negative ids
 // up to a bound proportional to the number of records are found by direct
 // index (8 bytes per id); any other id goes to an open-addressing table of
 // node pointers, placed by a keyed hash of the id (zel_keyed_hash.h) in lines
@@ -40,6 +47,7 @@ class NodeIdRegistry {
   void add(long id, void* node);
   // The newest node registered under `id`, or null.
   void* find(long id) {
+    if (ascending_) return findInOrder(id);
     if (id >= 0) {
       const size_t page = static_cast<size_t>(id) >> kPageBits;
       if (page < pages_.size() && pages_[page] != nullptr) {
@@ -54,6 +62,25 @@ class NodeIdRegistry {
   void empty() noexcept;
 
  private:
+  // Ids and nodes in file order, while they ascend.
+  static constexpr size_t kRunIds = 32;
+  static constexpr size_t kChunkRecords = size_t{1} << 13;  // a multiple of kRunIds
+  struct OrderedChunk {
+    uint32_t ids[kChunkRecords];
+    void* nodes[kChunkRecords];
+  };
+  bool addInOrder(long id, void* node);
+  void* findInOrder(long id) const noexcept;
+  // Moves every node held in order to the index and the table; on failure
+  // (out of memory) the registry is as it was.
+  void leaveOrder();
+  void addOffOrder(long id, void* node);
+  // Frees the index and the table.
+  void forgetOffOrder() noexcept;
+  bool ascending_ = true;
+  std::vector<std::unique_ptr<OrderedChunk>> ordered_;
+  std::vector<uint32_t> runFirstIds_;  // the id of every kRunIds-th record
+
   // The index covers ids below max(kMinDirect, kDirectPerRecord * records):
   // at least one id in kDirectPerRecord is a record's.
   static constexpr size_t kMinDirect = size_t{1} << 16;

@@ -1,6 +1,6 @@
 // The id registry against a plain map of the newest node per id, over ids
-// on the direct index, off it (negative, far apart) and ids that move onto
-// the index after they were first registered off it.
+// in ascending order, on the direct index, off it (negative, far apart) and
+// ids that move onto the index after they were first registered off it.
 #include "pcd/node_id_registry.h"
 
 #include <map>
@@ -23,7 +23,13 @@ void expectSameAsMap(const std::vector<long>& ids) {
     registry.add(ids[at], const_cast<long*>(&nodes[at]));
     newest[ids[at]] = const_cast<long*>(&nodes[at]);
   }
-  for (const auto& [id, node] : newest) EXPECT_EQ(registry.find(id), node) << id;
+  for (const auto& [id, node] : newest) {
+    EXPECT_EQ(registry.find(id), node) << id;
+    for (const long beside : {id - 1, id + 1}) {
+      const auto found = newest.find(beside);
+      EXPECT_EQ(registry.find(beside), found == newest.end() ? nullptr : found->second) << beside;
+    }
+  }
   long near = ids.empty() ? 0 : ids.back() + 1;
   long far = ids.empty() ? 1 : ids.back() + 100000;
   registry.add(near, &near);
@@ -43,6 +49,18 @@ TEST(NodeIdRegistryTest, FindsTheNewestNodeOfEveryId) {
   for (long id = 1000; id < 11000; ++id) dense.push_back(id);
   dense.push_back(1500);  // a duplicate on the index
   expectSameAsMap(dense);
+
+  // Ascending throughout: apart, repeated in place, up to the largest
+  // 32-bit id; then one beyond it.
+  std::vector<long> ascending;
+  for (long id = 3; id < 200000; id += 7) {
+    ascending.push_back(id);
+    if (id % 5 == 0) ascending.push_back(id);
+  }
+  ascending.push_back(4294967295L);
+  expectSameAsMap(ascending);
+  ascending.push_back(4294967296L);
+  expectSameAsMap(ascending);
 
   // Off the index first (far beyond the bound), on it once enough records came.
   std::vector<long> moving = {-5, 3000000, 7, -5, 1L << 40};
