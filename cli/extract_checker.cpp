@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <cstdint>
 #include <cstring>
-#include <deque>
 #include <limits>
 #include <new>
 #include <string>
@@ -387,16 +386,38 @@ class Checker {
     long table(const RecordFacts& records) const { return records.fromId(column); }
   };
 
-  // The keys with their columns, and the keys in the order first named.
-  IdTable<KeyColumns> keyColumns(std::deque<long>& order) const {
-    IdTable<KeyColumns> keys;
+  // The KEY_COL record's column, when the import adds it to its key: a
+  // current record whose to id is a TBL_COL (kNone otherwise).
+  Index keyColumnOf(Index record) const {
+    if (records_.kind(record) != kindOf(K::KEY_COL) || !isCurrent(record)) return kNone;
+    const Index column = records_.find(records_.toId(record));
+    return column != kNone && records_.kind(column) == kindOf(K::TBL_COL) ? column : kNone;
+  }
+
+  // The keys with their columns; `primaries` counts the primary ones.
+  IdTable<KeyColumns> keyColumns(size_t& primaries) const {
+    // Made once, at a size for every key a KEY_COL record may name (each
+    // KEY, and each id of no KEY), so that no old table lies beside a new.
     const Index count = records_.size();
+    size_t bound = 0;
     for (Index record = 0; record < count; ++record) {
-      if (records_.kind(record) != kindOf(K::KEY_COL) || !isCurrent(record)) continue;
-      const Index column = records_.find(records_.toId(record));
-      if (column == kNone || records_.kind(column) != kindOf(K::TBL_COL)) continue;
+      if (!isCurrent(record)) continue;
+      const uint8_t kind = records_.kind(record);
+      if (kind == kindOf(K::KEY)) {
+        ++bound;
+      } else if (kind == kindOf(K::KEY_COL)) {
+        const Index key = records_.find(records_.fromId(record));
+        if (key == kNone || records_.kind(key) != kindOf(K::KEY)) ++bound;
+      }
+    }
+    IdTable<KeyColumns> keys;
+    keys.reserve(bound);
+    primaries = 0;
+    for (Index record = 0; record < count; ++record) {
+      const Index column = keyColumnOf(record);
+      if (column == kNone) continue;
       const auto [key, added] = keys.insert(records_.fromId(record));
-      if (added) order.push_back(records_.fromId(record));
+      if (added && names_.isPrimaryKey(records_.find(records_.fromId(record)))) ++primaries;
       key->column = column;
       ++key->columns;
     }
@@ -406,11 +427,15 @@ class Checker {
   // Foreign keys the import drops: a column count other than that of the
   // referenced table's primary key, or a referenced table without one.
   void checkForeignKeyColumns() {
-    std::deque<long> order;  // grows without a copy beside it
-    const IdTable<KeyColumns> keys = keyColumns(order);
-    // The primary key of each table: its key of kind "P".
+    size_t primaries = 0;
+    const IdTable<KeyColumns> keys = keyColumns(primaries);
+    // The primary key of each table: of its keys of kind "P", the first
+    // that a KEY_COL record names.
     IdTable<long> primary;
-    for (const long keyId : order) {
+    primary.reserve(primaries);  // made once: no old table beside the new
+    for (Index record = 0; primaries > 0 && record < records_.size(); ++record) {
+      if (keyColumnOf(record) == kNone) continue;
+      const long keyId = records_.fromId(record);
       if (!names_.isPrimaryKey(records_.find(keyId))) continue;
       const auto [table, added] = primary.insert(keys.find(keyId)->table(records_));
       if (added) *table = keyId;

@@ -30,7 +30,7 @@ class IdTable {
   // The value under `id`, `initial` added when there was none (second:
   // true). Throws std::bad_alloc, changing nothing, when it cannot grow.
   std::pair<Value*, bool> insert(long id, const Value& initial = Value()) {
-    if (4 * (count_ + 1) > 3 * slots_.size()) grow();
+    if (4 * (count_ + 1) > 3 * slots_.size()) grow(slots_.empty() ? 64 : 2 * slots_.size());
     for (size_t at = slotOf(id);; at = (at + 1) & (slots_.size() - 1)) {
       Slot& slot = slots_[at];
       if (!used(at)) {
@@ -45,6 +45,14 @@ class IdTable {
 
   size_t size() const { return count_; }
 
+  // Makes room for `count` entries in all, so that they are added without
+  // growing. Throws std::bad_alloc, changing nothing, when it cannot.
+  void reserve(size_t count) {
+    size_t size = slots_.empty() ? 64 : slots_.size();
+    while (4 * count > 3 * size) size *= 2;
+    if (size > slots_.size()) grow(size);
+  }
+
  private:
   struct Slot {
     long id = 0;
@@ -57,8 +65,8 @@ class IdTable {
     return static_cast<size_t>(zel_hash::hashWord(static_cast<uint64_t>(id))) & (slots_.size() - 1);
   }
 
-  void grow() {
-    const size_t size = slots_.empty() ? 64 : 2 * slots_.size();
+  // To `size` slots, a power of two.
+  void grow(size_t size) {
     std::vector<Slot> oldSlots(size);
     std::vector<uint64_t> oldUsed(size / 64);
     oldSlots.swap(slots_);
