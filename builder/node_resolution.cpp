@@ -44,26 +44,41 @@ const DispatchStep kDispatchOrder[] = {
 }  // namespace
 
 void ZELCaRepositoryDsOdbcImportBridge::processNodes() {
-  // Every registered node, in file order; the walk itself allocates nothing,
-  // and the vector is sized first.
+  // Nodes of one kind are processed in ascending object id; when records
+  // share an id, the later one replaces the earlier for look-ups (the
+  // registry finds the newest), so only it is processed. Ids added in
+  // ascending order (as files list them) leave the arena's file order
+  // sorted, its records of one id neighbours: the kept nodes are walked
+  // there. Otherwise every node is listed and stably sorted by id, so that
+  // records that share an id stay in file order.
   std::vector<Node*> nodes;
-  nodes.reserve(static_cast<size_t>(idRegistry.count()));
-  forEachNode([&nodes](Node* node) { nodes.push_back(node); });
-  // Nodes of one kind are processed in ascending object id. Files usually
-  // list ids in ascending order already, so the sort is mostly skipped; it is
-  // stable, so records that share an id stay in file order.
-  auto byId = [](const Node* a, const Node* b) { return a->id < b->id; };
-  if (!std::is_sorted(nodes.begin(), nodes.end(), byId)) {
-    std::stable_sort(nodes.begin(), nodes.end(), byId);
+  if (!idRegistry.holdsIdsInOrder()) {
+    nodes.reserve(static_cast<size_t>(idRegistry.count()));
+    forEachNode([&nodes](Node* node) { nodes.push_back(node); });
+    auto byId = [](const Node* a, const Node* b) { return a->id < b->id; };
+    if (!std::is_sorted(nodes.begin(), nodes.end(), byId)) {
+      std::stable_sort(nodes.begin(), nodes.end(), byId);
+    }
+    auto kept = nodes.begin();
+    for (auto at = nodes.begin(); at != nodes.end(); ++at) {
+      if (at + 1 != nodes.end() && (*(at + 1))->id == (*at)->id) continue;
+      *kept++ = *at;
+    }
+    nodes.erase(kept, nodes.end());
   }
-  // When records share an id, the later one replaces the earlier for
-  // look-ups (the registry finds the newest), so only it is processed.
-  auto kept = nodes.begin();
-  for (auto at = nodes.begin(); at != nodes.end(); ++at) {
-    if (at + 1 != nodes.end() && (*(at + 1))->id == (*at)->id) continue;
-    *kept++ = *at;
-  }
-  nodes.erase(kept, nodes.end());
+  // Calls visit(node) for every kept node in ascending id.
+  auto forEachKept = [this, &nodes](auto visit) {
+    if (!idRegistry.holdsIdsInOrder()) {
+      for (Node* node : nodes) visit(node);
+      return;
+    }
+    Node* previous = nullptr;
+    forEachNode([&](Node* node) {
+      if (previous != nullptr && previous->id != node->id) visit(previous);
+      previous = node;
+    });
+    if (previous != nullptr) visit(previous);
+  };
 
   // Grouping: one vector per dispatch step, of the nodes of its kind; the
   // other kinds are only looked up by id and need none. Counting first makes
@@ -80,16 +95,16 @@ void ZELCaRepositoryDsOdbcImportBridge::processNodes() {
     }
   }
   size_t counts[kSteps] = {};
-  for (const Node* node : nodes) {
+  forEachKept([&](const Node* node) {
     const int step = stepOfKind[static_cast<int>(node->kind)];
     if (step >= 0) ++counts[step];
-  }
+  });
   std::vector<Node*> byStep[kSteps];
   for (size_t step = 0; step < kSteps; ++step) byStep[step].reserve(counts[step]);
-  for (Node* node : nodes) {
+  forEachKept([&](Node* node) {
     const int step = stepOfKind[static_cast<int>(node->kind)];
     if (step >= 0) byStep[step].push_back(node);
-  }
+  });
   std::vector<Node*>().swap(nodes);
 
   // Dispatch.

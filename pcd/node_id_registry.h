@@ -56,6 +56,9 @@ class NodeIdRegistry {
     }
     return sparseCount_ == 0 ? nullptr : findSparse(id);
   }
+  // True while every id came in ascending order: the nodes in the order
+  // they were added are then in ascending id, those of one id neighbours.
+  bool holdsIdsInOrder() const { return ascending_; }
   // Records registered, those hidden by a later one included.
   long count() const { return static_cast<long>(count_); }
   // Forgets every node (destroys none) and frees the memory. Allocates nothing.
