@@ -53,14 +53,36 @@ bool NodeIdRegistry::addInOrder(long id, void* node) {
   return true;
 }
 
-void* NodeIdRegistry::findInOrder(long id) const noexcept {
-  if (id < 0 || id > static_cast<long>(UINT32_MAX)) return nullptr;
+void* NodeIdRegistry::findInOrder(long id) noexcept {
+  if (id < 0 || id > static_cast<long>(UINT32_MAX) || runFirstIds_.empty()) return nullptr;
   const auto narrow = static_cast<uint32_t>(id);
-  // The last run whose first id is not above the id holds it, if any
-  // record does; the last record of the id is the newest.
-  const auto after = std::upper_bound(runFirstIds_.begin(), runFirstIds_.end(), narrow);
-  if (after == runFirstIds_.begin()) return nullptr;
-  const size_t first = static_cast<size_t>(after - runFirstIds_.begin() - 1) * kRunIds;
+  // The run that holds the id, if any record does, is the last whose first
+  // id is not above it. Look-ups mostly come near the one before, so the
+  // search gallops out from the run found last, then halves what it spans.
+  const uint32_t* firsts = runFirstIds_.data();
+  const size_t runs = runFirstIds_.size();
+  size_t low = std::min(lastRun_, runs - 1);  // firsts[low] <= narrow, once found
+  size_t high;                                // firsts[high] > narrow, or runs
+  if (firsts[low] <= narrow) {
+    for (size_t step = 1;; step *= 2) {
+      high = low + step < runs ? low + step : runs;
+      if (high == runs || firsts[high] > narrow) break;
+      low = high;
+    }
+  } else {
+    high = low;
+    for (size_t step = 1;; step *= 2) {
+      if (high == 0) return nullptr;  // below the first id
+      low = high > step ? high - step : 0;
+      if (firsts[low] <= narrow) break;
+      high = low;
+    }
+  }
+  const size_t run =
+      static_cast<size_t>(std::upper_bound(firsts + low, firsts + high, narrow) - firsts) - 1;
+  lastRun_ = run;
+  // The last record of the id in the run is the newest.
+  const size_t first = run * kRunIds;
   const size_t end = std::min(first + kRunIds, count_);  // a run never leaves its chunk
   const OrderedChunk& chunk = *ordered_[first / kChunkRecords];
   const uint32_t* ids = chunk.ids + first % kChunkRecords;

@@ -73,7 +73,7 @@ class NodeIdRegistry {
     void* nodes[kChunkRecords];
   };
   bool addInOrder(long id, void* node);
-  void* findInOrder(long id) const noexcept;
+  void* findInOrder(long id) noexcept;
   // Moves every node held in order to the index and the table; on failure
   // (out of memory) the registry is as it was.
   void leaveOrder();
@@ -83,6 +83,7 @@ class NodeIdRegistry {
   bool ascending_ = true;
   std::vector<std::unique_ptr<OrderedChunk>> ordered_;
   std::vector<uint32_t> runFirstIds_;  // the id of every kRunIds-th record
+  size_t lastRun_ = 0;                 // where the last look-up found its run
 
   // The index covers ids below max(kMinDirect, kDirectPerRecord * records):
   // at least one id in kDirectPerRecord is a record's.

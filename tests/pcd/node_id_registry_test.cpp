@@ -30,6 +30,10 @@ void expectSameAsMap(const std::vector<long>& ids) {
       EXPECT_EQ(registry.find(beside), found == newest.end() ? nullptr : found->second) << beside;
     }
   }
+  // Look-ups far from the one before, backwards.
+  for (auto at = newest.rbegin(); at != newest.rend(); ++at) {
+    EXPECT_EQ(registry.find(at->first), at->second) << at->first;
+  }
   long near = ids.empty() ? 0 : ids.back() + 1;
   long far = ids.empty() ? 1 : ids.back() + 100000;
   registry.add(near, &near);
