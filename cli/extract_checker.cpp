@@ -23,10 +23,10 @@ namespace pcd::cli {
 
 namespace {
 
+using CaRepositoryDsOdbcImport::AcceptedRecord;
 using CaRepositoryDsOdbcImport::explainLine;
 using CaRepositoryDsOdbcImport::LineCursor;
 using CaRepositoryDsOdbcImport::readRecordIds;
-using CaRepositoryDsOdbcImport::readTextAttributes;
 using CaRepositoryDsOdbcImport::RecordIds;
 namespace layout = CaRepositoryDsOdbcImport::layout;
 
@@ -46,13 +46,6 @@ enum : uint8_t {
   kSkippedTable = 1 << 5,   // a table none of whose placements builds it
   kMisplacement = 1 << 6,   // a TABLE_AT placing at neither
 };
-
-uint8_t kindOf(const std::string& name) {
-  for (int index = 0; index < CaRepositoryDsOdbcImport::kRecordKinds; ++index) {
-    if (name == layout::kShapes[index].name) return static_cast<uint8_t>(index);
-  }
-  return kNoKind;
-}
 
 constexpr uint8_t kindOf(CaRepositoryDsOdbcImport::RecordKind kind) {
   return static_cast<uint8_t>(kind);
@@ -82,6 +75,9 @@ class Checker {
   void readAll(std::istream& in) {
     LineCursor lines(in, kLineChunk);
     std::string countNote;
+    AcceptedRecord record;
+    // Names for the messages; a key's kind letter ("P", "A", "F", "I").
+    record.textKinds = 1u << kindOf(K::KEY) | 1u << kindOf(K::TABLE) | 1u << kindOf(K::VIEW);
     while (in.good()) {
       bool tooLong = false;
       try {
@@ -99,7 +95,7 @@ class Checker {
       }
       if (report_.lines == 1) continue;
       const char* text = lines.line().c_str();
-      const std::string why = explainLine(text, lines.lastRecordId(), &countNote);
+      const std::string why = explainLine(text, lines.lastRecordId(), &countNote, &record);
       if (!why.empty()) {
         lineError(why);
         // Text lines of a rejected record belong to it, not to the record
@@ -115,17 +111,13 @@ class Checker {
       // The import reads the line as it is; a count that ends inside its
       // field loses the rest of the field without a message.
       if (!countNote.empty()) add(report_.lines, false, countNote);
-      if (text[0] != 'E' && text[0] != 'R') continue;
-      const RecordIds ids = readRecordIds(text);
-      const uint8_t kind = addRecord(ids);
-      if (kind == kindOf(K::KEY) || kind == kindOf(K::TABLE) || kind == kindOf(K::VIEW)) {
-        // Names for the messages; a key's kind letter ("P", "A", "F", "I").
-        const std::vector<std::string> texts = readTextAttributes(text);
-        const Index record = records_.size() - 1;
-        if (!texts.empty()) names_.setName(record, texts[0]);
-        if (kind == kindOf(K::KEY) && texts.size() > 1) names_.setKeyKind(record, texts[1]);
-      }
-      lines.enterRecord(ids.id);
+      if (record.kind < 0) continue;
+      addRecord(record);
+      const std::vector<std::string>& texts = record.texts;
+      const Index added = records_.size() - 1;
+      if (!texts.empty()) names_.setName(added, texts[0]);
+      if (record.kind == kindOf(K::KEY) && texts.size() > 1) names_.setKeyKind(added, texts[1]);
+      lines.enterRecord(record.id);
     }
   }
 
@@ -147,14 +139,10 @@ class Checker {
         text(TAV_CARDS::CAREPOSITORY_I_PCD_ERROR.getMessage(number(report_.lines))) + ": " + why);
   }
 
-  uint8_t addRecord(const RecordIds& ids) {
+  void addRecord(const AcceptedRecord& record) {
     ++report_.records;
-    // Records of a kind come in runs: the last kind is tried first.
-    const uint8_t kind =
-        lastKind_ != kNoKind && ids.name == kindName(lastKind_) ? lastKind_ : kindOf(ids.name);
-    lastKind_ = kind;
-    records_.add(ids.id, ids.fromId, ids.toId, report_.lines, kind);
-    return kind;
+    records_.add(record.id, record.fromId, record.toId, report_.lines,
+                 static_cast<uint8_t>(record.kind));
   }
 
   // Ids defined again: the later record replaces the earlier as the one
@@ -514,7 +502,6 @@ class Checker {
   };
 
   CheckReport report_;
-  uint8_t lastKind_ = kNoKind;
   RecordFacts records_;
   IdTable<Rejected> rejected_;  // id of a rejected record line -> its first line
   RecordNames names_;

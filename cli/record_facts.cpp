@@ -51,7 +51,7 @@ long RecordFacts::line(Index record) const {
   size_t word = static_cast<size_t>(first) / 64;
   uint64_t bits = recordLines_[word] & ~((uint64_t{2} << (first % 64)) - 1);
   for (;;) {
-    const Index count = static_cast<Index>(__builtin_popcountll(bits));
+    const Index count = detail::countBits(bits);
     if (after <= count) break;
     after -= count;
     bits = recordLines_[++word];

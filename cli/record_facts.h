@@ -18,6 +18,19 @@
 
 namespace pcd::cli {
 
+namespace detail {
+
+// The set bits of `bits`, inline: without a processor option the compiler's
+// builtin is a library call, which the look-ups of every link would pay.
+inline uint32_t countBits(uint64_t bits) {
+  bits -= (bits >> 1) & 0x5555555555555555u;
+  bits = (bits & 0x3333333333333333u) + ((bits >> 2) & 0x3333333333333333u);
+  bits = (bits + (bits >> 4)) & 0x0f0f0f0f0f0f0f0fu;
+  return static_cast<uint32_t>((bits * 0x0101010101010101u) >> 56);
+}
+
+}  // namespace detail
+
 class RecordFacts {
  public:
   using Index = uint32_t;  // records in file order, from 0
@@ -93,8 +106,8 @@ class RecordFacts {
       const uint64_t bits = in.linked[at / 64];
       const uint64_t bit = uint64_t{1} << (at % 64);
       if ((bits & bit) == 0) return 0;
-      const Index link = in.linksBefore + in.linkedBefore[at / 64] +
-                         static_cast<Index>(__builtin_popcountll(bits & (bit - 1)));
+      const Index link =
+          in.linksBefore + in.linkedBefore[at / 64] + detail::countBits(bits & (bit - 1));
       const Links& links = *links_[link / kChunk];
       narrow = field == kFrom ? links.from[link % kChunk] : links.to[link % kChunk];
     }

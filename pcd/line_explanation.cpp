@@ -1,6 +1,7 @@
 #include "pcd/line_explanation.h"
 
 #include <algorithm>
+#include <array>
 #include <cstring>
 #include <string_view>
 #include <vector>
@@ -44,17 +45,31 @@ Bridge& scratchBridge() {
   return bridge;
 }
 
-const layout::Shape* findShape(const std::string& name) {
-  // The names with their lengths, measured once: a name of another length
-  // is passed over without comparing its bytes.
-  static const std::vector<std::string_view> names = [] {
-    std::vector<std::string_view> all;
-    for (const layout::Shape& shape : layout::kShapes) all.emplace_back(shape.name);
-    return all;
+const layout::Shape* findShape(std::string_view name) {
+  // Every line of a file is looked up: the names sit in a small open-
+  // addressing table keyed by length and the first and last bytes, each
+  // slot an index into the layouts, so a look-up compares one name or two.
+  constexpr size_t kSlots = 64;
+  static_assert(kSlots > 2 * kRecordKinds, "room for every name");
+  constexpr auto slotOf = [](std::string_view text) {
+    const auto first = static_cast<unsigned char>(text.front());
+    const auto last = static_cast<unsigned char>(text.back());
+    return (text.size() * 7 + first * 3 + last * 5) % kSlots;
+  };
+  static const std::array<int8_t, kSlots> slots = [&slotOf] {
+    std::array<int8_t, kSlots> table;
+    table.fill(-1);
+    for (int index = 0; index < kRecordKinds; ++index) {
+      size_t slot = slotOf(layout::kShapes[index].name);
+      while (table[slot] >= 0) slot = (slot + 1) % kSlots;
+      table[slot] = static_cast<int8_t>(index);
+    }
+    return table;
   }();
-  const std::string_view wanted(name);
-  for (size_t index = 0; index < names.size(); ++index) {
-    if (names[index] == wanted) return &layout::kShapes[index];
+  if (name.empty()) return nullptr;
+  for (size_t slot = slotOf(name); slots[slot] >= 0; slot = (slot + 1) % kSlots) {
+    const layout::Shape& shape = layout::kShapes[slots[slot]];
+    if (name == shape.name) return &shape;
   }
   return nullptr;
 }
@@ -134,31 +149,41 @@ std::string countMismatch(const char* start, long count) {
          found(start + length);
 }
 
-std::string explainRecord(Bridge& bridge, const char* line, std::string* countNote) {
+std::string explainRecord(Bridge& bridge, const char* line, std::string* countNote,
+                          AcceptedRecord* accepted) {
   const char letter[2] = {line[0], '\0'};
   if (line[1] != ',') return "expected ',' after '" + std::string(letter) + "'";
   const char* nameStart = line + 2;
   const char* comma = std::strchr(nameStart, ',');
   if (comma == nullptr) return "the record name " + found(nameStart) + " is not followed by ','";
-  const std::string name(nameStart, comma);
-  const layout::Shape* shape = findShape(name);
+  const layout::Shape* shape =
+      findShape(std::string_view(nameStart, static_cast<size_t>(comma - nameStart)));
   if (shape == nullptr) return "unknown record name " + found(nameStart);
+  const std::string name = shape->name;
   if (shape->objectType != line[0]) {
     return name + " is an '" + std::string(1, shape->objectType) +
            "' record, but the line starts with '" + letter + "'";
   }
   const char* cursor = comma + 1;
   IntegerFields fields{bridge, ""};
-  long value = 0;
-  cursor = fields.take(cursor, "the object id", &value);
+  long id = 0;
+  long fromId = 0;
+  long toId = 0;
+  cursor = fields.take(cursor, "the object id", &id);
   if (shape->objectType == 'R') {
-    cursor = fields.take(cursor, "the from id", &value);
-    cursor = fields.take(cursor, "the to id", &value);
+    cursor = fields.take(cursor, "the from id", &fromId);
+    cursor = fields.take(cursor, "the to id", &toId);
   }
   const char* countAt = cursor;
   if (!passes([&] { cursor = bridge.assertNumAttributes(cursor, shape->attributeCount); })) {
     return fields.withCause("attribute count of " + name + ": expected " +
                             std::to_string(shape->attributeCount) + ", found " + found(countAt));
+  }
+  static_assert(kRecordKinds <= 32, "a bit of textKinds for each kind");
+  const int kind = static_cast<int>(shape - layout::kShapes);
+  std::vector<std::string>* texts = nullptr;
+  if (accepted != nullptr && (accepted->textKinds & (uint32_t{1} << kind)) != 0) {
+    texts = &accepted->texts;
   }
   for (int index = 0; index < shape->attributeCount; ++index) {
     const char type[2] = {shape->letters[index], '\0'};
@@ -169,7 +194,9 @@ std::string explainRecord(Bridge& bridge, const char* line, std::string* countNo
                               std::to_string(shape->attributeCount) + " of " + name +
                               ": expected type letter " + type + ", found " + found(at));
     }
-    if (type[0] == 'C' && attributeValue > 0) {
+    if (type[0] != 'C') continue;
+    ZELString text;
+    if (attributeValue > 0) {
       if (countNote != nullptr && countNote->empty()) {
         const std::string mismatch = countMismatch(cursor, attributeValue);
         if (!mismatch.empty()) {
@@ -177,24 +204,35 @@ std::string explainRecord(Bridge& bridge, const char* line, std::string* countNo
                        std::to_string(shape->attributeCount) + " of " + name + ": " + mismatch;
         }
       }
-      ZELString ignored;
-      cursor = bridge.scanString(cursor, ignored, attributeValue);
+      cursor = bridge.scanString(cursor, text, attributeValue);
     }
+    if (texts != nullptr) texts->emplace_back(text.c_str(), text.length());
+  }
+  if (accepted != nullptr) {
+    accepted->kind = kind;
+    accepted->id = id;
+    accepted->fromId = fromId;
+    accepted->toId = toId;
   }
   return "";
 }
 
 }  // namespace
 
-std::string explainLine(const char* line, const long* lastRecordId, std::string* countNote) {
+std::string explainLine(const char* line, const long* lastRecordId, std::string* countNote,
+                        AcceptedRecord* accepted) {
   if (countNote != nullptr) countNote->clear();
+  if (accepted != nullptr) {
+    accepted->kind = -1;
+    accepted->texts.clear();
+  }
   Bridge& bridge = scratchBridge();
   switch (line[0]) {
     case 'T':
       return explainText(bridge, line, lastRecordId);
     case 'E':
     case 'R': {
-      std::string why = explainRecord(bridge, line, countNote);
+      std::string why = explainRecord(bridge, line, countNote, accepted);
       // A rejected line's error says what matters.
       if (!why.empty() && countNote != nullptr) countNote->clear();
       return why;

@@ -5,6 +5,7 @@
 // checks a file.
 #pragma once
 
+#include <cstdint>
 #include <string>
 #include <vector>
 
@@ -20,8 +21,26 @@ namespace CaRepositoryDsOdbcImport {
 // ("C") whose count ends neither at a comma nor at the end of the line, e.g.
 // "attribute 1 of 1 of TABLE: its count 1 ends inside the field: the import
 // takes 'T' and ignores 'XYZ'"; "" when every count fits its field.
+//
+// `accepted`, when given, is set to what the reader takes of a record line
+// that passes, so that a caller checking every line reads each line once.
+struct AcceptedRecord;
 std::string explainLine(const char* line, const long* lastRecordId,
-                        std::string* countNote = nullptr);
+                        std::string* countNote = nullptr, AcceptedRecord* accepted = nullptr);
+
+// A record line explainLine accepted: its kind (the index of its record
+// name in the record layouts, as RecordKind counts), its ids as
+// readRecordIds reads them and, for the kinds asked for, its string
+// attributes as readTextAttributes reads them. `kind` is -1 for any other
+// line.
+struct AcceptedRecord {
+  uint32_t textKinds = 0;  // asked: bit (1 << kind) for each kind whose texts are wanted
+  int kind = -1;
+  long id = 0;
+  long fromId = 0;  // relationships only
+  long toId = 0;    // relationships only
+  std::vector<std::string> texts;
+};
 
 // The ids an entity ("E") or relationship ("R") line carries, as the reader
 // takes them; `isRecord` is false for any other line.
