@@ -61,9 +61,20 @@ void* NodeIdRegistry::findInOrder(long id) noexcept {
   // search gallops out from the run found last, then halves what it spans.
   const uint32_t* firsts = runFirstIds_.data();
   const size_t runs = runFirstIds_.size();
+  // Making the buckets costs a pass over the runs: only once that many
+  // look-ups (an eighth) have come since the runs last grew.
+  if (bucketedRuns_ != runs && ++staleLookUps_ > runs / 8) bucketRuns();
   size_t low = std::min(lastRun_, runs - 1);  // firsts[low] <= narrow, once found
   size_t high;                                // firsts[high] > narrow, or runs
-  if (firsts[low] <= narrow) {
+  if (bucketedRuns_ == runs) {
+    if (narrow < firsts[0]) return nullptr;
+    const size_t buckets = bucketRuns_.size();
+    const size_t bucket =
+        std::min(static_cast<size_t>((narrow - firsts[0]) >> bucketShift_), buckets - 1);
+    low = bucketRuns_[bucket];
+    // The next bucket's first id is above this one: its run ends the span.
+    high = bucket + 1 < buckets ? bucketRuns_[bucket + 1] + size_t{1} : runs;
+  } else if (firsts[low] <= narrow) {
     for (size_t step = 1;; step *= 2) {
       high = low + step < runs ? low + step : runs;
       if (high == runs || firsts[high] > narrow) break;
@@ -91,6 +102,30 @@ void* NodeIdRegistry::findInOrder(long id) noexcept {
   return chunk.ids[record] == narrow ? chunk.nodes[record] : nullptr;
 }
 
+void NodeIdRegistry::bucketRuns() noexcept {
+  staleLookUps_ = 0;
+  const uint32_t* firsts = runFirstIds_.data();
+  const size_t runs = runFirstIds_.size();
+  const uint64_t span = uint64_t{firsts[runs - 1]} - firsts[0];
+  unsigned shift = 0;
+  while ((span >> shift) >= runs) ++shift;
+  const size_t buckets = static_cast<size_t>(span >> shift) + 1;
+  try {
+    bucketRuns_.resize(buckets);
+  } catch (const std::bad_alloc&) {
+    bucketedRuns_ = 0;
+    return;
+  }
+  size_t run = 0;
+  for (size_t bucket = 0; bucket < buckets; ++bucket) {
+    const uint64_t start = uint64_t{firsts[0]} + (uint64_t{bucket} << shift);
+    while (run + 1 < runs && firsts[run + 1] <= start) ++run;
+    bucketRuns_[bucket] = static_cast<uint32_t>(run);
+  }
+  bucketShift_ = shift;
+  bucketedRuns_ = runs;
+}
+
 void NodeIdRegistry::leaveOrder() {
   const size_t count = count_;
   count_ = 0;
@@ -107,6 +142,9 @@ void NodeIdRegistry::leaveOrder() {
   ascending_ = false;
   std::vector<std::unique_ptr<OrderedChunk>>().swap(ordered_);
   std::vector<uint32_t>().swap(runFirstIds_);
+  std::vector<uint32_t>().swap(bucketRuns_);
+  bucketedRuns_ = 0;
+  staleLookUps_ = 0;
 }
 
 void NodeIdRegistry::addOffOrder(long id, void* node) {
@@ -195,6 +233,9 @@ void NodeIdRegistry::empty() noexcept {
   ascending_ = true;
   std::vector<std::unique_ptr<OrderedChunk>>().swap(ordered_);
   std::vector<uint32_t>().swap(runFirstIds_);
+  std::vector<uint32_t>().swap(bucketRuns_);
+  bucketedRuns_ = 0;
+  staleLookUps_ = 0;
   forgetOffOrder();
   count_ = 0;
 }

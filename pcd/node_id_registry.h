@@ -84,6 +84,19 @@ class NodeIdRegistry {
   std::vector<std::unique_ptr<OrderedChunk>> ordered_;
   std::vector<uint32_t> runFirstIds_;  // the id of every kRunIds-th record
   size_t lastRun_ = 0;                 // where the last look-up found its run
+  // Which runs each range of ids falls in, made once the runs stop growing
+  // (look-ups mostly follow the last record): bucket b holds the ids from
+  // runFirstIds_[0] + (b << bucketShift_) on, bucketRuns_[b] is the run that
+  // holds its first id, and there are no more buckets than runs. A look-up
+  // then searches the runs of one bucket, mostly one or two, wherever the
+  // last one was; without it, it gallops out from that one.
+  std::vector<uint32_t> bucketRuns_;
+  unsigned bucketShift_ = 0;
+  size_t bucketedRuns_ = 0;  // the runs bucketRuns_ was made for
+  size_t staleLookUps_ = 0;  // look-ups since the runs last grew past it
+  // Makes bucketRuns_ for the runs there are; keeps galloping when memory
+  // runs out.
+  void bucketRuns() noexcept;
 
   // The index covers ids below max(kMinDirect, kDirectPerRecord * records):
   // at least one id in kDirectPerRecord is a record's.

@@ -66,6 +66,14 @@ TEST(NodeIdRegistryTest, FindsTheNewestNodeOfEveryId) {
   ascending.push_back(4294967296L);
   expectSameAsMap(ascending);
 
+  // One id over several runs of 32 records; ids bunched at both ends of a
+  // range far wider than the records.
+  std::vector<long> bunched;
+  for (long id = 0; id < 3000; ++id) bunched.push_back(id);
+  for (int copy = 0; copy < 100; ++copy) bunched.push_back(3000);
+  for (long id = 4000000000L; id < 4000003000L; ++id) bunched.push_back(id);
+  expectSameAsMap(bunched);
+
   // Off the index first (far beyond the bound), on it once enough records came.
   std::vector<long> moving = {-5, 3000000, 7, -5, 1L << 40};
   for (long id = 0; id < 800000; id += 1) moving.push_back(id % 2 == 0 ? id : 4000000 - id);
