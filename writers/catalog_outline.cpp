@@ -103,36 +103,42 @@ std::string outlineModel(const ZELModel& model, const std::vector<std::string>& 
       ++o;
     schemaOf[d] = o++;
   }
+  // A schema's anchors start with its path, or CATALOG.PATH when two
+  // catalogs hold a schema of that path.
   std::unordered_map<std::string, std::unordered_set<std::string, zel_hash::TextHash>,
                      zel_hash::TextHash>
       catalogsOfPath;
   for (const OutlineSchema& schema : outline.schemas)
     catalogsOfPath[schema.path].insert(schema.catalog);
-  const auto prefix = [&](const OutlineSchema& schema) {
-    return catalogsOfPath[schema.path].size() > 1 ? schema.catalog + "." + schema.path
-                                                  : schema.path;
+  std::vector<std::string> prefixes;
+  prefixes.reserve(outline.schemas.size());
+  for (const OutlineSchema& schema : outline.schemas) {
+    prefixes.push_back(catalogsOfPath[schema.path].size() > 1 ? schema.catalog + "." + schema.path
+                                                              : schema.path);
+  }
+  UniqueNames anchors;
+  const auto anchorOf = [&](size_t schema, const ZELString& name) {
+    std::string text = prefixes[schema];
+    text += '.';
+    text += bytesOf(name);
+    return anchors.take(anchorText(text));
   };
 
-  UniqueNames anchors;
+  outline.tables.reserve(outline.diagram.tables.size());
+  outline.drawnOf.reserve(outline.diagram.tables.size());
   for (size_t t = 0; t < outline.diagram.tables.size(); ++t) {
     const DiagramTable& drawn = outline.diagram.tables[t];
     const size_t schema = schemaOf[drawn.schema];
     outline.schemas[schema].tables.push_back(t);
-    outline.indexOf.emplace(drawn.table, t);
-    const std::string name(bytesOf(drawn.table->getName()));
-    outline.tables.push_back(
-        {schema, anchors.take(anchorText(prefix(outline.schemas[schema]) + "." + name)), {}, {}});
+    if (outline.drawnOf.find(drawn.table) == nullptr) outline.drawnOf.add(drawn.table, &drawn);
+    outline.tables.push_back({schema, anchorOf(schema, drawn.table->getName()), {}, {}});
   }
-  for (OutlineSchema& schema : outline.schemas) {
-    for (OutlineProcedure& procedure : schema.procedures) {
-      const std::string name(bytesOf(procedure.procedure->getName()));
-      procedure.anchor = anchors.take(anchorText(prefix(schema) + "." + name));
-    }
+  for (size_t s = 0; s < outline.schemas.size(); ++s) {
+    for (OutlineProcedure& procedure : outline.schemas[s].procedures)
+      procedure.anchor = anchorOf(s, procedure.procedure->getName());
   }
-  for (OutlineSchema& schema : outline.schemas) {
-    schema.anchor = anchors.take(anchorText(
-        catalogsOfPath[schema.path].size() > 1 ? schema.catalog + "." + schema.path : schema.path));
-  }
+  for (size_t s = 0; s < outline.schemas.size(); ++s)
+    outline.schemas[s].anchor = anchors.take(anchorText(prefixes[s]));
 
   for (size_t r = 0; r < outline.diagram.relations.size(); ++r) {
     const DiagramRelation& relation = outline.diagram.relations[r];
@@ -145,9 +151,9 @@ std::string outlineModel(const ZELModel& model, const std::vector<std::string>& 
       const auto* foreignKey = static_cast<const ZELForeignKey*>(key);
       const ZELCandidateKey* referenced = foreignKey->getCandidateKey();
       if (referenced == nullptr) continue;
-      const auto target = outline.indexOf.find(referenced->getAssociatedClass());
-      if (target != outline.indexOf.end())
-        outline.tables[target->second].referencedBy.push_back(foreignKey);
+      const size_t target = outline.indexOf(referenced->getAssociatedClass());
+      if (target != CatalogOutline::kNotShown)
+        outline.tables[target].referencedBy.push_back(foreignKey);
     }
   }
   return "";
@@ -155,17 +161,16 @@ std::string outlineModel(const ZELModel& model, const std::vector<std::string>& 
 
 Diagram neighbourhoodDiagram(const CatalogOutline& outline, size_t t, size_t& neighbours) {
   std::vector<size_t> tables{t};
-  std::unordered_set<size_t> seen{t};
   for (const size_t r : outline.tables[t].relations) {
     const DiagramRelation& relation = outline.diagram.relations[r];
-    for (const size_t end : {relation.child, relation.parent}) {
-      if (seen.insert(end).second) tables.push_back(end);
-    }
+    for (const size_t end : {relation.child, relation.parent}) tables.push_back(end);
   }
-  neighbours = tables.size() - 1;
   // Only the relations of t itself: relations among its neighbours would
-  // draw a wider neighbourhood than the section talks about.
-  return partOfDiagram(outline.diagram, tables, outline.tables[t].relations);
+  // draw a wider neighbourhood than the section talks about. The part
+  // takes each table once.
+  Diagram part = partOfDiagram(outline.diagram, tables, outline.tables[t].relations);
+  neighbours = part.tables.size() - 1;
+  return part;
 }
 
 std::vector<OverviewCount> overviewCounts(const ZELModel& model, const CatalogOutline& outline) {

@@ -5,14 +5,15 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <string>
 #include <string_view>
-#include <unordered_map>
 #include <vector>
 
 #include "catalog_view.h"
 #include "diagram_selection.h"
 #include "model/zel_model.h"
+#include "zel_flat_map.h"
 
 namespace pcd::writers {
 
@@ -42,8 +43,16 @@ struct CatalogOutline {
   // with all its columns and key marks.
   std::vector<OutlineTable> tables;
   Diagram diagram;
-  std::unordered_map<const ZELClass*, size_t> indexOf;  // table or view -> index
   bool whole = true;  // every schema of the model, not the ones --schema chose
+
+  // The index in `tables` of a table or view; kNotShown when the outline
+  // does not show it.
+  static constexpr size_t kNotShown = SIZE_MAX;
+  size_t indexOf(const ZELClass* table) const {
+    const DiagramTable* drawn = drawnOf.find(table);
+    return drawn == nullptr ? kNotShown : static_cast<size_t>(drawn - diagram.tables.data());
+  }
+  ZELFlatMap<const ZELClass*, const DiagramTable, ZELAddressHash> drawnOf;  // into diagram.tables
 };
 
 // Characters the documentation formats show of a name where another object

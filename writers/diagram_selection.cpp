@@ -1,14 +1,14 @@
 #include "diagram_selection.h"
 
 #include <algorithm>
+#include <charconv>
 #include <cstdint>
 #include <iterator>
-#include <unordered_map>
-#include <unordered_set>
 #include <utility>
 
 #include "schema_walk.h"
 #include "utf8_sequence.h"
+#include "zel_flat_map.h"
 
 namespace pcd::writers {
 
@@ -110,8 +110,11 @@ void selectTables(const ZELModel& model, const WriterOptions& options, Diagram& 
 
 // The associations of the design packages whose two ends are both drawn.
 void selectRelations(const ZELModel& model, Diagram& diagram) {
-  std::unordered_map<const ZELClass*, size_t> drawn;
-  for (size_t i = 0; i < diagram.tables.size(); ++i) drawn.emplace(diagram.tables[i].table, i);
+  ZELFlatMap<const ZELClass*, const DiagramTable, ZELAddressHash> drawn;
+  drawn.reserve(diagram.tables.size());
+  for (const DiagramTable& table : diagram.tables) {
+    if (drawn.find(table.table) == nullptr) drawn.add(table.table, &table);
+  }
   for (const ZELPackage* package : model.childPackages()) {
     if (package->getElementType() != ZEL_ET_DESIGN_PACKAGE) continue;
     for (const ZELModelElement* element :
@@ -122,11 +125,11 @@ void selectRelations(const ZELModel& model, Diagram& diagram) {
       const ZELAssociationRole* parent = *association.roles().begin();
       const ZELAssociationRole* child = *std::next(association.roles().begin());
       if (child->parentSide && !parent->parentSide) std::swap(parent, child);
-      const auto parentTable = drawn.find(parent->getAssociatedClass());
-      const auto childTable = drawn.find(child->getAssociatedClass());
-      if (parentTable == drawn.end() || childTable == drawn.end()) continue;
-      DiagramRelation relation{childTable->second,
-                               parentTable->second,
+      const DiagramTable* parentTable = drawn.find(parent->getAssociatedClass());
+      const DiagramTable* childTable = drawn.find(child->getAssociatedClass());
+      if (parentTable == nullptr || childTable == nullptr) continue;
+      DiagramRelation relation{static_cast<size_t>(childTable - diagram.tables.data()),
+                               static_cast<size_t>(parentTable - diagram.tables.data()),
                                parseMultiplicity(bytesOf(child->multiplicity)),
                                parseMultiplicity(bytesOf(parent->multiplicity)),
                                child->getForeignKey(),
@@ -161,32 +164,50 @@ std::string selectDiagram(const ZELModel& model, const WriterOptions& options, D
   return "";
 }
 
+namespace {
+
+// An index into a diagram's vectors as a key of a flat map.
+struct IndexHash {
+  size_t operator()(size_t index) const noexcept { return index; }
+};
+
+}  // namespace
+
 Diagram partOfDiagram(const Diagram& whole, const std::vector<size_t>& tables,
                       const std::vector<size_t>& relations) {
   Diagram part;
-  std::unordered_map<size_t, size_t> newIndex;   // whole.tables -> part.tables
-  std::unordered_map<size_t, size_t> newSchema;  // whole.schemas -> part.schemas
+  // Reserved: the maps point at the part's elements, which never move.
+  part.tables.reserve(tables.size());
+  part.schemas.reserve(tables.size());
+  ZELFlatMap<size_t, const DiagramTable, IndexHash> tableOf;    // whole.tables -> part.tables
+  ZELFlatMap<size_t, const DiagramSchema, IndexHash> schemaOf;  // whole.schemas -> part.schemas
+  tableOf.reserve(tables.size());
   for (const size_t t : tables) {
-    if (!newIndex.emplace(t, part.tables.size()).second) continue;
+    if (tableOf.find(t) != nullptr) continue;
     DiagramTable table = whole.tables[t];
-    const auto schema = newSchema.emplace(table.schema, part.schemas.size());
-    if (schema.second) {
+    const DiagramSchema* schema = schemaOf.find(table.schema);
+    if (schema == nullptr) {
       const DiagramSchema& original = whole.schemas[table.schema];
       part.schemas.push_back({original.catalog, original.path, {}});
+      schema = &part.schemas.back();
+      schemaOf.add(table.schema, schema);
     }
-    table.schema = schema.first->second;
+    table.schema = static_cast<size_t>(schema - part.schemas.data());
     part.schemas[table.schema].tables.push_back(part.tables.size());
     part.tables.push_back(std::move(table));
+    tableOf.add(t, &part.tables.back());
   }
-  std::unordered_set<size_t> taken;
+  ZELFlatMap<size_t, const DiagramRelation, IndexHash> taken;
+  taken.reserve(relations.size());
   for (const size_t r : relations) {
-    if (!taken.insert(r).second) continue;  // listed by both its ends
+    if (taken.find(r) != nullptr) continue;  // listed by both its ends
+    taken.add(r, &whole.relations[r]);
+    const DiagramTable* child = tableOf.find(whole.relations[r].child);
+    const DiagramTable* parent = tableOf.find(whole.relations[r].parent);
+    if (child == nullptr || parent == nullptr) continue;
     DiagramRelation relation = whole.relations[r];
-    const auto child = newIndex.find(relation.child);
-    const auto parent = newIndex.find(relation.parent);
-    if (child == newIndex.end() || parent == newIndex.end()) continue;
-    relation.child = child->second;
-    relation.parent = parent->second;
+    relation.child = static_cast<size_t>(child - part.tables.data());
+    relation.parent = static_cast<size_t>(parent - part.tables.data());
     part.relations.push_back(std::move(relation));
   }
   return part;
@@ -206,18 +227,34 @@ std::string columnTypeText(const ZELAttribute& column) {
 }
 
 std::string typeText(const ZELType* type) {
-  if (type == nullptr) return "";
-  if (!type->isInstanceOf(ZEL_ET_DERIVED_TYPE)) return std::string(bytesOf(type->getName()));
-  const auto& derived = static_cast<const ZELDerivedType&>(*type);
-  std::string text(
-      bytesOf(derived.NativeDataType.length() != 0 ? derived.NativeDataType : derived.getName()));
-  // Some native names carry their size already: "NUMBER(10,2)".
-  if (derived.getLength() > 0 && text.find('(') == std::string::npos) {
-    text += "(" + std::to_string(derived.getLength());
-    if (derived.getScale() > 0) text += "," + std::to_string(derived.getScale());
-    text += ")";
-  }
+  std::string text;
+  appendTypeText(text, type);
   return text;
+}
+
+void appendTypeText(std::string& out, const ZELType* type) {
+  if (type == nullptr) return;
+  if (!type->isInstanceOf(ZEL_ET_DERIVED_TYPE)) {
+    out += bytesOf(type->getName());
+    return;
+  }
+  const auto& derived = static_cast<const ZELDerivedType&>(*type);
+  const std::string_view name =
+      bytesOf(derived.NativeDataType.length() != 0 ? derived.NativeDataType : derived.getName());
+  out += name;
+  // Some native names carry their size already: "NUMBER(10,2)".
+  if (derived.getLength() > 0 && name.find('(') == std::string_view::npos) {
+    char digits[48];
+    char* end = digits;
+    *end++ = '(';
+    end = std::to_chars(end, digits + sizeof digits, derived.getLength()).ptr;
+    if (derived.getScale() > 0) {
+      *end++ = ',';
+      end = std::to_chars(end, digits + sizeof digits, derived.getScale()).ptr;
+    }
+    *end++ = ')';
+    out.append(digits, end);
+  }
 }
 
 const char* crowsFootLeft(const Multiplicity& end) {

@@ -89,5 +89,7 @@ std::string printableText(std::string_view bytes);
 std::string columnTypeText(const ZELAttribute& column);
 // The same for any type (an argument's); "" for none.
 std::string typeText(const ZELType* type);
+// The same, appended to `out`.
+void appendTypeText(std::string& out, const ZELType* type);
 
 }  // namespace pcd::writers

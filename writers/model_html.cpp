@@ -668,10 +668,10 @@ class HtmlModelWriter final : public ModelWriter {
     std::vector<std::string> links;
     links.reserve(diagram.tables.size());
     for (const DiagramTable& table : diagram.tables) {
-      const auto found = outline_.indexOf.find(table.table);
-      links.push_back(found == outline_.indexOf.end()
+      const size_t t = outline_.indexOf(table.table);
+      links.push_back(t == CatalogOutline::kNotShown
                           ? std::string()
-                          : "#" + percentEncoded(outline_.tables[found->second].anchor));
+                          : "#" + percentEncoded(outline_.tables[t].anchor));
     }
     return links;
   }
@@ -766,9 +766,8 @@ class HtmlModelWriter final : public ModelWriter {
   }
 
   void writeTableReference(Page& page, const ZELClass* table) const {
-    const auto found = outline_.indexOf.find(table);
-    if (found != outline_.indexOf.end()) {
-      page << objectIndex_[found->second];
+    if (const size_t t = outline_.indexOf(table); t != CatalogOutline::kNotShown) {
+      page << objectIndex_[t];
     } else if (table != nullptr) {
       page.string(referenceName(bytesOf(table->getName())));
     } else {

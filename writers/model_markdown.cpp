@@ -167,9 +167,8 @@ class MarkdownModelWriter final : public ModelWriter {
   }
 
   void appendTableLinkOf(std::string& out, const ZELClass* table) const {
-    const auto found = outline_.indexOf.find(table);
-    if (found != outline_.indexOf.end()) {
-      appendTableLink(out, found->second);
+    if (const size_t t = outline_.indexOf(table); t != CatalogOutline::kNotShown) {
+      appendTableLink(out, t);
     } else if (table != nullptr) {
       append(out, Md(referenceName(bytesOf(table->getName()))));
     } else {

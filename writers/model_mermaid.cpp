@@ -1,13 +1,15 @@
 #include "model_mermaid.h"
 
+#include <algorithm>
 #include <array>
 #include <cctype>
+#include <charconv>
 #include <string_view>
-#include <unordered_set>
+#include <utility>
+#include <vector>
 
 #include "diagram_selection.h"
 #include "utf8_sequence.h"
-#include "zel_keyed_hash.h"
 
 namespace pcd::writers {
 
@@ -54,16 +56,25 @@ bool isPlainIdentifier(std::string_view name) {
   return true;
 }
 
-// A byte that Mermaid's attribute tokens take: their ASCII set, or part of
-// a non-ASCII character (they take U+00C0 and up; lower ones are rare in
-// names and become "_" only in types).
+// The bytes that Mermaid's attribute tokens take: their ASCII set, and the
+// bytes of non-ASCII characters (they take U+00C0 and up; lower ones are
+// rare in names and become "_" only in types).
+constexpr auto kTokenBytes = [] {
+  std::array<bool, 256> token{};
+  for (int byte = 0; byte < 256; ++byte) {
+    token[byte] =
+        (byte >= 'a' && byte <= 'z') || (byte >= 'A' && byte <= 'Z') ||
+        (byte >= '0' && byte <= '9') || byte >= 0x80 ||
+        std::string_view("_-()[].,").find(static_cast<char>(byte)) != std::string_view::npos;
+  }
+  return token;
+}();
+
 bool isTokenByte(unsigned char c) {
-  return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') || c == '_' ||
-         c == '-' || c == '(' || c == ')' || c == '[' || c == ']' || c == '.' || c == ',' ||
-         c >= 0x80;
+  return kTokenBytes[c];
 }
 
-bool isAttributeToken(const std::string& text) {
+bool isAttributeToken(std::string_view text) {
   if (text.empty()) return false;
   const auto first = static_cast<unsigned char>(text[0]);
   if (!std::isalpha(first) && first != '_' && first < 0xC3) return false;
@@ -71,7 +82,17 @@ bool isAttributeToken(const std::string& text) {
     if (!isTokenByte(static_cast<unsigned char>(c))) return false;
   }
   // U+0080..U+00BF (lead byte 0xC2) is outside the token's range.
-  return text.find('\xC2') == std::string::npos;
+  return text.find('\xC2') == std::string_view::npos;
+}
+
+// Bytes that printableText leaves as they are, so that a name made only of
+// them is its own printable text.
+bool isPrintableAscii(std::string_view text) {
+  for (const char c : text) {
+    const auto byte = static_cast<unsigned char>(c);
+    if (byte < 0x20 || byte >= 0x7F) return false;
+  }
+  return true;
 }
 
 // `bytes` as quoted text, in one pass: printable (control characters as
@@ -117,21 +138,37 @@ void appendQuotedText(std::string& out, std::string_view bytes) {
   out += '"';
 }
 
+// The type as an attribute token: its printable text with every byte the
+// token does not take as "_", "_" before it when it would not start a
+// token, "undefined" when empty.
 void appendTypeToken(std::string& out, const ZELAttribute& column) {
-  std::string token = printableText(columnTypeText(column));
-  if (token.empty()) {
+  const size_t start = out.size();
+  appendTypeText(out, column.getType());
+  if (!isPrintableAscii(std::string_view(out).substr(start))) {
+    // Rare: control characters or bytes beyond ASCII, on a copy.
+    std::string token = printableText(std::string_view(out).substr(start));
+    out.resize(start);
+    for (char& c : token) {
+      if (!isTokenByte(static_cast<unsigned char>(c))) c = '_';
+    }
+    if (!isAttributeToken(token)) token.insert(0, 1, '_');
+    out += isAttributeToken(token) ? std::string_view(token) : std::string_view("undefined");
+    return;
+  }
+  if (out.size() == start) {
     out += "undefined";
     return;
   }
-  for (char& c : token) {
-    if (!isTokenByte(static_cast<unsigned char>(c))) c = '_';
+  for (size_t i = start; i < out.size(); ++i) {
+    if (!isTokenByte(static_cast<unsigned char>(out[i]))) out[i] = '_';
   }
-  if (!isAttributeToken(token)) token.insert(0, 1, '_');
-  out += isAttributeToken(token) ? std::string_view(token) : std::string_view("undefined");
+  // ASCII token bytes from here: a token once it starts with "_".
+  if (!isAttributeToken(std::string_view(out).substr(start))) out.insert(start, 1, '_');
 }
 
-void appendAttributeName(std::string& out, const ZELAttribute& column, size_t maxText) {
-  std::string name = shortenedText(printableText(bytesOf(column.getName())), maxText);
+// A column's name: as it is when an attribute token that is no keyword,
+// else in backticks.
+void appendAttributeName(std::string& out, std::string_view name) {
   if (isAttributeToken(name) && !isKeyword(name)) {
     out += name;
     return;
@@ -140,32 +177,53 @@ void appendAttributeName(std::string& out, const ZELAttribute& column, size_t ma
     out += "`\"\"`";
     return;
   }
-  for (char& c : name) {
-    if (c == '`') c = '\'';
+  out += '`';
+  for (const char c : name) out += c == '`' ? '\'' : c;
+  out += '`';
+}
+
+void appendAttributeName(std::string& out, const ZELAttribute& column, size_t maxText) {
+  const std::string_view name = bytesOf(column.getName());
+  if (name.size() <= maxText && isPrintableAscii(name)) {
+    appendAttributeName(out, name);  // its own printable, shortened text
+  } else {
+    appendAttributeName(out, shortenedText(printableText(name), maxText));
   }
-  out += '`';
-  out += name;
-  out += '`';
 }
 
 }  // namespace
 
 void appendDiagramAsMermaid(std::string& text, const Diagram& diagram, size_t maxText) {
-  std::vector<std::string> ids(diagram.tables.size());
-  std::unordered_set<std::string_view, zel_hash::TextHash> taken;
+  // The entities written by their own names: of the plain names, the first
+  // of equal ones in the diagram's order (sorted by name, then position).
+  std::vector<std::pair<std::string_view, size_t>> plain;
+  for (size_t t = 0; t < diagram.tables.size(); ++t) {
+    const std::string_view name = bytesOf(diagram.tables[t].table->getName());
+    if (name.size() <= kMaxIdBytes && isPlainIdentifier(name) && !isKeyword(name))
+      plain.emplace_back(name, t);
+  }
+  std::sort(plain.begin(), plain.end());
+  std::vector<bool> byName(diagram.tables.size());
+  for (size_t i = 0; i < plain.size(); ++i) {
+    if (i == 0 || plain[i].first != plain[i - 1].first) byName[plain[i].second] = true;
+  }
+  const auto appendId = [&](size_t t) {
+    if (byName[t]) {
+      text += bytesOf(diagram.tables[t].table->getName());
+    } else {
+      char digits[24];
+      text += "e-";
+      text.append(digits, std::to_chars(digits, digits + sizeof digits, t + 1).ptr);
+    }
+  };
   text += "erDiagram\n";
   bool anyView = false;
   for (size_t t = 0; t < diagram.tables.size(); ++t) {
     const DiagramTable& table = diagram.tables[t];
     const std::string_view name = bytesOf(table.table->getName());
     text += "    ";
-    if (name.size() <= kMaxIdBytes && isPlainIdentifier(name) && !isKeyword(name) &&
-        taken.insert(name).second) {
-      ids[t] = name;
-      text += name;
-    } else {
-      ids[t] = "e-" + std::to_string(t + 1);
-      text += ids[t];
+    appendId(t);
+    if (!byName[t]) {
       text += '[';
       appendQuotedText(text, name.empty()
                                  ? std::string_view("\"\"")
@@ -201,13 +259,13 @@ void appendDiagramAsMermaid(std::string& text, const Diagram& diagram, size_t ma
   }
   for (const DiagramRelation& relation : diagram.relations) {
     text += "    ";
-    text += ids[relation.child];
+    appendId(relation.child);
     text += ' ';
     text += crowsFootLeft(relation.childEnd);
     text += "--";
     text += crowsFootRight(relation.parentEnd);
     text += ' ';
-    text += ids[relation.parent];
+    appendId(relation.parent);
     text += " : ";
     appendQuotedText(text, relation.name);
     text += '\n';
@@ -218,7 +276,7 @@ void appendDiagramAsMermaid(std::string& text, const Diagram& diagram, size_t ma
     for (size_t t = 0; t < diagram.tables.size(); ++t) {
       if (diagram.tables[t].view) {
         text += "    class ";
-        text += ids[t];
+        appendId(t);
         text += " view\n";
       }
     }

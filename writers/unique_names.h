@@ -10,11 +10,12 @@
 #pragma once
 
 #include <cctype>
+#include <cstddef>
 #include <cstdint>
 #include <initializer_list>
 #include <string>
+#include <string_view>
 #include <unordered_map>
-#include <unordered_set>
 #include <utility>
 #include <vector>
 
@@ -66,12 +67,14 @@ class UniqueNames {
     for (const std::string& name : reserved) give(name);
   }
 
-  std::string take(const std::string& name) {
-    const std::string base = name.empty() ? std::string("unnamed") : name;
-    std::string candidate = base + ending_;
+  std::string take(std::string_view name) {
+    const std::string_view base = name.empty() ? std::string_view("unnamed") : name;
+    std::string candidate;
+    candidate.reserve(base.size() + ending_.size());
+    candidate.append(base).append(ending_);
     if (give(candidate)) return candidate;
-    suffixes_.firstFree(base, 2, UINT64_MAX, [&](uint64_t counter) {
-      candidate = base + "_" + std::to_string(counter) + ending_;
+    suffixes_.firstFree(std::string(base), 2, UINT64_MAX, [&](uint64_t counter) {
+      candidate.assign(base).append("_").append(std::to_string(counter)).append(ending_);
       return give(candidate);
     });
     return candidate;
@@ -79,32 +82,78 @@ class UniqueNames {
 
  private:
   // Up to this many names (a table's columns, mostly) are compared one by
-  // one; more go into a hash set.
+  // one; more are found through a table of hashes.
   static constexpr size_t kFew = 16;
+  static constexpr size_t kFree = SIZE_MAX;
 
-  bool give(const std::string& name) {
-    std::string key = name;
+  // A given name: its bytes in text_ (folded when case does not count).
+  struct Given {
+    size_t offset, length;
+    uint64_t hash;  // 0 while the names are few
+  };
+
+  std::string_view keyOf(const Given& given) const {
+    return std::string_view(text_).substr(given.offset, given.length);
+  }
+
+  // Gives `name`; false when it was given already. The name's key goes to
+  // the end of text_ first and is compared there, and stays only when new:
+  // no allocation per name beyond the growth of text_ and the tables.
+  bool give(std::string_view name) {
+    const size_t start = text_.size();
+    text_.append(name);
     if (ignoreCase_) {
-      for (char& c : key) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+      for (size_t i = start; i < text_.size(); ++i)
+        text_[i] = static_cast<char>(std::tolower(static_cast<unsigned char>(text_[i])));
     }
-    if (given_.empty()) {
-      for (const std::string& few : few_) {
-        if (few == key) return false;
+    const std::string_view key = std::string_view(text_).substr(start);
+    if (slots_.empty()) {
+      for (const Given& given : given_) {
+        if (keyOf(given) == key) {
+          text_.resize(start);
+          return false;
+        }
       }
-      if (few_.size() < kFew) {
-        few_.push_back(std::move(key));
-        return true;
+      given_.push_back({start, key.size(), 0});
+      if (given_.size() > kFew) {
+        for (Given& each : given_)
+          each.hash = zel_hash::hashBytes(text_.data() + each.offset, each.length);
+        rehash(64);
       }
-      given_.insert(few_.begin(), few_.end());
-      std::vector<std::string>().swap(few_);
+      return true;
     }
-    return given_.insert(std::move(key)).second;
+    const uint64_t hash = zel_hash::hashBytes(key.data(), key.size());
+    size_t at = slotOf(hash);
+    for (; slots_[at] != kFree; at = (at + 1) & (slots_.size() - 1)) {
+      const Given& given = given_[slots_[at]];
+      if (given.hash == hash && keyOf(given) == key) {
+        text_.resize(start);
+        return false;
+      }
+    }
+    slots_[at] = given_.size();
+    given_.push_back({start, key.size(), hash});
+    if (2 * given_.size() > slots_.size()) rehash(2 * slots_.size());
+    return true;
+  }
+
+  size_t slotOf(uint64_t hash) const { return static_cast<size_t>(hash) & (slots_.size() - 1); }
+
+  // Places every given name in a table of `size` slots (a power of two).
+  void rehash(size_t size) {
+    slots_.assign(size, kFree);
+    for (size_t i = 0; i < given_.size(); ++i) {
+      size_t at = slotOf(given_[i].hash);
+      while (slots_[at] != kFree) at = (at + 1) & (size - 1);
+      slots_[at] = i;
+    }
   }
 
   std::string ending_;
   bool ignoreCase_ = false;
-  std::vector<std::string> few_;  // while there are few
-  std::unordered_set<std::string, zel_hash::TextHash> given_;
+  std::string text_;           // the keys of the given names, one after the other
+  std::vector<Given> given_;   // in the order given
+  std::vector<size_t> slots_;  // indexes into given_, at most half full; none while few
   SuffixCounters suffixes_;
 };
 

@@ -22,6 +22,24 @@ TEST(UniqueNames, TheFirstFreeSuffixAlsoPastPlainNamesThatLookGenerated) {
                                              "unnamed_2", "x", "X_2_3"}));
 }
 
+// Past the few names compared one by one, the same answers from the table
+// of hashes; file names tell case apart nowhere, reserved ones included.
+TEST(UniqueNames, ManyNamesAndNamesThatIgnoreCase) {
+  UniqueNames names;
+  UniqueNames files(".md", {"readme.md"});
+  for (int i = 0; i < 1000; ++i) {
+    const std::string name = "n" + std::to_string(i);
+    ASSERT_EQ(names.take(name), name);
+    ASSERT_EQ(files.take(name), name + ".md");
+  }
+  EXPECT_EQ(names.take("n999"), "n999_2");
+  EXPECT_EQ(names.take("N999"), "N999");
+  EXPECT_EQ(files.take("N999"), "N999_2.md");
+  EXPECT_EQ(files.take("README"), "README_2.md");
+  EXPECT_EQ(files.take("n5_2"), "n5_2.md");
+  EXPECT_EQ(files.take("N5"), "N5_3.md");
+}
+
 // A stem repeated n times probes about n names in all, not n^2 / 2: the
 // counters already found taken are skipped, also across calls that start
 // past them (`from`), and a scope that only looks does not claim.
