@@ -5,6 +5,7 @@
 
 #include <cerrno>
 #include <cstring>
+#include <utility>
 
 namespace pcd::writers {
 
@@ -15,8 +16,14 @@ bool OutputSink::put(std::string_view name, std::string_view bytes) {
   return true;
 }
 
+FolderSink::FolderSink(std::string folder, std::string shown)
+    : folder_(std::move(folder)), shown_(std::move(shown)) {
+  folderDescriptor_ = ::open(folder_.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+}
+
 FolderSink::~FolderSink() {
   if (stream_ != nullptr) std::fclose(stream_);
+  if (folderDescriptor_ >= 0) ::close(folderDescriptor_);
 }
 
 std::FILE* FolderSink::file(std::string_view name) {
@@ -31,8 +38,10 @@ std::FILE* FolderSink::file(std::string_view name) {
 bool FolderSink::put(std::string_view name, std::string_view bytes) {
   if (!close()) return false;
   names_.emplace_back(name);
-  const std::string path = folder_ + "/" + names_.back();
-  const int descriptor = ::open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666);
+  constexpr int kFlags = O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC;
+  const int descriptor = folderDescriptor_ >= 0
+                             ? ::openat(folderDescriptor_, names_.back().c_str(), kFlags, 0666)
+                             : ::open((folder_ + "/" + names_.back()).c_str(), kFlags, 0666);
   if (descriptor < 0) {
     error_ = "cannot write '" + shown_ + "/" + names_.back() + "': " + std::strerror(errno);
     return false;

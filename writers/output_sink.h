@@ -45,8 +45,7 @@ constexpr char kFolderFileList[] = ".pcd-import-files";
 class FolderSink final : public OutputSink {
  public:
   // `shown` names the folder in messages (the target, not the new folder).
-  FolderSink(std::string folder, std::string shown)
-      : folder_(std::move(folder)), shown_(std::move(shown)) {}
+  FolderSink(std::string folder, std::string shown);
   FolderSink(const FolderSink&) = delete;
   FolderSink& operator=(const FolderSink&) = delete;
   ~FolderSink() override;
@@ -67,6 +66,9 @@ class FolderSink final : public OutputSink {
   bool close();
 
   std::string folder_, shown_;
+  // The folder, opened once: each file is made relative to it, without
+  // the system walking the folder's path again. -1: by path.
+  int folderDescriptor_ = -1;
   std::vector<std::string> names_;
   std::FILE* stream_ = nullptr;  // of names_.back(), until the next file
   std::string error_;
