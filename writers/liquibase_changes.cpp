@@ -5,6 +5,7 @@
 #include "catalog_view.h"
 #include "sql/sql_text.h"
 #include "string_bytes.h"
+#include "yaml_plain_word.h"
 
 namespace pcd::writers {
 
@@ -61,12 +62,13 @@ std::string LiquibaseChanges::refusal() {
 
 void LiquibaseChanges::beginChangeSet(YAML::Emitter& out, const std::string& id) {
   out.SetOutputCharset(YAML::EscapeNonAscii);
-  out << YAML::BeginSeq << YAML::BeginMap << YAML::Key << "changeSet" << YAML::Value
+  out << YAML::BeginSeq << YAML::BeginMap << YAML::Key << YamlWord{"changeSet"} << YAML::Value
       << YAML::BeginMap;
   text(out, "id", id);
   text(out, "author", kAuthor);
-  out << YAML::Key << "objectQuotingStrategy" << YAML::Value << "QUOTE_ALL_OBJECTS";
-  out << YAML::Key << "changes" << YAML::Value << YAML::BeginSeq;
+  out << YAML::Key << YamlWord{"objectQuotingStrategy"} << YAML::Value
+      << YamlWord{"QUOTE_ALL_OBJECTS"};
+  out << YAML::Key << YamlWord{"changes"} << YAML::Value << YAML::BeginSeq;
 }
 
 void LiquibaseChanges::endChangeSet(YAML::Emitter& out, std::string& into) {
@@ -187,10 +189,10 @@ void LiquibaseChanges::sqlChange(YAML::Emitter& out, std::string statements) {
   while (!statements.empty() && (statements.back() == '\n' || statements.back() == ';')) {
     statements.pop_back();
   }
-  out << YAML::BeginMap << YAML::Key << "sql" << YAML::Value << YAML::BeginMap;
+  out << YAML::BeginMap << YAML::Key << YamlWord{"sql"} << YAML::Value << YAML::BeginMap;
   text(out, "sql", statements);
-  out << YAML::Key << "splitStatements" << YAML::Value << false;
-  out << YAML::Key << "stripComments" << YAML::Value << false;
+  out << YAML::Key << YamlWord{"splitStatements"} << YAML::Value << false;
+  out << YAML::Key << YamlWord{"stripComments"} << YAML::Value << false;
   out << YAML::EndMap << YAML::EndMap;
 }
 
@@ -199,13 +201,13 @@ void LiquibaseChanges::createTable(
     const std::unordered_set<const ZELAttribute*>& notNull,
     const std::vector<const ZELCandidateKey*>& inlineKeys,
     const std::vector<std::pair<const ZELForeignKey*, ForeignKeyColumns>>& inlineFks) {
-  out << YAML::BeginMap << YAML::Key << "createTable" << YAML::Value << YAML::BeginMap;
+  out << YAML::BeginMap << YAML::Key << YamlWord{"createTable"} << YAML::Value << YAML::BeginMap;
   tableNames(out, table);
   const std::string description = remarks(table, false);
   if (!description.empty()) text(out, "remarks", description);
-  out << YAML::Key << "columns" << YAML::Value << YAML::BeginSeq;
+  out << YAML::Key << YamlWord{"columns"} << YAML::Value << YAML::BeginSeq;
   for (const ZELAttribute* column : columns) {
-    out << YAML::BeginMap << YAML::Key << "column" << YAML::Value << YAML::BeginMap;
+    out << YAML::BeginMap << YAML::Key << YamlWord{"column"} << YAML::Value << YAML::BeginMap;
     text(out, "name", name(column));
     text(out, "type", ddl_.typeOf(column).text);
     const std::string columnRemarks = remarks(*column, true);
@@ -213,13 +215,13 @@ void LiquibaseChanges::createTable(
     const ZELCandidateKey* key = inlineKeyOf(column, inlineKeys);
     const auto fk = inlineForeignKeyOf(column, inlineFks);
     if (notNull.count(column) || key != nullptr || fk != nullptr) {
-      out << YAML::Key << "constraints" << YAML::Value << YAML::BeginMap;
-      if (notNull.count(column)) out << YAML::Key << "nullable" << YAML::Value << false;
+      out << YAML::Key << YamlWord{"constraints"} << YAML::Value << YAML::BeginMap;
+      if (notNull.count(column)) out << YAML::Key << YamlWord{"nullable"} << YAML::Value << false;
       if (key != nullptr && key == table.getPrimaryKey()) {
-        out << YAML::Key << "primaryKey" << YAML::Value << true;
+        out << YAML::Key << YamlWord{"primaryKey"} << YAML::Value << true;
         text(out, "primaryKeyName", name(key));
       } else if (key != nullptr) {
-        out << YAML::Key << "unique" << YAML::Value << true;
+        out << YAML::Key << YamlWord{"unique"} << YAML::Value << true;
         text(out, "uniqueConstraintName", name(key));
       }
       if (fk != nullptr) {
@@ -237,7 +239,7 @@ void LiquibaseChanges::createTable(
 
 void LiquibaseChanges::addPrimaryKey(YAML::Emitter& out, const ZELClass& table,
                                      const ZELCandidateKey& key) {
-  out << YAML::BeginMap << YAML::Key << "addPrimaryKey" << YAML::Value << YAML::BeginMap;
+  out << YAML::BeginMap << YAML::Key << YamlWord{"addPrimaryKey"} << YAML::Value << YAML::BeginMap;
   tableNames(out, table);
   text(out, "columnNames", columnNames(key));
   // Not where the engine names every primary key itself.
@@ -247,7 +249,8 @@ void LiquibaseChanges::addPrimaryKey(YAML::Emitter& out, const ZELClass& table,
 
 void LiquibaseChanges::addUniqueConstraint(YAML::Emitter& out, const ZELClass& table,
                                            const ZELCandidateKey& key) {
-  out << YAML::BeginMap << YAML::Key << "addUniqueConstraint" << YAML::Value << YAML::BeginMap;
+  out << YAML::BeginMap << YAML::Key << YamlWord{"addUniqueConstraint"} << YAML::Value
+      << YAML::BeginMap;
   tableNames(out, table);
   text(out, "columnNames", columnNames(key));
   text(out, "constraintName", name(&key));
@@ -259,20 +262,20 @@ void LiquibaseChanges::addUniqueConstraint(YAML::Emitter& out, const ZELClass& t
 void LiquibaseChanges::createIndex(YAML::Emitter& out, const ZELClass& table,
                                    const ZELObject& index,
                                    const std::vector<TableDdl::IndexMember>& members, bool unique) {
-  out << YAML::BeginMap << YAML::Key << "createIndex" << YAML::Value << YAML::BeginMap;
+  out << YAML::BeginMap << YAML::Key << YamlWord{"createIndex"} << YAML::Value << YAML::BeginMap;
   tableNames(out, table);
   text(out, "indexName", name(&index));
-  if (unique) out << YAML::Key << "unique" << YAML::Value << true;
-  out << YAML::Key << "columns" << YAML::Value << YAML::BeginSeq;
+  if (unique) out << YAML::Key << YamlWord{"unique"} << YAML::Value << true;
+  out << YAML::Key << YamlWord{"columns"} << YAML::Value << YAML::BeginSeq;
   for (const TableDdl::IndexMember& member : members) {
-    out << YAML::BeginMap << YAML::Key << "column" << YAML::Value << YAML::BeginMap;
+    out << YAML::BeginMap << YAML::Key << YamlWord{"column"} << YAML::Value << YAML::BeginMap;
     if (member.prefix != 0) {
       text(out, "name", ddl_.quoted(member.column) + "(" + std::to_string(member.prefix) + ")");
-      out << YAML::Key << "computed" << YAML::Value << true;
+      out << YAML::Key << YamlWord{"computed"} << YAML::Value << true;
     } else {
       text(out, "name", name(member.column));
     }
-    if (member.descending) out << YAML::Key << "descending" << YAML::Value << true;
+    if (member.descending) out << YAML::Key << YamlWord{"descending"} << YAML::Value << true;
     out << YAML::EndMap << YAML::EndMap;
   }
   out << YAML::EndSeq << YAML::EndMap << YAML::EndMap;
@@ -282,7 +285,8 @@ void LiquibaseChanges::addForeignKeyConstraint(YAML::Emitter& out, const ZELClas
                                                const ZELForeignKey& key,
                                                const ForeignKeyColumns& pairs) {
   const ZELClass& referenced = *key.getCandidateKey()->getAssociatedClass();
-  out << YAML::BeginMap << YAML::Key << "addForeignKeyConstraint" << YAML::Value << YAML::BeginMap;
+  out << YAML::BeginMap << YAML::Key << YamlWord{"addForeignKeyConstraint"} << YAML::Value
+      << YAML::BeginMap;
   text(out, "constraintName", name(&key));
   tableNames(out, table, "baseTableSchemaName", "baseTableName");
   text(out, "baseColumnNames", nameList(pairs.columns));
@@ -293,7 +297,8 @@ void LiquibaseChanges::addForeignKeyConstraint(YAML::Emitter& out, const ZELClas
 
 void LiquibaseChanges::dropForeignKeyConstraint(YAML::Emitter& out, const ZELClass& table,
                                                 const ZELObject& key) {
-  out << YAML::BeginMap << YAML::Key << "dropForeignKeyConstraint" << YAML::Value << YAML::BeginMap;
+  out << YAML::BeginMap << YAML::Key << YamlWord{"dropForeignKeyConstraint"} << YAML::Value
+      << YAML::BeginMap;
   tableNames(out, table, "baseTableSchemaName", "baseTableName");
   text(out, "constraintName", name(&key));
   out << YAML::EndMap << YAML::EndMap;
@@ -301,7 +306,7 @@ void LiquibaseChanges::dropForeignKeyConstraint(YAML::Emitter& out, const ZELCla
 
 void LiquibaseChanges::dropIndex(YAML::Emitter& out, const ZELClass& table,
                                  const ZELObject& index) {
-  out << YAML::BeginMap << YAML::Key << "dropIndex" << YAML::Value << YAML::BeginMap;
+  out << YAML::BeginMap << YAML::Key << YamlWord{"dropIndex"} << YAML::Value << YAML::BeginMap;
   tableNames(out, table);
   text(out, "indexName", name(&index));
   out << YAML::EndMap << YAML::EndMap;
@@ -309,22 +314,23 @@ void LiquibaseChanges::dropIndex(YAML::Emitter& out, const ZELClass& table,
 
 void LiquibaseChanges::dropKey(YAML::Emitter& out, const ZELClass& table, const ZELObject& key,
                                bool primary) {
-  out << YAML::BeginMap << YAML::Key << (primary ? "dropPrimaryKey" : "dropUniqueConstraint")
-      << YAML::Value << YAML::BeginMap;
+  out << YAML::BeginMap << YAML::Key
+      << YamlWord{primary ? "dropPrimaryKey" : "dropUniqueConstraint"} << YAML::Value
+      << YAML::BeginMap;
   tableNames(out, table);
   if (!primary || dialect_.primaryKeyName().empty()) text(out, "constraintName", name(&key));
   out << YAML::EndMap << YAML::EndMap;
 }
 
 void LiquibaseChanges::dropTable(YAML::Emitter& out, const ZELClass& table) {
-  out << YAML::BeginMap << YAML::Key << "dropTable" << YAML::Value << YAML::BeginMap;
+  out << YAML::BeginMap << YAML::Key << YamlWord{"dropTable"} << YAML::Value << YAML::BeginMap;
   tableNames(out, table);
   out << YAML::EndMap << YAML::EndMap;
 }
 
 void LiquibaseChanges::renameTable(YAML::Emitter& out, const ZELClass& table,
                                    const std::string& newName) {
-  out << YAML::BeginMap << YAML::Key << "renameTable" << YAML::Value << YAML::BeginMap;
+  out << YAML::BeginMap << YAML::Key << YamlWord{"renameTable"} << YAML::Value << YAML::BeginMap;
   tableNames(out, table, "schemaName", "oldTableName");
   text(out, "newTableName", newName);
   out << YAML::EndMap << YAML::EndMap;
@@ -332,7 +338,7 @@ void LiquibaseChanges::renameTable(YAML::Emitter& out, const ZELClass& table,
 
 void LiquibaseChanges::renameColumn(YAML::Emitter& out, const ZELClass& table,
                                     const std::string& oldName, const ZELAttribute& column) {
-  out << YAML::BeginMap << YAML::Key << "renameColumn" << YAML::Value << YAML::BeginMap;
+  out << YAML::BeginMap << YAML::Key << YamlWord{"renameColumn"} << YAML::Value << YAML::BeginMap;
   tableNames(out, table);
   text(out, "oldColumnName", oldName);
   text(out, "newColumnName", name(&column));
@@ -342,7 +348,7 @@ void LiquibaseChanges::renameColumn(YAML::Emitter& out, const ZELClass& table,
 
 void LiquibaseChanges::dropColumn(YAML::Emitter& out, const ZELClass& table,
                                   const std::string& columnName) {
-  out << YAML::BeginMap << YAML::Key << "dropColumn" << YAML::Value << YAML::BeginMap;
+  out << YAML::BeginMap << YAML::Key << YamlWord{"dropColumn"} << YAML::Value << YAML::BeginMap;
   tableNames(out, table);
   text(out, "columnName", columnName);
   out << YAML::EndMap << YAML::EndMap;
@@ -350,10 +356,10 @@ void LiquibaseChanges::dropColumn(YAML::Emitter& out, const ZELClass& table,
 
 void LiquibaseChanges::addColumn(YAML::Emitter& out, const ZELClass& table,
                                  const ZELAttribute& column) {
-  out << YAML::BeginMap << YAML::Key << "addColumn" << YAML::Value << YAML::BeginMap;
+  out << YAML::BeginMap << YAML::Key << YamlWord{"addColumn"} << YAML::Value << YAML::BeginMap;
   tableNames(out, table);
-  out << YAML::Key << "columns" << YAML::Value << YAML::BeginSeq;
-  out << YAML::BeginMap << YAML::Key << "column" << YAML::Value << YAML::BeginMap;
+  out << YAML::Key << YamlWord{"columns"} << YAML::Value << YAML::BeginSeq;
+  out << YAML::BeginMap << YAML::Key << YamlWord{"column"} << YAML::Value << YAML::BeginMap;
   text(out, "name", name(&column));
   text(out, "type", ddl_.typeOf(&column).text);
   const std::string columnRemarks = remarks(column, true);
@@ -373,7 +379,7 @@ void LiquibaseChanges::addColumn(YAML::Emitter& out, const ZELClass& table,
 
 void LiquibaseChanges::modifyDataType(YAML::Emitter& out, const ZELClass& table,
                                       const ZELAttribute& column) {
-  out << YAML::BeginMap << YAML::Key << "modifyDataType" << YAML::Value << YAML::BeginMap;
+  out << YAML::BeginMap << YAML::Key << YamlWord{"modifyDataType"} << YAML::Value << YAML::BeginMap;
   tableNames(out, table);
   text(out, "columnName", name(&column));
   text(out, "newDataType", ddl_.typeOf(&column).text);
@@ -382,8 +388,9 @@ void LiquibaseChanges::modifyDataType(YAML::Emitter& out, const ZELClass& table,
 
 void LiquibaseChanges::notNullConstraint(YAML::Emitter& out, const ZELClass& table,
                                          const ZELAttribute& column, bool add) {
-  out << YAML::BeginMap << YAML::Key << (add ? "addNotNullConstraint" : "dropNotNullConstraint")
-      << YAML::Value << YAML::BeginMap;
+  out << YAML::BeginMap << YAML::Key
+      << YamlWord{add ? "addNotNullConstraint" : "dropNotNullConstraint"} << YAML::Value
+      << YAML::BeginMap;
   tableNames(out, table);
   text(out, "columnName", name(&column));
   text(out, "columnDataType", ddl_.typeOf(&column).text);
@@ -392,7 +399,8 @@ void LiquibaseChanges::notNullConstraint(YAML::Emitter& out, const ZELClass& tab
 
 void LiquibaseChanges::setColumnRemarks(YAML::Emitter& out, const ZELClass& table,
                                         const ZELAttribute& column) {
-  out << YAML::BeginMap << YAML::Key << "setColumnRemarks" << YAML::Value << YAML::BeginMap;
+  out << YAML::BeginMap << YAML::Key << YamlWord{"setColumnRemarks"} << YAML::Value
+      << YAML::BeginMap;
   tableNames(out, table);
   text(out, "columnName", name(&column));
   text(out, "remarks", remarks(column, true));
@@ -401,7 +409,8 @@ void LiquibaseChanges::setColumnRemarks(YAML::Emitter& out, const ZELClass& tabl
 }
 
 void LiquibaseChanges::setTableRemarks(YAML::Emitter& out, const ZELClass& table) {
-  out << YAML::BeginMap << YAML::Key << "setTableRemarks" << YAML::Value << YAML::BeginMap;
+  out << YAML::BeginMap << YAML::Key << YamlWord{"setTableRemarks"} << YAML::Value
+      << YAML::BeginMap;
   tableNames(out, table);
   text(out, "remarks", remarks(table, false));
   out << YAML::EndMap << YAML::EndMap;
@@ -443,7 +452,7 @@ const char* LiquibaseChanges::unlistable() {
 }
 
 void LiquibaseChanges::text(YAML::Emitter& out, const char* key, const std::string& value) {
-  out << YAML::Key << key << YAML::Value << YAML::DoubleQuoted << value;
+  out << YAML::Key << YamlWord{key} << YAML::Value << YAML::DoubleQuoted << value;
 }
 
 // The table's schema (where the dialect has schemas) and name, under the
