@@ -8,7 +8,8 @@
 #
 # Inputs: the sample, the real-schema corpus, the test data files and two
 # generated extracts. Outputs: every format with each of its options, the
-# check, diff and lint subcommands; standard error and the exit status of
+# check, diff (with its migration scripts and changelogs) and lint
+# subcommands; standard error and the exit status of
 # each run are kept beside its output (timings in verbose logs are not run).
 set -uo pipefail
 root=$(cd "$(dirname "$0")/.." && pwd)
@@ -53,6 +54,9 @@ for input in "${inputs[@]}"; do
       run "$base.$format-$columns" -q -f "$format" --columns "$columns" "$f"
     done
   done
+  for dialect in postgresql mysql sqlite; do
+    run "$base.liquibase-$dialect" -q -f liquibase --dialect "$dialect" "$f"
+  done
   run "$base.dbml" -q -f dbml "$f"
   run "$base.markdown" -q -f markdown -o @OUT "$f"
   run "$base.check" check "$f"
@@ -85,6 +89,11 @@ for pair in "${pairs[@]}"; do
   run "diff-$1-$2-json" diff --format json "$1.pcd" "$2.pcd"
   run "diff-$1-$2-ignore" diff --ignore types --ignore key-names --ignore-catalog-names \
     "$1.pcd" "$2.pcd"
+  for dialect in postgresql mysql sqlite; do
+    run "diff-$1-$2-sql-$dialect" diff --format sql --dialect "$dialect" "$1.pcd" "$2.pcd"
+    run "diff-$1-$2-liquibase-$dialect" diff --format liquibase --dialect "$dialect" "$1.pcd" \
+      "$2.pcd"
+  done
 done
 # The help texts.
 run help --help
