@@ -9,8 +9,6 @@
 // the start each time. The result is the same first free suffix.
 #pragma once
 
-#include <cctype>
-#include <cstddef>
 #include <cstdint>
 #include <initializer_list>
 #include <string>
@@ -19,6 +17,7 @@
 #include <utility>
 #include <vector>
 
+#include "name_set.h"
 #include "zel_keyed_hash.h"
 
 namespace pcd::writers {
@@ -59,12 +58,12 @@ class SuffixCounters {
 
 class UniqueNames {
  public:
-  UniqueNames() = default;
+  UniqueNames() : names_(arena_, false) {}
   // Names that end in `ending` (".md": the suffix goes before it) and are
   // told apart without regard to ASCII case; `reserved` are given already.
   UniqueNames(std::string ending, std::initializer_list<std::string> reserved)
-      : ending_(std::move(ending)), ignoreCase_(true) {
-    for (const std::string& name : reserved) give(name);
+      : ending_(std::move(ending)), names_(arena_, true) {
+    for (const std::string& name : reserved) names_.add(name);
   }
 
   std::string take(std::string_view name) {
@@ -72,88 +71,18 @@ class UniqueNames {
     std::string candidate;
     candidate.reserve(base.size() + ending_.size());
     candidate.append(base).append(ending_);
-    if (give(candidate)) return candidate;
+    if (names_.add(candidate)) return candidate;
     suffixes_.firstFree(std::string(base), 2, UINT64_MAX, [&](uint64_t counter) {
       candidate.assign(base).append("_").append(std::to_string(counter)).append(ending_);
-      return give(candidate);
+      return names_.add(candidate);
     });
     return candidate;
   }
 
  private:
-  // Up to this many names (a table's columns, mostly) are compared one by
-  // one; more are found through a table of hashes.
-  static constexpr size_t kFew = 16;
-  static constexpr size_t kFree = SIZE_MAX;
-
-  // A given name: its bytes in text_ (folded when case does not count).
-  struct Given {
-    size_t offset, length;
-    uint64_t hash;  // 0 while the names are few
-  };
-
-  std::string_view keyOf(const Given& given) const {
-    return std::string_view(text_).substr(given.offset, given.length);
-  }
-
-  // Gives `name`; false when it was given already. The name's key goes to
-  // the end of text_ first and is compared there, and stays only when new:
-  // no allocation per name beyond the growth of text_ and the tables.
-  bool give(std::string_view name) {
-    const size_t start = text_.size();
-    text_.append(name);
-    if (ignoreCase_) {
-      for (size_t i = start; i < text_.size(); ++i)
-        text_[i] = static_cast<char>(std::tolower(static_cast<unsigned char>(text_[i])));
-    }
-    const std::string_view key = std::string_view(text_).substr(start);
-    if (slots_.empty()) {
-      for (const Given& given : given_) {
-        if (keyOf(given) == key) {
-          text_.resize(start);
-          return false;
-        }
-      }
-      given_.push_back({start, key.size(), 0});
-      if (given_.size() > kFew) {
-        for (Given& each : given_)
-          each.hash = zel_hash::hashBytes(text_.data() + each.offset, each.length);
-        rehash(64);
-      }
-      return true;
-    }
-    const uint64_t hash = zel_hash::hashBytes(key.data(), key.size());
-    size_t at = slotOf(hash);
-    for (; slots_[at] != kFree; at = (at + 1) & (slots_.size() - 1)) {
-      const Given& given = given_[slots_[at]];
-      if (given.hash == hash && keyOf(given) == key) {
-        text_.resize(start);
-        return false;
-      }
-    }
-    slots_[at] = given_.size();
-    given_.push_back({start, key.size(), hash});
-    if (2 * given_.size() > slots_.size()) rehash(2 * slots_.size());
-    return true;
-  }
-
-  size_t slotOf(uint64_t hash) const { return static_cast<size_t>(hash) & (slots_.size() - 1); }
-
-  // Places every given name in a table of `size` slots (a power of two).
-  void rehash(size_t size) {
-    slots_.assign(size, kFree);
-    for (size_t i = 0; i < given_.size(); ++i) {
-      size_t at = slotOf(given_[i].hash);
-      while (slots_[at] != kFree) at = (at + 1) & (size - 1);
-      slots_[at] = i;
-    }
-  }
-
   std::string ending_;
-  bool ignoreCase_ = false;
-  std::string text_;           // the keys of the given names, one after the other
-  std::vector<Given> given_;   // in the order given
-  std::vector<size_t> slots_;  // indexes into given_, at most half full; none while few
+  NameArena arena_;  // before names_, which keeps its names there
+  NameSet names_;
   SuffixCounters suffixes_;
 };
 

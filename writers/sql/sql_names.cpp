@@ -3,13 +3,10 @@
 #include <algorithm>
 #include <cstdint>
 #include <cstdio>
-#include <cstring>
-#include <deque>
-#include <memory>
-#include <unordered_set>
 #include <vector>
 
 #include "catalog_view.h"
+#include "name_set.h"
 #include "schema_walk.h"
 #include "sql_text.h"
 #include "unique_names.h"
@@ -56,85 +53,24 @@ std::string_view head(std::string_view text, size_t max, const IdentifierLimit& 
   return text.substr(0, end);
 }
 
-// The bytes of the names a run's scopes hold, in blocks that never move:
-// one allocation per block rather than one per name.
-class NameArena {
- public:
-  std::string_view keep(std::string_view text) {
-    if (text.size() > kBlockBytes / 4) return long_.emplace_back(text);
-    if (left_ < text.size()) {
-      blocks_.push_back(std::make_unique<char[]>(kBlockBytes));
-      at_ = blocks_.back().get();
-      left_ = kBlockBytes;
-    }
-    std::memcpy(at_, text.data(), text.size());
-    const std::string_view kept(at_, text.size());
-    at_ += text.size();
-    left_ -= text.size();
-    return kept;
-  }
-
- private:
-  static constexpr size_t kBlockBytes = 64 * 1024;
-  std::vector<std::unique_ptr<char[]>> blocks_;
-  std::deque<std::string> long_;  // names above a quarter block, each its own
-  char* at_ = nullptr;
-  size_t left_ = 0;
-};
-
 // Names already given in one scope, compared as the dialect compares them.
 class NameScope {
  public:
   NameScope(const SqlDialect& dialect, NameArena& arena)
-      : ignoresCase_(dialect.namesIgnoreCase()), serial_(++lastSerial), arena_(arena) {}
-  bool taken(std::string_view name) const { return holds(folded(name)); }
-  void take(std::string_view name) {
-    if (!taken(name)) takeFree(name);
-  }
+      : names_(arena, dialect.namesIgnoreCase()), serial_(++lastSerial) {}
+  bool taken(std::string_view name) const { return names_.holds(name); }
+  void take(std::string_view name) { names_.add(name); }
   // Takes a name known not to be taken.
-  void takeFree(std::string_view name) {
-    const std::string_view kept = arena_.keep(folded(name));
-    if (many_.empty() && fewCount_ < kFew) {
-      few_[fewCount_++] = kept;
-      return;
-    }
-    if (many_.empty()) many_.insert(few_, few_ + fewCount_);
-    many_.insert(kept);
-  }
+  void takeFree(std::string_view name) { names_.addNew(name); }
   // Distinct for every scope of a run, also one made where another was.
   uint64_t serial() const { return serial_; }
   // The suffixes this scope alone is known to hold, per stem.
   SuffixCounters& suffixes() { return suffixes_; }
 
  private:
-  // Up to this many names (a table's columns, mostly) are compared one by
-  // one; more go into a hash set.
-  static constexpr size_t kFew = 16;
-
-  bool holds(std::string_view key) const {
-    if (!many_.empty()) return many_.count(key) != 0;
-    for (size_t i = 0; i < fewCount_; ++i) {
-      if (few_[i] == key) return true;
-    }
-    return false;
-  }
-  // The name as compared; valid until the next call.
-  std::string_view folded(std::string_view name) const {
-    if (!ignoresCase_) return name;
-    folded_.assign(name);
-    for (char& c : folded_) {
-      if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
-    }
-    return folded_;
-  }
   static inline uint64_t lastSerial = 0;
-  bool ignoresCase_;
+  NameSet names_;
   uint64_t serial_;
-  NameArena& arena_;
-  std::string_view few_[kFew];  // while there are few
-  size_t fewCount_ = 0;
-  std::unordered_set<std::string_view, zel_hash::TextHash> many_;
-  mutable std::string folded_;
   SuffixCounters suffixes_;
 };
 
