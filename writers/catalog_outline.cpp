@@ -125,12 +125,11 @@ std::string outlineModel(const ZELModel& model, const std::vector<std::string>& 
   };
 
   outline.tables.reserve(outline.diagram.tables.size());
-  outline.drawnOf.reserve(outline.diagram.tables.size());
+  outline.drawnOf = drawnTables(outline.diagram);
   for (size_t t = 0; t < outline.diagram.tables.size(); ++t) {
     const DiagramTable& drawn = outline.diagram.tables[t];
     const size_t schema = schemaOf[drawn.schema];
     outline.schemas[schema].tables.push_back(t);
-    if (outline.drawnOf.find(drawn.table) == nullptr) outline.drawnOf.add(drawn.table, &drawn);
     outline.tables.push_back({schema, anchorOf(schema, drawn.table->getName()), {}, {}});
   }
   for (size_t s = 0; s < outline.schemas.size(); ++s) {

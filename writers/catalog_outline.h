@@ -13,7 +13,6 @@
 #include "catalog_view.h"
 #include "diagram_selection.h"
 #include "model/zel_model.h"
-#include "zel_flat_map.h"
 
 namespace pcd::writers {
 
@@ -52,7 +51,7 @@ struct CatalogOutline {
     const DiagramTable* drawn = drawnOf.find(table);
     return drawn == nullptr ? kNotShown : static_cast<size_t>(drawn - diagram.tables.data());
   }
-  ZELFlatMap<const ZELClass*, const DiagramTable, ZELAddressHash> drawnOf;  // into diagram.tables
+  DrawnTables drawnOf;  // into diagram.tables
 };
 
 // Characters the documentation formats show of a name where another object

@@ -8,7 +8,6 @@
 
 #include "schema_walk.h"
 #include "utf8_sequence.h"
-#include "zel_flat_map.h"
 
 namespace pcd::writers {
 
@@ -71,6 +70,15 @@ DiagramTable describeTable(const ZELClass& table, bool view, size_t schema, Diag
 
 }  // namespace
 
+DrawnTables drawnTables(const Diagram& diagram) {
+  DrawnTables drawn;
+  drawn.reserve(diagram.tables.size());
+  for (const DiagramTable& table : diagram.tables) {
+    if (drawn.find(table.table) == nullptr) drawn.add(table.table, &table);
+  }
+  return drawn;
+}
+
 bool isChosenSchema(const std::vector<std::string>& names, std::vector<bool>& matched,
                     const std::string& catalog, const std::string& path) {
   if (names.empty()) return true;
@@ -110,11 +118,7 @@ void selectTables(const ZELModel& model, const WriterOptions& options, Diagram& 
 
 // The associations of the design packages whose two ends are both drawn.
 void selectRelations(const ZELModel& model, Diagram& diagram) {
-  ZELFlatMap<const ZELClass*, const DiagramTable, ZELAddressHash> drawn;
-  drawn.reserve(diagram.tables.size());
-  for (const DiagramTable& table : diagram.tables) {
-    if (drawn.find(table.table) == nullptr) drawn.add(table.table, &table);
-  }
+  const DrawnTables drawn = drawnTables(diagram);
   for (const ZELPackage* package : model.childPackages()) {
     if (package->getElementType() != ZEL_ET_DESIGN_PACKAGE) continue;
     for (const ZELModelElement* element :

@@ -11,6 +11,7 @@
 #include "model/zel_model.h"
 #include "model_writer.h"
 #include "string_bytes.h"
+#include "zel_flat_map.h"
 
 namespace pcd::writers {
 
@@ -61,6 +62,11 @@ struct Diagram {
   std::vector<DiagramTable> tables;
   std::vector<DiagramRelation> relations;
 };
+
+// Each drawn table's entry in a diagram's tables, found by its table (the
+// first entry where a table is drawn twice); valid while the tables stay.
+using DrawnTables = ZELFlatMap<const ZELClass*, const DiagramTable, ZELAddressHash>;
+DrawnTables drawnTables(const Diagram& diagram);
 
 // Whether --schema names (`names`, none: every schema) choose the schema of
 // `catalog` with path `path`: its path or CATALOG.PATH; marks in `matched`

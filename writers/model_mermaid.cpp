@@ -140,30 +140,24 @@ void appendQuotedText(std::string& out, std::string_view bytes) {
 
 // The type as an attribute token: its printable text with every byte the
 // token does not take as "_", "_" before it when it would not start a
-// token, "undefined" when empty.
+// token, "undefined" when empty or still no token. Made in place.
 void appendTypeToken(std::string& out, const ZELAttribute& column) {
   const size_t start = out.size();
   appendTypeText(out, column.getType());
-  if (!isPrintableAscii(std::string_view(out).substr(start))) {
-    // Rare: control characters or bytes beyond ASCII, on a copy.
-    std::string token = printableText(std::string_view(out).substr(start));
-    out.resize(start);
-    for (char& c : token) {
-      if (!isTokenByte(static_cast<unsigned char>(c))) c = '_';
+  const auto token = [&] { return std::string_view(out).substr(start); };
+  // Printable ASCII is its own printable text; anything else (rare) is
+  // made printable first.
+  if (!isPrintableAscii(token())) out.replace(start, std::string::npos, printableText(token()));
+  if (out.size() > start) {
+    for (size_t i = start; i < out.size(); ++i) {
+      if (!isTokenByte(static_cast<unsigned char>(out[i]))) out[i] = '_';
     }
-    if (!isAttributeToken(token)) token.insert(0, 1, '_');
-    out += isAttributeToken(token) ? std::string_view(token) : std::string_view("undefined");
-    return;
+    if (isAttributeToken(token())) return;
+    out.insert(start, 1, '_');
+    if (isAttributeToken(token())) return;
   }
-  if (out.size() == start) {
-    out += "undefined";
-    return;
-  }
-  for (size_t i = start; i < out.size(); ++i) {
-    if (!isTokenByte(static_cast<unsigned char>(out[i]))) out[i] = '_';
-  }
-  // ASCII token bytes from here: a token once it starts with "_".
-  if (!isAttributeToken(std::string_view(out).substr(start))) out.insert(start, 1, '_');
+  out.resize(start);
+  out += "undefined";
 }
 
 // A column's name: as it is when an attribute token that is no keyword,
