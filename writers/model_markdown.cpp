@@ -3,6 +3,7 @@
 #include <array>
 #include <cctype>
 #include <charconv>
+#include <cstdio>
 #include <type_traits>
 
 #include "catalog_outline.h"
@@ -20,6 +21,8 @@ namespace {
 constexpr size_t kNeighbourDiagramLimit = 30;
 // File names stay well below the usual 255-byte limit.
 constexpr size_t kMaxFileNameBytes = 120;
+// README.md is written in pieces of about this many bytes.
+constexpr size_t kReadmePiece = size_t{1} << 16;
 
 // Text from the extract as Markdown text, also inside a table cell: the
 // punctuation that starts emphasis, code, links, headings or cells is
@@ -146,8 +149,12 @@ class MarkdownModelWriter final : public ModelWriter {
                               schemaPaths_.back());
     }
     std::string page;  // one buffer for every page
-    readme(page, source);
-    if (!sink.put("README.md", page)) return "out of memory";
+    // README.md lists every table: it goes out as it is made, so that the
+    // buffer stays the size of a table's page.
+    std::FILE* readmeFile = sink.file("README.md");
+    if (readmeFile == nullptr) return "out of memory";
+    readme(page, source, readmeFile);
+    writeOut(page, readmeFile);
     for (size_t t = 0; t < outline_.tables.size(); ++t) {
       page.clear();
       tablePage(page, t);
@@ -176,7 +183,16 @@ class MarkdownModelWriter final : public ModelWriter {
     }
   }
 
-  void readme(std::string& text, const ModelSource& source) const {
+  // Writes what `text` holds to `out` (a write error stays in the stream).
+  static void writeOut(std::string& text, std::FILE* out) {
+    std::fwrite(text.data(), 1, text.size(), out);
+    text.clear();
+  }
+  static void writeOutIfFull(std::string& text, std::FILE* out) {
+    if (text.size() >= kReadmePiece) writeOut(text, out);
+  }
+
+  void readme(std::string& text, const ModelSource& source, std::FILE* out) const {
     append(text, "# ", Md(source.model.getName()), "\n\n");
     append(text, "| | |\n|---|---|\n| Source file | ", Md(source.sourceFile), " |\n");
     for (const ZELMetadataOrigin* origin : source.model.metadataOrigins()) {
@@ -196,6 +212,7 @@ class MarkdownModelWriter final : public ModelWriter {
       if (event.getLevel() < ZEL_SEVERITY_WARNING) continue;
       append(text, "- ", severityWordOf(event.getLevel()), " ", Md(event.getCode()), ": ",
              Md(event.getText()), "\n");
+      writeOutIfFull(text, out);
       any = true;
     }
     if (!any) text += "None.\n";
@@ -204,6 +221,7 @@ class MarkdownModelWriter final : public ModelWriter {
     for (const OutlineSchema& schema : outline_.schemas) {
       append(text, "| ", Md(schema.catalog), " | ", Md(schema.path), " | ", schema.tables.size(),
              " | ", schema.procedures.size(), " |\n");
+      writeOutIfFull(text, out);
     }
     text +=
         "\n## Tables and views\n\n| Name | Kind | Catalog / schema | Columns | Description "
@@ -215,9 +233,13 @@ class MarkdownModelWriter final : public ModelWriter {
       append(text, " | ", drawn.view ? "view" : "table", " | ",
              schemaTitle(outline_.tables[t].schema), " | ", drawn.columns.size(), " | ",
              Md(drawn.table->getDescription()), " |\n");
+      writeOutIfFull(text, out);
     }
     for (const OutlineSchema& schema : outline_.schemas) {
-      for (const OutlineProcedure& outlined : schema.procedures) procedure(text, schema, outlined);
+      for (const OutlineProcedure& outlined : schema.procedures) {
+        procedure(text, schema, outlined);
+        writeOutIfFull(text, out);
+      }
     }
   }
 
