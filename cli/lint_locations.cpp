@@ -4,9 +4,12 @@
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
+#include <memory>
+#include <string_view>
 #include <vector>
 
 #include "file_lines.h"
+#include "name_set.h"
 
 namespace pcd::cli {
 
@@ -45,8 +48,8 @@ constexpr KindName kKinds[] = {
 
 struct Record {
   long id, from, to, line;
+  std::string_view name;  // kept by the records
   Kind kind;
-  std::string name;
 };
 
 std::string joined(std::string_view a, std::string_view b) {
@@ -61,25 +64,35 @@ std::string joined(std::string_view a, std::string_view b) {
 }  // namespace
 
 // The records, with the last record of each id standing for it (as the
-// import resolves ids) and look-ups by kind in ascending id order.
+// import resolves ids) and look-ups by kind in ascending id order. Kept in
+// blocks that never move, their names in an arena: an extract's records
+// take about 60 bytes each, with no copy of them all while they grow.
 class ExtractRecords {
  public:
-  void add(Record record) { records_.push_back(std::move(record)); }
+  void add(Record record, std::string_view name) {
+    if (count_ % kBlockRecords == 0) blocks_.push_back(std::make_unique<Record[]>(kBlockRecords));
+    record.name = name.empty() ? std::string_view("") : names_.keep(name);
+    blocks_.back()[count_ % kBlockRecords] = record;
+    ++count_;
+  }
 
   void index() {
     // Ids in ascending order; of equal ids the last in the file stands.
-    order_.resize(records_.size());
-    for (size_t i = 0; i < records_.size(); ++i) order_[i] = static_cast<uint32_t>(i);
-    std::stable_sort(order_.begin(), order_.end(),
-                     [&](uint32_t a, uint32_t b) { return records_[a].id < records_[b].id; });
-    std::vector<uint32_t> last;
-    last.reserve(order_.size());
-    for (size_t i = 0; i < order_.size(); ++i) {
-      if (i + 1 < order_.size() && records_[order_[i + 1]].id == records_[order_[i]].id) continue;
-      last.push_back(order_[i]);
+    // Extracts list records by ascending id, which needs no sorting.
+    order_.resize(count_);
+    for (size_t i = 0; i < count_; ++i) order_[i] = static_cast<uint32_t>(i);
+    const auto byId = [&](uint32_t a, uint32_t b) { return at(a).id < at(b).id; };
+    if (!std::is_sorted(order_.begin(), order_.end(), byId)) {
+      std::stable_sort(order_.begin(), order_.end(), byId);
     }
-    order_.swap(last);
-    for (uint32_t i : order_) byKind_[records_[i].kind].push_back(i);
+    size_t kept = 0;
+    for (size_t i = 0; i < order_.size(); ++i) {
+      if (i + 1 < order_.size() && at(order_[i + 1]).id == at(order_[i]).id) continue;
+      order_[kept++] = order_[i];
+    }
+    order_.resize(kept);
+    order_.shrink_to_fit();
+    for (uint32_t i : order_) byKind_[at(i).kind].push_back(i);
   }
 
   const Record* find(long id, Kind kind) const {
@@ -87,20 +100,24 @@ class ExtractRecords {
     return record == nullptr || record->kind != kind ? nullptr : record;
   }
   const Record* find(long id) const {
-    const auto at = std::lower_bound(order_.begin(), order_.end(), id, [&](uint32_t i, long value) {
-      return records_[i].id < value;
-    });
-    return at == order_.end() || records_[*at].id != id ? nullptr : &records_[*at];
+    const auto found = std::lower_bound(order_.begin(), order_.end(), id,
+                                        [&](uint32_t i, long value) { return at(i).id < value; });
+    return found == order_.end() || at(*found).id != id ? nullptr : &at(*found);
   }
   std::vector<const Record*> of(Kind kind) const {
     std::vector<const Record*> list;
     list.reserve(byKind_[kind].size());
-    for (uint32_t i : byKind_[kind]) list.push_back(&records_[i]);
+    for (uint32_t i : byKind_[kind]) list.push_back(&at(i));
     return list;
   }
 
  private:
-  std::vector<Record> records_;
+  static constexpr size_t kBlockRecords = size_t{1} << 12;
+  const Record& at(size_t i) const { return blocks_[i / kBlockRecords][i % kBlockRecords]; }
+
+  std::vector<std::unique_ptr<Record[]>> blocks_;
+  size_t count_ = 0;
+  writers::NameArena names_;
   std::vector<uint32_t> order_;  // the record standing for each id, by id
   std::vector<uint32_t> byKind_[kOther + 1];
 };
@@ -118,12 +135,12 @@ const char* readInteger(const char* at, const char* end, long& value) {
 
 // The first string attribute of a record line the import accepted: after
 // the ids and the count, "C", its byte count, a comma and the bytes.
-std::string firstText(const char* at, const char* end) {
-  if (at >= end || *at != 'C') return "";
+std::string_view firstText(const char* at, const char* end) {
+  if (at >= end || *at != 'C') return {};
   long length = 0;
   at = readInteger(at + 1, end, length);
-  if (length <= 0) return "";
-  return std::string(at, std::min(static_cast<size_t>(length), static_cast<size_t>(end - at)));
+  if (length <= 0) return {};
+  return std::string_view(at, std::min(static_cast<size_t>(length), static_cast<size_t>(end - at)));
 }
 
 }  // namespace
@@ -140,17 +157,18 @@ bool ExtractLines::read(const std::string& path, std::string& error) {
     const KindName* kind = std::find_if(std::begin(kKinds), std::end(kKinds),
                                         [&](const KindName& k) { return name == k.name; });
     if (kind == std::end(kKinds)) return;
-    Record record{0, 0, 0, number, kind->kind, {}};
+    Record record{0, 0, 0, number, {}, kind->kind};
     const char* at = readInteger(comma + 1, end, record.id);
     if (text[0] == 'R') {
       at = readInteger(at, end, record.from);
       at = readInteger(at, end, record.to);
     }
+    std::string_view objectName;
     if (kind->named) {
       long count = 0;
-      record.name = firstText(readInteger(at, end, count), end);
+      objectName = firstText(readInteger(at, end, count), end);
     }
-    records.add(std::move(record));
+    records.add(record, objectName);
   };
   if (!forEachLine(path, nullptr, handle)) {
     error = "cannot read " + path + " for its line numbers";
