@@ -35,7 +35,7 @@ enum Kind : unsigned char {
 };
 
 struct KindName {
-  const char* name;
+  std::string_view name;
   Kind kind;
   bool named;  // the first text attribute is the object's name
 };
