@@ -286,7 +286,11 @@ ExtractLines::ExtractLines() = default;
 ExtractLines::~ExtractLines() = default;
 
 long ExtractLines::locationOf(std::string_view catalog, std::string_view schema) const {
-  const auto at = locations_.find(joined(catalog, schema));
+  // The key "catalog \x1f schema" in one buffer for every look-up.
+  key_.assign(catalog);
+  key_ += '\x1f';
+  key_.append(schema);
+  const auto at = locations_.find(key_);
   return at == locations_.end() ? -1 : static_cast<long>(at->second);
 }
 
