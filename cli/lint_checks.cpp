@@ -15,10 +15,13 @@
 #include "model/zel_operation.h"
 #include "model/zel_package.h"
 #include "model/zel_type.h"
+#include "name_set.h"
 #include "schema_walk.h"
 #include "sql/sql_dialect.h"
 #include "string_bytes.h"
 #include "utf8_sequence.h"
+#include "zel_flat_map.h"
+#include "zel_keyed_hash.h"
 
 namespace pcd::cli {
 
@@ -46,13 +49,53 @@ std::string shownName(const ZELObject* object) {
   return shownName(nameView(object));
 }
 
-std::string lowerAscii(std::string_view text) {
-  std::string lower(text);
+// `text` with its ASCII letters lowered, into `lower` (whose buffer a
+// caller may reuse from name to name).
+void lowerAsciiInto(std::string& lower, std::string_view text) {
+  lower.assign(text.data(), text.size());
   for (char& c : lower) {
     if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
   }
+}
+
+std::string lowerAscii(std::string_view text) {
+  std::string lower;
+  lowerAsciiInto(lower, text);
   return lower;
 }
+
+// Whether `text` with its ASCII letters lowered starts with `prefix`.
+bool startsWithLowered(std::string_view text, std::string_view prefix) {
+  if (text.size() < prefix.size()) return false;
+  for (size_t i = 0; i < prefix.size(); ++i) {
+    char c = text[i];
+    if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
+    if (c != prefix[i]) return false;
+  }
+  return true;
+}
+
+// The first object of each name, names compared with their ASCII letters
+// lowered: what the rule on names that differ only in case looks up, for
+// every column of a model. The lowered names are kept once in an arena and
+// found through a flat table, so a look-up allocates nothing.
+template <class Object>
+class FirstOfLoweredName {
+ public:
+  // The object added first under `name`, or null after adding `object`
+  // under it.
+  const Object* firstOr(std::string_view name, const Object* object) {
+    lowerAsciiInto(lowered_, name);
+    if (const Object* first = objects_.find(lowered_)) return first;
+    objects_.add(names_.keep(lowered_), object);
+    return nullptr;
+  }
+
+ private:
+  std::string lowered_;
+  writers::NameArena names_;
+  ZELFlatMap<std::string_view, const Object, zel_hash::TextHash> objects_;
+};
 
 struct SchemaInfo {
   const ZELPackage* schema;
@@ -601,22 +644,21 @@ class Linter {
           schema.path.size() - 1, what + " has no description");
     }
     checkNameAt(
-        LintObjectKind::kProcedure, nameOf(&procedure), schema.path.size() - 1,
+        LintObjectKind::kProcedure, nameView(&procedure), schema.path.size() - 1,
         [&] { return path; }, [&] { return what; });
   }
 
   // --- names ---------------------------------------------------------------
 
   // Why `name` must be quoted in `dialect`, or "".
-  static std::string quotingReason(const writers::SqlDialect& dialect, const std::string& name,
+  static std::string quotingReason(const writers::SqlDialect& dialect, std::string_view name,
                                    LintObjectKind kind) {
     if (name.empty()) return "it is empty";
     if (dialect.isReservedWord(name)) return "a reserved word";
     // The engine refuses its own prefix for some kinds of objects, quoted
     // or not.
     const writers::ReservedNames& reserved = dialect.reservedNames();
-    const bool prefixed =
-        !reserved.prefix.empty() && lowerAscii(name).rfind(reserved.prefix, 0) == 0;
+    const bool prefixed = !reserved.prefix.empty() && startsWithLowered(name, reserved.prefix);
     if (prefixed && (kind == LintObjectKind::kSchema
                          ? reserved.prefixRefusesSchemas
                          : reserved.prefixRefusesTables &&
@@ -656,7 +698,7 @@ class Linter {
   // What the name rules say of `name`: why it needs quoting and why it is
   // too long, per dialect; empty texts when nothing.
   std::pair<std::string, std::string> nameProblems(LintObjectKind kind,
-                                                   const std::string& name) const {
+                                                   std::string_view name) const {
     std::string quoting, length;
     if (on(rule::kNameNeedsQuoting)) {
       // Dialects grouped by reason: "a reserved word (postgresql, mysql)".
@@ -698,7 +740,7 @@ class Linter {
   // Reports the name problems of an object; its path and description are
   // only made when there is one.
   template <class MakePath, class MakeWhat>
-  void checkNameAt(LintObjectKind kind, const std::string& name, size_t schemaNames,
+  void checkNameAt(LintObjectKind kind, std::string_view name, size_t schemaNames,
                    MakePath makePath, MakeWhat makeWhat) {
     const auto [quoting, length] = nameProblems(kind, name);
     if (quoting.empty() && length.empty()) return;
@@ -724,7 +766,7 @@ class Linter {
       if (member != nullptr) path.push_back(nameView(member));
       return path;
     };
-    checkNameAt(kind, nameOf(member != nullptr ? member : info.table), schema.path.size() - 1,
+    checkNameAt(kind, nameView(member != nullptr ? member : info.table), schema.path.size() - 1,
                 makePath, makeWhat);
   }
 
@@ -732,17 +774,17 @@ class Linter {
     const std::string table = tableName(info);
     const bool view = info.table->getElementType() == ZEL_ET_SQL_VIEW_ENTITY;
     if (!view) checkName(info, LintObjectKind::kTable, nullptr, [&] { return "table " + table; });
-    std::unordered_map<std::string, const ZELAttribute*> byLower;
+    FirstOfLoweredName<ZELAttribute> byLower;
     for (const ZELAttribute* column : columns) {
-      const std::string name = nameOf(column);
+      const std::string_view name = nameView(column);
       checkName(info, LintObjectKind::kColumn, column,
                 [&] { return "column " + shownName(name) + " of " + table; });
       if (!on(rule::kNamesDifferOnlyByCase)) continue;
-      const auto [at, inserted] = byLower.emplace(lowerAscii(name), column);
-      if (!inserted && nameOf(at->second) != name) {
+      const ZELAttribute* first = byLower.firstOr(name, column);
+      if (first != nullptr && nameView(first) != name) {
         addOnTable(rule::kNamesDifferOnlyByCase, info, LintObjectKind::kColumn, column,
                    "column " + shownName(name) + " of " + table +
-                       " differs only in case from column " + shownName(at->second));
+                       " differs only in case from column " + shownName(first));
       }
     }
     if (view) return;
@@ -761,25 +803,25 @@ class Linter {
     // no name of the catalog's.
     if (schema.path.size() != 2 || schema.path.back() != "Default Schema") {
       checkNameAt(
-          LintObjectKind::kSchema, std::string(schema.path.back()), schema.path.size() - 1,
+          LintObjectKind::kSchema, schema.path.back(), schema.path.size() - 1,
           [&] { return schema.path; }, [&] { return "schema " + schema.shownPath; });
     }
     if (!on(rule::kNamesDifferOnlyByCase) || !schema.schema->isInstanceOf(ZEL_ET_DATA_PACKAGE)) {
       return;
     }
-    std::unordered_map<std::string, const ZELModelObject*> byLower;
+    FirstOfLoweredName<ZELModelObject> byLower;
     for (const ZELModelObject* object :
          static_cast<const ZELDataPackage*>(schema.schema)->modelObjects()) {
       const ZELElementType type = object->getElementType();
       if (type != ZEL_ET_CLASS && type != ZEL_ET_SQL_VIEW_ENTITY) continue;
-      const std::string name = nameOf(object);
-      const auto [at, inserted] = byLower.emplace(lowerAscii(name), object);
-      if (inserted || nameOf(at->second) == name) continue;
+      const std::string_view name = nameView(object);
+      const ZELModelObject* first = byLower.firstOr(name, object);
+      if (first == nullptr || nameView(first) == name) continue;
       const auto& info = tables_[tableIndex_.at(static_cast<const ZELClass*>(object))];
       addOnTable(rule::kNamesDifferOnlyByCase, info,
                  type == ZEL_ET_CLASS ? LintObjectKind::kTable : LintObjectKind::kView, nullptr,
                  std::string(type == ZEL_ET_CLASS ? "table " : "view ") + tableName(info) +
-                     " differs only in case from " + shownName(at->second));
+                     " differs only in case from " + shownName(first));
     }
   }
 
@@ -820,6 +862,7 @@ class Linter {
         ++entry.count;
       }
     }
+    std::string lowered;  // one buffer for every column's name
     for (size_t t = 0; t < tables_.size(); ++t) {
       const ZELClass& table = *tables_[t].table;
       if (table.getElementType() != ZEL_ET_CLASS) continue;
@@ -836,7 +879,8 @@ class Linter {
                                        : nullptr;
       for (const ZELAttribute* column : columnsOf(table)) {
         if (inForeignKeys.count(column) != 0 || column == ownKey) continue;
-        const auto at = targets.find(lowerAscii(nameOf(column)));
+        lowerAsciiInto(lowered, nameView(column));
+        const auto at = targets.find(lowered);
         if (at == targets.end()) continue;
         // Of the same type, in another table; those in the same schema
         // first. Only one candidate makes a finding: a name many tables'
