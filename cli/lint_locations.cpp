@@ -125,10 +125,21 @@ class ExtractRecords {
 namespace {
 
 // The integer at `at` (strtol's rules, as the reader's tokens) and the
-// position behind it and its comma.
+// position behind it and its comma. Up to 18 digits alone, as ids and
+// counts are, are read here; anything else (a sign, blanks, a number that
+// may overflow) by strtol.
 const char* readInteger(const char* at, const char* end, long& value) {
-  char* stop = nullptr;
-  value = std::strtol(at, &stop, 10);
+  constexpr int kSafeDigits = 18;  // below 10^18, far from overflowing a long
+  const auto digit = [](char c) { return c >= '0' && c <= '9'; };
+  const char* stop = at;
+  long read = 0;
+  while (stop < end && stop - at < kSafeDigits && digit(*stop)) read = read * 10 + (*stop++ - '0');
+  if (stop == at || (stop < end && digit(*stop))) {
+    char* parsed = nullptr;
+    read = std::strtol(at, &parsed, 10);
+    stop = parsed;
+  }
+  value = read;
   if (stop < end && *stop == ',') ++stop;
   return stop;
 }

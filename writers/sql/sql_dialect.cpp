@@ -59,12 +59,13 @@ std::string SqlDialect::quoteString(std::string_view text) const {
 bool SqlDialect::isReservedWord(std::string_view name) const {
   constexpr size_t kLongestWord = 30;
   if (name.empty() || name.size() > kLongestWord) return false;
-  std::string upper(name);
-  for (char& c : upper) {
-    if (c >= 'a' && c <= 'z') c = static_cast<char>(c - 'a' + 'A');
+  char upper[kLongestWord];
+  for (size_t i = 0; i < name.size(); ++i) {
+    const char c = name[i];
+    upper[i] = c >= 'a' && c <= 'z' ? static_cast<char>(c - 'a' + 'A') : c;
   }
   const SortedWords words = reservedWords();
-  return std::binary_search(words.first, words.last, std::string_view(upper));
+  return std::binary_search(words.first, words.last, std::string_view(upper, name.size()));
 }
 
 std::string SqlDialect::tableDescriptionBefore(const std::string&) const {
