@@ -214,6 +214,25 @@ TEST_F(DocumentationFormats, MarkdownFolderRules) {
 // A long name is shown whole where its object is described and shortened
 // where other objects refer to it, so the pages stay near the catalog's
 // size; anchors stay short.
+// README.md of a catalog large enough to be written in several pieces
+// still links every page, and ends where the last one does.
+TEST(DocumentationPage, MarkdownReadmeOfALargeCatalogLinksEveryPage) {
+  TemporaryFolder work;
+  writeGenerated(work.file("large.pcd"), 1500, 3);
+  const std::string folder = work.file("md");
+  writeFormat({"-f", "markdown", work.file("large.pcd")}, folder);
+  const std::string readme = readFile(folder + "/README.md");
+  ASSERT_GT(readme.size(), size_t{3} << 16);
+  size_t pages = 0;
+  for (const std::string& entry : entriesOf(folder)) {
+    if (entry == "README.md" || entry == ".pcd-import-files") continue;
+    ++pages;
+    EXPECT_NE(readme.find("](" + entry + ")"), std::string::npos) << entry;
+  }
+  EXPECT_GE(pages, 1500u);
+  EXPECT_EQ(readme.compare(readme.size() - 3, 3, " |\n"), 0);
+}
+
 TEST(DocumentationPage, ShowsLongNamesWholeOnlyWhereDescribed) {
   TemporaryFolder work;
   const std::string table(100000, 'C'), schema(100000, 'S'), key(100000, 'K');
