@@ -205,6 +205,9 @@ TEST(LintNames, QuotingLengthAndCase) {
     pcd.relCol(id + 10, 9, "ID", 10, 0, 0, "d").tblCol(id + 11, id, id + 10, "N", 1);
     id += 100;
   }
+  // Two more columns of ORDER whose names differ only in case from each other.
+  pcd.relCol(220, 9, "Qty", 10, 0, 0, "d").tblCol(221, 200, 220, "N", 2);
+  pcd.relCol(222, 9, "QTY", 10, 0, 0, "d").tblCol(223, 200, 222, "N", 3);
   Findings found = lintFindings(pcd);
   EXPECT_TRUE(found.has("name-needs-quoting", "DB.S.ORDER"));
   EXPECT_NE(found.message("name-needs-quoting", "DB.S.ORDER")
@@ -217,7 +220,8 @@ TEST(LintNames, QuotingLengthAndCase) {
   EXPECT_TRUE(found.has("name-too-long", "DB.S." + long64));
   EXPECT_FALSE(found.has("name-too-long", "DB.S." + long63));
   EXPECT_TRUE(found.has("names-differ-only-by-case", "DB.S.ABC"));
-  EXPECT_EQ(found.count("names-differ-only-by-case"), 1);
+  EXPECT_TRUE(found.has("names-differ-only-by-case", "DB.S.ORDER.QTY"));
+  EXPECT_EQ(found.count("names-differ-only-by-case"), 2);
 
   // Mixed case only matters where unquoted names fold; MySQL keeps 64.
   found = lintFindings(pcd, "dialects: [mysql]\n");
