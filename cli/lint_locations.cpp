@@ -157,6 +157,7 @@ std::string_view firstText(const char* at, const char* end) {
 }  // namespace
 
 bool ExtractLines::read(const std::string& path, std::string& error) {
+  haveLast_ = false;
   records_ = std::make_unique<ExtractRecords>();
   ExtractRecords& records = *records_;
   const auto handle = [&](long number, const char* text) {
@@ -310,14 +311,26 @@ long ExtractLines::lineOf(const LintFinding& finding) const {
   if (path.size() < 2 || finding.schemaNames + 1 > path.size()) return 0;
   const std::string_view catalog = path.front();
   const std::string_view schema = path[finding.schemaNames];
-  const long inSchema = locationOf(catalog, schema);
+  // Findings come schema by schema, their names the model's own bytes: the
+  // same bytes name the same locations as for the finding before.
+  const auto same = [](std::string_view a, std::string_view b) {
+    return a.data() == b.data() && a.size() == b.size();
+  };
+  if (!haveLast_ || !same(catalog, lastCatalog_) || !same(schema, lastSchema_)) {
+    haveLast_ = true;
+    lastCatalog_ = catalog;
+    lastSchema_ = schema;
+    lastInSchema_ = locationOf(catalog, schema);
+    lastInDatabase_ = locationOf(catalog, "");
+  }
+  const long inSchema = lastInSchema_;
   if (finding.kind == LintObjectKind::kSchema) {
     return inSchema < 0 ? 0 : locationLines_[static_cast<size_t>(inSchema)];
   }
   if (path.size() < finding.schemaNames + 2) return 0;
   const std::string_view name = path[finding.schemaNames + 1];
   const auto& places = finding.kind == LintObjectKind::kProcedure ? procedures_ : objects_;
-  const long inDatabase = locationOf(catalog, "");
+  const long inDatabase = lastInDatabase_;
   const auto placeOf = [&](std::string_view object, size_t ordinal) -> const Place* {
     for (const long where : {inSchema, inDatabase}) {
       if (where < 0) continue;

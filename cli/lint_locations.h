@@ -61,7 +61,11 @@ class ExtractLines {
   // The location of "catalog \x1f schema" (schema "" for a database itself).
   long locationOf(std::string_view catalog, std::string_view schema) const;
   std::unordered_map<std::string, uint32_t, zel_hash::TextHash> locations_;
-  mutable std::string key_;          // the key of the last look-up in locations_
+  mutable std::string key_;  // the key of the last look-up in locations_
+  // The locations of the last finding's catalog and schema (lineOf).
+  mutable std::string_view lastCatalog_, lastSchema_;
+  mutable long lastInSchema_ = -1, lastInDatabase_ = -1;
+  mutable bool haveLast_ = false;
   std::vector<long> locationLines_;  // a schema's line; 0 for a database
   // Every placement of a name, in the order the import makes them.
   std::unordered_map<Named, std::vector<Place>, NamedHash> objects_;  // tables and views
