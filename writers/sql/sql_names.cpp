@@ -1,6 +1,7 @@
 #include "sql_names.h"
 
 #include <algorithm>
+#include <charconv>
 #include <cstdint>
 #include <cstdio>
 #include <vector>
@@ -134,7 +135,8 @@ class Namer {
       return text;
     }
     std::string name = tooLong ? stem(0) : text;
-    if (!isFree(name)) {
+    // A name that fits was found taken just above.
+    if (!tooLong || !isFree(name)) {
       // Counters of one digit count share one stem. Each scope remembers
       // the suffixes it holds, and the namer those found taken in this set
       // of scopes: a scope made per table next to one kept per schema
@@ -153,17 +155,25 @@ class Namer {
       for (;; ++digits, first = last, last = digits < 19 ? last * 10 : UINT64_MAX) {
         const std::string base = stem(1 + digits);
         const std::string stemKey = std::to_string(digits) + ":" + base;
+        // The candidate for counter n, in one buffer.
+        std::string candidate;
+        const auto candidateFor = [&](uint64_t n) -> const std::string& {
+          char digitsText[24];
+          const auto end = std::to_chars(digitsText, digitsText + sizeof digitsText, n).ptr;
+          candidate.assign(base).append(1, '_').append(digitsText, end);
+          return candidate;
+        };
         uint64_t from = first;
         for (NameScope* scope : scopes) {
           from =
               std::max(from, scope->suffixes().firstNotTaken(stemKey, first, last, [&](uint64_t n) {
-                return scope->taken(base + "_" + std::to_string(n));
+                return scope->taken(candidateFor(n));
               }));
         }
         const uint64_t counter = suffixes_.firstFree(
             key + stemKey, first, last,
             [&](uint64_t n) {
-              name = base + "_" + std::to_string(n);
+              name = candidateFor(n);
               return isFree(name);
             },
             from);
