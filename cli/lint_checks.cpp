@@ -49,32 +49,6 @@ std::string shownName(const ZELObject* object) {
   return shownName(nameView(object));
 }
 
-// `text` with its ASCII letters lowered, into `lower` (whose buffer a
-// caller may reuse from name to name).
-void lowerAsciiInto(std::string& lower, std::string_view text) {
-  lower.assign(text.data(), text.size());
-  for (char& c : lower) {
-    if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
-  }
-}
-
-std::string lowerAscii(std::string_view text) {
-  std::string lower;
-  lowerAsciiInto(lower, text);
-  return lower;
-}
-
-// Whether `text` with its ASCII letters lowered starts with `prefix`.
-bool startsWithLowered(std::string_view text, std::string_view prefix) {
-  if (text.size() < prefix.size()) return false;
-  for (size_t i = 0; i < prefix.size(); ++i) {
-    char c = text[i];
-    if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
-    if (c != prefix[i]) return false;
-  }
-  return true;
-}
-
 // The first object of each name, names compared with their ASCII letters
 // lowered: what the rule on names that differ only in case looks up, for
 // every column of a model. The lowered names are kept once in an arena and
@@ -85,7 +59,7 @@ class FirstOfLoweredName {
   // The object added first under `name`, or null after adding `object`
   // under it.
   const Object* firstOr(std::string_view name, const Object* object) {
-    lowerAsciiInto(lowered_, name);
+    writers::lowerAsciiInto(lowered_, name);
     if (const Object* first = objects_.find(lowered_)) return first;
     objects_.add(names_.keep(lowered_), object);
     return nullptr;
@@ -589,7 +563,7 @@ class Linter {
       size_t digits = name.size();
       while (digits > 0 && name[digits - 1] >= '0' && name[digits - 1] <= '9') --digits;
       if (digits == name.size() || digits == 0) continue;
-      const std::string stem = lowerAscii(name.substr(0, digits));
+      const std::string stem = writers::lowerAscii(name.substr(0, digits));
       // "1" and "01" count once.
       std::string number = name.substr(digits);
       number.erase(0, std::min(number.find_first_not_of('0'), number.size() - 1));
@@ -658,7 +632,7 @@ class Linter {
     // The engine refuses its own prefix for some kinds of objects, quoted
     // or not.
     const writers::ReservedNames& reserved = dialect.reservedNames();
-    const bool prefixed = !reserved.prefix.empty() && startsWithLowered(name, reserved.prefix);
+    const bool prefixed = reserved.hasPrefix(name);
     if (prefixed && (kind == LintObjectKind::kSchema
                          ? reserved.prefixRefusesSchemas
                          : reserved.prefixRefusesTables &&
@@ -849,8 +823,8 @@ class Linter {
       if (primary == nullptr || primary->attributes().count() != 1) continue;
       const ZELAttribute* column = *primary->attributes().begin();
       if (column == nullptr) continue;
-      const std::string key = lowerAscii(nameOf(column));
-      std::string table = lowerAscii(nameOf(tables_[t].table));
+      const std::string key = writers::lowerAscii(nameOf(column));
+      std::string table = writers::lowerAscii(nameOf(tables_[t].table));
       std::vector<std::string> names{key, table + "_" + key};
       if (table.size() > 1 && table.back() == 's') {
         table.pop_back();
@@ -879,7 +853,7 @@ class Linter {
                                        : nullptr;
       for (const ZELAttribute* column : columnsOf(table)) {
         if (inForeignKeys.count(column) != 0 || column == ownKey) continue;
-        lowerAsciiInto(lowered, nameView(column));
+        writers::lowerAsciiInto(lowered, nameView(column));
         const auto at = targets.find(lowered);
         if (at == targets.end()) continue;
         // Of the same type, in another table; those in the same schema

@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <cstring>
 
+#include "string_bytes.h"
+
 namespace pcd::writers {
 
 std::string_view NameArena::keep(std::string_view text) {
@@ -45,10 +47,7 @@ void NameSet::keepKey(std::string_view key) {
 
 std::string_view NameSet::folded(std::string_view name) const {
   if (!ignoreCase_) return name;
-  folded_.assign(name);
-  for (char& c : folded_) {
-    if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
-  }
+  lowerAsciiInto(folded_, name);
   return folded_;
 }
 

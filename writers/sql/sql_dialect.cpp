@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "sql_text.h"
+#include "string_bytes.h"
 
 namespace pcd::writers {
 
@@ -54,6 +55,11 @@ std::string SqlDialect::quoteString(std::string_view text) const {
   std::string quoted;
   appendString(quoted, text);
   return quoted;
+}
+
+bool ReservedNames::hasPrefix(std::string_view name) const {
+  return !prefix.empty() && name.size() >= prefix.size() &&
+         lowerAscii(name.substr(0, prefix.size())) == prefix;
 }
 
 bool SqlDialect::isReservedWord(std::string_view name) const {

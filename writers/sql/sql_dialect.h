@@ -33,6 +33,10 @@ struct ReservedNames {
   // that share their namespace.
   bool prefixRefusesSchemas = false;
   bool prefixRefusesTables = false;
+
+  // Whether `name` starts with `prefix`, its ASCII letters compared
+  // without regard to case.
+  bool hasPrefix(std::string_view name) const;
 };
 
 // What an unquoted name may hold, for lint's advice on quoting: letters,

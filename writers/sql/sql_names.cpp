@@ -10,6 +10,7 @@
 #include "name_set.h"
 #include "schema_walk.h"
 #include "sql_text.h"
+#include "string_bytes.h"
 #include "unique_names.h"
 
 namespace pcd::writers {
@@ -249,22 +250,12 @@ std::string SqlNames::assign(const ZELModel& model, const SqlDialect& dialect) {
   // A name the engine keeps for itself gets an "x" in front: the names of
   // its own schemas (MySQL databases) and those with its prefix.
   const ReservedNames& reserved = dialect.reservedNames();
-  const auto lowered = [](std::string_view name) {
-    std::string text(name);
-    for (char& c : text) {
-      if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
-    }
-    return text;
-  };
   const auto unreserved = [&](std::string name) {
-    if (!reserved.prefix.empty() && name.size() >= reserved.prefix.size() &&
-        lowered(std::string_view(name).substr(0, reserved.prefix.size())) == reserved.prefix) {
-      name.insert(0, 1, 'x');
-    }
+    if (reserved.hasPrefix(name)) name.insert(0, 1, 'x');
     return name;
   };
   const auto unreservedSchema = [&](std::string name) {
-    const std::string compared = dialect.namesIgnoreCase() ? lowered(name) : name;
+    const std::string compared = dialect.namesIgnoreCase() ? lowerAscii(name) : name;
     for (const std::string_view system : reserved.systemSchemas) {
       if (compared == system) return "x" + name;
     }
