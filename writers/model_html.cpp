@@ -319,7 +319,7 @@ class Page {
   explicit Page(std::FILE* out) : out_(out) {}
   Page& operator<<(std::string_view markup) {
     buffer_.append(markup);
-    if (buffer_.size() > (1u << 16)) flush();
+    writeOutIfFull(buffer_, out_);
     return *this;
   }
   Page& operator<<(size_t number) { return *this << std::string_view(std::to_string(number)); }
@@ -328,14 +328,11 @@ class Page {
   // A JSON string inside the page's data.
   Page& string(std::string_view bytes) {
     appendScriptString(buffer_, bytes);
-    if (buffer_.size() > (1u << 16)) flush();
+    writeOutIfFull(buffer_, out_);
     return *this;
   }
   Page& string(const ZELString& bytes) { return string(bytesOf(bytes)); }
-  void flush() {
-    std::fwrite(buffer_.data(), 1, buffer_.size(), out_);  // a write error stays in the stream
-    buffer_.clear();
-  }
+  void flush() { writeOut(buffer_, out_); }
 
  private:
   std::FILE* out_;

@@ -62,15 +62,10 @@ class ChangelogBuilder {
     body += empty ? "databaseChangeLog: []\n" : "databaseChangeLog:\n";
     for (const SchemaOfCatalog& entry : ddl_.schemas()) writeSchema(entry, body);
     body += foreignKeys_;
-    flush(body);
+    writeOut(body, out_);
   }
 
  private:
-  void flush(std::string& body) {
-    std::fwrite(body.data(), 1, body.size(), out_);  // errors stay in the stream
-    body.clear();
-  }
-
   void writeSchema(const SchemaOfCatalog& entry, std::string& body) {
     const ZELPackage& schema = *entry.schema;
     LiquibaseChanges::comment(body, "Schema " + ddl_.shown(schema.getName()) + " of catalog " +
@@ -85,7 +80,7 @@ class ChangelogBuilder {
     }
     for (const ZELModelObject* object : objectsOfType(schema, ZEL_ET_CLASS)) {
       changes_.writeTable(*static_cast<const ZELClass*>(object), body, foreignKeys_);
-      if (body.size() > (1u << 16)) flush(body);
+      writeOutIfFull(body, out_);
     }
     for (const ZELModelObject* object : objectsOfType(schema, ZEL_ET_SQL_VIEW_ENTITY)) {
       LiquibaseChanges::comment(body, "View " + ddl_.shown(schema.getName()) + "." +

@@ -21,8 +21,6 @@ namespace {
 constexpr size_t kNeighbourDiagramLimit = 30;
 // File names stay well below the usual 255-byte limit.
 constexpr size_t kMaxFileNameBytes = 120;
-// README.md is written in pieces of about this many bytes.
-constexpr size_t kReadmePiece = size_t{1} << 16;
 
 // Text from the extract as Markdown text, also inside a table cell: the
 // punctuation that starts emphasis, code, links, headings or cells is
@@ -181,15 +179,6 @@ class MarkdownModelWriter final : public ModelWriter {
     } else {
       out += '?';
     }
-  }
-
-  // Writes what `text` holds to `out` (a write error stays in the stream).
-  static void writeOut(std::string& text, std::FILE* out) {
-    std::fwrite(text.data(), 1, text.size(), out);
-    text.clear();
-  }
-  static void writeOutIfFull(std::string& text, std::FILE* out) {
-    if (text.size() >= kReadmePiece) writeOut(text, out);
   }
 
   void readme(std::string& text, const ModelSource& source, std::FILE* out) const {

@@ -9,6 +9,11 @@
 
 namespace pcd::writers {
 
+void writeOut(std::string& text, std::FILE* out) {
+  std::fwrite(text.data(), 1, text.size(), out);
+  text.clear();
+}
+
 bool OutputSink::put(std::string_view name, std::string_view bytes) {
   std::FILE* out = file(name);
   if (out == nullptr) return false;
@@ -26,26 +31,38 @@ FolderSink::~FolderSink() {
   if (folderDescriptor_ >= 0) ::close(folderDescriptor_);
 }
 
-std::FILE* FolderSink::file(std::string_view name) {
-  if (!close()) return nullptr;
-  names_.emplace_back(name);
-  stream_ = std::fopen((folder_ + "/" + names_.back()).c_str(), "w");
-  if (stream_ == nullptr)
-    error_ = "cannot write '" + shown_ + "/" + names_.back() + "': " + std::strerror(errno);
-  return stream_;
+void FolderSink::failed(int error) {
+  error_ = "cannot write '" + shown_ + "/" + names_.back() + "': " + std::strerror(error);
 }
 
-bool FolderSink::put(std::string_view name, std::string_view bytes) {
-  if (!close()) return false;
+int FolderSink::create(std::string_view name) {
   names_.emplace_back(name);
   constexpr int kFlags = O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC;
   const int descriptor = folderDescriptor_ >= 0
                              ? ::openat(folderDescriptor_, names_.back().c_str(), kFlags, 0666)
                              : ::open((folder_ + "/" + names_.back()).c_str(), kFlags, 0666);
   if (descriptor < 0) {
-    error_ = "cannot write '" + shown_ + "/" + names_.back() + "': " + std::strerror(errno);
-    return false;
+    failed(errno);
   }
+  return descriptor;
+}
+
+std::FILE* FolderSink::file(std::string_view name) {
+  if (!close()) return nullptr;
+  const int descriptor = create(name);
+  if (descriptor < 0) return nullptr;
+  stream_ = ::fdopen(descriptor, "w");
+  if (stream_ == nullptr) {
+    failed(errno);
+    ::close(descriptor);
+  }
+  return stream_;
+}
+
+bool FolderSink::put(std::string_view name, std::string_view bytes) {
+  if (!close()) return false;
+  const int descriptor = create(name);
+  if (descriptor < 0) return false;
   int failure = 0;  // the first error, of writing or closing
   while (!bytes.empty()) {
     const ssize_t count = ::write(descriptor, bytes.data(), bytes.size());
@@ -58,7 +75,7 @@ bool FolderSink::put(std::string_view name, std::string_view bytes) {
   }
   if (::close(descriptor) != 0 && failure == 0) failure = errno;
   if (failure != 0) {
-    error_ = "cannot write '" + shown_ + "/" + names_.back() + "': " + std::strerror(failure);
+    failed(failure);
   }
   return true;
 }
@@ -69,7 +86,7 @@ bool FolderSink::close() {
   const bool closed = std::fclose(stream_) == 0;
   stream_ = nullptr;
   if (!written || !closed) {
-    error_ = "cannot write '" + shown_ + "/" + names_.back() + "': " + std::strerror(errno);
+    failed(errno);
   }
   return error_.empty();
 }

@@ -24,6 +24,16 @@ class OutputSink {
   virtual bool put(std::string_view name, std::string_view bytes);
 };
 
+// Writers build their text in a buffer and hand it to the stream in pieces
+// of about this size, so that the buffer stays small however large the file.
+constexpr size_t kOutputPiece = size_t{1} << 16;
+// Writes `text` to `out` and empties it; a write error stays in the stream.
+void writeOut(std::string& text, std::FILE* out);
+// The same once `text` holds more than kOutputPiece bytes.
+inline void writeOutIfFull(std::string& text, std::FILE* out) {
+  if (text.size() > kOutputPiece) writeOut(text, out);
+}
+
 // A file format's output: one stream, whatever the name.
 class StreamSink final : public OutputSink {
  public:
@@ -64,6 +74,11 @@ class FolderSink final : public OutputSink {
 
  private:
   bool close();
+  // Makes the file `name` in the folder and lists it: its descriptor, or -1
+  // with error() set.
+  int create(std::string_view name);
+  // Sets error() for the last file listed, failed with `error` (an errno).
+  void failed(int error);
 
   std::string folder_, shown_;
   // The folder, opened once: each file is made relative to it, without

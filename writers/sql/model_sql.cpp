@@ -33,22 +33,17 @@ class ScriptBuilder {
     for (const SchemaOfCatalog& entry : schemas) writeSchema(entry);
     if (!foreignKeys_.empty()) {
       body_ += "\n-- Foreign keys, once every table exists.\n\n";
-      flush();
-      std::fwrite(foreignKeys_.data(), 1, foreignKeys_.size(), out_);
+      writeOut(body_, out_);
+      writeOut(foreignKeys_, out_);
     }
     body_ += "\n-- " + std::to_string(ddl_.notWrittenCount()) +
              " keys, indexes or tables could not be written in " + std::string(dialect_.name()) +
              " (comments marked NOT WRITTEN).\n";
     if (dialect_.transactionalDdl()) body_ += "COMMIT;\n";
-    flush();
+    writeOut(body_, out_);
   }
 
  private:
-  void flush() {
-    std::fwrite(body_.data(), 1, body_.size(), out_);  // errors stay in the stream
-    body_.clear();
-  }
-
   bool hasSchemas() const { return !dialect_.schemaKind().empty(); }
   // "SCHEMA." as the script names the schema; a dialect without schemas as
   // the extract does.
@@ -63,7 +58,7 @@ class ScriptBuilder {
     body_ += dialect_.createSchema(ddl_.quoted(&schema), names_.isEngineSchema(&schema));
     for (const ZELModelObject* object : objectsOfType(schema, ZEL_ET_CLASS)) {
       ddl_.writeTable(*static_cast<const ZELClass*>(object), body_, foreignKeys_);
-      if (body_.size() > (1u << 16)) flush();
+      writeOutIfFull(body_, out_);
     }
     for (const ZELModelObject* object : objectsOfType(schema, ZEL_ET_SQL_VIEW_ENTITY)) {
       writeView(*static_cast<const ZELSQLViewEntity*>(object), schema);
