@@ -52,13 +52,11 @@ struct Record {
   Kind kind;
 };
 
-std::string joined(std::string_view a, std::string_view b) {
-  std::string text;
-  text.reserve(a.size() + 1 + b.size());
-  text.append(a);
-  text += '\x1f';
-  text.append(b);
-  return text;
+// The key of a location: "catalog \x1f schema", into `key`.
+void joinInto(std::string& key, std::string_view catalog, std::string_view schema) {
+  key.assign(catalog);
+  key += '\x1f';
+  key.append(schema);
 }
 
 }  // namespace
@@ -226,7 +224,8 @@ bool ExtractLines::read(const std::string& path, std::string& error) {
   // Locations, once each: "catalog \x1f schema", and "catalog \x1f" for a
   // database itself.
   const auto location = [&](std::string_view catalog, std::string_view schema, long line) {
-    const auto [at, made] = locations_.emplace(joined(catalog, schema), 0);
+    joinInto(key_, catalog, schema);
+    const auto [at, made] = locations_.emplace(key_, 0);
     if (made) {
       at->second = static_cast<uint32_t>(locationLines_.size());
       locationLines_.push_back(line);
@@ -298,10 +297,7 @@ ExtractLines::ExtractLines() = default;
 ExtractLines::~ExtractLines() = default;
 
 long ExtractLines::locationOf(std::string_view catalog, std::string_view schema) const {
-  // The key "catalog \x1f schema" in one buffer for every look-up.
-  key_.assign(catalog);
-  key_ += '\x1f';
-  key_.append(schema);
+  joinInto(key_, catalog, schema);  // one buffer for every look-up
   const auto at = locations_.find(key_);
   return at == locations_.end() ? -1 : static_cast<long>(at->second);
 }
