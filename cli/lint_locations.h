@@ -61,7 +61,7 @@ class ExtractLines {
   // The location of "catalog \x1f schema" (schema "" for a database itself).
   long locationOf(std::string_view catalog, std::string_view schema) const;
   std::unordered_map<std::string, uint32_t, zel_hash::TextHash> locations_;
-  mutable std::string key_;  // the key of the last look-up in locations_
+  mutable std::string key_;  // one buffer for the keys of locations_
   // The locations of the last finding's catalog and schema (lineOf).
   mutable std::string_view lastCatalog_, lastSchema_;
   mutable long lastInSchema_ = -1, lastInDatabase_ = -1;
