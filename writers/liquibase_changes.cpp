@@ -111,13 +111,15 @@ void LiquibaseChanges::writeTable(const ZELClass& table, std::string& body,
                                                    key->attributes().end());
     if (!listable(members)) {
       notWritten(body,
-                 std::string(primary ? "primary key " : "key ") + ddl_.quoted(key) + " of " + ref,
+                 std::string(primary ? "primary key " : "key ") + std::string(ddl_.quoted(key)) +
+                     " of " + ref,
                  unlistable());
     } else if (!withTable) {
       laterKeys.push_back(key);
     } else if (primary ? !inTableOrder(members, columns) : members.size() != 1) {
       notWritten(body,
-                 std::string(primary ? "primary key " : "key ") + ddl_.quoted(key) + " of " + ref,
+                 std::string(primary ? "primary key " : "key ") + std::string(ddl_.quoted(key)) +
+                     " of " + ref,
                  primary ? "Liquibase makes a primary key inside the table in column order"
                          : "Liquibase makes unique constraints of one column only inside "
                            "the table");
@@ -140,7 +142,7 @@ void LiquibaseChanges::writeTable(const ZELClass& table, std::string& body,
     if (problem.empty() && withTable && pairs.columns.size() != 1) {
       problem = "Liquibase makes foreign keys of one column only inside the table";
     }
-    const std::string what = "foreign key " + ddl_.quoted(key) + " of " + ref;
+    const std::string what = "foreign key " + std::string(ddl_.quoted(key)) + " of " + ref;
     if (!problem.empty()) {
       notWritten(withTable ? body : foreignKeys, what, problem);
     } else if (withTable) {
@@ -173,7 +175,7 @@ void LiquibaseChanges::writeTable(const ZELClass& table, std::string& body,
     std::vector<TableDdl::IndexMember> members;
     const std::string problem = ddl_.indexMembers(table, *index, members);
     if (!problem.empty()) {
-      notWritten(notes, "index " + ddl_.quoted(index) + " of " + ref, problem);
+      notWritten(notes, "index " + std::string(ddl_.quoted(index)) + " of " + ref, problem);
       continue;
     }
     createIndex(out, table, *index, members, index->indexFlag1);
@@ -270,7 +272,8 @@ void LiquibaseChanges::createIndex(YAML::Emitter& out, const ZELClass& table,
   for (const TableDdl::IndexMember& member : members) {
     out << YAML::BeginMap << YAML::Key << YamlWord{"column"} << YAML::Value << YAML::BeginMap;
     if (member.prefix != 0) {
-      text(out, "name", ddl_.quoted(member.column) + "(" + std::to_string(member.prefix) + ")");
+      text(out, "name",
+           std::string(ddl_.quoted(member.column)) + "(" + std::to_string(member.prefix) + ")");
       out << YAML::Key << YamlWord{"computed"} << YAML::Value << true;
     } else {
       text(out, "name", name(member.column));
@@ -422,10 +425,10 @@ void LiquibaseChanges::setTableRemarks(YAML::Emitter& out, const ZELClass& table
 // dialect's quote character but doubles an embedded one as "": a name
 // holding a quote character other than " (MySQL's `) would change, and the
 // first such name is kept as the reason the changelog is refused.
-const std::string& LiquibaseChanges::name(const ZELObject* object) {
-  const std::string& text = ddl_.name(object);
+std::string_view LiquibaseChanges::name(const ZELObject* object) {
+  const std::string_view text = ddl_.name(object);
   const char quote = dialect_.quoteIdentifier("").front();
-  if (quote != '"' && refused_.empty() && text.find(quote) != std::string::npos) {
+  if (quote != '"' && refused_.empty() && text.find(quote) != std::string_view::npos) {
     refused_ = "Liquibase cannot write the name " + dialect_.quoteIdentifier(text) + " in " +
                std::string(dialect_.name()) + ": it quotes a " + quote +
                " in a name as \"\", which changes the name";
@@ -437,8 +440,8 @@ const std::string& LiquibaseChanges::name(const ZELObject* object) {
 // comma or starting or ending with a blank cannot be listed.
 bool LiquibaseChanges::listable(const std::vector<const ZELAttribute*>& columns) const {
   for (const ZELAttribute* column : columns) {
-    const std::string& text = ddl_.name(column);
-    if (text.find(',') != std::string::npos ||
+    const std::string_view text = ddl_.name(column);
+    if (text.find(',') != std::string_view::npos ||
         std::isspace(static_cast<unsigned char>(text.front())) ||
         std::isspace(static_cast<unsigned char>(text.back()))) {
       return false;
@@ -451,8 +454,8 @@ const char* LiquibaseChanges::unlistable() {
   return "Liquibase cannot list a column whose name holds a comma or starts or ends with a blank";
 }
 
-void LiquibaseChanges::text(YAML::Emitter& out, const char* key, const std::string& value) {
-  out << YAML::Key << YamlWord{key} << YAML::Value << YAML::DoubleQuoted << value;
+void LiquibaseChanges::text(YAML::Emitter& out, const char* key, std::string_view value) {
+  out << YAML::Key << YamlWord{key} << YAML::Value << YAML::DoubleQuoted << std::string(value);
 }
 
 // The table's schema (where the dialect has schemas) and name, under the

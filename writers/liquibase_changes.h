@@ -84,13 +84,13 @@ class LiquibaseChanges {
   void setTableRemarks(YAML::Emitter& out, const ZELClass& table);
 
   // --- names ---------------------------------------------------------------
-  const std::string& name(const ZELObject* object);
+  std::string_view name(const ZELObject* object);
   // True when Liquibase's comma-separated lists can hold every column.
   bool listable(const std::vector<const ZELAttribute*>& columns) const;
   static const char* unlistable();
 
  private:
-  static void text(YAML::Emitter& out, const char* key, const std::string& value);
+  static void text(YAML::Emitter& out, const char* key, std::string_view value);
   void tableNames(YAML::Emitter& out, const ZELClass& table, const char* schemaKey = "schemaName",
                   const char* tableKey = "tableName");
   std::string nameList(const std::vector<const ZELAttribute*>& columns);

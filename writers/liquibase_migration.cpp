@@ -90,8 +90,8 @@ class ChangelogWriter {
     switch (step.kind) {
       case Kind::kDropForeignKey:
         if (!old_.isWritten(*step.before)) return;
-        return changeSet(out, "drop foreign key " + old_.quoted(step.before) + oldOf, loss,
-                         [&](YAML::Emitter& e) {
+        return changeSet(out, "drop foreign key " + std::string(old_.quoted(step.before)) + oldOf,
+                         loss, [&](YAML::Emitter& e) {
                            oldChanges_.dropForeignKeyConstraint(e, *oldTable, *step.before);
                          });
       case Kind::kDropView:
@@ -101,11 +101,11 @@ class ChangelogWriter {
       case Kind::kDropIndex:
         if (!old_.isWritten(*step.before)) return;
         return changeSet(
-            out, "drop index " + old_.quoted(step.before) + oldOf, loss,
+            out, "drop index " + std::string(old_.quoted(step.before)) + oldOf, loss,
             [&](YAML::Emitter& e) { oldChanges_.dropIndex(e, *oldTable, *step.before); });
       case Kind::kDropKey:
         if (!old_.isWritten(*step.before)) return;
-        return changeSet(out, "drop key " + old_.quoted(step.before) + oldOf, loss,
+        return changeSet(out, "drop key " + std::string(old_.quoted(step.before)) + oldOf, loss,
                          [&](YAML::Emitter& e) {
                            oldChanges_.dropKey(e, *oldTable, *step.before,
                                                oldTable->getPrimaryKey() == step.before);
@@ -116,33 +116,39 @@ class ChangelogWriter {
       case Kind::kRenameTable:
         return changeSet(
             out, "rename table " + old_.tableRef(oldTable) + " to " + new_.tableRef(newTable), loss,
-            [&](YAML::Emitter& e) { oldChanges_.renameTable(e, *oldTable, new_.name(newTable)); });
+            [&](YAML::Emitter& e) {
+              oldChanges_.renameTable(e, *oldTable, std::string(new_.name(newTable)));
+            });
       case Kind::kRenameColumn: {
-        const std::string id =
-            "rename column " + old_.quoted(step.before) + newOf + " to " + new_.quoted(step.after);
+        const std::string id = "rename column " + std::string(old_.quoted(step.before)) + newOf +
+                               " to " + std::string(new_.quoted(step.after));
         // Liquibase renames a MySQL column by restating it, without its
         // NOT NULL and description: the dialect's own statement instead.
         if (dialect_.restatesAlteredColumns()) {
           return sqlChangeSet(
               out, id, loss,
-              dialect_.renameColumn(new_.tableRef(newTable), old_.quoted(step.before),
-                                    new_.quoted(step.after)));
+              dialect_.renameColumn(new_.tableRef(newTable), std::string(old_.quoted(step.before)),
+                                    std::string(new_.quoted(step.after))));
         }
         return changeSet(out, id, loss, [&](YAML::Emitter& e) {
-          newChanges_.renameColumn(e, *newTable, old_.name(step.before), column(step.after));
+          newChanges_.renameColumn(e, *newTable, std::string(old_.name(step.before)),
+                                   column(step.after));
         });
       }
       case Kind::kDropColumn: {
         const ZELClass& table = *keptOf_.at(oldTable);
         return changeSet(
-            out, "drop column " + old_.quoted(step.before) + " of " + new_.tableRef(&table), loss,
-            [&](YAML::Emitter& e) { newChanges_.dropColumn(e, table, old_.name(step.before)); });
+            out,
+            "drop column " + std::string(old_.quoted(step.before)) + " of " + new_.tableRef(&table),
+            loss, [&](YAML::Emitter& e) {
+              newChanges_.dropColumn(e, table, std::string(old_.name(step.before)));
+            });
       }
       case Kind::kCreateSchema: {
         const auto* schema = static_cast<const ZELPackage*>(step.after);
-        return sqlChangeSet(
-            out, "schema " + new_.quoted(schema), loss,
-            dialect_.createSchema(new_.quoted(schema), newNames_.isEngineSchema(schema)));
+        return sqlChangeSet(out, "schema " + std::string(new_.quoted(schema)), loss,
+                            dialect_.createSchema(std::string(new_.quoted(schema)),
+                                                  newNames_.isEngineSchema(schema)));
       }
       case Kind::kCreateTable: {
         std::string foreignKeys;  // foreign keys are steps of their own
@@ -153,12 +159,13 @@ class ChangelogWriter {
       }
       case Kind::kAddColumn:
         return changeSet(
-            out, "add column " + new_.quoted(step.after) + newOf, loss,
+            out, "add column " + std::string(new_.quoted(step.after)) + newOf, loss,
             [&](YAML::Emitter& e) { newChanges_.addColumn(e, *newTable, column(step.after)); });
       case Kind::kAlterColumn:
-        return alterColumn(step, out, "alter column " + new_.quoted(step.after) + newOf, loss);
+        return alterColumn(step, out,
+                           "alter column " + std::string(new_.quoted(step.after)) + newOf, loss);
       case Kind::kSetNotNull: {
-        const std::string id = "set not null " + new_.quoted(step.after) + newOf;
+        const std::string id = "set not null " + std::string(new_.quoted(step.after)) + newOf;
         if (dialect_.restatesAlteredColumns()) {
           SqlDialect::ColumnChange change = columnChange(step);
           change.setNotNull = true;
@@ -174,7 +181,7 @@ class ChangelogWriter {
         return addIndex(step, out, *newTable, newOf, loss);
       case Kind::kAddForeignKey: {
         const auto& key = static_cast<const ZELForeignKey&>(*step.after);
-        const std::string id = "foreign key " + new_.quoted(&key) + newOf;
+        const std::string id = "foreign key " + std::string(new_.quoted(&key)) + newOf;
         ForeignKeyColumns pairs;
         std::string problem =
             new_.foreignKeyProblem(*newTable, key, pairs.columns, pairs.referenced);
@@ -197,8 +204,8 @@ class ChangelogWriter {
       case Kind::kDropSchema: {
         const auto* schema = static_cast<const ZELPackage*>(step.before);
         if (oldNames_.isEngineSchema(schema)) return;
-        return sqlChangeSet(out, "drop schema " + old_.quoted(schema), loss,
-                            dialect_.dropSchema(old_.quoted(schema)));
+        return sqlChangeSet(out, "drop schema " + std::string(old_.quoted(schema)), loss,
+                            dialect_.dropSchema(std::string(old_.quoted(schema))));
       }
     }
   }
@@ -229,7 +236,7 @@ class ChangelogWriter {
   void addKey(const MigrationStep& step, std::string& out, const ZELClass& table,
               const std::string& of, const std::string& loss) {
     const auto& key = static_cast<const ZELCandidateKey&>(*step.after);
-    const std::string id = "key " + new_.quoted(&key) + of;
+    const std::string id = "key " + std::string(new_.quoted(&key)) + of;
     if (new_.keyConstraint(key).empty()) {
       return LiquibaseChanges::notWritten(out, id, "the dialect cannot make it a key");
     }
@@ -248,7 +255,7 @@ class ChangelogWriter {
   // A catalog index, or a candidate key that is not unique.
   void addIndex(const MigrationStep& step, std::string& out, const ZELClass& table,
                 const std::string& of, const std::string& loss) {
-    const std::string id = "index " + new_.quoted(step.after) + of;
+    const std::string id = "index " + std::string(new_.quoted(step.after)) + of;
     std::vector<TableDdl::IndexMember> members;
     bool unique = false;
     if (step.after->isInstanceOf(ZEL_ET_INDEX)) {

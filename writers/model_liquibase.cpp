@@ -53,7 +53,8 @@ class ChangelogBuilder {
     out_ = out;
     bool empty = true;  // Liquibase wants a list, even an empty one
     for (const SchemaOfCatalog& entry : ddl_.schemas()) {
-      if (!dialect_.createSchema(ddl_.quoted(entry.schema), false).empty()) empty = false;
+      if (!dialect_.createSchema(std::string(ddl_.quoted(entry.schema)), false).empty())
+        empty = false;
       for (const ZELModelObject* object : objectsOfType(*entry.schema, ZEL_ET_CLASS)) {
         if (ddl_.isCreated(static_cast<const ZELClass*>(object))) empty = false;
       }
@@ -71,10 +72,10 @@ class ChangelogBuilder {
     LiquibaseChanges::comment(body, "Schema " + ddl_.shown(schema.getName()) + " of catalog " +
                                         ddl_.shown(entry.catalog->getName()));
     const std::string statements =
-        dialect_.createSchema(ddl_.quoted(&schema), names_.isEngineSchema(&schema));
+        dialect_.createSchema(std::string(ddl_.quoted(&schema)), names_.isEngineSchema(&schema));
     if (!statements.empty()) {
       YAML::Emitter out;
-      LiquibaseChanges::beginChangeSet(out, "schema " + ddl_.quoted(&schema));
+      LiquibaseChanges::beginChangeSet(out, "schema " + std::string(ddl_.quoted(&schema)));
       LiquibaseChanges::sqlChange(out, statements);
       LiquibaseChanges::endChangeSet(out, body);
     }

@@ -51,7 +51,7 @@ class ExpectedFacts {
   }
 
  private:
-  const std::string& name(const ZELObject* object) const { return names_.of(object); }
+  std::string name(const ZELObject* object) const { return std::string(names_.of(object)); }
   bool sqlite() const { return dialect_.name() == "sqlite"; }
 
   bool notWritten(const std::string& what, const ZELObject* object, const std::string& ref) const {

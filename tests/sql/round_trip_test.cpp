@@ -374,11 +374,11 @@ TEST(SqlNames, RepeatsTakeTheFirstFreeSuffix) {
   SqlNames names;
   ASSERT_EQ(names.assign(model, kPostgreSql), "");
   std::vector<std::string> plainNames;
-  for (const ZELAttribute* column : plain) plainNames.push_back(names.of(column));
+  for (const ZELAttribute* column : plain) plainNames.emplace_back(names.of(column));
   EXPECT_EQ(plainNames, (std::vector<std::string>{"C_10", "C", "C_2", "C_3", "C_4", "C_5", "C_6",
                                                   "C_7", "C_8", "C_9", "C_11", "C_12"}));
   // Cut to 63 bytes with a hash of the whole name, then the counter.
-  const std::string first = names.of(cut[0]);
+  const std::string first(names.of(cut[0]));
   ASSERT_EQ(first.size(), 63u);
   const std::string hash = first.substr(54);  // "_" and 8 hex digits
   EXPECT_EQ(first, std::string(54, 'L') + hash);

@@ -132,8 +132,8 @@ class MigrationWriter {
     std::string text;
     for (const auto& [was, now] : refits_) {
       const ZELClass* table = tableOf(was);
-      text +=
-          dialect_.dropIndex(old_.tableRef(table), old_.qualified(table, was), old_.quoted(was));
+      text += dialect_.dropIndex(old_.tableRef(table), old_.qualified(table, was),
+                                 std::string(old_.quoted(was)));
     }
     return text;
   }
@@ -188,7 +188,8 @@ class MigrationWriter {
   // its indexes made.
   std::string rebuild(const ZELClass& table) {
     const std::string ref = new_.tableRef(&table);
-    const std::string building = dialect_.quoteIdentifier("migrating_" + new_.name(&table));
+    const std::string building =
+        dialect_.quoteIdentifier("migrating_" + std::string(new_.name(&table)));
     std::string text = "-- Table " + ref + " rebuilt: its columns, keys or foreign keys change.";
     std::string unused;
     new_.writeTable(table, text, unused, building, false);
@@ -196,18 +197,18 @@ class MigrationWriter {
     std::set<std::string> oldColumns;
     for (const ZELAttribute* column : columnsInPositionOrder(*oldOf_.at(&table))) {
       oldColumns.insert(renamedColumns_.count(column) ? renamedColumns_.at(column)
-                                                      : old_.quoted(column));
+                                                      : std::string(old_.quoted(column)));
     }
     std::string list;
     for (const ZELAttribute* column : columnsInPositionOrder(table)) {
-      const std::string name = new_.quoted(column);
+      const std::string name = std::string(new_.quoted(column));
       if (oldColumns.count(name)) list += (list.empty() ? "" : ", ") + name;
     }
     if (!list.empty()) {
       text += "INSERT INTO " + building + " (" + list + ") SELECT " + list + " FROM " + ref + ";\n";
     }
     text += "DROP TABLE " + ref + ";\n";
-    text += "ALTER TABLE " + building + " RENAME TO " + new_.quoted(&table) + ";\n";
+    text += "ALTER TABLE " + building + " RENAME TO " + std::string(new_.quoted(&table)) + ";\n";
     text += new_.indexStatements(table);
     return text;
   }
@@ -254,10 +255,11 @@ class MigrationWriter {
       case Kind::kDropTable:
         return "table " + ddl.tableRef(table) + " dropped";
       case Kind::kDropColumn:
-        return "column " + ddl.quoted(object) + " of " + ddl.tableRef(table) + " dropped";
+        return "column " + std::string(ddl.quoted(object)) + " of " + ddl.tableRef(table) +
+               " dropped";
       case Kind::kAlterColumn:
       case Kind::kSetNotNull:
-        return "column " + ddl.quoted(object) + " of " + ddl.tableRef(table);
+        return "column " + std::string(ddl.quoted(object)) + " of " + ddl.tableRef(table);
       default:
         return table != nullptr ? "table " + ddl.tableRef(table) : "";
     }
@@ -269,37 +271,40 @@ class MigrationWriter {
     switch (step.kind) {
       case Kind::kDropForeignKey:
         if (dialect_.foreignKeysInCreateTable() || !old_.isWritten(*step.before)) return "";
-        return dialect_.dropForeignKey(old_.tableRef(oldTable), old_.quoted(step.before));
+        return dialect_.dropForeignKey(old_.tableRef(oldTable),
+                                       std::string(old_.quoted(step.before)));
       case Kind::kDropView: {
         const auto* schema = static_cast<const ZELPackage*>(step.before->getOwner());
         const std::string view =
             dialect_.quoteIdentifier(validUtf8(bytesOf(step.before->getName())));
         return "DROP VIEW IF EXISTS " +
-               (dialect_.schemaKind().empty() ? view : old_.quoted(schema) + "." + view) + ";\n";
+               (dialect_.schemaKind().empty() ? view
+                                              : std::string(old_.quoted(schema)) + "." + view) +
+               ";\n";
       }
       case Kind::kDropIndex:
         if (!old_.isWritten(*step.before)) return "";
         return dialect_.dropIndex(old_.tableRef(oldTable), old_.qualified(oldTable, step.before),
-                                  old_.quoted(step.before));
+                                  std::string(old_.quoted(step.before)));
       case Kind::kDropKey:
         if (!old_.isWritten(*step.before)) return "";
-        return dialect_.dropKey(old_.tableRef(oldTable), old_.quoted(step.before),
+        return dialect_.dropKey(old_.tableRef(oldTable), std::string(old_.quoted(step.before)),
                                 oldTable->getPrimaryKey() == step.before);
       case Kind::kDropTable:
         return "DROP TABLE " + old_.tableRef(oldTable) + ";\n";
       case Kind::kRenameTable:
         return dialect_.renameTable(old_.tableRef(oldTable), new_.tableRef(newTable),
-                                    new_.quoted(newTable));
+                                    std::string(new_.quoted(newTable)));
       case Kind::kRenameColumn:
         renamedColumns_[static_cast<const ZELAttribute*>(step.before)] = new_.quoted(step.after);
-        return dialect_.renameColumn(new_.tableRef(newTable), old_.quoted(step.before),
-                                     new_.quoted(step.after));
+        return dialect_.renameColumn(new_.tableRef(newTable), std::string(old_.quoted(step.before)),
+                                     std::string(new_.quoted(step.after)));
       case Kind::kDropColumn:
         return "ALTER TABLE " + new_.tableRef(keptOf_.at(oldTable)) + " DROP COLUMN " +
-               old_.quoted(step.before) + ";\n";
+               std::string(old_.quoted(step.before)) + ";\n";
       case Kind::kCreateSchema:
         return dialect_.createSchema(
-            new_.quoted(step.after),
+            std::string(new_.quoted(step.after)),
             newNames_.isEngineSchema(static_cast<const ZELPackage*>(step.after)));
       case Kind::kCreateTable: {
         std::string text, foreignKeys;  // foreign keys are steps of their own
@@ -331,7 +336,7 @@ class MigrationWriter {
             new_.keyConstraint(static_cast<const ZELCandidateKey&>(*step.after));
         if (constraint.empty()) {
           return new_.notWritten(
-              "key " + new_.quoted(step.after) + " of " + new_.tableRef(newTable),
+              "key " + std::string(new_.quoted(step.after)) + " of " + new_.tableRef(newTable),
               "the dialect cannot make it a key");
         }
         return "ALTER TABLE " + new_.tableRef(newTable) + " ADD " + constraint + ";\n";
@@ -345,7 +350,8 @@ class MigrationWriter {
             *newTable, static_cast<const ZELForeignKey&>(*step.after), problem);
         const std::string ref = new_.tableRef(newTable);
         if (!problem.empty()) {
-          return new_.notWritten("foreign key " + new_.quoted(step.after) + " of " + ref, problem);
+          return new_.notWritten(
+              "foreign key " + std::string(new_.quoted(step.after)) + " of " + ref, problem);
         }
         return "ALTER TABLE " + ref + " ADD " + constraint + ";\n";
       }
@@ -358,7 +364,7 @@ class MigrationWriter {
       case Kind::kDropSchema: {
         const auto* schema = static_cast<const ZELPackage*>(step.before);
         if (oldNames_.isEngineSchema(schema)) return "";
-        return dialect_.dropSchema(old_.quoted(schema));
+        return dialect_.dropSchema(std::string(old_.quoted(schema)));
       }
     }
     return "";

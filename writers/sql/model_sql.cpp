@@ -48,14 +48,15 @@ class ScriptBuilder {
   // "SCHEMA." as the script names the schema; a dialect without schemas as
   // the extract does.
   std::string schemaShown(const ZELPackage& schema) const {
-    return (hasSchemas() ? ddl_.quoted(&schema) : ddl_.shown(schema.getName())) + ".";
+    return (hasSchemas() ? std::string(ddl_.quoted(&schema)) : ddl_.shown(schema.getName())) + ".";
   }
 
   void writeSchema(const SchemaOfCatalog& entry) {
     const ZELPackage& schema = *entry.schema;
     body_ += "\n-- Schema " + ddl_.shown(schema.getName()) + " of catalog " +
              ddl_.shown(entry.catalog->getName()) + "\n";
-    body_ += dialect_.createSchema(ddl_.quoted(&schema), names_.isEngineSchema(&schema));
+    body_ +=
+        dialect_.createSchema(std::string(ddl_.quoted(&schema)), names_.isEngineSchema(&schema));
     for (const ZELModelObject* object : objectsOfType(schema, ZEL_ET_CLASS)) {
       ddl_.writeTable(*static_cast<const ZELClass*>(object), body_, foreignKeys_);
       writeOutIfFull(body_, out_);

@@ -218,9 +218,9 @@ std::vector<const ZELModelObject*> objectsOfType(const ZELPackage& schema, ZELEl
   return objects;
 }
 
-const std::string& SqlNames::add(const ZELObject* object, std::string name) {
+std::string_view SqlNames::add(const ZELObject* object, std::string_view name) {
   Name& added = names_.emplace_back();
-  added.name = std::move(name);
+  added.name = texts_.keep(name);
   byObject_.add(object, &added);
   return added.name;
 }
@@ -228,6 +228,7 @@ const std::string& SqlNames::add(const ZELObject* object, std::string name) {
 std::string SqlNames::assign(const ZELModel& model, const SqlDialect& dialect) {
   names_.clear();
   byObject_.clear();
+  texts_ = NameArena();
   engineSchema_ = nullptr;
   Namer namer(dialect);
   NameArena arena;  // outlives every scope below
@@ -268,7 +269,7 @@ std::string SqlNames::assign(const ZELModel& model, const SqlDialect& dialect) {
   NameScope schemaNames(dialect, arena);
   for (size_t i = 0; i < schemas.size(); ++i) {
     const ZELPackage* schema = schemas[i].schema;
-    const std::string& name =
+    const std::string_view name =
         add(schema,
             namer.unique(
                 unreservedSchema(namer.clean(
@@ -307,7 +308,7 @@ std::string SqlNames::assign(const ZELModel& model, const SqlDialect& dialect) {
   const auto nameMembers = [&](size_t s, NameScope& relations, NameScope& foreignKeys) {
     for (const ZELModelObject* object : tablesOf[s]) {
       const auto& table = static_cast<const ZELClass&>(*object);
-      const std::string& tableName = of(&table);
+      const std::string tableName(of(&table));
       const auto where = [&table] { return " of table " + quotedForMessage(table.getName()); };
 
       NameScope columns(dialect, arena);
@@ -383,8 +384,14 @@ std::string SqlNames::assign(const ZELModel& model, const SqlDialect& dialect) {
   }
   if (error.empty()) error = tableError.empty() ? memberError : tableError;
   // Quoted once here rather than at each of the script's uses.
-  for (Name& name : names_) dialect.appendIdentifier(name.quoted, name.name);
-  unnamed_.quoted = dialect.quoteIdentifier("");
+  std::string quoted;
+  for (Name& name : names_) {
+    quoted.clear();
+    dialect.appendIdentifier(quoted, name.name);
+    name.quoted = quoted == name.name ? name.name : texts_.keep(quoted);
+  }
+  unnamedQuoted_ = dialect.quoteIdentifier("");
+  unnamed_.quoted = unnamedQuoted_;
   return error;
 }
 

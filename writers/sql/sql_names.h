@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "model/zel_model.h"
+#include "name_set.h"
 #include "sql_dialect.h"
 #include "zel_flat_map.h"
 
@@ -23,19 +24,19 @@ class SqlNames {
   std::string assign(const ZELModel& model, const SqlDialect& dialect);
 
   struct Name {
-    std::string name;
-    std::string quoted;  // as the dialect quotes an identifier
+    std::string_view name;
+    std::string_view quoted;  // as the dialect quotes an identifier
   };
   // Both names of an object that assign() named, by one look-up; "" and
-  // its quoted form for any other.
+  // its quoted form for any other. Valid while the names are.
   const Name& names(const ZELObject* object) const {
     const Name* found = byObject_.find(object);
     return found != nullptr ? *found : unnamed_;
   }
   // The name of an object that assign() named; "" for any other.
-  const std::string& of(const ZELObject* object) const { return names(object).name; }
+  std::string_view of(const ZELObject* object) const { return names(object).name; }
   // That name as the dialect quotes an identifier.
-  const std::string& quoted(const ZELObject* object) const { return names(object).quoted; }
+  std::string_view quoted(const ZELObject* object) const { return names(object).quoted; }
 
   // True for the schema that takes the name of one every database of the
   // dialect already has for its users (PostgreSQL's "public"): the script
@@ -43,10 +44,15 @@ class SqlNames {
   bool isEngineSchema(const ZELPackage* schema) const { return schema == engineSchema_; }
 
  private:
-  const std::string& add(const ZELObject* object, std::string name);
+  std::string_view add(const ZELObject* object, std::string_view name);
 
+  // Both texts of every name, kept once each: a model names hundreds of
+  // thousands of objects, and a string apiece would cost an allocation and
+  // twice the bytes.
+  NameArena texts_;
   std::deque<Name> names_;  // in place for the map's life
   ZELFlatMap<const ZELObject*, Name, ZELAddressHash> byObject_;
+  std::string unnamedQuoted_;
   Name unnamed_;  // "" quoted
   const ZELPackage* engineSchema_ = nullptr;
 };

@@ -107,8 +107,8 @@ std::string qualifiedName(const std::string& schema, const std::string& name) {
 }  // namespace
 
 std::string TableDdl::tableRef(const ZELClass* table) const {
-  if (dialect_.schemaKind().empty()) return quoted(table);
-  return qualifiedName(quoted(planOf(table).schema), quoted(table));
+  if (dialect_.schemaKind().empty()) return std::string(quoted(table));
+  return qualifiedName(std::string(quoted(planOf(table).schema)), std::string(quoted(table)));
 }
 
 void TableDdl::appendTableRef(std::string& out, const ZELClass* table) const {
@@ -120,8 +120,8 @@ void TableDdl::appendTableRef(std::string& out, const ZELClass* table) const {
 }
 
 std::string TableDdl::qualified(const ZELClass* table, const ZELObject* object) const {
-  if (dialect_.schemaKind().empty()) return quoted(object);
-  return qualifiedName(quoted(planOf(table).schema), quoted(object));
+  if (dialect_.schemaKind().empty()) return std::string(quoted(object));
+  return qualifiedName(std::string(quoted(planOf(table).schema)), std::string(quoted(object)));
 }
 
 std::string TableDdl::shown(const ZELString& raw) const {
@@ -196,8 +196,8 @@ std::string TableDdl::keyProblem(const ZELClass& table,
     if (!type.indexable && type.prefixUnitBytes != 0 && use == KeyUse::kPlainIndex) {
       ++prefixed;
     } else if (!type.indexable) {
-      std::string why = "column " + quoted(column) + " is of type " + type.text + ", which " +
-                        std::string(dialect_.name()) + " cannot index";
+      std::string why = "column " + std::string(quoted(column)) + " is of type " + type.text +
+                        ", which " + std::string(dialect_.name()) + " cannot index";
       if (type.prefixUnitBytes != 0) {
         why += use == KeyUse::kForeignKey
                    ? " but by a prefix, which a foreign key cannot use"
@@ -225,7 +225,7 @@ std::string TableDdl::keyProblem(const ZELClass& table,
     if (units == 0) {
       return "its other columns take " + std::to_string(bytes) + " of the " +
              std::to_string(keyBytes) + " bytes of an index, leaving no room for a " +
-             "prefix of column " + quoted(columns[i]);
+             "prefix of column " + std::string(quoted(columns[i]));
     }
     (*prefixes)[i] = units;
   }
@@ -257,9 +257,9 @@ void TableDdl::planKeys(const ZELClass& table, TableKeys& keys) {
     const bool primary = table.getPrimaryKey() == candidate;
     if (!problem.empty()) {
       ++notWrittenCount_;
-      keys.skipped.push_back(
-          {std::string(primary ? "primary key " : "key ") + quoted(key) + " of " + tableRef(&table),
-           problem});
+      keys.skipped.push_back({std::string(primary ? "primary key " : "key ") +
+                                  std::string(quoted(key)) + " of " + tableRef(&table),
+                              problem});
       continue;
     }
     if (writtenKeys_.find(candidate) == nullptr) writtenKeys_.add(candidate, candidate);
@@ -467,8 +467,8 @@ std::string TableDdl::indexText(const ZELClass& table, const ZELObject* index,
     if (member.prefix != 0) list += "(" + std::to_string(member.prefix) + ")";
     if (member.descending) list += " DESC";
   }
-  return std::string("CREATE ") + (unique ? "UNIQUE " : "") + "INDEX " + quoted(index) + " ON " +
-         tableRef(&table) + " (" + list + ");\n";
+  return std::string("CREATE ") + (unique ? "UNIQUE " : "") + "INDEX " +
+         std::string(quoted(index)) + " ON " + tableRef(&table) + " (" + list + ");\n";
 }
 
 std::string TableDdl::indexStatement(const ZELClass& table, const ZELObject& keyOrIndex) {
@@ -483,7 +483,7 @@ std::string TableDdl::indexStatement(const ZELClass& table, const ZELObject& key
   std::vector<IndexMember> members;
   const std::string problem = indexMembers(table, index, members);
   if (!problem.empty()) {
-    return notWritten("index " + quoted(&index) + " of " + tableRef(&table), problem);
+    return notWritten("index " + std::string(quoted(&index)) + " of " + tableRef(&table), problem);
   }
   return indexText(table, &index, members, index.indexFlag1);
 }
@@ -518,7 +518,7 @@ void TableDdl::collectForeignKeys(const ZELClass& table, std::vector<std::string
     const std::string problem = foreignKeyProblem(table, foreignKey, columns, referencedColumns);
     if (!problem.empty()) {
       (inside ? out : foreignKeys) +=
-          notWritten("foreign key " + quoted(key) + " of " + ref, problem);
+          notWritten("foreign key " + std::string(quoted(key)) + " of " + ref, problem);
     } else if (inside) {
       appendForeignKeyClause(clauses.emplace_back(), foreignKey, columns, referencedColumns);
     } else {
@@ -566,7 +566,7 @@ std::string TableDdl::foreignKeyProblem(const ZELClass& table, const ZELForeignK
     return "the referenced table is not in the script";
   }
   if (writtenKeys_.find(referencedKey) == nullptr) {
-    return "the referenced key " + quoted(referencedKey) + " is not in the script";
+    return "the referenced key " + std::string(quoted(referencedKey)) + " is not in the script";
   }
   for (const ColumnPair& pair : columnPairs(key)) {
     if (pair.referencing == nullptr || pair.referenced == nullptr) {
@@ -593,20 +593,20 @@ std::string TableDdl::foreignKeyProblem(const ZELClass& table, const ZELForeignK
         std::is_permutation(referencedColumns.begin(), referencedColumns.end(), keyColumns.begin());
   }
   if (!sameColumns) {
-    return "its referenced columns are not those of key " + quoted(referencedKey) +
+    return "its referenced columns are not those of key " + std::string(quoted(referencedKey)) +
            (needsIndexes ? " in their order" : "");
   }
   SeenColumns seen;
   for (size_t i = 0; i < columns.size(); ++i) {
     if (!seen.insert(columns[i])) {
-      return "column " + quoted(columns[i]) + " appears twice";
+      return "column " + std::string(quoted(columns[i])) + " appears twice";
     }
     const SqlType& own = typeOf(columns[i]);
     const SqlType& other = typeOf(referencedColumns[i]);
     if (own.pairClass != other.pairClass) {
-      return "column " + quoted(columns[i]) + " (" + own.text + ") cannot reference column " +
-             quoted(referencedColumns[i]) + " (" + other.text + ") in " +
-             std::string(dialect_.name());
+      return "column " + std::string(quoted(columns[i])) + " (" + own.text +
+             ") cannot reference column " + std::string(quoted(referencedColumns[i])) + " (" +
+             other.text + ") in " + std::string(dialect_.name());
     }
   }
   // The referencing columns are indexed too.

@@ -66,8 +66,8 @@ class TableDdl {
   // How many objects were written as NOT WRITTEN comments so far.
   unsigned notWrittenCount() const { return notWrittenCount_; }
 
-  const std::string& name(const ZELObject* object) const { return names_.of(object); }
-  const std::string& quoted(const ZELObject* object) const { return names_.quoted(object); }
+  std::string_view name(const ZELObject* object) const { return names_.of(object); }
+  std::string_view quoted(const ZELObject* object) const { return names_.quoted(object); }
   // The table as a statement names it: "SCHEMA"."TABLE", or "TABLE" in a
   // dialect without schemas.
   std::string tableRef(const ZELClass* table) const;
