@@ -62,4 +62,10 @@ void prepareHeapForImport(uintmax_t inputBytes) {
 #endif
 }
 
+void releaseFreedHeap() {
+#if defined(__GLIBC__) && defined(__linux__)
+  malloc_trim(0);
+#endif
+}
+
 }  // namespace pcd::cli

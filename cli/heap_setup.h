@@ -13,4 +13,13 @@ namespace pcd::cli {
 // nothing for small files, or where the heap is not the C library's own.
 void prepareHeapForImport(uintmax_t inputBytes);
 
+// Gives the system back the free pages of the heap, such as those of the
+// record nodes and id tables an import freed. The heap does not fill those
+// holes in the order it freed them, and a huge page stays resident while any
+// byte of it is in use: without this, what a writer allocates after an
+// import (names, plans, a second model) would add to the import's peak
+// rather than take the memory the import no longer needs. Does nothing where
+// the heap is not the C library's own.
+void releaseFreedHeap();
+
 }  // namespace pcd::cli

@@ -3,6 +3,7 @@
 #include <exception>
 #include <new>
 
+#include "heap_setup.h"
 #include "zel_bridge_specification.h"
 #include "zel_exception.h"
 #include "zel_options.h"
@@ -33,6 +34,9 @@ std::string runImport(ZELModelBridgeImportDllInterface& bridge, const std::strin
     fileOption->setValue(pcdFile.c_str());
 
     if (!bridge.run(id, model, options, log)) return "the bridge reported a failed import";
+    // The bridge has freed its records; what runs next (a writer, a second
+    // import) takes their memory.
+    releaseFreedHeap();
     return "";
   } catch (const ZELException& failure) {
     const ZELString& text = failure.getText();
