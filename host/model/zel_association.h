@@ -24,8 +24,8 @@ class ZELAssociation : public ZELModelElement {
   Aggregation aggregation = kNone;  // set by setAggregationProperty
 
  private:
-  ZELOwnedListBase** ownedListChain() noexcept override { return &ownedLists_; }
-  ZELOwnedListBase* ownedLists_ = nullptr;  // before every list
+  ZELLink<ZELOwnedListBase>* ownedListChain() noexcept override { return &ownedLists_; }
+  ZELLink<ZELOwnedListBase> ownedLists_;  // before every list
   ZELOwnedList<ZELAssociationRole> roles_;
 };
 

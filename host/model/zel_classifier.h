@@ -21,8 +21,8 @@ class ZELClassifier : public ZELModelElement {
 
  private:
   // The chain of this classifier's lists, its subclasses' included.
-  ZELOwnedListBase** ownedListChain() noexcept override { return &ownedLists_; }
-  ZELOwnedListBase* ownedLists_ = nullptr;  // before every list
+  ZELLink<ZELOwnedListBase>* ownedListChain() noexcept override { return &ownedLists_; }
+  ZELLink<ZELOwnedListBase> ownedLists_;  // before every list
   ZELOwnedList<ZELFeature> features_;
 };
 

@@ -57,9 +57,9 @@ class ZELForeignKey : public ZELKey {
 
  private:
   friend class ZELAssociationRoleNameMap;
-  ZELOwnedListBase** ownedListChain() noexcept override { return &ownedLists_; }
+  ZELLink<ZELOwnedListBase>* ownedListChain() noexcept override { return &ownedLists_; }
   ZELRef<ZELCandidateKey> candidateKey_;
-  ZELOwnedListBase* ownedLists_ = nullptr;  // before every list
+  ZELLink<ZELOwnedListBase> ownedLists_;  // before every list
   ZELOwnedList<ZELAssociationRoleNameMap> roleNameMaps_;
 };
 
@@ -82,8 +82,8 @@ class ZELIndex : public ZELModelObject {
   bool indexFlag3 = false;  // index kept in the catalog's own storage
 
  private:
-  ZELOwnedListBase** ownedListChain() noexcept override { return &ownedLists_; }
-  ZELOwnedListBase* ownedLists_ = nullptr;  // before every list
+  ZELLink<ZELOwnedListBase>* ownedListChain() noexcept override { return &ownedLists_; }
+  ZELLink<ZELOwnedListBase> ownedLists_;  // before every list
   ZELOwnedList<ZELIndexMember> members_;
 };
 

@@ -14,28 +14,40 @@ static_assert(std::is_standard_layout<ZELReferenceListBase::Entry>::value,
               "entries are recovered from their reference");
 static_assert(offsetof(ZELReferenceListBase::Entry, reference) == 0,
               "the reference opens the entry");
+// A link addresses 8-byte granules; with 32-bit links an object's own links
+// take 16 bytes, a reference or an owned list 16, a list entry 24.
+static_assert(alignof(ZELObject) == 8 && alignof(ZELReference) == 8 &&
+                  alignof(ZELOwnedListBase) == 8 && alignof(ZELReferenceListBase) == 8,
+              "what a link points at is aligned to 8 bytes");
+static_assert(sizeof(ZELObject) == 32 && sizeof(ZELReference) == 16 &&
+                  sizeof(ZELOwnedListBase) == 16 && sizeof(ZELReferenceListBase::Entry) == 24,
+              "links are 32 bits wide");
 
 // ---------------------------------------------------------------------------
 // ZELReference
 
 void ZELReference::set(ZELObject* target) {
-  if (target == target_) return;
-  if (target_ != nullptr) {
+  ZELObject* const old = target_;
+  if (target == old) return;
+  if (old != nullptr) {
     // Leave the old target's list of referrers.
-    if (prev_ != nullptr) {
-      prev_->next_ = next_;
+    ZELReference* const prev = prev_;
+    ZELReference* const next = next_;
+    if (prev != nullptr) {
+      prev->next_ = next_;
     } else {
-      target_->referrers_ = next_;
+      old->referrers_ = next_;
     }
-    if (next_ != nullptr) next_->prev_ = prev_;
-    prev_ = next_ = nullptr;
+    if (next != nullptr) next->prev_ = prev_;
+    prev_ = nullptr;
+    next_ = nullptr;
   }
   target_ = target;
   if (target != nullptr) {
     // Join the front of the new target's list: O(1), and the order of
     // referrers means nothing.
     next_ = target->referrers_;
-    if (next_ != nullptr) next_->prev_ = this;
+    if (ZELReference* const next = next_) next->prev_ = this;
     target->referrers_ = this;
   }
 }
@@ -43,27 +55,31 @@ void ZELReference::set(ZELObject* target) {
 // ---------------------------------------------------------------------------
 // ZELOwnedListBase
 
-ZELOwnedListBase::ZELOwnedListBase(ZELObject* owner) noexcept : owner_(owner) {
+ZELOwnedListBase::ZELOwnedListBase(ZELObject* owner) {
+  zel_link::adopt(this);
+  owner_ = owner;
   if (owner == nullptr) return;
   // Join the end of the owner's chain, so that the chain (and a traversal)
   // follows the order in which the lists were declared. A class that owns
   // lists keeps their chain; one that does not is a programming error.
-  ZELOwnedListBase** link = owner->ownedListChain();
+  ZELLink<ZELOwnedListBase>* link = owner->ownedListChain();
   if (link == nullptr) std::abort();
-  while (*link != nullptr) link = &(*link)->nextListOfOwner_;
+  while (!link->isNull()) link = &link->get()->nextListOfOwner_;
   *link = this;
 }
 
 ZELOwnedListBase::~ZELOwnedListBase() {
   deleteAll();  // also forgets the positions remembered in this list
-  if (owner_ == nullptr) return;
-  for (ZELOwnedListBase** link = owner_->ownedListChain(); *link != nullptr;
-       link = &(*link)->nextListOfOwner_) {
-    if (*link == this) {
-      *link = nextListOfOwner_;
-      break;
+  if (ZELObject* const owner = owner_) {
+    for (ZELLink<ZELOwnedListBase>* link = owner->ownedListChain(); !link->isNull();
+         link = &link->get()->nextListOfOwner_) {
+      if (link->get() == this) {
+        *link = nextListOfOwner_;
+        break;
+      }
     }
   }
+  zel_link::forget(this);
 }
 
 namespace {
@@ -96,7 +112,7 @@ ZELObject* ZELOwnedListBase::objectAt(long index) const {
   long atIndex = 0;
   long distance = index;
   if (count_ - 1 - index < distance) {
-    at = first_->prevSibling_;
+    at = at->prevSibling_;
     atIndex = count_ - 1;
     distance = count_ - 1 - index;
   }
@@ -142,27 +158,27 @@ bool ZELOwnedListBase::append(ZELObject* object) {
       }
     }
   }
-  if (object->ownerList_ != nullptr) object->ownerList_->release(object);
+  if (ZELOwnedListBase* const former = object->ownerList_) former->release(object);
   object->ownerList_ = this;
   object->nextSibling_ = nullptr;
-  if (first_ == nullptr) {
-    first_ = object;
-    object->prevSibling_ = object;
-  } else {
-    ZELObject* last = first_->prevSibling_;
+  if (ZELObject* const first = first_) {
+    ZELObject* last = first->prevSibling_;
     last->nextSibling_ = object;
     object->prevSibling_ = last;
-    first_->prevSibling_ = object;
+    first->prevSibling_ = object;
+  } else {
+    first_ = object;
+    object->prevSibling_ = object;
   }
   ++count_;
   return true;
 }
 
 void ZELOwnedListBase::release(ZELObject* object) noexcept {
-  if (object == nullptr || object->ownerList_ != this) return;
+  if (object == nullptr || object->ownerList_.get() != this) return;
   ZELObject* prev = object->prevSibling_;  // the last object when `object` is the first
   ZELObject* next = object->nextSibling_;
-  if (object == first_) {
+  if (object == first_.get()) {
     first_ = next;
     if (next != nullptr) next->prevSibling_ = prev;
   } else {
@@ -174,7 +190,8 @@ void ZELOwnedListBase::release(ZELObject* object) noexcept {
     }
   }
   object->ownerList_ = nullptr;
-  object->prevSibling_ = object->nextSibling_ = nullptr;
+  object->prevSibling_ = nullptr;
+  object->nextSibling_ = nullptr;
   --count_;
   // Positions after the released object shift.
   forgetPositions();
@@ -194,14 +211,15 @@ void ZELOwnedListBase::deleteAll() {
     ZELObject* head = nullptr;
     ZELObject* tail = nullptr;
     for (ZELOwnedListBase* list = lists; list != nullptr;
-         list = wholeChain ? list->nextListOfOwner_ : nullptr) {
-      if (list->first_ == nullptr) continue;
+         list = wholeChain ? list->nextListOfOwner_.get() : nullptr) {
+      ZELObject* const first = list->first_;
+      if (first == nullptr) continue;
       if (tail != nullptr) {
-        tail->nextSibling_ = list->first_;
+        tail->nextSibling_ = first;
       } else {
-        head = list->first_;
+        head = first;
       }
-      tail = list->first_->prevSibling_;
+      tail = first->prevSibling_;
       list->first_ = nullptr;
       list->count_ = 0;
     }
@@ -214,7 +232,8 @@ void ZELOwnedListBase::deleteAll() {
     ZELObject* object = pending;
     pending = object->nextSibling_;
     object->ownerList_ = nullptr;
-    object->prevSibling_ = object->nextSibling_ = nullptr;
+    object->prevSibling_ = nullptr;
+    object->nextSibling_ = nullptr;
     takeAll(object->ownedLists(), true);
     delete object;
   }
@@ -231,8 +250,8 @@ void ZELReferenceListBase::append(ZELObject* target) {
   Entry* entry = new Entry(this);
   entry->reference.set(target);
   entry->prev = last_;
-  if (last_ != nullptr) {
-    last_->next = entry;
+  if (Entry* const last = last_) {
+    last->next = entry;
   } else {
     first_ = entry;
   }
@@ -252,25 +271,25 @@ bool ZELReferenceListBase::remove(ZELObject* target) {
 }
 
 void ZELReferenceListBase::clear() noexcept {
-  while (first_ != nullptr) {
-    Entry* entry = first_;
+  while (Entry* const entry = first_) {
     unlinkEntry(entry);
     delete entry;  // its reference leaves the target's referrers
   }
 }
 
 void ZELReferenceListBase::unlinkEntry(Entry* entry) noexcept {
-  if (entry->prev != nullptr) {
-    entry->prev->next = entry->next;
+  if (Entry* const prev = entry->prev) {
+    prev->next = entry->next;
   } else {
     first_ = entry->next;
   }
-  if (entry->next != nullptr) {
-    entry->next->prev = entry->prev;
+  if (Entry* const next = entry->next) {
+    next->prev = entry->prev;
   } else {
     last_ = entry->prev;
   }
-  entry->prev = entry->next = nullptr;
+  entry->prev = nullptr;
+  entry->next = nullptr;
   --count_;
 }
 
@@ -281,14 +300,14 @@ ZELObject::~ZELObject() {
   // Derived members are gone by now: owned lists have deleted their objects
   // and member references have unlinked themselves.
   zel_general_pointers::forget(this);
-  if (ownerList_ != nullptr) ownerList_->release(this);
+  if (ZELOwnedListBase* const list = ownerList_) list->release(this);
   // Each referrer is unlinked before it is acted on, so a callback that
   // looks at this object's referrers sees a consistent list.
-  while (referrers_ != nullptr) {
-    ZELReference* reference = referrers_;
+  while (ZELReference* const reference = referrers_) {
     referrers_ = reference->next_;
-    if (referrers_ != nullptr) referrers_->prev_ = nullptr;
-    reference->prev_ = reference->next_ = nullptr;
+    if (ZELReference* const next = referrers_) next->prev_ = nullptr;
+    reference->prev_ = nullptr;
+    reference->next_ = nullptr;
     reference->target_ = nullptr;
     if (reference->isListEntry()) {
       auto* entry = reinterpret_cast<ZELReferenceListBase::Entry*>(reference);
@@ -298,6 +317,7 @@ ZELObject::~ZELObject() {
       delete entry;
     }
   }
+  zel_link::forget(this);
 }
 
 void* ZELObject::getGeneralPointer() const noexcept {

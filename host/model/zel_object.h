@@ -9,6 +9,9 @@
 //
 // Both are intrusive, doubly linked and ordered by insertion, so deleting an
 // object costs time proportional to its own links, never to the model's size.
+// Every link is a 32-bit handle (model/zel_link.h); anything linked that lies
+// outside the pool's region registers its address when it is constructed,
+// which may throw std::bad_alloc.
 // Model objects are not thread-safe; a model belongs to one thread at a time.
 #pragma once
 
@@ -18,6 +21,7 @@
 #include <type_traits>
 
 #include "model/zel_element_type.h"
+#include "model/zel_link.h"
 #include "model/zel_object_pool.h"
 #include "zel_string.h"
 
@@ -40,11 +44,16 @@ class ZELTraversalOperation {
 // A non-owning link from a holder object to a target object. Lives inside its
 // holder (a data member) or inside a ZELReferenceList entry. When the target
 // is deleted a member reference becomes null and a list entry leaves its list.
-class ZELReference {
+// Aligned to 8 bytes, as everything a link points at.
+class alignas(8) ZELReference {
  public:
-  explicit ZELReference(ZELObject* holder) noexcept
-      : holder_(reinterpret_cast<uintptr_t>(holder)) {}
-  ~ZELReference() { reset(); }
+  explicit ZELReference(ZELObject* holder) : holder_(zel_link::encode(holder)) {
+    zel_link::adopt(this);
+  }
+  ~ZELReference() {
+    reset();
+    zel_link::forget(this);
+  }
   ZELReference(const ZELReference&) = delete;
   ZELReference& operator=(const ZELReference&) = delete;
 
@@ -59,23 +68,22 @@ class ZELReference {
  private:
   friend class ZELObject;
   friend class ZELReferenceListBase;
-  // The holder's address, or for a reference that opens a ZELReferenceList
-  // entry the list's address with the lowest bit (always 0 in either
-  // address) set: the list knows the holder, so an entry keeps one address
-  // for both.
-  static constexpr uintptr_t kListEntryBit = 1;
+  // The holder, or for a reference that opens a ZELReferenceList entry the
+  // list, marked with the flag bit: the list knows the holder, so an entry
+  // keeps one handle for both.
+  static constexpr zel_link::Handle kListEntryBit = zel_link::kFlagBit;
   bool isListEntry() const noexcept { return (holder_ & kListEntryBit) != 0; }
-  uintptr_t holder_;
-  ZELObject* target_ = nullptr;
-  ZELReference* prev_ = nullptr;
-  ZELReference* next_ = nullptr;
+  zel_link::Handle holder_;
+  ZELLink<ZELObject> target_;
+  ZELLink<ZELReference> prev_;
+  ZELLink<ZELReference> next_;
 };
 
 // A typed member reference.
 template <class T>
 class ZELRef : public ZELReference {
  public:
-  explicit ZELRef(ZELObject* holder) noexcept : ZELReference(holder) {}
+  explicit ZELRef(ZELObject* holder) : ZELReference(holder) {}
   T* get() const noexcept { return static_cast<T*>(ZELReference::get()); }
   T* operator->() const noexcept { return get(); }
   explicit operator bool() const noexcept { return get() != nullptr; }
@@ -86,9 +94,9 @@ class ZELRef : public ZELReference {
 // chain of lists when it is constructed (a class with lists keeps that chain:
 // see ZELObject::ownedListChain). Destroying the list deletes every object in
 // it.
-class ZELOwnedListBase {
+class alignas(8) ZELOwnedListBase {  // aligned as a link's target must be
  public:
-  explicit ZELOwnedListBase(ZELObject* owner) noexcept;
+  explicit ZELOwnedListBase(ZELObject* owner);
   ~ZELOwnedListBase();
   ZELOwnedListBase(const ZELOwnedListBase&) = delete;
   ZELOwnedListBase& operator=(const ZELOwnedListBase&) = delete;
@@ -117,12 +125,12 @@ class ZELOwnedListBase {
 
  private:
   friend class ZELObject;
-  ZELObject* owner_;
+  ZELLink<ZELObject> owner_;
   // The first object; its prevSibling_ is the last one, so that appending is
   // O(1) without a field for the last object.
-  ZELObject* first_ = nullptr;
-  ZELOwnedListBase* nextListOfOwner_ = nullptr;  // the owner's chain of lists
-  // A 32-bit count keeps a list at 32 bytes; no list holds 2^31 objects.
+  ZELLink<ZELObject> first_;
+  ZELLink<ZELOwnedListBase> nextListOfOwner_;  // the owner's chain of lists
+  // A 32-bit count keeps a list at 16 bytes; no list holds 2^31 objects.
   int32_t count_ = 0;
 };
 
@@ -154,7 +162,7 @@ class ZELOwnedList : public ZELOwnedListBase {
 
  public:
   using iterator = ZELChainIterator<T, Step>;
-  explicit ZELOwnedList(ZELObject* owner) noexcept : ZELOwnedListBase(owner) {}
+  explicit ZELOwnedList(ZELObject* owner) : ZELOwnedListBase(owner) {}
   T* first() const noexcept { return static_cast<T*>(firstObject()); }
   T* at(long index) const { return static_cast<T*>(objectAt(index)); }
   bool append(T* object) { return ZELOwnedListBase::append(object); }
@@ -172,8 +180,11 @@ class ZELOwnedList : public ZELOwnedListBase {
 // listed more than once. An entry leaves the list when its target is deleted.
 class ZELReferenceListBase {
  public:
-  explicit ZELReferenceListBase(ZELObject* holder) noexcept : holder_(holder) {}
-  virtual ~ZELReferenceListBase() { clear(); }
+  explicit ZELReferenceListBase(ZELObject* holder) : holder_(holder) { zel_link::adopt(this); }
+  virtual ~ZELReferenceListBase() {
+    clear();
+    zel_link::forget(this);
+  }
   ZELReferenceListBase(const ZELReferenceListBase&) = delete;
   ZELReferenceListBase& operator=(const ZELReferenceListBase&) = delete;
 
@@ -191,16 +202,16 @@ class ZELReferenceListBase {
     static void operator delete(void* block, size_t size) noexcept {
       zel_pool::release(block, size);
     }
-    explicit Entry(ZELReferenceListBase* owningList) noexcept : reference(nullptr) {
-      reference.holder_ = reinterpret_cast<uintptr_t>(owningList) | ZELReference::kListEntryBit;
+    explicit Entry(ZELReferenceListBase* owningList) : reference(nullptr) {
+      reference.holder_ = zel_link::encode(owningList) | ZELReference::kListEntryBit;
     }
     ZELReferenceListBase* list() const noexcept {
-      return reinterpret_cast<ZELReferenceListBase*>(reference.holder_ &
-                                                     ~ZELReference::kListEntryBit);
+      return static_cast<ZELReferenceListBase*>(
+          zel_link::decode(reference.holder_ & ~ZELReference::kListEntryBit));
     }
     ZELReference reference;
-    Entry* prev = nullptr;
-    Entry* next = nullptr;
+    ZELLink<Entry> prev;
+    ZELLink<Entry> next;
   };
   const Entry* firstEntry() const noexcept { return first_; }
 
@@ -212,16 +223,16 @@ class ZELReferenceListBase {
  private:
   friend class ZELObject;
   void unlinkEntry(Entry* entry) noexcept;
-  ZELObject* holder_;
-  Entry* first_ = nullptr;
-  Entry* last_ = nullptr;
-  long count_ = 0;
+  ZELLink<ZELObject> holder_;
+  ZELLink<Entry> first_;
+  ZELLink<Entry> last_;
+  int32_t count_ = 0;  // no list holds 2^31 entries
 };
 
 inline ZELObject* ZELReference::holder() const noexcept {
   if (isListEntry())
     return reinterpret_cast<const ZELReferenceListBase::Entry*>(this)->list()->holder();
-  return reinterpret_cast<ZELObject*>(holder_);
+  return static_cast<ZELObject*>(zel_link::decode(holder_));
 }
 
 template <class T>
@@ -235,7 +246,7 @@ class ZELReferenceList : public ZELReferenceListBase {
 
  public:
   using iterator = ZELChainIterator<T, Step>;
-  explicit ZELReferenceList(ZELObject* holder) noexcept : ZELReferenceListBase(holder) {}
+  explicit ZELReferenceList(ZELObject* holder) : ZELReferenceListBase(holder) {}
   void append(T* target) { ZELReferenceListBase::append(target); }
   iterator begin() const noexcept { return iterator(firstEntry()); }
   iterator end() const noexcept { return iterator(nullptr); }
@@ -247,7 +258,9 @@ class ZELObject {
   static void* operator new(size_t size) { return zel_pool::allocate(size); }
   static void operator delete(void* block, size_t size) noexcept { zel_pool::release(block, size); }
 
-  ZELObject() noexcept = default;
+  // An object outside the pool's region (on the stack, say) registers its
+  // address, which may throw std::bad_alloc.
+  ZELObject() { zel_link::adopt(this); }
   // Deleting an object deletes everything it owns, takes it out of its
   // owner's list, unsets every reference that points at it (list entries
   // leave their lists) and unlinks its own references. Its general pointer
@@ -345,24 +358,25 @@ class ZELObject {
   // lists (it keeps the head in a field of its own, declared before its
   // lists); null for the others. Most objects own nothing, so the head is
   // not a field of every object.
-  virtual ZELOwnedListBase** ownedListChain() noexcept { return nullptr; }
+  virtual ZELLink<ZELOwnedListBase>* ownedListChain() noexcept { return nullptr; }
   ZELOwnedListBase* ownedLists() noexcept {
-    ZELOwnedListBase** chain = ownedListChain();
-    return chain != nullptr ? *chain : nullptr;
+    ZELLink<ZELOwnedListBase>* chain = ownedListChain();
+    return chain != nullptr ? chain->get() : nullptr;
   }
 
   ZELString name_;
   // Membership in the owner's list. The first object's prevSibling_ is the
   // list's last object.
-  ZELOwnedListBase* ownerList_ = nullptr;
-  ZELObject* prevSibling_ = nullptr;
-  ZELObject* nextSibling_ = nullptr;
+  ZELLink<ZELOwnedListBase> ownerList_;
+  ZELLink<ZELObject> prevSibling_;
+  ZELLink<ZELObject> nextSibling_;
   // References that point at this object.
-  ZELReference* referrers_ = nullptr;
+  ZELLink<ZELReference> referrers_;
 };
 
 inline ZELObject* ZELOwnedListBase::lastObject() const noexcept {
-  return first_ != nullptr ? first_->prevSibling_ : nullptr;
+  ZELObject* const first = first_;
+  return first != nullptr ? first->prevSibling_.get() : nullptr;
 }
 
 template <class T>

@@ -1,12 +1,16 @@
 #include "model/zel_object_pool.h"
 
+#include <algorithm>
 #include <atomic>
 #include <cstdint>
 #include <new>
 #include <thread>
 
+#include "model/zel_link.h"
+
 #if defined(__linux__)
 #include <sys/mman.h>
+#include <sys/resource.h>
 #include <unistd.h>
 #endif
 
@@ -78,15 +82,53 @@ class Pool {
     std::atomic_flag& lock_;
   };
 
-  // A new chunk becomes the region blocks are cut from; what was left of the
-  // previous one stays unused until every block is freed.
+  // A new chunk becomes the stretch blocks are cut from; what was left of
+  // the previous one stays unused until every block is freed. Chunks come
+  // from the region while it lasts (objects there take 32-bit links), then
+  // from the heap.
   void addChunk() {
+    if (!regionTried_) reserveRegion();
+    if (regionBytes_ - regionUsed_ >= kChunkBytes) {
+      char* chunk = regionStart_ + regionUsed_;
+      regionUsed_ += kChunkBytes;
+      prefault(chunk);
+      cursor_ = chunk;
+      end_ = chunk + kChunkBytes;
+      return;
+    }
     auto* chunk = static_cast<Chunk*>(::operator new(kChunkBytes));
     prefault(chunk);
     chunk->next = chunks_;
     chunks_ = chunk;
     cursor_ = reinterpret_cast<char*>(chunk + 1);
     end_ = reinterpret_cast<char*>(chunk) + kChunkBytes;
+  }
+
+  // Reserves the region: address space only, as much as links can reach
+  // (8 GB), a quarter of the address space a limit leaves the process, or
+  // less where the system refuses more. Pages are taken as chunks are cut.
+  // Huge pages are asked for: the model is most of a large import's memory.
+  void reserveRegion() noexcept {
+    regionTried_ = true;
+#if defined(__linux__)
+    uintptr_t bytes = zel_link::kLargestRegion & ~(uintptr_t{kChunkBytes} - 1);
+    rlimit limit{};
+    if (getrlimit(RLIMIT_AS, &limit) == 0 && limit.rlim_cur != RLIM_INFINITY) {
+      bytes = std::min<uintptr_t>(bytes, (limit.rlim_cur / 4) & ~(uintptr_t{kChunkBytes} - 1));
+    }
+    for (; bytes >= kSmallestRegion; bytes /= 2) {
+      void* start = mmap(nullptr, bytes, PROT_READ | PROT_WRITE,
+                         MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0);
+      if (start == MAP_FAILED) continue;
+#if defined(MADV_HUGEPAGE)
+      madvise(start, bytes, MADV_HUGEPAGE);
+#endif
+      regionStart_ = static_cast<char*>(start);
+      regionBytes_ = bytes;
+      zel_link::setRegion(start, bytes);
+      return;
+    }
+#endif
   }
 
   // Every page of a chunk is written soon: one call maps them all, where
@@ -106,6 +148,11 @@ class Pool {
   }
 
   void releaseChunks() noexcept {
+#if defined(__linux__)
+    // The region's pages go back to the system; its addresses stay reserved.
+    if (regionUsed_ != 0) madvise(regionStart_, regionUsed_, MADV_DONTNEED);
+#endif
+    regionUsed_ = 0;
     while (chunks_ != nullptr) {
       Chunk* chunk = chunks_;
       chunks_ = chunk->next;
@@ -117,7 +164,12 @@ class Pool {
 
   std::atomic_flag lock_ = ATOMIC_FLAG_INIT;
   FreeBlock* free_[kClasses] = {};
-  Chunk* chunks_ = nullptr;
+  Chunk* chunks_ = nullptr;  // those from the heap
+  static constexpr uintptr_t kSmallestRegion = uintptr_t{64} << 20;
+  bool regionTried_ = false;
+  char* regionStart_ = nullptr;
+  uintptr_t regionBytes_ = 0;
+  uintptr_t regionUsed_ = 0;
   char* cursor_ = nullptr;
   char* end_ = nullptr;
   size_t live_ = 0;  // blocks handed out and not yet given back

@@ -4,9 +4,11 @@
 // A model holds millions of small objects of a few sizes. The pool hands
 // them out from large chunks, one size class per 8 bytes, and keeps freed
 // blocks for the next object of their size: an object costs neither a heap
-// call nor the heap's per-block header. When the last block is freed the
-// chunks go back to the heap, so a program that deletes its models keeps no
-// memory for them.
+// call nor the heap's per-block header. The chunks are cut from one reserved
+// region, where an object is addressed by a 32-bit handle
+// (model/zel_link.h), and from the heap once the region is used up. When the
+// last block is freed the chunks go back to the system, so a program that
+// deletes its models keeps no memory for them.
 //
 // One pool per process behind a spin lock: separate models may be built on
 // separate threads. Sanitized builds take every object from the heap, so that

@@ -16,8 +16,8 @@ class ZELOperation : public ZELModelElement {
   const ZELOwnedList<ZELArgument>& arguments() const { return arguments_; }
 
  private:
-  ZELOwnedListBase** ownedListChain() noexcept override { return &ownedLists_; }
-  ZELOwnedListBase* ownedLists_ = nullptr;  // before every list
+  ZELLink<ZELOwnedListBase>* ownedListChain() noexcept override { return &ownedLists_; }
+  ZELLink<ZELOwnedListBase> ownedLists_;  // before every list
   ZELOwnedList<ZELArgument> arguments_;
 };
 

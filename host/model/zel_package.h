@@ -28,8 +28,8 @@ class ZELPackage : public ZELModelObject {
  private:
   friend class ZELModel;  // recursiveDelete empties the child packages
   // The chain of this package's lists, its subclasses' included.
-  ZELOwnedListBase** ownedListChain() noexcept override { return &ownedLists_; }
-  ZELOwnedListBase* ownedLists_ = nullptr;  // before every list
+  ZELLink<ZELOwnedListBase>* ownedListChain() noexcept override { return &ownedLists_; }
+  ZELLink<ZELOwnedListBase> ownedLists_;  // before every list
   ZELOwnedList<ZELPackage> childPackages_;
 };
 

@@ -178,6 +178,41 @@ TEST(ModelLinks, LinksReplaceAndOwnershipMoves) {
   EXPECT_EQ(other->getOwner(), &m.model);
 }
 
+// Objects made outside the pool (on the stack here) are linked by another
+// kind of handle than pooled ones: they own, hold and are referred to like
+// any other, in both directions, and leave every link when they go.
+TEST(ModelLinks, ObjectsOutsideThePoolLinkLikeOthers) {
+  ZELClass table;
+  table.setName("T");
+  auto* column = named<ZELAttribute>("C");
+  table.addFeature(column);
+  EXPECT_EQ(column->getClassifier(), &table);
+  auto* key = named<ZELCandidateKey>("K");
+  key->addAssociatedClass(&table);
+  {
+    ZELAttribute outside;
+    outside.setName("OUTSIDE");
+    key->addAttribute(column);
+    key->addAttribute(&outside);
+    auto* member = new ZELIndexMember;
+    member->addAttribute(&outside);
+    EXPECT_EQ(namesOf(key->attributes()), std::vector<std::string>({"C", "OUTSIDE"}));
+    EXPECT_EQ(referrerCount(&outside), 2);
+    delete member;
+    EXPECT_EQ(referrerCount(&outside), 1);
+  }
+  EXPECT_EQ(namesOf(key->attributes()), std::vector<std::string>({"C"}));
+
+  ZELForeignKey foreignKey;
+  foreignKey.addCandidateKey(key);
+  EXPECT_EQ(foreignKey.getCandidateKey(), key);
+  EXPECT_EQ(referrerCount(key), 1);
+  delete key;
+  EXPECT_EQ(foreignKey.getCandidateKey(), nullptr);
+  EXPECT_TRUE(table.keys().isEmpty());
+  EXPECT_EQ(namesOf(table.features()), std::vector<std::string>({"C"}));
+}
+
 TEST(ModelLinks, ObjectAtRemembersItsPosition) {
   ZELModel model;
   std::vector<ZELPackage*> packages;
