@@ -1,8 +1,8 @@
 // 32-bit links between model objects.
 //
-// A model is millions of objects linked to each other by pointers: owners,
-// siblings, references and their referrers. Stored as 32-bit handles they
-// take half the room, which is a third of a model's memory.
+// A model is millions of objects linked to each other: owners, siblings,
+// references and their referrers. As 32-bit handles rather than pointers
+// the links take half the room, and a model about 30% less memory.
 //
 // The object pool takes its memory from one reserved region (up to 8 GB), so
 // an object there is addressed by its offset in 8-byte granules: decoding is
