@@ -16,8 +16,9 @@ namespace {
 constexpr uintmax_t kSmallestFile = uintmax_t{8} << 20;  // below it, no gain worth the reserve
 constexpr uintmax_t kLargestReserve = uintmax_t{1} << 30;
 constexpr uintptr_t kHugePage = uintptr_t{2} << 20;
-// A model takes about seven times its file's size; the reserve is virtual
-// until used.
+// Room for the import's record nodes and id registry and for what a writer
+// makes after it (the model's objects live in the object pool's region); the
+// reserve is virtual until used.
 constexpr uintmax_t kBytesPerFileByte = 8;
 // What the import surely uses of the reserve, as a share of the file, is
 // mapped at once: one call instead of a fault per page, and with huge pages,

@@ -1,9 +1,11 @@
 #include "model/zel_general_pointers.h"
 
 #include <atomic>
+#include <mutex>
 #include <new>
-#include <thread>
 #include <unordered_map>
+
+#include "model/zel_spin_lock.h"
 
 namespace {
 
@@ -14,7 +16,7 @@ class Table {
  public:
   void* get(const ZELObject* object) noexcept {
     if (count_.load(std::memory_order_acquire) == 0) return nullptr;
-    Guard guard(lock_);
+    std::lock_guard<ZELSpinLock> guard(lock_);
     const auto found = pointers_.find(object);
     return found == pointers_.end() ? nullptr : found->second;
   }
@@ -24,32 +26,20 @@ class Table {
       forget(object);
       return;
     }
-    Guard guard(lock_);
+    std::lock_guard<ZELSpinLock> guard(lock_);
     const auto placed = pointers_.insert_or_assign(object, pointer);
     if (placed.second) count_.fetch_add(1, std::memory_order_release);
   }
 
   void forget(const ZELObject* object) noexcept {
     if (count_.load(std::memory_order_acquire) == 0) return;
-    Guard guard(lock_);
+    std::lock_guard<ZELSpinLock> guard(lock_);
     if (pointers_.erase(object) != 0) count_.fetch_sub(1, std::memory_order_release);
   }
 
  private:
-  class Guard {
-   public:
-    explicit Guard(std::atomic_flag& lock) : lock_(lock) {
-      while (lock_.test_and_set(std::memory_order_acquire)) std::this_thread::yield();
-    }
-    ~Guard() { lock_.clear(std::memory_order_release); }
-    Guard(const Guard&) = delete;
-    Guard& operator=(const Guard&) = delete;
 
-   private:
-    std::atomic_flag& lock_;
-  };
-
-  std::atomic_flag lock_ = ATOMIC_FLAG_INIT;
+  ZELSpinLock lock_;
   std::atomic<size_t> count_{0};
   std::unordered_map<const ZELObject*, void*> pointers_;
 };

@@ -2,10 +2,12 @@
 
 #include <cstdlib>
 #include <memory>
+#include <mutex>
 #include <new>
-#include <thread>
 #include <unordered_map>
 #include <vector>
+
+#include "model/zel_spin_lock.h"
 
 namespace zel_link {
 
@@ -28,7 +30,7 @@ namespace {
 class FarTable {
  public:
   Handle handleOf(const void* address) noexcept {
-    Guard guard(lock_);
+    std::lock_guard<ZELSpinLock> guard(lock_);
     const auto found = byAddress_.find(address);
     // Encoding an address nobody registered is a programming error.
     if (found == byAddress_.end()) std::abort();
@@ -41,7 +43,7 @@ class FarTable {
   }
 
   void add(const void* address) {
-    Guard guard(lock_);
+    std::lock_guard<ZELSpinLock> guard(lock_);
     const auto found = byAddress_.find(address);
     if (found != byAddress_.end()) {
       ++found->second.count;
@@ -70,7 +72,7 @@ class FarTable {
   }
 
   void drop(const void* address) noexcept {
-    Guard guard(lock_);
+    std::lock_guard<ZELSpinLock> guard(lock_);
     const auto found = byAddress_.find(address);
     if (found == byAddress_.end()) return;
     if (--found->second.count != 0) return;
@@ -81,18 +83,6 @@ class FarTable {
   }
 
  private:
-  class Guard {
-   public:
-    explicit Guard(std::atomic_flag& lock) : lock_(lock) {
-      while (lock_.test_and_set(std::memory_order_acquire)) std::this_thread::yield();
-    }
-    ~Guard() { lock_.clear(std::memory_order_release); }
-    Guard(const Guard&) = delete;
-    Guard& operator=(const Guard&) = delete;
-
-   private:
-    std::atomic_flag& lock_;
-  };
 
   struct Entry {
     uint32_t index;
@@ -106,7 +96,7 @@ class FarTable {
   static constexpr uint32_t kLargestIndex = uint32_t{1} << 26;
   static constexpr uint32_t kBlocks = kLargestIndex >> kBlockBits;
 
-  std::atomic_flag lock_ = ATOMIC_FLAG_INIT;
+  ZELSpinLock lock_;
   std::unordered_map<const void*, Entry> byAddress_;
   std::vector<uint32_t> freeIndexes_;
   uint32_t next_ = 0;

@@ -1,12 +1,12 @@
 #include "model/zel_object_pool.h"
 
 #include <algorithm>
-#include <atomic>
 #include <cstdint>
+#include <mutex>
 #include <new>
-#include <thread>
 
 #include "model/zel_link.h"
+#include "model/zel_spin_lock.h"
 
 #if defined(__linux__)
 #include <sys/mman.h>
@@ -45,7 +45,7 @@ class Pool {
  public:
   void* allocate(size_t size) {
     const size_t index = (size + kGranule - 1) / kGranule - 1;
-    Guard guard(lock_);
+    std::lock_guard<ZELSpinLock> guard(lock_);
     if (FreeBlock* block = free_[index]) {
       free_[index] = block->next;
       ++live_;
@@ -61,7 +61,7 @@ class Pool {
 
   void release(void* block, size_t size) noexcept {
     const size_t index = (size + kGranule - 1) / kGranule - 1;
-    Guard guard(lock_);
+    std::lock_guard<ZELSpinLock> guard(lock_);
     auto* freed = static_cast<FreeBlock*>(block);
     freed->next = free_[index];
     free_[index] = freed;
@@ -69,18 +69,6 @@ class Pool {
   }
 
  private:
-  class Guard {
-   public:
-    explicit Guard(std::atomic_flag& lock) : lock_(lock) {
-      while (lock_.test_and_set(std::memory_order_acquire)) std::this_thread::yield();
-    }
-    ~Guard() { lock_.clear(std::memory_order_release); }
-    Guard(const Guard&) = delete;
-    Guard& operator=(const Guard&) = delete;
-
-   private:
-    std::atomic_flag& lock_;
-  };
 
   // A new chunk becomes the stretch blocks are cut from; what was left of
   // the previous one stays unused until every block is freed. Chunks come
@@ -162,7 +150,7 @@ class Pool {
     cursor_ = end_ = nullptr;
   }
 
-  std::atomic_flag lock_ = ATOMIC_FLAG_INIT;
+  ZELSpinLock lock_;
   FreeBlock* free_[kClasses] = {};
   Chunk* chunks_ = nullptr;  // those from the heap
   static constexpr uintptr_t kSmallestRegion = uintptr_t{64} << 20;

@@ -390,8 +390,7 @@ std::string SqlNames::assign(const ZELModel& model, const SqlDialect& dialect) {
     dialect.appendIdentifier(quoted, name.name);
     name.quoted = quoted == name.name ? name.name : texts_.keep(quoted);
   }
-  unnamedQuoted_ = dialect.quoteIdentifier("");
-  unnamed_.quoted = unnamedQuoted_;
+  unnamed_.quoted = texts_.keep(dialect.quoteIdentifier(""));
   return error;
 }
 

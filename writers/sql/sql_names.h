@@ -52,7 +52,6 @@ class SqlNames {
   NameArena texts_;
   std::deque<Name> names_;  // in place for the map's life
   ZELFlatMap<const ZELObject*, Name, ZELAddressHash> byObject_;
-  std::string unnamedQuoted_;
   Name unnamed_;  // "" quoted
   const ZELPackage* engineSchema_ = nullptr;
 };
