@@ -13,13 +13,21 @@ bool UnlinkedFile::create(const char* stem, std::string& error) {
   discard();
   const char* base = std::getenv("TMPDIR");
   const std::string folder = base != nullptr && base[0] != '\0' ? base : "/tmp";
-  std::string pattern = folder + "/" + stem + "-XXXXXX";
-  descriptor_ = mkostemp(pattern.data(), O_CLOEXEC);
+#if defined(O_TMPFILE)
+  // A file that never has a name: not even a SIGKILL can leave it behind.
+  descriptor_ = open(folder.c_str(), O_TMPFILE | O_RDWR | O_CLOEXEC, 0600);
+#endif
   if (descriptor_ < 0) {
-    error = "cannot make a temporary file in '" + folder + "': " + std::strerror(errno);
-    return false;
+    // File systems without unnamed files: named for the moment between
+    // making and unlinking.
+    std::string pattern = folder + "/" + stem + "-XXXXXX";
+    descriptor_ = mkostemp(pattern.data(), O_CLOEXEC);
+    if (descriptor_ < 0) {
+      error = "cannot make a temporary file in '" + folder + "': " + std::strerror(errno);
+      return false;
+    }
+    unlink(pattern.c_str());
   }
-  unlink(pattern.c_str());
   path_ = "/proc/self/fd/" + std::to_string(descriptor_);
   return true;
 }

@@ -1,7 +1,8 @@
-// A temporary file that is unlinked as soon as it is made and reached by
-// name through /proc while it is open, so that no path of the program (a
-// signal, a crash) leaves it behind: the copy of standard input, a
-// database's catalog written as an extract.
+// A temporary file without a name in the file system (made unnamed, or
+// unlinked as soon as it is made where the file system cannot) and reached
+// through /proc while it is open, so that no path of the program (a signal,
+// a crash) leaves it behind: the copy of standard input, a database's
+// catalog written as an extract.
 #pragma once
 
 #include <cstddef>
@@ -16,8 +17,8 @@ class UnlinkedFile {
   UnlinkedFile& operator=(const UnlinkedFile&) = delete;
   ~UnlinkedFile() { discard(); }
 
-  // Makes the file in $TMPDIR (else /tmp), named after `stem` while it has a
-  // name. False with `error` set when it cannot be made.
+  // Makes the file in $TMPDIR (else /tmp), named after `stem` for the moment
+  // it has a name. False with `error` set when it cannot be made.
   bool create(const char* stem, std::string& error);
   // Appends bytes. False with `error` set (errno's text) when they cannot be
   // written.

@@ -45,13 +45,59 @@ bool NodeIdRegistry::addInOrder(long id, void* node) {
     std::unique_ptr<OrderedChunk> made(new OrderedChunk);
     ordered_.push_back(std::move(made));
   }
-  if (runFirstIds_.size() * kRunIds <= count_) runFirstIds_.push_back(narrow);
   OrderedChunk& chunk = *ordered_[count_ / kChunkRecords];
+  const size_t run = at / kRunIds;
+  const char* const address = static_cast<const char*>(node);
+  const char* const first = at % kRunIds == 0 ? address : chunk.runNodes[run];
+  // Taken as integers: the nodes need not lie in one object.
+  const auto distance = static_cast<intptr_t>(reinterpret_cast<uintptr_t>(address) -
+                                              reinterpret_cast<uintptr_t>(first));
+  const bool far = distance <= kFarNode || distance > INT16_MAX;
+  if (far) farNodes_.push_back(FarNode{count_, node});
+  if (runFirstIds_.size() * kRunIds <= count_) {
+    try {
+      runFirstIds_.push_back(narrow);
+    } catch (...) {
+      if (far) farNodes_.pop_back();
+      throw;
+    }
+  }
+  chunk.runNodes[run] = first;
+  chunk.offsets[at] = far ? kFarNode : static_cast<int16_t>(distance);
   chunk.ids[at] = narrow;
-  chunk.nodes[at] = node;
   ++count_;
   return true;
 }
+
+void* NodeIdRegistry::orderedNode(size_t record) const noexcept {
+  const OrderedChunk& chunk = *ordered_[record / kChunkRecords];
+  const size_t at = record % kChunkRecords;
+  const int16_t offset = chunk.offsets[at];
+  if (offset == kFarNode) {
+    const auto far =
+        std::lower_bound(farNodes_.begin(), farNodes_.end(), record,
+                         [](const FarNode& held, size_t wanted) { return held.record < wanted; });
+    return far->node;
+  }
+  const auto base = reinterpret_cast<uintptr_t>(chunk.runNodes[at / kRunIds]);
+  return reinterpret_cast<void*>(base + static_cast<uintptr_t>(static_cast<intptr_t>(offset)));
+}
+
+namespace {
+
+// The last of `count` ascending ids whose first is not above `id` that is
+// not above it either. Halving without a branch on the comparison: the ids
+// looked up follow no pattern the processor could predict.
+const uint32_t* lastNotAbove(const uint32_t* ids, size_t count, uint32_t id) noexcept {
+  while (count > 1) {
+    const size_t half = count / 2;
+    ids = ids[half] <= id ? ids + half : ids;
+    count -= half;
+  }
+  return ids;
+}
+
+}  // namespace
 
 void* NodeIdRegistry::findInOrder(long id) noexcept {
   if (id < 0 || id > static_cast<long>(UINT32_MAX) || runFirstIds_.empty()) return nullptr;
@@ -89,17 +135,16 @@ void* NodeIdRegistry::findInOrder(long id) noexcept {
       high = low;
     }
   }
-  const size_t run =
-      static_cast<size_t>(std::upper_bound(firsts + low, firsts + high, narrow) - firsts) - 1;
+  const size_t run = static_cast<size_t>(lastNotAbove(firsts + low, high - low, narrow) - firsts);
   lastRun_ = run;
   // The last record of the id in the run is the newest.
   const size_t first = run * kRunIds;
   const size_t end = std::min(first + kRunIds, count_);  // a run never leaves its chunk
   const OrderedChunk& chunk = *ordered_[first / kChunkRecords];
-  const uint32_t* ids = chunk.ids + first % kChunkRecords;
-  const size_t record =
-      static_cast<size_t>(std::upper_bound(ids, ids + (end - first), narrow) - chunk.ids) - 1;
-  return chunk.ids[record] == narrow ? chunk.nodes[record] : nullptr;
+  const size_t record = static_cast<size_t>(
+      lastNotAbove(chunk.ids + first % kChunkRecords, end - first, narrow) - chunk.ids);
+  return chunk.ids[record] == narrow ? orderedNode(first - first % kChunkRecords + record)
+                                     : nullptr;
 }
 
 void NodeIdRegistry::bucketRuns() noexcept {
@@ -131,8 +176,8 @@ void NodeIdRegistry::leaveOrder() {
   count_ = 0;
   try {
     for (size_t record = 0; record < count; ++record) {
-      const OrderedChunk& chunk = *ordered_[record / kChunkRecords];
-      addOffOrder(chunk.ids[record % kChunkRecords], chunk.nodes[record % kChunkRecords]);
+      addOffOrder(ordered_[record / kChunkRecords]->ids[record % kChunkRecords],
+                  orderedNode(record));
     }
   } catch (...) {
     forgetOffOrder();
@@ -141,6 +186,7 @@ void NodeIdRegistry::leaveOrder() {
   }
   ascending_ = false;
   std::vector<std::unique_ptr<OrderedChunk>>().swap(ordered_);
+  std::vector<FarNode>().swap(farNodes_);
   std::vector<uint32_t>().swap(runFirstIds_);
   std::vector<uint32_t>().swap(bucketRuns_);
   bucketedRuns_ = 0;
@@ -232,6 +278,7 @@ void NodeIdRegistry::forgetOffOrder() noexcept {
 void NodeIdRegistry::empty() noexcept {
   ascending_ = true;
   std::vector<std::unique_ptr<OrderedChunk>>().swap(ordered_);
+  std::vector<FarNode>().swap(farNodes_);
   std::vector<uint32_t>().swap(runFirstIds_);
   std::vector<uint32_t>().swap(bucketRuns_);
   bucketedRuns_ = 0;

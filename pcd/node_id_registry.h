@@ -4,7 +4,7 @@
 //
 // Files list their records by ascending id. While every id is at least the
 // one before it (and fits in 32 bits), the registry keeps the ids and nodes
-// in file order, 12 bytes per record, and every kRunIds-th id: a look-up
+// in file order, about 6 bytes per record, and every kRunIds-th id: a look-up
 // searches those, then the run of kRunIds ids that holds the id, whose last
 // node is the newest. Adding is an append. The first id out of order moves
 // every node to the structures below, as if they had held them throughout.
@@ -65,15 +65,28 @@ class NodeIdRegistry {
   void empty() noexcept;
 
  private:
-  // Ids and nodes in file order, while they ascend.
+  // Ids and nodes in file order, while they ascend. A node is kept as its
+  // distance in bytes from the first node of its run: nodes made one after
+  // another lie close together. A node too far for that is kFarNode, and
+  // its address is in farNodes_.
   static constexpr size_t kRunIds = 32;
   static constexpr size_t kChunkRecords = size_t{1} << 13;  // a multiple of kRunIds
+  static constexpr int16_t kFarNode = INT16_MIN;
   struct OrderedChunk {
     uint32_t ids[kChunkRecords];
-    void* nodes[kChunkRecords];
+    int16_t offsets[kChunkRecords];
+    const char* runNodes[kChunkRecords / kRunIds];  // the first node of each run
   };
   bool addInOrder(long id, void* node);
   void* findInOrder(long id) noexcept;
+  // The node of the `record`-th record held in order.
+  void* orderedNode(size_t record) const noexcept;
+  // The nodes too far from the first of their run, by record, ascending.
+  struct FarNode {
+    size_t record;
+    void* node;
+  };
+  std::vector<FarNode> farNodes_;
   // Moves every node held in order to the index and the table; on failure
   // (out of memory) the registry is as it was.
   void leaveOrder();

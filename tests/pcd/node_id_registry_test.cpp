@@ -1,6 +1,7 @@
 // The id registry against a plain map of the newest node per id, over ids
 // in ascending order, on the direct index, off it (negative, far apart) and
-// ids that move onto the index after they were first registered off it.
+// ids that move onto the index after they were first registered off it,
+// with nodes side by side and far apart.
 #include "pcd/node_id_registry.h"
 
 #include <map>
@@ -18,10 +19,15 @@ long idOf(const void* node) {
 void expectSameAsMap(const std::vector<long>& ids) {
   NodeIdRegistry registry(idOf);
   std::map<long, void*> newest;
-  const std::vector<long> nodes = ids;
+  // Nodes mostly side by side, as an arena places them, every third one far
+  // from its neighbours (the registry keeps near ones by their distance).
+  constexpr size_t kGap = 1 << 16;
+  std::vector<long> nodes(2 * ids.size() + kGap);
   for (size_t at = 0; at < ids.size(); ++at) {
-    registry.add(ids[at], const_cast<long*>(&nodes[at]));
-    newest[ids[at]] = const_cast<long*>(&nodes[at]);
+    long* node = &nodes[at % 3 == 2 ? ids.size() + kGap + at : at];
+    *node = ids[at];
+    registry.add(ids[at], node);
+    newest[ids[at]] = node;
   }
   for (const auto& [id, node] : newest) {
     EXPECT_EQ(registry.find(id), node) << id;
