@@ -41,6 +41,11 @@ void prepareHeapForImport(uintmax_t inputBytes) {
   const size_t probe = size_t{4} << 20;
   mallopt(M_MMAP_THRESHOLD, 32 << 20);
   mallopt(M_TOP_PAD, static_cast<int>(reserve));
+  // One heap for every thread: what the side scan frees (its tables, a few
+  // MB) is then reused by the import. A heap of its own would keep those
+  // pages to the end, since the padding above stops it from shrinking. The
+  // side scan allocates seldom, so the threads hardly wait for each other.
+  mallopt(M_ARENA_MAX, 1);
   void* block = std::malloc(probe);
   if (block == nullptr) return;
   const auto start = reinterpret_cast<uintptr_t>(block);
