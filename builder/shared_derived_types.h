@@ -14,10 +14,11 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <memory>
+#include <new>
 #include <unordered_map>
 
 #include "model/zel_type.h"
-#include "zel_flat_map.h"
 #include "zel_keyed_hash.h"
 #include "zel_string.h"
 
@@ -31,21 +32,24 @@ class SharedDerivedTypes {
   // and `scale`, or null when none was kept yet.
   ZELDerivedType* find(const Rel_dtNode* nativeType, const ZELString& nativeName, int length,
                        int scale) {
-    if (ZELDerivedType* byNode = byNode_.find(NodeKey{nativeType, length, scale})) return byNode;
+    const NodeKey key{nativeType, length, scale};
+    Recent* slot = recentSlot(key);
+    if (slot != nullptr && slot->type != nullptr && slot->key == key) return slot->type;
     const auto byName = byName_.find(NameKey{nativeName, length, scale});
     if (byName == byName_.end()) return nullptr;
-    byNode_.add(NodeKey{nativeType, length, scale}, byName->second);
+    if (slot != nullptr) *slot = Recent{key, byName->second};
     return byName->second;
   }
   // Keeps `type` as the one for these values (find returned null for them).
   void keep(const Rel_dtNode* nativeType, const ZELString& nativeName, int length, int scale,
             ZELDerivedType* type) {
     byName_.emplace(NameKey{nativeName, length, scale}, type);
-    byNode_.add(NodeKey{nativeType, length, scale}, type);
+    const NodeKey key{nativeType, length, scale};
+    if (Recent* slot = recentSlot(key)) *slot = Recent{key, type};
   }
   // Forgets every type (the model owns them). Allocates nothing.
   void clear() noexcept {
-    byNode_.clear();
+    recent_.reset();
     byName_.clear();
   }
 
@@ -86,8 +90,27 @@ class SharedDerivedTypes {
   };
   // By native type record first (no text hashed per column), then by name:
   // records of one native name share their types. The first is looked up
-  // once per column, so a flat table.
-  ZELFlatMap<NodeKey, ZELDerivedType, NodeKeyHash> byNode_;
+  // once per column, in a table of the values met last, one place per hash,
+  // that forgets what another key takes the place of: the columns of one
+  // table mostly come together and use few native types, so nearly every
+  // column finds its values there, and the table stays this size however
+  // many native type records a file holds. What it forgot is found by name.
+  struct Recent {
+    NodeKey key;
+    ZELDerivedType* type;  // null: an empty place
+  };
+  static constexpr unsigned kRecentBits = 12;
+  // The place of `key`, the table made on first use; null when there is no
+  // memory for it (the look-up then goes by name).
+  Recent* recentSlot(const NodeKey& key) noexcept {
+    if (recent_ == nullptr) {
+      recent_.reset(new (std::nothrow) Recent[size_t{1} << kRecentBits]());
+      if (recent_ == nullptr) return nullptr;
+    }
+    const uint64_t hash = NodeKeyHash()(key);
+    return &recent_[(hash * 0x9E3779B97F4A7C15ull) >> (64 - kRecentBits)];
+  }
+  std::unique_ptr<Recent[]> recent_;
   std::unordered_map<NameKey, ZELDerivedType*, NameKeyHash> byName_;
 };
 

@@ -1,5 +1,8 @@
 // Columns with their derived types, keys with their position indexes, and
 // index-only keys.
+#include <set>
+#include <string>
+
 #include <gtest/gtest.h>
 
 #include "model_queries.h"
@@ -230,6 +233,44 @@ TEST(Columns, EqualTypeValuesShareTheTypeOfTheirFirstColumn) {
   const long types = result.model->types().count();
   factorizeTypes(result.model.get());
   EXPECT_EQ(result.model->types().count(), types);
+}
+
+// More native type records and lengths than the look-up keeps at hand: the
+// values it no longer holds are found again by name, so a column still
+// takes the type of the first column with its values.
+TEST(Columns, ManyNativeTypesShareTypesAsFew) {
+  constexpr long kNativeTypes = 3000;
+  PcdWriter pcd;
+  pcd.basicCatalog().table(10, "T").tableAt(11, 10, 4);
+  // Two records per native name: the second one's columns share the first's.
+  for (long at = 0; at < kNativeTypes; ++at) {
+    pcd.relDt(1000 + at, "N" + std::to_string(at / 2));
+  }
+  long id = 10000;
+  for (int pass = 0; pass < 2; ++pass) {
+    for (long at = 0; at < kNativeTypes; ++at) {
+      const std::string name = "C" + std::to_string(pass) + "_" + std::to_string(at);
+      pcd.relCol(id, 1000 + at, name, 1 + (at / 2) % 3).tblCol(id + 1, 10, id, "N", 1);
+      id += 2;
+    }
+  }
+  ImportResult result = pcd.import();
+  ASSERT_EQ(result.error, "");
+  ZELClass* table = onlyClass(*result.model, "T");
+  ASSERT_NE(table, nullptr);
+  std::set<const ZELDerivedType*> distinct;
+  for (long at = 0; at < kNativeTypes; ++at) {
+    const auto* first = typeOf(columnOf(table, "C0_" + std::to_string(at)));
+    ASSERT_NE(first, nullptr);
+    // The other record of the name, with the same length.
+    EXPECT_EQ(typeOf(columnOf(table, "C0_" + std::to_string(at ^ 1))), first) << at;
+    EXPECT_EQ(typeOf(columnOf(table, "C1_" + std::to_string(at))), first) << at;
+    distinct.insert(first);
+  }
+  long types = 0;
+  for (ZELType* each : result.model->types()) types += each->isInstanceOf(ZEL_ET_DERIVED_TYPE);
+  EXPECT_EQ(distinct.size(), static_cast<size_t>(kNativeTypes / 2));
+  EXPECT_EQ(types, static_cast<long>(distinct.size()));
 }
 
 }  // namespace
