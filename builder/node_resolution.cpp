@@ -1,7 +1,9 @@
 // Grouping the record nodes by kind and dispatching the relationship records
 // in their fixed order; resolving the ids that records carry.
 #include <algorithm>
+#include <cstdint>
 #include <iterator>
+#include <new>
 #include <vector>
 
 #include "bridge/import_bridge.h"
@@ -51,6 +53,8 @@ void ZELCaRepositoryDsOdbcImportBridge::processNodes() {
   // sorted, its records of one id neighbours: the kept nodes are walked
   // there. Otherwise every node is listed and stably sorted by id, so that
   // records that share an id stay in file order.
+  // No file fits in memory with more records than a place (below) counts.
+  if (static_cast<unsigned long>(idRegistry.count()) > UINT32_MAX) throw std::bad_alloc();
   std::vector<Node*> nodes;
   if (!idRegistry.holdsIdsInOrder()) {
     nodes.reserve(static_cast<size_t>(idRegistry.count()));
@@ -66,24 +70,33 @@ void ZELCaRepositoryDsOdbcImportBridge::processNodes() {
     }
     nodes.erase(kept, nodes.end());
   }
-  // Calls visit(node) for every kept node in ascending id.
-  auto forEachKept = [this, &nodes](auto visit) {
-    if (!idRegistry.holdsIdsInOrder()) {
-      for (Node* node : nodes) visit(node);
+  // Calls visit(node, place) for every kept node in ascending id. Its place
+  // finds it again (nodeAt): its record's number in the registry while ids
+  // are in order, else its index in `nodes`. Places take half a pointer.
+  const bool inOrder = idRegistry.holdsIdsInOrder();
+  auto forEachKept = [this, inOrder, &nodes](auto visit) {
+    if (!inOrder) {
+      for (size_t at = 0; at < nodes.size(); ++at) visit(nodes[at], static_cast<uint32_t>(at));
       return;
     }
     Node* previous = nullptr;
+    uint32_t record = 0;
     forEachNode([&](Node* node) {
-      if (previous != nullptr && previous->id != node->id) visit(previous);
+      if (previous != nullptr && previous->id != node->id) visit(previous, record - 1);
       previous = node;
+      ++record;
     });
-    if (previous != nullptr) visit(previous);
+    if (previous != nullptr) visit(previous, record - 1);
+  };
+  auto nodeAt = [this, inOrder, &nodes](uint32_t place) {
+    return inOrder ? static_cast<Node*>(idRegistry.orderedNode(place)) : nodes[place];
   };
 
-  // Grouping: one vector per dispatch step, of the nodes of its kind; the
-  // other kinds are only looked up by id and need none. Counting first makes
-  // every vector at its final size once, and each is freed as soon as its
-  // step is done, so the model grows into the memory they leave.
+  // Grouping: one vector per dispatch step, of the places of the nodes of
+  // its kind; the other kinds are only looked up by id and need none.
+  // Counting first makes every vector at its final size once, and each is
+  // freed as soon as its step is done, so the model grows into the memory
+  // they leave.
   constexpr size_t kSteps = std::size(kDispatchOrder);
   int stepOfKind[kRecordKinds];
   std::fill(std::begin(stepOfKind), std::end(stepOfKind), -1);
@@ -95,22 +108,21 @@ void ZELCaRepositoryDsOdbcImportBridge::processNodes() {
     }
   }
   size_t counts[kSteps] = {};
-  forEachKept([&](const Node* node) {
+  forEachKept([&](const Node* node, uint32_t) {
     const int step = stepOfKind[static_cast<int>(node->kind)];
     if (step >= 0) ++counts[step];
   });
-  std::vector<Node*> byStep[kSteps];
+  std::vector<uint32_t> byStep[kSteps];
   for (size_t step = 0; step < kSteps; ++step) byStep[step].reserve(counts[step]);
-  forEachKept([&](Node* node) {
+  forEachKept([&](const Node* node, uint32_t place) {
     const int step = stepOfKind[static_cast<int>(node->kind)];
-    if (step >= 0) byStep[step].push_back(node);
+    if (step >= 0) byStep[step].push_back(place);
   });
-  std::vector<Node*>().swap(nodes);
 
   // Dispatch.
   for (size_t step = 0; step < kSteps; ++step) {
-    for (Node* node : byStep[step]) kDispatchOrder[step].process(this, node);
-    std::vector<Node*>().swap(byStep[step]);
+    for (const uint32_t place : byStep[step]) kDispatchOrder[step].process(this, nodeAt(place));
+    std::vector<uint32_t>().swap(byStep[step]);
   }
 }
 

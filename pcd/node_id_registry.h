@@ -59,6 +59,9 @@ class NodeIdRegistry {
   // True while every id came in ascending order: the nodes in the order
   // they were added are then in ascending id, those of one id neighbours.
   bool holdsIdsInOrder() const { return ascending_; }
+  // The node of the `record`-th record added (from 0), while ids are held in
+  // order.
+  void* orderedNode(size_t record) const noexcept;
   // Records registered, those hidden by a later one included.
   long count() const { return static_cast<long>(count_); }
   // Forgets every node (destroys none) and frees the memory. Allocates nothing.
@@ -79,8 +82,6 @@ class NodeIdRegistry {
   };
   bool addInOrder(long id, void* node);
   void* findInOrder(long id) noexcept;
-  // The node of the `record`-th record held in order.
-  void* orderedNode(size_t record) const noexcept;
   // The nodes too far from the first of their run, by record, ascending.
   struct FarNode {
     size_t record;
