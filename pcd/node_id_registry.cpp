@@ -34,11 +34,8 @@ void NodeIdRegistry::add(long id, void* node) {
 bool NodeIdRegistry::addInOrder(long id, void* node) {
   if (id < 0 || id > static_cast<long>(UINT32_MAX)) return false;
   const auto narrow = static_cast<uint32_t>(id);
+  if (count_ > 0 && narrow < lastId_) return false;
   const size_t at = count_ % kChunkRecords;
-  if (count_ > 0) {
-    const OrderedChunk& last = *ordered_[(count_ - 1) / kChunkRecords];
-    if (narrow < last.ids[(count_ - 1) % kChunkRecords]) return false;
-  }
   // Each allocation is kept once made, so that a failure changes nothing
   // that a retry would see.
   if (ordered_.size() * kChunkRecords <= count_) {
@@ -47,26 +44,53 @@ bool NodeIdRegistry::addInOrder(long id, void* node) {
   }
   OrderedChunk& chunk = *ordered_[count_ / kChunkRecords];
   const size_t run = at / kRunIds;
+  const size_t place = at % kRunIds;
+  const bool opensRun = place == 0;
   const char* const address = static_cast<const char*>(node);
-  const char* const first = at % kRunIds == 0 ? address : chunk.runNodes[run];
+  const char* const first = opensRun ? address : chunk.runNodes[run];
   // Taken as integers: the nodes need not lie in one object.
   const auto distance = static_cast<intptr_t>(reinterpret_cast<uintptr_t>(address) -
                                               reinterpret_cast<uintptr_t>(first));
   const bool far = distance <= kFarNode || distance > INT16_MAX;
+  const uint32_t step = opensRun ? 0 : narrow - runFirstIds_[count_ / kRunIds];
+  const bool wide = !opensRun && chunk.isWide(run);
+  const bool widens = !opensRun && !wide && step > UINT16_MAX;
   if (far) farNodes_.push_back(FarNode{count_, node});
-  if (runFirstIds_.size() * kRunIds <= count_) {
-    try {
+  try {
+    if (opensRun) {
       runFirstIds_.push_back(narrow);
-    } catch (...) {
-      if (far) farNodes_.pop_back();
-      throw;
+      chunk.wideRuns[run / 64] &= ~(uint64_t{1} << (run % 64));
+    } else if (widens) {
+      WideRun made{count_ / kRunIds, {}};
+      for (size_t before = 0; before < place; ++before) {
+        made.ids[before] = runFirstIds_[made.run] + chunk.idSteps[at - place + before];
+      }
+      wideRuns_.push_back(made);
+      chunk.wideRuns[run / 64] |= uint64_t{1} << (run % 64);
     }
+  } catch (...) {
+    if (far) farNodes_.pop_back();
+    throw;
   }
+  if (wide || widens) wideRuns_.back().ids[place] = narrow;
+  chunk.idSteps[at] = static_cast<uint16_t>(step);  // unread in a wide run
   chunk.runNodes[run] = first;
   chunk.offsets[at] = far ? kFarNode : static_cast<int16_t>(distance);
-  chunk.ids[at] = narrow;
+  lastId_ = narrow;
   ++count_;
   return true;
+}
+
+const NodeIdRegistry::WideRun& NodeIdRegistry::wideRun(size_t run) const noexcept {
+  return *std::lower_bound(wideRuns_.begin(), wideRuns_.end(), run,
+                           [](const WideRun& held, size_t wanted) { return held.run < wanted; });
+}
+
+uint32_t NodeIdRegistry::orderedId(size_t record) const noexcept {
+  const OrderedChunk& chunk = *ordered_[record / kChunkRecords];
+  const size_t at = record % kChunkRecords;
+  if (chunk.isWide(at / kRunIds)) return wideRun(record / kRunIds).ids[record % kRunIds];
+  return runFirstIds_[record / kRunIds] + chunk.idSteps[at];
 }
 
 void* NodeIdRegistry::orderedNode(size_t record) const noexcept {
@@ -88,7 +112,8 @@ namespace {
 // The last of `count` ascending ids whose first is not above `id` that is
 // not above it either. Halving without a branch on the comparison: the ids
 // looked up follow no pattern the processor could predict.
-const uint32_t* lastNotAbove(const uint32_t* ids, size_t count, uint32_t id) noexcept {
+template <class Id>
+const Id* lastNotAbove(const Id* ids, size_t count, Id id) noexcept {
   while (count > 1) {
     const size_t half = count / 2;
     ids = ids[half] <= id ? ids + half : ids;
@@ -141,10 +166,22 @@ void* NodeIdRegistry::findInOrder(long id) noexcept {
   const size_t first = run * kRunIds;
   const size_t end = std::min(first + kRunIds, count_);  // a run never leaves its chunk
   const OrderedChunk& chunk = *ordered_[first / kChunkRecords];
-  const size_t record = static_cast<size_t>(
-      lastNotAbove(chunk.ids + first % kChunkRecords, end - first, narrow) - chunk.ids);
-  return chunk.ids[record] == narrow ? orderedNode(first - first % kChunkRecords + record)
-                                     : nullptr;
+  const size_t at = first % kChunkRecords;
+  size_t place;
+  if (chunk.isWide(at / kRunIds)) {
+    const uint32_t* ids = wideRun(run).ids;
+    place = static_cast<size_t>(lastNotAbove(ids, end - first, narrow) - ids);
+    if (ids[place] != narrow) return nullptr;
+  } else {
+    // Steps in a run that is not wide are below 2^16: an id further on
+    // is searched as the largest step, then told apart by its own.
+    const uint32_t step = narrow - firsts[run];
+    const uint16_t* steps = chunk.idSteps + at;
+    const auto sought = static_cast<uint16_t>(std::min<uint32_t>(step, UINT16_MAX));
+    place = static_cast<size_t>(lastNotAbove(steps, end - first, sought) - steps);
+    if (steps[place] != step) return nullptr;
+  }
+  return orderedNode(first + place);
 }
 
 void NodeIdRegistry::bucketRuns() noexcept {
@@ -176,8 +213,7 @@ void NodeIdRegistry::leaveOrder() {
   count_ = 0;
   try {
     for (size_t record = 0; record < count; ++record) {
-      addOffOrder(ordered_[record / kChunkRecords]->ids[record % kChunkRecords],
-                  orderedNode(record));
+      addOffOrder(orderedId(record), orderedNode(record));
     }
   } catch (...) {
     forgetOffOrder();
@@ -187,6 +223,7 @@ void NodeIdRegistry::leaveOrder() {
   ascending_ = false;
   std::vector<std::unique_ptr<OrderedChunk>>().swap(ordered_);
   std::vector<FarNode>().swap(farNodes_);
+  std::vector<WideRun>().swap(wideRuns_);
   std::vector<uint32_t>().swap(runFirstIds_);
   std::vector<uint32_t>().swap(bucketRuns_);
   bucketedRuns_ = 0;
@@ -279,6 +316,7 @@ void NodeIdRegistry::empty() noexcept {
   ascending_ = true;
   std::vector<std::unique_ptr<OrderedChunk>>().swap(ordered_);
   std::vector<FarNode>().swap(farNodes_);
+  std::vector<WideRun>().swap(wideRuns_);
   std::vector<uint32_t>().swap(runFirstIds_);
   std::vector<uint32_t>().swap(bucketRuns_);
   bucketedRuns_ = 0;

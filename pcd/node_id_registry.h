@@ -4,7 +4,7 @@
 //
 // Files list their records by ascending id. While every id is at least the
 // one before it (and fits in 32 bits), the registry keeps the ids and nodes
-// in file order, about 6 bytes per record, and every kRunIds-th id: a look-up
+// in file order, about 4 bytes per record, and every kRunIds-th id: a look-up
 // searches those, then the run of kRunIds ids that holds the id, whose last
 // node is the newest. Adding is an append. The first id out of order moves
 // every node to the structures below, as if they had held them throughout.
@@ -68,26 +68,42 @@ class NodeIdRegistry {
   void empty() noexcept;
 
  private:
-  // Ids and nodes in file order, while they ascend. A node is kept as its
-  // distance in bytes from the first node of its run: nodes made one after
-  // another lie close together. A node too far for that is kFarNode, and
-  // its address is in farNodes_.
+  // Ids and nodes in file order, while they ascend, by runs of kRunIds
+  // records. An id is kept as its distance from the first id of its run
+  // (runFirstIds_): ids of neighbouring records are close. A run with an id
+  // too far for 16 bits is wide: its ids are kept whole in wideRuns_. A node
+  // is kept as its distance in bytes from the first node of its run: nodes
+  // made one after another lie close together. A node too far for that is
+  // kFarNode, and its address is in farNodes_.
   static constexpr size_t kRunIds = 32;
-  static constexpr size_t kChunkRecords = size_t{1} << 13;  // a multiple of kRunIds
+  static constexpr size_t kChunkRecords = size_t{1} << 13;  // a multiple of 64 runs
+  static constexpr size_t kChunkRuns = kChunkRecords / kRunIds;
   static constexpr int16_t kFarNode = INT16_MIN;
   struct OrderedChunk {
-    uint32_t ids[kChunkRecords];
+    uint16_t idSteps[kChunkRecords];  // from the first id of the run
     int16_t offsets[kChunkRecords];
-    const char* runNodes[kChunkRecords / kRunIds];  // the first node of each run
+    const char* runNodes[kChunkRuns];    // the first node of each run
+    uint64_t wideRuns[kChunkRuns / 64];  // a bit per run
+    bool isWide(size_t run) const noexcept { return (wideRuns[run / 64] >> (run % 64) & 1) != 0; }
   };
   bool addInOrder(long id, void* node);
   void* findInOrder(long id) noexcept;
+  // The id of the `record`-th record held in order.
+  uint32_t orderedId(size_t record) const noexcept;
   // The nodes too far from the first of their run, by record, ascending.
   struct FarNode {
     size_t record;
     void* node;
   };
   std::vector<FarNode> farNodes_;
+  // The ids of the wide runs, by run, ascending.
+  struct WideRun {
+    size_t run;
+    uint32_t ids[kRunIds];
+  };
+  std::vector<WideRun> wideRuns_;
+  const WideRun& wideRun(size_t run) const noexcept;
+  uint32_t lastId_ = 0;  // of the newest record held in order
   // Moves every node held in order to the index and the table; on failure
   // (out of memory) the registry is as it was.
   void leaveOrder();
