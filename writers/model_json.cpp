@@ -304,10 +304,11 @@ class ValuesAhead {
     if (helpers && values_[index].object == &value && values_[index].depth == json.depth()) {
       if (finished(run) == Run::kDone) {
         const Buffer& laidOut = bufferOf(run);
-        const size_t inRun = index % kRunLength;
-        const size_t begin = inRun == 0 ? 0 : laidOut.ends[inRun - 1];
-        json.raw(std::string_view(laidOut.text).substr(begin, laidOut.ends[inRun] - begin));
-        copied = true;
+        const Piece& piece = laidOut.pieces[index % kRunLength];
+        if (piece.laidOut) {
+          json.raw(std::string_view(laidOut.text).substr(piece.begin, piece.end - piece.begin));
+          copied = true;
+        }
       }
     }
     if (!copied) writeValue(json, types, value);
@@ -325,10 +326,17 @@ class ValuesAhead {
   static constexpr size_t kMinValues = 512;
   static constexpr size_t kRunLength = 32;
   static constexpr size_t kRunsAhead = 16;
+  // What the helper holds is bounded: it leaves to the writer a value of
+  // more parts than this (a design package of many elements, a table of
+  // many columns), which the writer then writes as it lays it out, and the
+  // rest of a run once its buffer holds this many bytes.
+  static constexpr long kMostPartsAhead = 2048;
+  static constexpr size_t kMostBytesPerRun = size_t{1} << 20;
 
   struct Value {
     const ZELObject* object;  // a table or a design package
     size_t depth;             // of the value in the document
+    bool ahead;               // false: the writer lays it out
   };
   static void writeValue(JsonWriter& json, TypeRefs& types, const ZELObject& value) {
     if (value.getElementType() == ZEL_ET_DESIGN_PACKAGE) {
@@ -344,9 +352,14 @@ class ValuesAhead {
   // The helper's runs in memory, in a ring of buffers reused run after run:
   // run r (odd) uses buffer r / 2 modulo the ring, free again once the
   // writer is done with run r - kRunsAhead.
+  struct Piece {
+    size_t begin = 0;
+    size_t end = 0;
+    bool laidOut = false;
+  };
   struct Buffer {
-    std::string text;  // the run's values, one after another
-    std::vector<size_t> ends;
+    std::string text;           // the run's values laid out, one after another
+    std::vector<Piece> pieces;  // one per value of the run
   };
   static constexpr size_t kBuffers = kRunsAhead / 2;
   Buffer& bufferOf(size_t run) { return buffers_[run / 2 % kBuffers]; }
@@ -363,12 +376,16 @@ class ValuesAhead {
       for (const ZELModelObject* object :
            static_cast<const ZELDataPackage&>(schema).modelObjects()) {
         if (object->getElementType() != ZEL_ET_CLASS) continue;
-        values_.push_back({object, kTopDepth + 2 * (path.depth() - 1)});
+        const auto& table = static_cast<const ZELClass&>(*object);
+        const long parts =
+            table.features().count() + table.keys().count() + table.indexes().count();
+        values_.push_back({object, kTopDepth + 2 * (path.depth() - 1), parts <= kMostPartsAhead});
       }
     });
     for (const ZELPackage* package : model.childPackages()) {
       if (package->getElementType() == ZEL_ET_DESIGN_PACKAGE) {
-        values_.push_back({package, kDesignPackageDepth});
+        const long parts = static_cast<const ZELDesignPackage&>(*package).elements().count();
+        values_.push_back({package, kDesignPackageDepth, parts <= kMostPartsAhead});
       }
     }
   }
@@ -392,20 +409,24 @@ class ValuesAhead {
       }
       Buffer& laidOut = bufferOf(run);
       laidOut.text.clear();
-      laidOut.ends.clear();
+      laidOut.pieces.assign(kRunLength, Piece());
       Run::State state = Run::kDone;
       try {
         const size_t first = run * kRunLength;
         const size_t last = std::min(first + kRunLength, values_.size());
-        laidOut.ends.reserve(last - first);
-        for (size_t index = first; index < last; ++index) {
+        for (size_t index = first; index < last && laidOut.text.size() < kMostBytesPerRun;
+             ++index) {
+          if (!values_[index].ahead) continue;
           if (fragment == nullptr || fragment->depth() != values_[index].depth) {
             fragment = std::make_unique<JsonWriter>(style, values_[index].depth);
           }
           fragment->clearFragment();
           writeValue(*fragment, types, *values_[index].object);
+          Piece& piece = laidOut.pieces[index - first];
+          piece.begin = laidOut.text.size();
           laidOut.text.append(fragment->fragment());
-          laidOut.ends.push_back(laidOut.text.size());
+          piece.end = laidOut.text.size();
+          piece.laidOut = true;
         }
       } catch (const std::exception&) {
         // Nothing may leave the helper. The writer lays these values out

@@ -94,8 +94,9 @@ TEST(ModelJsonReferences, CarryCatalogAndWholeSchemaPathOthersTheInnermostNames)
 
 // A model big enough for tables and design packages laid out ahead on a
 // second thread, with schemas nested to several depths and columns of shared
-// types: the document is the one the writer alone lays out, pretty and
-// compact.
+// types, and values the second thread leaves to the writer (tables and a
+// design package of many parts, runs of tables too big to hold): the
+// document is the one the writer alone lays out, pretty and compact.
 TEST(ModelJsonDocument, ValuesLaidOutAheadReadAsWrittenInOrder) {
   ZELModel model;
   auto* catalog = named<ZELDatabaseCatalog>("C");
@@ -117,7 +118,9 @@ TEST(ModelJsonDocument, ValuesLaidOutAheadReadAsWrittenInOrder) {
       auto* table = named<ZELClass>(("TABLE_" + std::to_string(serial)).c_str());
       ASSERT_TRUE(schema->addModelObject(table));
       tables.push_back(table);
-      for (int c = 0; c < serial % 3 + 1; ++c) {
+      // Many columns: every 50th table, and tables 96 to 127 (a run).
+      const int columns = serial % 50 == 7 ? 2100 : serial >= 96 && serial < 128 ? 900 : 0;
+      for (int c = 0; c < serial % 3 + 1 + columns; ++c) {
         auto* column = named<ZELAttribute>(("COLUMN_" + std::to_string(c)).c_str());
         ASSERT_TRUE(table->addFeature(column));
         column->addType(types[static_cast<size_t>((serial + c) % 3)]);
@@ -133,11 +136,20 @@ TEST(ModelJsonDocument, ValuesLaidOutAheadReadAsWrittenInOrder) {
     }
     parent = schema;
   }
-  // Design packages after the tables, enough for runs of their own.
+  auto* many = named<ZELDatabaseSchema>("MANY");
+  ASSERT_TRUE(catalog->addChildPackage(many));
+  for (int t = 0; t < 1500; ++t, ++serial) {
+    auto* table = named<ZELClass>(("M_" + std::to_string(serial)).c_str());
+    ASSERT_TRUE(many->addModelObject(table));
+    tables.push_back(table);
+  }
+  // Design packages after the tables, enough for runs of their own; a few
+  // of many elements.
   for (int p = 0; p < 100; ++p) {
     auto* package = named<ZELDesignPackage>(("PACKAGE_" + std::to_string(p)).c_str());
     ASSERT_TRUE(model.addChildPackage(package));
-    for (size_t e = 0; e < 3; ++e) {
+    const size_t elements = p % 16 == 5 ? tables.size() : 3;
+    for (size_t e = 0; e < elements; ++e) {
       ASSERT_TRUE(
           package->addModelElement(tables[(static_cast<size_t>(p) * 7 + e) % tables.size()]));
     }
