@@ -1,6 +1,7 @@
 // The checks of `pcd-import lint`, run over the imported model: one walk
 // collects the schemas and tables, then each group of rules looks at them.
 #include <algorithm>
+#include <initializer_list>
 #include <string>
 #include <string_view>
 #include <unordered_map>
@@ -49,6 +50,17 @@ std::string shownName(const ZELObject* object) {
   return shownName(nameView(object));
 }
 
+// The texts one after another, in one allocation: the message of every
+// finding of a large model.
+std::string joined(std::initializer_list<std::string_view> parts) {
+  size_t size = 0;
+  for (const std::string_view part : parts) size += part.size();
+  std::string text;
+  text.reserve(size);
+  for (const std::string_view part : parts) text.append(part);
+  return text;
+}
+
 // The first object of each name, names compared with their ASCII letters
 // lowered: what the rule on names that differ only in case looks up, for
 // every column of a model. The lowered names are kept once in an arena and
@@ -79,7 +91,8 @@ struct SchemaInfo {
 
 struct TableInfo {
   const ZELClass* table;
-  size_t schema;  // index into the schemas
+  size_t schema;              // index into the schemas
+  mutable std::string shown;  // SCHEMA.TABLE as messages show it, once asked for
 };
 
 // The columns of a class, in the model's order.
@@ -242,14 +255,20 @@ class Linter {
   void addOnTable(int rule, const TableInfo& info, LintObjectKind kind, const ZELObject* member,
                   std::string message) {
     const SchemaInfo& schema = schemas_[info.schema];
-    std::vector<std::string_view> path = schema.path;
+    std::vector<std::string_view> path;
+    path.reserve(schema.path.size() + 2);
+    path.assign(schema.path.begin(), schema.path.end());
     path.push_back(nameView(info.table));
     if (member != nullptr) path.push_back(nameView(member));
     add(rule, kind, std::move(path), schema.path.size() - 1, std::move(message));
   }
 
-  std::string tableName(const TableInfo& info) const {
-    return schemas_[info.schema].shownPath + "." + shownName(info.table);
+  // Made once per table: a table's columns, keys and indexes all name it.
+  const std::string& tableName(const TableInfo& info) const {
+    if (info.shown.empty()) {
+      info.shown = schemas_[info.schema].shownPath + "." + shownName(info.table);
+    }
+    return info.shown;
   }
 
   void collect() {
@@ -274,7 +293,7 @@ class Linter {
       if (type == ZEL_ET_CLASS || type == ZEL_ET_SQL_VIEW_ENTITY) {
         const auto* table = static_cast<const ZELClass*>(object);
         tableIndex_.emplace(table, tables_.size());
-        tables_.push_back({table, schemaIndex});
+        tables_.push_back({table, schemaIndex, {}});
         if (type == ZEL_ET_CLASS) {
           count(coverage.tables, *table);
           for (const ZELAttribute* column : columnsOf(*table)) count(coverage.columns, *column);
@@ -593,9 +612,9 @@ class Linter {
     if (!on(rule::kColumnWithoutDescription)) return;
     for (const ZELAttribute* column : columns) {
       if (!column->getDescription().isEmpty()) continue;
-      addOnTable(
-          rule::kColumnWithoutDescription, info, LintObjectKind::kColumn, column,
-          "column " + shownName(column) + " of table " + tableName(info) + " has no description");
+      addOnTable(rule::kColumnWithoutDescription, info, LintObjectKind::kColumn, column,
+                 joined({"column ", shownName(column), " of table ", tableName(info),
+                         " has no description"}));
     }
   }
 
@@ -716,8 +735,15 @@ class Linter {
   template <class MakePath, class MakeWhat>
   void checkNameAt(LintObjectKind kind, std::string_view name, size_t schemaNames,
                    MakePath makePath, MakeWhat makeWhat) {
+    // Names repeat from table to table (ID, NAME, ...): one found without a
+    // problem is not checked against the dialects again.
+    auto& clean = cleanNames_[static_cast<size_t>(kind)];
+    if (clean.find(name) != nullptr) return;
     const auto [quoting, length] = nameProblems(kind, name);
-    if (quoting.empty() && length.empty()) return;
+    if (quoting.empty() && length.empty()) {
+      if (clean.size() < kMostCleanNames) clean.add(name, &kClean);
+      return;
+    }
     const std::vector<std::string_view> path = makePath();
     const std::string what = makeWhat();
     if (!quoting.empty()) {
@@ -745,7 +771,7 @@ class Linter {
   }
 
   void checkColumnNames(const TableInfo& info, const std::vector<const ZELAttribute*>& columns) {
-    const std::string table = tableName(info);
+    const std::string& table = tableName(info);
     const bool view = info.table->getElementType() == ZEL_ET_SQL_VIEW_ENTITY;
     if (!view) checkName(info, LintObjectKind::kTable, nullptr, [&] { return "table " + table; });
     FirstOfLoweredName<ZELAttribute> byLower;
@@ -898,6 +924,12 @@ class Linter {
   LintResult result_;
   std::vector<SchemaInfo> schemas_;
   std::vector<TableInfo> tables_;
+  // Names without a problem, by kind of object. The names are the model's
+  // bytes. Bounded, for catalogs whose names seldom repeat.
+  static constexpr size_t kMostCleanNames = size_t{1} << 16;
+  static constexpr char kClean = 0;
+  ZELFlatMap<std::string_view, const char, zel_hash::TextHash>
+      cleanNames_[static_cast<size_t>(LintObjectKind::kIndex) + 1];
   std::unordered_map<const ZELClass*, size_t> tableIndex_;
   std::vector<Edge> edges_;
 };

@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <string>
 
 #include "lint_report.h"
@@ -63,12 +64,20 @@ bool writeLintText(std::FILE* out, const std::vector<LintedSource>& sources) {
       continue;
     }
     for (const LintFinding& finding : source.result.findings) {
-      const std::string where =
-          finding.line > 0 ? source.source + ":" + std::to_string(finding.line) : source.source;
+      if (finding.line > 0) {
+        std::fprintf(out, "%s:%ld: ", source.source.c_str(), finding.line);
+      } else {
+        std::fprintf(out, "%s: ", source.source.c_str());
+      }
       // One line each: names in the message may hold line breaks or bytes
-      // that are not UTF-8.
-      std::fprintf(out, "%s: %s: %s [%s]\n", where.c_str(), severityName(finding.severity),
-                   writers::commentText(finding.message).c_str(),
+      // that are not UTF-8. A message of printable ASCII, as most are, is
+      // written as it is.
+      const std::string& message = finding.message;
+      const bool printable = std::all_of(message.begin(), message.end(), [](char c) {
+        return static_cast<unsigned char>(c) >= 0x20 && static_cast<unsigned char>(c) < 0x7F;
+      });
+      std::fprintf(out, "%s: %s [%s]\n", severityName(finding.severity),
+                   printable ? message.c_str() : writers::commentText(message).c_str(),
                    lintRules()[static_cast<size_t>(finding.rule)].id);
     }
   }

@@ -32,6 +32,8 @@ class ZELFlatMap {
     place(Slot{key, value});
     ++count_;
   }
+  // The entries held.
+  size_t size() const noexcept { return count_; }
   // Makes room for `count` entries in all, so that adding them allocates
   // nothing more.
   void reserve(size_t count) {

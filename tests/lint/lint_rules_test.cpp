@@ -208,7 +208,12 @@ TEST(LintNames, QuotingLengthAndCase) {
   // Two more columns of ORDER whose names differ only in case from each other.
   pcd.relCol(220, 9, "Qty", 10, 0, 0, "d").tblCol(221, 200, 220, "N", 2);
   pcd.relCol(222, 9, "QTY", 10, 0, 0, "d").tblCol(223, 200, 222, "N", 3);
+  // A reserved word as a column of two tables: each is reported.
+  pcd.relCol(224, 9, "SELECT", 10, 0, 0, "d").tblCol(225, 200, 224, "N", 4);
+  pcd.relCol(324, 9, "SELECT", 10, 0, 0, "d").tblCol(325, 300, 324, "N", 2);
   Findings found = lintFindings(pcd);
+  EXPECT_TRUE(found.has("name-needs-quoting", "DB.S.ORDER.SELECT"));
+  EXPECT_TRUE(found.has("name-needs-quoting", "DB.S.ORDERS.SELECT"));
   EXPECT_TRUE(found.has("name-needs-quoting", "DB.S.ORDER"));
   EXPECT_NE(found.message("name-needs-quoting", "DB.S.ORDER")
                 .find("a reserved word (postgresql, mysql, sqlite)"),
