@@ -76,8 +76,9 @@ class NodeIdRegistry {
   // made one after another lie close together. A node too far for that is
   // kFarNode, and its address is in farNodes_.
   static constexpr size_t kRunIds = 32;
-  static constexpr size_t kChunkRecords = size_t{1} << 13;  // a multiple of 64 runs
+  static constexpr size_t kChunkRecords = size_t{1} << 13;
   static constexpr size_t kChunkRuns = kChunkRecords / kRunIds;
+  static_assert(kChunkRuns % 64 == 0, "the wide runs' bits fill whole words");
   static constexpr int16_t kFarNode = INT16_MIN;
   struct OrderedChunk {
     uint16_t idSteps[kChunkRecords];  // from the first id of the run
