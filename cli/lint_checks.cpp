@@ -254,13 +254,20 @@ class Linter {
   // keys or indexes.
   void addOnTable(int rule, const TableInfo& info, LintObjectKind kind, const ZELObject* member,
                   std::string message) {
+    add(rule, kind, pathOf(info, member), schemas_[info.schema].path.size() - 1,
+        std::move(message));
+  }
+
+  // The path of a table or view (`member` null) or of one of its columns,
+  // keys or indexes.
+  std::vector<std::string_view> pathOf(const TableInfo& info, const ZELObject* member) const {
     const SchemaInfo& schema = schemas_[info.schema];
     std::vector<std::string_view> path;
     path.reserve(schema.path.size() + 2);
     path.assign(schema.path.begin(), schema.path.end());
     path.push_back(nameView(info.table));
     if (member != nullptr) path.push_back(nameView(member));
-    add(rule, kind, std::move(path), schema.path.size() - 1, std::move(message));
+    return path;
   }
 
   // Made once per table: a table's columns, keys and indexes all name it.
@@ -759,15 +766,9 @@ class Linter {
   void checkName(const TableInfo& info, LintObjectKind kind, const ZELObject* member,
                  MakeWhat makeWhat) {
     if (!on(rule::kNameNeedsQuoting) && !on(rule::kNameTooLong)) return;
-    const SchemaInfo& schema = schemas_[info.schema];
-    const auto makePath = [&] {
-      std::vector<std::string_view> path = schema.path;
-      path.push_back(nameView(info.table));
-      if (member != nullptr) path.push_back(nameView(member));
-      return path;
-    };
-    checkNameAt(kind, nameView(member != nullptr ? member : info.table), schema.path.size() - 1,
-                makePath, makeWhat);
+    checkNameAt(
+        kind, nameView(member != nullptr ? member : info.table),
+        schemas_[info.schema].path.size() - 1, [&] { return pathOf(info, member); }, makeWhat);
   }
 
   void checkColumnNames(const TableInfo& info, const std::vector<const ZELAttribute*>& columns) {

@@ -1,4 +1,3 @@
-#include <algorithm>
 #include <string>
 
 #include "lint_report.h"
@@ -70,15 +69,12 @@ bool writeLintText(std::FILE* out, const std::vector<LintedSource>& sources) {
         std::fprintf(out, "%s: ", source.source.c_str());
       }
       // One line each: names in the message may hold line breaks or bytes
-      // that are not UTF-8. A message of printable ASCII, as most are, is
-      // written as it is.
-      const std::string& message = finding.message;
-      const bool printable = std::all_of(message.begin(), message.end(), [](char c) {
-        return static_cast<unsigned char>(c) >= 0x20 && static_cast<unsigned char>(c) < 0x7F;
-      });
-      std::fprintf(out, "%s: %s [%s]\n", severityName(finding.severity),
-                   printable ? message.c_str() : writers::commentText(message).c_str(),
-                   lintRules()[static_cast<size_t>(finding.rule)].id);
+      // that are not UTF-8.
+      std::string made;
+      const std::string_view message = writers::commentTextView(finding.message, made);
+      std::fprintf(out, "%s: ", severityName(finding.severity));
+      std::fwrite(message.data(), 1, message.size(), out);
+      std::fprintf(out, " [%s]\n", lintRules()[static_cast<size_t>(finding.rule)].id);
     }
   }
   const LintTotals totals = countFindings(sources);

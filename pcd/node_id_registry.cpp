@@ -74,7 +74,7 @@ bool NodeIdRegistry::addInOrder(long id, void* node) {
   }
   if (wide || widens) wideRuns_.back().ids[place] = narrow;
   chunk.idSteps[at] = static_cast<uint16_t>(step);  // unread in a wide run
-  chunk.runNodes[run] = first;
+  if (opensRun) chunk.runNodes[run] = address;
   chunk.offsets[at] = far ? kFarNode : static_cast<int16_t>(distance);
   lastId_ = narrow;
   ++count_;

@@ -5,6 +5,7 @@
 #include <new>
 #include <unordered_map>
 
+#include "model/zel_immortal.h"
 #include "model/zel_spin_lock.h"
 
 namespace {
@@ -38,17 +39,13 @@ class Table {
   }
 
  private:
-
   ZELSpinLock lock_;
   std::atomic<size_t> count_{0};
   std::unordered_map<const ZELObject*, void*> pointers_;
 };
 
-// Never destroyed: objects may be deleted during the exit of the process.
 Table& table() {
-  alignas(Table) static unsigned char storage[sizeof(Table)];
-  static Table* const instance = new (storage) Table;
-  return *instance;
+  return zelImmortal<Table>();
 }
 
 }  // namespace

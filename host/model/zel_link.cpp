@@ -7,6 +7,7 @@
 #include <unordered_map>
 #include <vector>
 
+#include "model/zel_immortal.h"
 #include "model/zel_spin_lock.h"
 
 namespace zel_link {
@@ -83,7 +84,6 @@ class FarTable {
   }
 
  private:
-
   struct Entry {
     uint32_t index;
     uint32_t count;
@@ -103,11 +103,8 @@ class FarTable {
   std::atomic<void**> blocks_[kBlocks] = {};
 };
 
-// Never destroyed: objects may be deleted during the exit of the process.
 FarTable& farTable() {
-  alignas(FarTable) static unsigned char storage[sizeof(FarTable)];
-  static FarTable* const instance = new (storage) FarTable;
-  return *instance;
+  return zelImmortal<FarTable>();
 }
 
 }  // namespace

@@ -75,6 +75,13 @@ inline void forget(const void* address) noexcept {
 // Hands the pool its region: [start, start + bytes). Called once, before any
 // object lives there.
 void setRegion(void* start, uintptr_t bytes) noexcept;
+// The region's first byte and size (0: none).
+inline char* regionStart() noexcept {
+  return reinterpret_cast<char*>(detail::regionStart.load(std::memory_order_relaxed));
+}
+inline uintptr_t regionBytes() noexcept {
+  return detail::regionBytes.load(std::memory_order_relaxed);
+}
 // The most bytes a region may have: its last granule's handle stays below
 // kFlagBit.
 constexpr uintptr_t kLargestRegion = (uintptr_t{kFlagBit} - 2) << 3;

@@ -5,6 +5,7 @@
 #include <mutex>
 #include <new>
 
+#include "model/zel_immortal.h"
 #include "model/zel_link.h"
 #include "model/zel_spin_lock.h"
 
@@ -69,15 +70,14 @@ class Pool {
   }
 
  private:
-
   // A new chunk becomes the stretch blocks are cut from; what was left of
   // the previous one stays unused until every block is freed. Chunks come
   // from the region while it lasts (objects there take 32-bit links), then
   // from the heap.
   void addChunk() {
     if (!regionTried_) reserveRegion();
-    if (regionBytes_ - regionUsed_ >= kChunkBytes) {
-      char* chunk = regionStart_ + regionUsed_;
+    if (zel_link::regionBytes() - regionUsed_ >= kChunkBytes) {
+      char* chunk = zel_link::regionStart() + regionUsed_;
       regionUsed_ += kChunkBytes;
       prefault(chunk);
       cursor_ = chunk;
@@ -111,8 +111,6 @@ class Pool {
 #if defined(MADV_HUGEPAGE)
       madvise(start, bytes, MADV_HUGEPAGE);
 #endif
-      regionStart_ = static_cast<char*>(start);
-      regionBytes_ = bytes;
       zel_link::setRegion(start, bytes);
       return;
     }
@@ -138,7 +136,7 @@ class Pool {
   void releaseChunks() noexcept {
 #if defined(__linux__)
     // The region's pages go back to the system; its addresses stay reserved.
-    if (regionUsed_ != 0) madvise(regionStart_, regionUsed_, MADV_DONTNEED);
+    if (regionUsed_ != 0) madvise(zel_link::regionStart(), regionUsed_, MADV_DONTNEED);
 #endif
     regionUsed_ = 0;
     while (chunks_ != nullptr) {
@@ -155,20 +153,14 @@ class Pool {
   Chunk* chunks_ = nullptr;  // those from the heap
   static constexpr uintptr_t kSmallestRegion = uintptr_t{64} << 20;
   bool regionTried_ = false;
-  char* regionStart_ = nullptr;
-  uintptr_t regionBytes_ = 0;
   uintptr_t regionUsed_ = 0;
   char* cursor_ = nullptr;
   char* end_ = nullptr;
   size_t live_ = 0;  // blocks handed out and not yet given back
 };
 
-// Never destroyed, and made without the heap: objects may be deleted during
-// the exit of the process.
 Pool& pool() {
-  alignas(Pool) static unsigned char storage[sizeof(Pool)];
-  static Pool* const instance = new (storage) Pool;
-  return *instance;
+  return zelImmortal<Pool>();
 }
 
 }  // namespace

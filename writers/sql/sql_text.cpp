@@ -1,5 +1,7 @@
 #include "sql_text.h"
 
+#include <algorithm>
+
 #include "utf8_sequence.h"
 
 namespace pcd::writers {
@@ -43,6 +45,15 @@ std::string commentText(std::string_view bytes) {
     if (static_cast<unsigned char>(c) < 0x20 || c == 0x7F) c = ' ';
   }
   return text;
+}
+
+std::string_view commentTextView(std::string_view bytes, std::string& made) {
+  const bool plain = std::none_of(bytes.begin(), bytes.end(), [](char c) {
+    return static_cast<unsigned char>(c) < 0x20 || c == 0x7F;
+  });
+  if (plain && isWellFormed(bytes)) return bytes;
+  made = commentText(bytes);
+  return made;
 }
 
 }  // namespace pcd::writers

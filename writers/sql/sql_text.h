@@ -19,6 +19,9 @@ bool isValidUtf8Of(std::string_view text, std::string_view bytes);
 // The same, with line breaks, tabs and other control characters as blanks,
 // for text inside a "-- " line comment.
 std::string commentText(std::string_view bytes);
+// The same without a copy: `bytes` themselves when they need no change, else
+// the text made, kept in `made`.
+std::string_view commentTextView(std::string_view bytes, std::string& made);
 // Valid UTF-8 text with each 4-byte character (outside the Basic
 // Multilingual Plane) as U+FFFD: MySQL keeps identifiers and comments as
 // 3-byte UTF-8.
